@@ -1,0 +1,19 @@
+# What every target of this project has in common: the language, hidden symbols,
+# the warnings and the strict Qt definitions.
+
+function(biz_target_defaults target)
+    target_compile_features(${target} PRIVATE cxx_std_17)
+    set_target_properties(${target} PROPERTIES
+        CXX_EXTENSIONS OFF
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+        $<$<BOOL:${BIZ_WARNINGS_AS_ERRORS}>:-Werror>)
+    target_compile_definitions(${target} PRIVATE
+        QT_NO_KEYWORDS
+        QT_NO_CAST_TO_ASCII
+        QT_NO_FOREACH
+        QT_STRICT_ITERATORS
+        QT_DEPRECATED_WARNINGS)
+endfunction()
