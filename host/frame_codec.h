@@ -1,0 +1,84 @@
+#ifndef BIZ_HOST_FRAME_CODEC_H
+#define BIZ_HOST_FRAME_CODEC_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <host/biz_host_export.h>
+#include <model/model_osdparam.h>
+#include <model/model_protocoldata.h>
+
+namespace biz::host {
+
+/** Bytes that a decoder threw away, and why. */
+struct Refusal
+{
+    int bytes = 0;
+    QString reason;
+};
+
+/** What a decoder made of the bytes that it was given. */
+struct Decoded
+{
+    QVector<model_Protocoldata> records;
+    QVector<Refusal> refusals;
+};
+
+/** Turns records into bytes and bytes into records; an application brings its own by deriving. */
+class BIZ_HOST_EXPORT FrameCodec
+{
+public:
+    virtual ~FrameCodec();
+
+    /** The bytes of a record; empty when it cannot be put into a frame. */
+    virtual QByteArray encode(const model_Protocoldata &record) const = 0;
+
+    /**
+     * Takes the next received bytes, however they were split, and returns the records that
+     * are complete now. Survives any input: it finds the next frame after garbage, keeps a
+     * bounded number of bytes, and reports each thing that it refuses.
+     */
+    virtual Decoded decode(const QByteArray &bytes) = 0;
+
+    /** Forgets a half-received frame, as after a reconnect. */
+    virtual void reset() = 0;
+};
+
+/**
+ * The demonstration frame: A5 5A, the seven head bytes, payload length (16 bits, low byte
+ * first), payload, CRC (qChecksum, ISO 3309, low byte first) over head, length and payload.
+ */
+class BIZ_HOST_EXPORT DemoFrameCodec : public FrameCodec
+{
+public:
+    static constexpr int maxPayload = 0xFFFF;
+
+    QByteArray encode(const model_Protocoldata &record) const override;
+    Decoded decode(const QByteArray &bytes) override;
+    void reset() override;
+
+private:
+    QByteArray m_buffer;
+};
+
+/**
+ * The demonstration datagram of the OSD channel: A5 0D, the eleven head bytes, the flag,
+ * payload length, payload and CRC as in the frame. One datagram holds one record.
+ */
+class BIZ_HOST_EXPORT OsdDatagramCodec
+{
+public:
+    /** What fits into one UDP datagram beside the frame around it. */
+    static constexpr int maxPayload = 65000;
+
+    /** The datagram of a record; empty when its payload does not fit. */
+    static QByteArray encode(const model_OsdParam &record);
+
+    /** Fills head, flag and payload of `record`; false leaves it alone, `reason` says why. */
+    static bool decode(const QByteArray &datagram, model_OsdParam *record, QString *reason);
+};
+
+} // namespace biz::host
+
+#endif
