@@ -1,0 +1,175 @@
+#include "osd_channel_fixture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <thread>
+#include <utility>
+
+#include <pthread.h>
+
+namespace osd_test {
+
+namespace {
+
+thread_local TraceRecorder *activeRecorder = nullptr;
+
+Trace present(const QString &text)
+{
+    using Channel = biz_Osd_CMDSWork;
+
+    std::size_t commands = 0;
+    for (const auto &queue : Channel::queueHexCmd) {
+        commands += queue.size();
+    }
+    return {text,
+            isHeld(Channel::HexCmdlock),
+            isHeld(Channel::receiveHexCmdlock),
+            Channel::m_qsIp.size(),
+            Channel::queueHexCmd.size(),
+            static_cast<int>(commands),
+            Channel::m_bRetFlag.size()};
+}
+
+void recordTrace(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (activeRecorder != nullptr) {
+        activeRecorder->write(type == QtDebugMsg ? text : QStringLiteral("not a debug text: ") + text);
+    }
+}
+
+std::vector<quint32> tagsOf(std::queue<model_OsdParam> queue)
+{
+    std::vector<quint32> tags;
+    for (; !queue.empty(); queue.pop()) {
+        tags.push_back(queue.front().nTag);
+    }
+    return tags;
+}
+
+void emptyChannel()
+{
+    biz_Osd_CMDSWork::m_qsIp.clear();
+    biz_Osd_CMDSWork::queueHexCmd.clear();
+    biz_Osd_CMDSWork::m_bRetFlag.clear();
+    biz_Osd_CMDSWork::receivequeueHexCmd = {};
+}
+
+} // namespace
+
+model_OsdParam record(const QString &ip, quint32 tag, qint32 waitTime)
+{
+    model_OsdParam made;
+    made.qsIp = ip;
+    made.nTag = tag;
+    made.iWaitTime = waitTime;
+    return made;
+}
+
+model_OsdParam fullRecord(const QString &ip)
+{
+    model_OsdParam made = record(ip, 0xDEADBEEF, -123456);
+    unsigned char next = 0xF5;
+    for (unsigned char &byte : made.ucOsdHead) {
+        byte = next++;
+    }
+    made.ucOsdFlag = 0xA7;
+    made.qsOsdText = QStringLiteral("line 1\n\u00e9\u4e2d");
+    made.baData = QByteArray("\x00\xff\x01 payload", 11);
+    return made;
+}
+
+bool operator==(const model_OsdParam &left, const model_OsdParam &right)
+{
+    return std::equal(std::begin(left.ucOsdHead), std::end(left.ucOsdHead), std::begin(right.ucOsdHead)) &&
+           left.qsIp == right.qsIp && left.ucOsdFlag == right.ucOsdFlag && left.iWaitTime == right.iWaitTime &&
+           left.qsOsdText == right.qsOsdText && left.baData == right.baData && left.nTag == right.nTag;
+}
+
+bool isHeld(std::mutex &lock)
+{
+    if (pthread_mutex_trylock(lock.native_handle()) != 0) {
+        return true;
+    }
+    pthread_mutex_unlock(lock.native_handle());
+    return false;
+}
+
+bool Trace::operator==(const Trace &other) const
+{
+    return text == other.text && hexCmdlockHeld == other.hexCmdlockHeld &&
+           receiveHexCmdlockHeld == other.receiveHexCmdlockHeld && devices == other.devices && queues == other.queues &&
+           commands == other.commands && flags == other.flags;
+}
+
+std::ostream &operator<<(std::ostream &out, const Trace &trace)
+{
+    return out << '"' << trace.text.toStdString() << '"' << (trace.hexCmdlockHeld ? " inside" : " outside")
+               << " the lock" << (trace.receiveHexCmdlockHeld ? " and inside the receive lock" : "") << ", devices "
+               << trace.devices << ", queues " << trace.queues << ", commands " << trace.commands << ", flags "
+               << trace.flags;
+}
+
+TraceRecorder::TraceRecorder(std::function<void()> whenWrittenFunction)
+    : whenWritten(std::move(whenWrittenFunction))
+{
+    activeRecorder = this;
+    previous = qInstallMessageHandler(recordTrace);
+}
+
+TraceRecorder::~TraceRecorder()
+{
+    qInstallMessageHandler(previous);
+    activeRecorder = nullptr;
+}
+
+QStringList TraceRecorder::texts() const
+{
+    QStringList all;
+    for (const Trace &trace : traces) {
+        all.append(trace.text);
+    }
+    return all;
+}
+
+void TraceRecorder::write(const QString &text)
+{
+    traces.push_back(present(text));
+    if (whenWritten) {
+        whenWritten();
+    }
+}
+
+bool eventually(const std::function<bool()> &condition)
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+OsdChannel::OsdChannel()
+{
+    emptyChannel();
+}
+
+OsdChannel::~OsdChannel()
+{
+    emptyChannel();
+}
+
+std::vector<quint32> OsdChannel::waitingTags(int slot)
+{
+    return tagsOf(biz_Osd_CMDSWork::queueHexCmd.at(slot));
+}
+
+std::vector<quint32> OsdChannel::replyTags()
+{
+    return tagsOf(biz_Osd_CMDSWork::receivequeueHexCmd);
+}
+
+} // namespace osd_test

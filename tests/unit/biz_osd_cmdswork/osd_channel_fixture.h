@@ -1,0 +1,84 @@
+#ifndef BIZ_TESTS_OSD_CHANNEL_FIXTURE_H
+#define BIZ_TESTS_OSD_CHANNEL_FIXTURE_H
+
+#include <functional>
+#include <mutex>
+#include <ostream>
+#include <vector>
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <biz_osd_cmdswork/biz_osd_cmdswork.h>
+
+#include <gtest/gtest.h>
+
+namespace osd_test {
+
+/** A command to, or a reply from, a device; the tag tells the records of a test apart. */
+model_OsdParam record(const QString &ip, quint32 tag = 0, qint32 waitTime = 3000);
+
+/** A record in which no field has its default value. */
+model_OsdParam fullRecord(const QString &ip);
+
+bool operator==(const model_OsdParam &left, const model_OsdParam &right);
+
+/**
+ * Whether anybody holds a lock. Asked through the native handle: unlike
+ * std::mutex::try_lock() that is defined for the holding thread too.
+ */
+bool isHeld(std::mutex &lock);
+
+/** One debug text, and how the channel stood when it was written. */
+struct Trace
+{
+    QString text;
+    bool hexCmdlockHeld;
+    bool receiveHexCmdlockHeld;
+    int devices;
+    int queues;
+    int commands;
+    int flags;
+    bool operator==(const Trace &other) const;
+};
+
+std::ostream &operator<<(std::ostream &out, const Trace &trace);
+
+/**
+ * Collects every text that this thread writes while the recorder exists, and calls
+ * `whenWritten` at each.
+ */
+class TraceRecorder
+{
+public:
+    explicit TraceRecorder(std::function<void()> whenWritten = {});
+    ~TraceRecorder();
+    TraceRecorder(const TraceRecorder &) = delete;
+    TraceRecorder &operator=(const TraceRecorder &) = delete;
+
+    std::vector<Trace> traces;
+    QStringList texts() const;
+    void write(const QString &text);
+
+private:
+    std::function<void()> whenWritten;
+    QtMessageHandler previous;
+};
+
+/** Waits until a condition holds, without sleeping; false if that takes ten seconds. */
+bool eventually(const std::function<bool()> &condition);
+
+/** Empties the one channel of the process before and after each test. */
+class OsdChannel : public ::testing::Test
+{
+protected:
+    OsdChannel();
+    ~OsdChannel() override;
+
+    static std::vector<quint32> waitingTags(int slot);
+    static std::vector<quint32> replyTags();
+};
+
+} // namespace osd_test
+
+#endif

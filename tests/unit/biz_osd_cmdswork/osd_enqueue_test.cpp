@@ -1,0 +1,259 @@
+// addToSendQueue(): filing a command for the device that it names.
+
+#include "osd_channel_fixture.h"
+
+using namespace osd_test;
+using Channel = biz_Osd_CMDSWork;
+using Tags = std::vector<quint32>;
+
+namespace {
+
+const QString deviceA = QStringLiteral("192.168.0.10");
+const QString deviceB = QStringLiteral("192.168.0.11");
+
+class OsdEnqueue : public OsdChannel
+{
+};
+
+TEST_F(OsdEnqueue, FirstCommandOfADeviceMakesItsSlotWithTheFlagTrue)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(Channel::m_qsIp, QVector<QString>{deviceA});
+    ASSERT_EQ(Channel::queueHexCmd.size(), 1);
+    EXPECT_EQ(waitingTags(0), Tags{1});
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+}
+
+TEST_F(OsdEnqueue, CommandsOfOneDeviceWaitInTheOrderOfTheCalls)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    Channel::addToSendQueue(record(deviceA, 2));
+    Channel::addToSendQueue(record(deviceA, 3));
+
+    EXPECT_EQ(Channel::m_qsIp.size(), 1);
+    ASSERT_EQ(Channel::queueHexCmd.size(), 1);
+    EXPECT_EQ(waitingTags(0), (Tags{1, 2, 3}));
+}
+
+TEST_F(OsdEnqueue, EachDeviceHasItsOwnQueueAtTheIndexOfItsIp)
+{
+    Channel::addToSendQueue(record(deviceB, 1));
+    Channel::addToSendQueue(record(deviceA, 2));
+    Channel::addToSendQueue(record(deviceB, 3));
+
+    EXPECT_EQ(Channel::m_qsIp, (QVector<QString>{deviceB, deviceA}));
+    ASSERT_EQ(Channel::queueHexCmd.size(), 2);
+    EXPECT_EQ(waitingTags(0), (Tags{1, 3}));
+    EXPECT_EQ(waitingTags(1), Tags{2});
+}
+
+TEST_F(OsdEnqueue, EveryFieldOfTheCommandIsStored)
+{
+    Channel::addToSendQueue(fullRecord(deviceA));
+    Channel::addToSendQueue(fullRecord(deviceA));
+
+    EXPECT_TRUE(Channel::queueHexCmd.at(0).front() == fullRecord(deviceA)) << "filed for a new device";
+    EXPECT_TRUE(Channel::queueHexCmd.at(0).back() == fullRecord(deviceA)) << "filed for a known device";
+}
+
+TEST_F(OsdEnqueue, PayloadAndTextsAreSharedRatherThanCopied)
+{
+    const model_OsdParam given = fullRecord(deviceA);
+
+    Channel::addToSendQueue(given);
+
+    EXPECT_EQ(Channel::queueHexCmd.at(0).front().baData.constData(), given.baData.constData());
+    EXPECT_EQ(Channel::queueHexCmd.at(0).front().qsOsdText.constData(), given.qsOsdText.constData());
+}
+
+TEST_F(OsdEnqueue, KnownFreeDeviceWithAnEmptyQueueKeepsItsFlagTrue)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    Channel::queueHexCmd[0].pop();
+
+    Channel::addToSendQueue(record(deviceA, 2));
+
+    EXPECT_EQ(waitingTags(0), Tags{2});
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+}
+
+TEST_F(OsdEnqueue, KnownDeviceThatAwaitsAReplyKeepsItsFlagFalse)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    Channel::m_bRetFlag[deviceA] = false;
+
+    Channel::addToSendQueue(record(deviceA, 2));
+
+    EXPECT_EQ(waitingTags(0), (Tags{1, 2}));
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, false}}));
+}
+
+TEST_F(OsdEnqueue, KnownDeviceWithoutAFlagGetsNone)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    Channel::m_bRetFlag.clear();
+
+    Channel::addToSendQueue(record(deviceA, 2));
+
+    EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
+}
+
+TEST_F(OsdEnqueue, RegisteringADeviceOverwritesAFlagLeftBehind)
+{
+    Channel::m_bRetFlag[deviceA] = false;
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+}
+
+TEST_F(OsdEnqueue, RegisteringADeviceLeavesTheOthersAlone)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    Channel::m_bRetFlag[deviceA] = false;
+
+    Channel::addToSendQueue(record(deviceB, 2));
+
+    EXPECT_EQ(waitingTags(0), Tags{1});
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, false}, {deviceB, true}}));
+}
+
+TEST_F(OsdEnqueue, IpTextsThatDifferInAnyCharacterAreDifferentDevices)
+{
+    const QStringList texts{deviceA,
+                            deviceA + QLatin1Char(' '),
+                            QLatin1Char(' ') + deviceA,
+                            QStringLiteral("192.168.000.010"),
+                            QStringLiteral("fe80::a"),
+                            QStringLiteral("FE80::A"),
+                            QString()};
+    for (const QString &text : texts) {
+        Channel::addToSendQueue(record(text));
+    }
+
+    EXPECT_EQ(Channel::m_qsIp, texts.toVector());
+    EXPECT_EQ(Channel::queueHexCmd.size(), texts.size());
+    EXPECT_EQ(Channel::m_bRetFlag.size(), texts.size());
+}
+
+TEST_F(OsdEnqueue, EmptyIpIsADeviceLikeAnyOther)
+{
+    Channel::addToSendQueue(record(QString(), 1));
+    Channel::addToSendQueue(record(QStringLiteral(""), 2));
+
+    EXPECT_EQ(Channel::m_qsIp, QVector<QString>{QString()});
+    EXPECT_EQ(waitingTags(0), (Tags{1, 2}));
+    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{QString(), true}}));
+}
+
+TEST_F(OsdEnqueue, IpListedTwiceIsFoundAtItsFirstIndex)
+{
+    Channel::m_qsIp = {deviceB, deviceA, deviceA};
+    Channel::queueHexCmd.resize(3);
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(waitingTags(1), Tags{1});
+    EXPECT_EQ(waitingTags(2), Tags{});
+}
+
+TEST_F(OsdEnqueue, CommandForTheLastSlotWithAQueueIsKept)
+{
+    Channel::m_qsIp = {deviceB, deviceA};
+    Channel::queueHexCmd.resize(2);
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(waitingTags(1), Tags{1});
+}
+
+TEST_F(OsdEnqueue, CommandForTheFirstSlotWithoutAQueueIsDropped)
+{
+    Channel::m_qsIp = {deviceB, deviceA};
+    Channel::queueHexCmd.resize(1);
+    TraceRecorder recorder;
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    ASSERT_EQ(Channel::queueHexCmd.size(), 1);
+    EXPECT_EQ(waitingTags(0), Tags{});
+    EXPECT_EQ(Channel::m_qsIp.size(), 2);
+    EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
+    EXPECT_EQ(recorder.texts(),
+              (QStringList{"addToSendQueue:", "AddToSendQueue1:HexCmdlock", "AddToSendQueue1:HexCmdlock:leave"}));
+}
+
+TEST_F(OsdEnqueue, QueueOfANewDeviceJoinsTheEndEvenWhenTheListsAreOutOfStep)
+{
+    Channel::m_qsIp = {deviceB};
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(Channel::m_qsIp, (QVector<QString>{deviceB, deviceA}));
+    ASSERT_EQ(Channel::queueHexCmd.size(), 1);
+    EXPECT_EQ(waitingTags(0), Tags{1});
+}
+
+TEST_F(OsdEnqueue, TracesOfANewDeviceMarkRegistrationAndCompletionInsideTheLock)
+{
+    TraceRecorder recorder;
+
+    Channel::addToSendQueue(record(deviceA));
+
+    const std::vector<Trace> expected{
+        {"addToSendQueue:", false, false, 0, 0, 0, 0},
+        {"AddToSendQueue2:HexCmdlock", true, false, 1, 0, 0, 0},
+        {"AddToSendQueue2:HexCmdlock:leave", true, false, 1, 1, 1, 1},
+    };
+    EXPECT_EQ(recorder.traces, expected);
+    EXPECT_FALSE(isHeld(Channel::HexCmdlock));
+}
+
+TEST_F(OsdEnqueue, TracesOfAKnownDeviceMarkTheStepBeforeAndAfterThePushInsideTheLock)
+{
+    Channel::addToSendQueue(record(deviceA));
+    TraceRecorder recorder;
+
+    Channel::addToSendQueue(record(deviceA));
+
+    const std::vector<Trace> expected{
+        {"addToSendQueue:", false, false, 1, 1, 1, 1},
+        {"AddToSendQueue1:HexCmdlock", true, false, 1, 1, 1, 1},
+        {"AddToSendQueue1:HexCmdlock:leave", true, false, 1, 1, 2, 1},
+    };
+    EXPECT_EQ(recorder.traces, expected);
+    EXPECT_FALSE(isHeld(Channel::HexCmdlock));
+}
+
+TEST_F(OsdEnqueue, EnqueueLeavesTheReplyQueueAlone)
+{
+    Channel::receivequeueHexCmd.push(record(deviceA, 9));
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(replyTags(), Tags{9});
+}
+
+TEST_F(OsdEnqueue, EnqueueDoesNotTakeTheReceiveLock)
+{
+    // Would never return if it did; the program's time-out ends it then.
+    const std::lock_guard<std::mutex> lock(Channel::receiveHexCmdlock);
+
+    Channel::addToSendQueue(record(deviceA, 1));
+
+    EXPECT_EQ(waitingTags(0), Tags{1});
+}
+
+TEST_F(OsdEnqueue, NeitherDevicesNorCommandsAreLimited)
+{
+    for (quint32 i = 0; i < 5000; ++i) {
+        Channel::addToSendQueue(record(QString::number(i % 500), i));
+    }
+
+    EXPECT_EQ(Channel::m_qsIp.size(), 500);
+    EXPECT_EQ(Channel::queueHexCmd.at(499).size(), 10U);
+    EXPECT_EQ(Channel::queueHexCmd.at(499).back().nTag, 4999U);
+}
+
+} // namespace
