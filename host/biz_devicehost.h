@@ -68,10 +68,10 @@ public:
      */
     void setUseWatchdog(bool on);
 
-    /** Takes the link over. Not while running. */
+    /** Takes the link over. While running it is refused, and errorString() says so. */
     void setLink(std::unique_ptr<biz::host::DeviceLink> link);
 
-    /** Takes the codec over; the demonstration frame by default. Not while running. */
+    /** Takes the codec over; the demonstration frame by default. Refused while running. */
     void setCodec(std::unique_ptr<biz::host::FrameCodec> codec);
 
     // --- Running ----------------------------------------------------------------------

@@ -1,0 +1,782 @@
+#include <host/biz_devicehost.h>
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <thread>
+
+#include <QtCore/QTimer>
+
+#include <biz_cmdswork/biz_cmdswork.h>
+#include <host/device_tickets_p.h>
+#include <host/host_threads_p.h>
+#include <host/reply_words.h>
+#include <host/retirement_p.h>
+#include <host/signal_outbox_p.h>
+#include <host/thread_inbox_p.h>
+
+using namespace biz::host;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/** How often the gate is looked at while the library may give up at any pass. */
+constexpr milliseconds pollPeriod{10};
+
+/** What a watchdog adds to its two waits, and room for a busy machine. */
+constexpr milliseconds watchdogMargin{500};
+
+constexpr int defaultWaitMs = 500;
+
+/** What a loop's thread saw. */
+struct Message
+{
+    enum class Kind { Announced, QueueSize, Accepted };
+
+    Kind kind;
+    model_Protocoldata record;
+    bool gated = false;
+    int queueSize = 0;
+};
+
+using Inbox = ThreadInbox<Message>;
+
+const model_Protocoldata &recordAt(const void *pointer)
+{
+    return *static_cast<const model_Protocoldata *>(pointer);
+}
+
+bool isGateClosed()
+{
+    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+    return !biz_CMDSWork::bRetFlag;
+}
+
+/** Under the lock: nobody counts time-outs for the command in flight any more. */
+void endWatch()
+{
+    biz_CMDSWork::iSN = static_cast<int>(static_cast<unsigned>(biz_CMDSWork::iSN) + 1U);
+}
+
+std::atomic<bool> channelIsHeld{false};
+
+} // namespace
+
+class biz_DeviceHost::Private
+{
+public:
+    explicit Private(biz_DeviceHost *host);
+    ~Private();
+
+    // Settings
+    bool holdsChannel = false;
+    QString error;
+    int defaultWait = defaultWaitMs;
+    bool useWatchdog = false;
+    bool skipping = false;
+    std::unique_ptr<DeviceLink> link;
+    std::unique_ptr<FrameCodec> codec = std::make_unique<DemoFrameCodec>();
+    Counters counters;
+    DeviceTickets tickets;
+
+    bool mayChangeSettings();
+
+    // Running
+    bool start();
+    StopReport stop(int deadlineMs);
+    bool running = false;
+    bool stuck = false; ///< a loop of a former run has not returned and still uses the channel
+
+    // Commands
+    Ticket enqueue(const model_Protocoldata &command);
+    void clear();
+    void setSkipping(bool on);
+
+private:
+    void connectLink();
+    void startLoops();
+    void connectWorker();
+    QStringList joinLoops(TimePoint deadline);
+    void letWorkerGo(bool loopsReturned);
+    void resetChannel();
+
+    void drainInbox();
+    void onAnnounced(const Message &message);
+    void onFirstAnnouncement(DeviceCommand &command, const Message &message);
+    void writeToLink(DeviceCommand &command);
+    void onAccepted(model_Protocoldata reply);
+
+    void onReceived(const QByteArray &bytes);
+    void feed(model_Protocoldata reply);
+    void reportUnmatched(const model_Protocoldata &reply);
+
+    void poll();
+    void updatePolling();
+    void releaseOverdue();
+    void settleGate();
+
+    void end(Ticket ticket, Outcome outcome, const QString &reason);
+    void endAnswered(DeviceCommand &command, const model_Protocoldata &reply, TimePoint arrival);
+    void giveUp(DeviceCommand &command);
+    void post(SignalOutbox::Emission emission) { outbox->post(std::move(emission)); }
+
+    /** A good reply to a command in flight, on its way through the channel's receive queue. */
+    struct FedReply
+    {
+        quint32 number;
+        TimePoint arrival;
+    };
+
+    biz_DeviceHost *const q;
+    std::unique_ptr<SignalOutbox> outbox = std::make_unique<SignalOutbox>();
+    InboxReceiver receiver;
+    std::shared_ptr<Inbox> inbox;
+    QTimer pollTimer;
+
+    std::unique_ptr<biz_CMDSWork> worker;
+    std::vector<std::unique_ptr<LoopThread>> loops;
+    TimePoint watchdogsEnd{};
+
+    std::deque<FedReply> fed;
+    quint32 lastFed = 0;
+};
+
+biz_DeviceHost::Private::Private(biz_DeviceHost *host)
+    : q(host)
+    , receiver([this] { drainInbox(); })
+    , inbox(std::make_shared<Inbox>(&receiver))
+{
+    holdsChannel = !channelIsHeld.exchange(true);
+    if (!holdsChannel) {
+        error = QStringLiteral("the device channel is held by another biz_DeviceHost of this process");
+    }
+    pollTimer.setTimerType(Qt::PreciseTimer);
+    pollTimer.setInterval(pollPeriod);
+    QObject::connect(&pollTimer, &QTimer::timeout, host, [this] { poll(); });
+}
+
+biz_DeviceHost::Private::~Private()
+{
+    constexpr int deadlineMs = 2000;
+    if (holdsChannel) {
+        stop(deadlineMs);
+        channelIsHeld = false;
+    }
+    inbox->close();
+}
+
+bool biz_DeviceHost::Private::mayChangeSettings()
+{
+    if (running) {
+        error = QStringLiteral("link and codec cannot be changed while the host runs");
+    }
+    return !running;
+}
+
+// --- Starting and stopping ----------------------------------------------------------
+
+bool biz_DeviceHost::Private::start()
+{
+    if (!holdsChannel) {
+        return false;
+    }
+    if (running) {
+        error = QStringLiteral("the host runs already");
+        return false;
+    }
+    if (stuck) {
+        error = QStringLiteral("a loop of the former run has not returned");
+        return false;
+    }
+    if (!link) {
+        error = QStringLiteral("the host has no link");
+        return false;
+    }
+    running = true;
+    connectLink();
+    link->open();
+    return true;
+}
+
+void biz_DeviceHost::Private::connectLink()
+{
+    link->disconnect(q);
+    QObject::connect(link.get(), &DeviceLink::opened, q, [this] {
+        startLoops();
+        post([this] { Q_EMIT q->linkOpened(); });
+    });
+    QObject::connect(link.get(), &DeviceLink::closed, q, [this](const QString &reason) {
+        codec->reset();
+        post([this, reason] { Q_EMIT q->linkClosed(reason); });
+    });
+    QObject::connect(link.get(), &DeviceLink::received, q, [this](const QByteArray &bytes) { onReceived(bytes); });
+}
+
+void biz_DeviceHost::Private::startLoops()
+{
+    if (worker) {
+        return;
+    }
+    worker = std::make_unique<biz_CMDSWork>();
+    worker->m_bSendRun = true;
+    worker->m_bRecvRun = true;
+    worker->setSkipSendcmd(skipping);
+    connectWorker();
+
+    biz_CMDSWork *const loopsWorker = worker.get();
+    loops.push_back(
+        std::make_unique<LoopThread>(QStringLiteral("biz-send"), [loopsWorker] { loopsWorker->a1_GetQueueWork(); }));
+    loops.push_back(std::make_unique<LoopThread>(QStringLiteral("biz-receive"),
+                                                 [loopsWorker] { loopsWorker->a1_receiveGetQueueWork(); }));
+}
+
+// The slots run on the loops' threads: they copy and leave.
+void biz_DeviceHost::Private::connectWorker()
+{
+    biz_CMDSWork *const emitter = worker.get();
+    const std::shared_ptr<Inbox> box = inbox;
+
+    QObject::connect(
+        emitter, &biz_CMDSWork::signalSendMessage, emitter,
+        [box](void *record) {
+            box->push({Message::Kind::Announced, recordAt(record), isGateClosed(), 0});
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        emitter, &biz_CMDSWork::signalQueueSize, emitter,
+        [box](int size) {
+            box->push({Message::Kind::QueueSize, {}, false, size});
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        emitter, &biz_CMDSWork::signalSendReceiveMessage, emitter,
+        [box](void *record) {
+            box->push({Message::Kind::Accepted, recordAt(record), false, 0});
+        },
+        Qt::DirectConnection);
+    if (useWatchdog) {
+        // The counter that stands after the send names the command to the watchdog.
+        QObject::connect(
+            emitter, &biz_CMDSWork::signalSendMessageUipro, emitter,
+            [emitter] {
+                int sequence = 0;
+                {
+                    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+                    sequence = biz_CMDSWork::iSN;
+                }
+                std::thread(&biz_CMDSWork::timeoutWatchdog, emitter, sequence).detach();
+            },
+            Qt::DirectConnection);
+    }
+}
+
+StopReport biz_DeviceHost::Private::stop(int deadlineMs)
+{
+    StopReport report;
+    const TimePoint deadline = Clock::now() + milliseconds(deadlineMs);
+    if (worker) {
+        drainInbox();
+        worker->m_bSendRun = false;
+        worker->m_bRecvRun = false;
+        report.slowSteps = joinLoops(deadline);
+    }
+    if (running) {
+        running = false;
+        link->close();
+        codec->reset();
+    }
+    if (worker) {
+        // With the link closed: what was announced meanwhile counts, but is not sent.
+        drainInbox();
+        letWorkerGo(report.clean());
+    }
+    resetChannel();
+    for (const Ticket ticket : tickets.all()) {
+        ++report.pending;
+        const bool wasSent = tickets.find(ticket)->attempts > 0;
+        end(ticket, Outcome::Stopped,
+            wasSent ? QStringLiteral("the host was stopped while its reply was awaited")
+                    : QStringLiteral("the host was stopped before it was sent"));
+    }
+    return report;
+}
+
+QStringList biz_DeviceHost::Private::joinLoops(TimePoint deadline)
+{
+    QStringList slow;
+    for (const std::unique_ptr<LoopThread> &loop : loops) {
+        if (!loop->join(deadline)) {
+            slow.append(loop->name());
+        }
+    }
+    return slow;
+}
+
+void biz_DeviceHost::Private::letWorkerGo(bool loopsReturned)
+{
+    // What the former loops still say is of no interest to the next ones.
+    inbox->close();
+    inbox = std::make_shared<Inbox>(&receiver);
+
+    if (loopsReturned) {
+        loops.clear();
+    }
+    stuck = !loopsReturned;
+    if (stuck || Clock::now() < watchdogsEnd) {
+        retire({std::move(worker), std::move(loops), watchdogsEnd});
+    }
+    worker.reset();
+    loops.clear();
+}
+
+/** Nothing waits and nothing is watched any more; the gate is open. */
+void biz_DeviceHost::Private::resetChannel()
+{
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        biz_CMDSWork::queueHexCmd = {};
+        biz_CMDSWork::bRetFlag = true;
+        endWatch();
+    }
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
+        biz_CMDSWork::receivequeueHexCmd = {};
+    }
+    fed.clear();
+    updatePolling();
+}
+
+// --- Commands -------------------------------------------------------------------------
+
+Ticket biz_DeviceHost::Private::enqueue(const model_Protocoldata &command)
+{
+    if (!holdsChannel) {
+        return 0;
+    }
+    model_Protocoldata own = command;
+    if (own.iWaitTime <= 0) {
+        own.iWaitTime = defaultWait;
+    }
+    const Ticket ticket = tickets.add(own);
+    ++counters.enqueued;
+    if (skipping) {
+        end(ticket, Outcome::Skipped, QStringLiteral("it was given while skip mode was on"));
+        return ticket;
+    }
+    own.nTag = DeviceTickets::tagOf(ticket);
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        biz_CMDSWork::queueHexCmd.push(own);
+    }
+    settleGate();
+    return ticket;
+}
+
+void biz_DeviceHost::Private::clear()
+{
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        biz_CMDSWork::queueHexCmd = {};
+        endWatch();
+    }
+    for (const Ticket ticket : tickets.all()) {
+        const bool wasSent = tickets.find(ticket)->attempts > 0;
+        end(ticket, Outcome::Cleared,
+            wasSent ? QStringLiteral("the queue was cleared while its reply was awaited")
+                    : QStringLiteral("the queue was cleared before it was sent"));
+    }
+    settleGate();
+}
+
+void biz_DeviceHost::Private::setSkipping(bool on)
+{
+    skipping = on;
+    std::queue<model_Protocoldata> discarded;
+    {
+        // In one step, so that the channel never finds anything to discard by itself, which
+        // it would do without the lock.
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        if (on) {
+            discarded.swap(biz_CMDSWork::queueHexCmd);
+        }
+        if (worker) {
+            worker->setSkipSendcmd(on);
+        }
+    }
+    for (; !discarded.empty(); discarded.pop()) {
+        if (const DeviceCommand *command = tickets.find(discarded.front().nTag)) {
+            end(command->ticket, Outcome::Skipped, QStringLiteral("skip mode was switched on before it was sent"));
+        }
+    }
+}
+
+// --- What the loops report --------------------------------------------------------------
+
+void biz_DeviceHost::Private::drainInbox()
+{
+    for (Message &message : inbox->takeAll()) {
+        switch (message.kind) {
+        case Message::Kind::Announced:
+            onAnnounced(message);
+            break;
+        case Message::Kind::QueueSize:
+            settleGate();
+            post([this, size = message.queueSize] { Q_EMIT q->queueSize(size); });
+            break;
+        case Message::Kind::Accepted:
+            onAccepted(std::move(message.record));
+            break;
+        }
+    }
+    updatePolling();
+}
+
+void biz_DeviceHost::Private::onAnnounced(const Message &message)
+{
+    DeviceCommand *const command = tickets.find(message.record.nTag);
+    if (command == nullptr) {
+        // Cleared while it was being taken, or answered while it was being resent: it is
+        // not sent, and a gate that its take closed has nothing to wait for.
+        settleGate();
+        return;
+    }
+    if (command->attempts == 0) {
+        onFirstAnnouncement(*command, message);
+    } else {
+        ++command->attempts;
+    }
+    writeToLink(*command);
+}
+
+void biz_DeviceHost::Private::onFirstAnnouncement(DeviceCommand &command, const Message &message)
+{
+    // The next command leaves only when the gate has been opened, and if not by us, then by
+    // the library when it gave the former command up.
+    if (DeviceCommand *former = tickets.gatedInFlight()) {
+        giveUp(*former);
+    }
+    const Ticket older = tickets.markInFlight(command, message.record.ucHead[0], message.gated);
+    if (older != 0) {
+        end(older, Outcome::Released, QStringLiteral("its sequence byte was used again before a reply came"));
+    }
+    if (useWatchdog) {
+        // The watchdog waits once, resends, and its successor waits once more.
+        const milliseconds wait(command.record.iWaitTime);
+        watchdogsEnd = std::max(watchdogsEnd, Clock::now() + 2 * wait + watchdogMargin);
+    }
+}
+
+void biz_DeviceHost::Private::writeToLink(DeviceCommand &command)
+{
+    command.writtenAt = Clock::now();
+    const QByteArray bytes = codec->encode(command.record);
+    if (bytes.isEmpty()) {
+        command.lastProblem = QStringLiteral("it does not fit into a frame");
+        return;
+    }
+    if (!link->write(bytes)) {
+        command.lastProblem = QStringLiteral("the link was not open");
+        return;
+    }
+    ++(command.attempts == 1 ? counters.sent : counters.resent);
+    counters.bytesOut += static_cast<quint64>(bytes.size());
+    post([this, ticket = command.ticket, attempt = command.attempts, record = command.record] {
+        Q_EMIT q->sent(ticket, attempt, record);
+    });
+}
+
+void biz_DeviceHost::Private::onAccepted(model_Protocoldata reply)
+{
+    // The channel hands replies on in the order in which they were fed; those that stand for
+    // nothing in flight were reported when they came.
+    if (fed.empty() || fed.front().number != reply.nTag) {
+        return;
+    }
+    const FedReply origin = fed.front();
+    fed.pop_front();
+    reply.nTag = 0;
+    if (DeviceCommand *command = tickets.inFlight(reply.ucHead[0])) {
+        endAnswered(*command, reply, origin.arrival);
+        settleGate();
+    } else {
+        reportUnmatched(reply);
+    }
+}
+
+// --- What the link brings ----------------------------------------------------------------
+
+void biz_DeviceHost::Private::onReceived(const QByteArray &bytes)
+{
+    counters.bytesIn += static_cast<quint64>(bytes.size());
+    const Decoded decoded = codec->decode(bytes);
+    for (const Refusal &refusal : decoded.refusals) {
+        ++counters.refusedFrames;
+        counters.refusedBytes += static_cast<quint64>(refusal.bytes);
+        post([this, refusal] { Q_EMIT q->refused(refusal.bytes, refusal.reason); });
+    }
+    // A reply can be here before the announcement of its command has been looked at.
+    drainInbox();
+    for (const model_Protocoldata &reply : decoded.records) {
+        feed(reply);
+    }
+}
+
+void biz_DeviceHost::Private::feed(model_Protocoldata reply)
+{
+    if (!worker) {
+        return;
+    }
+    // The channel logs what it refuses and tells nobody; the same rules tell us why.
+    const ReplyJudgement judgement = judgeReply(biz_CMDSWork::deviceType, reply);
+    DeviceCommand *const command = tickets.inFlight(reply.ucHead[0]);
+    if (command == nullptr) {
+        reportUnmatched(reply);
+    } else if (!judgement.accepted) {
+        ++counters.rejected;
+        command->lastProblem = QStringLiteral("the last reply was refused: ") + judgement.broken;
+        post([this, ticket = command->ticket, reply, why = judgement.broken] {
+            Q_EMIT q->rejected(ticket, reply, why);
+        });
+    }
+    reply.nTag = ++lastFed;
+    if (command != nullptr && judgement.accepted) {
+        fed.push_back({lastFed, Clock::now()});
+    }
+
+    const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
+    biz_CMDSWork::receivequeueHexCmd.push(reply);
+}
+
+/** A reply to a command that is not in flight: it changes nothing. */
+void biz_DeviceHost::Private::reportUnmatched(const model_Protocoldata &reply)
+{
+    const EndedCommand &ended = tickets.lastEnded(reply.ucHead[0]);
+    if (ended.ticket == 0) {
+        ++counters.foreign;
+        post([this, reply] { Q_EMIT q->foreign(reply); });
+    } else if (ended.outcome == Outcome::Answered) {
+        ++counters.duplicate;
+        post([this, ticket = ended.ticket, reply] { Q_EMIT q->duplicate(ticket, reply); });
+    } else {
+        ++counters.late;
+        const double afterEndMs = millisecondsBetween(ended.endedAt, Clock::now());
+        post([this, ticket = ended.ticket, reply, afterEndMs] { Q_EMIT q->late(ticket, reply, afterEndMs); });
+    }
+}
+
+// --- Time ----------------------------------------------------------------------------------
+
+void biz_DeviceHost::Private::updatePolling()
+{
+    const DeviceCommand *gated = tickets.gatedInFlight();
+    const bool mayBeGivenUp = gated != nullptr && gated->attempts > 1;
+    const bool mayBeReleased = gated == nullptr && tickets.pending() > tickets.waiting();
+    if (!mayBeGivenUp && !mayBeReleased) {
+        pollTimer.stop();
+    } else if (!pollTimer.isActive()) {
+        pollTimer.start();
+    }
+}
+
+void biz_DeviceHost::Private::poll()
+{
+    drainInbox();
+    DeviceCommand *const gated = tickets.gatedInFlight();
+    // Only the library opens the gate of a command in flight without ending it here.
+    if (gated != nullptr && gated->attempts > 1 && !isGateClosed()) {
+        giveUp(*gated);
+    }
+    releaseOverdue();
+    updatePolling();
+}
+
+void biz_DeviceHost::Private::releaseOverdue()
+{
+    for (const Ticket ticket : tickets.allInFlight()) {
+        const DeviceCommand *command = tickets.find(ticket);
+        const milliseconds wait(command->record.iWaitTime);
+        if (!command->gated && Clock::now() >= command->writtenAt + wait) {
+            end(ticket, Outcome::Released,
+                QStringLiteral("no reply came within the %1 ms of its wait").arg(wait.count()));
+        }
+    }
+}
+
+/**
+ * Opens a gate that is closed for nothing: its command has been settled, or a clear left
+ * the take that closed it empty-handed. Never in the middle of a take: then the channel's
+ * queue is shorter than the host's thread knows.
+ */
+void biz_DeviceHost::Private::settleGate()
+{
+    if (tickets.gatedInFlight() != nullptr) {
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+    if (biz_CMDSWork::queueHexCmd.size() == static_cast<std::size_t>(tickets.waiting())) {
+        biz_CMDSWork::bRetFlag = true;
+    }
+}
+
+// --- Ends ------------------------------------------------------------------------------------
+
+void biz_DeviceHost::Private::endAnswered(DeviceCommand &command, const model_Protocoldata &reply, TimePoint arrival)
+{
+    CommandResult result;
+    result.outcome = Outcome::Answered;
+    result.attempts = command.attempts;
+    result.reply = reply;
+    result.roundTripMs = millisecondsBetween(command.writtenAt, arrival);
+    result.reason = QStringLiteral("its reply came %1 ms after it was %2")
+                        .arg(QString::number(result.roundTripMs, 'f', 1),
+                             command.attempts > 1 ? QStringLiteral("resent") : QStringLiteral("sent"));
+    ++counters.answered;
+    const Ticket ticket = command.ticket;
+    tickets.end(ticket, Outcome::Answered);
+    post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
+}
+
+void biz_DeviceHost::Private::giveUp(DeviceCommand &command)
+{
+    QString reason = QStringLiteral("no acceptable reply came, nor after the resend");
+    if (!command.lastProblem.isEmpty()) {
+        reason += QStringLiteral("; ") + command.lastProblem;
+    }
+    end(command.ticket, Outcome::GaveUp, reason);
+}
+
+void biz_DeviceHost::Private::end(Ticket ticket, Outcome outcome, const QString &reason)
+{
+    CommandResult result;
+    result.outcome = outcome;
+    result.attempts = tickets.find(ticket)->attempts;
+    result.reason = reason;
+    switch (outcome) {
+    case Outcome::GaveUp:
+        ++counters.gaveUp;
+        break;
+    case Outcome::Cleared:
+        ++counters.cleared;
+        break;
+    case Outcome::Skipped:
+        ++counters.skipped;
+        break;
+    case Outcome::Stopped:
+        ++counters.stopped;
+        break;
+    case Outcome::Released:
+        ++counters.released;
+        break;
+    case Outcome::Answered:
+        break;
+    }
+    tickets.end(ticket, outcome);
+    post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
+}
+
+// --- The public face ---------------------------------------------------------------------------
+
+biz_DeviceHost::biz_DeviceHost(QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(this))
+{
+    qRegisterMetaType<model_Protocoldata>();
+    qRegisterMetaType<CommandResult>();
+    qRegisterMetaType<Ticket>("biz::host::Ticket");
+}
+
+biz_DeviceHost::~biz_DeviceHost() = default;
+
+bool biz_DeviceHost::isValid() const
+{
+    return d->holdsChannel;
+}
+
+QString biz_DeviceHost::errorString() const
+{
+    return d->error;
+}
+
+void biz_DeviceHost::setDeviceType(int deviceType)
+{
+    biz_CMDSWork::deviceType = deviceType;
+}
+
+void biz_DeviceHost::setSysPlan(int sysPlan)
+{
+    biz_CMDSWork::nSysPlan = sysPlan;
+}
+
+void biz_DeviceHost::setDefaultWaitTime(int milliseconds)
+{
+    d->defaultWait = milliseconds;
+}
+
+void biz_DeviceHost::setUseWatchdog(bool on)
+{
+    d->useWatchdog = on;
+}
+
+void biz_DeviceHost::setLink(std::unique_ptr<DeviceLink> link)
+{
+    if (d->mayChangeSettings()) {
+        d->link = std::move(link);
+    }
+}
+
+void biz_DeviceHost::setCodec(std::unique_ptr<FrameCodec> codec)
+{
+    if (d->mayChangeSettings()) {
+        d->codec = std::move(codec);
+    }
+}
+
+bool biz_DeviceHost::start()
+{
+    return d->start();
+}
+
+bool biz_DeviceHost::isRunning() const
+{
+    return d->running;
+}
+
+StopReport biz_DeviceHost::stop(int deadlineMs)
+{
+    return d->holdsChannel ? d->stop(deadlineMs) : StopReport();
+}
+
+Ticket biz_DeviceHost::enqueue(const model_Protocoldata &command)
+{
+    return d->enqueue(command);
+}
+
+void biz_DeviceHost::clear()
+{
+    if (d->holdsChannel) {
+        d->clear();
+    }
+}
+
+void biz_DeviceHost::setSkipping(bool on)
+{
+    if (d->holdsChannel) {
+        d->setSkipping(on);
+    }
+}
+
+int biz_DeviceHost::waiting() const
+{
+    return d->tickets.waiting();
+}
+
+int biz_DeviceHost::pending() const
+{
+    return d->tickets.pending();
+}
+
+Counters biz_DeviceHost::counters() const
+{
+    return d->counters;
+}

@@ -1,0 +1,85 @@
+#ifndef BIZ_HOST_DEVICE_TICKETS_P_H
+#define BIZ_HOST_DEVICE_TICKETS_P_H
+
+#include <array>
+#include <map>
+#include <vector>
+
+#include <host/command_result.h>
+#include <host/host_clock_p.h>
+
+namespace biz::host {
+
+/** A command of the device channel from its enqueuing to its end. */
+struct DeviceCommand
+{
+    Ticket ticket = 0;
+    model_Protocoldata record; ///< as the application gave it; byte 0 once it was announced
+    int attempts = 0;          ///< announcements so far; 0: it waits in the channel's queue
+    bool gated = false;        ///< its take closed the gate
+    TimePoint writtenAt;       ///< its last write to the link
+    QString lastProblem;       ///< what last went wrong with it, for the reason of a give-up
+};
+
+/** What is remembered of an ended command, to tell its further replies apart. */
+struct EndedCommand
+{
+    Ticket ticket = 0; ///< 0: no command has used this sequence byte yet
+    Outcome outcome = Outcome::Stopped;
+    TimePoint endedAt;
+};
+
+/**
+ * The book of one channel's commands: which wait, which are in flight under which sequence
+ * byte, and which used a sequence byte before. Used on the host's thread only.
+ */
+class DeviceTickets
+{
+public:
+    Ticket add(const model_Protocoldata &record);
+
+    /** The command that a record in the channel stands for; null once it has ended. */
+    DeviceCommand *find(quint32 tag);
+    DeviceCommand *find(Ticket ticket) { return find(tagOf(ticket)); }
+
+    /** The number that stands in `nTag` of the queued copy while it is in the channel. */
+    static quint32 tagOf(Ticket ticket) { return static_cast<quint32>(ticket); }
+
+    /**
+     * The command has been announced for the first time under a sequence byte. Returns the
+     * older command that was still in flight under the same byte, else 0.
+     */
+    Ticket markInFlight(DeviceCommand &command, quint8 sequence, bool gated);
+
+    DeviceCommand *inFlight(quint8 sequence) { return find(m_inFlight[sequence]); }
+
+    /** The command that the gate is closed for; null when there is none. */
+    DeviceCommand *gatedInFlight() { return find(m_gated); }
+
+    std::vector<Ticket> allInFlight() const;
+
+    /** All commands that have not ended, oldest first. */
+    std::vector<Ticket> all() const;
+
+    const EndedCommand &lastEnded(quint8 sequence) const { return m_ended[sequence]; }
+
+    void end(Ticket ticket, Outcome outcome);
+
+    /** Commands in the channel's queue, as far as the host's thread knows. */
+    int waiting() const { return m_waiting; }
+    int pending() const { return static_cast<int>(m_commands.size()); }
+
+private:
+    static constexpr std::size_t sequenceBytes = 256;
+
+    std::map<quint32, DeviceCommand> m_commands; ///< by tag
+    std::array<Ticket, sequenceBytes> m_inFlight{};
+    std::array<EndedCommand, sequenceBytes> m_ended{};
+    Ticket m_gated = 0;
+    Ticket m_last = 0;
+    int m_waiting = 0;
+};
+
+} // namespace biz::host
+
+#endif

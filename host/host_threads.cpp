@@ -1,0 +1,22 @@
+#include <host/host_threads_p.h>
+
+#include <algorithm>
+
+namespace biz::host {
+
+LoopThread::LoopThread(const QString &name, std::function<void()> body)
+    : m_thread(QThread::create(std::move(body)))
+{
+    m_thread->setObjectName(name);
+    m_thread->start();
+}
+
+bool LoopThread::join(TimePoint deadline)
+{
+    using std::chrono::milliseconds;
+
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    return m_thread->wait(static_cast<unsigned long>(std::max(left, milliseconds(0)).count()));
+}
+
+} // namespace biz::host

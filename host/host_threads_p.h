@@ -1,0 +1,32 @@
+#ifndef BIZ_HOST_THREADS_P_H
+#define BIZ_HOST_THREADS_P_H
+
+#include <functional>
+#include <memory>
+
+#include <QtCore/QString>
+#include <QtCore/QThread>
+
+#include <host/host_clock_p.h>
+
+namespace biz::host {
+
+/** A named thread that runs one loop of the library. */
+class LoopThread
+{
+public:
+    /** Starts `body` on a thread of that name; debuggers show its first 15 letters. */
+    LoopThread(const QString &name, std::function<void()> body);
+
+    /** Whether the loop has returned by the deadline; a later call may still say yes. */
+    bool join(TimePoint deadline);
+
+    QString name() const { return m_thread->objectName(); }
+
+private:
+    std::unique_ptr<QThread> m_thread;
+};
+
+} // namespace biz::host
+
+#endif
