@@ -58,6 +58,7 @@ struct State
     std::vector<SleepRequest> sleeps;
     std::function<void(const SleepRequest &)> observer;
     std::function<void(const SleepRequest &)> ownHook;
+    std::function<void()> readingObserver;
 };
 
 // Never destroyed: a thread that a failed test has given up may still wait on them.
@@ -224,7 +225,12 @@ int virtualSleep(const timespec &request)
 /** Milliseconds since 1970; a reading that the test has prepared comes first. */
 nanoseconds readWallClock()
 {
-    const Lock lock(guard());
+    Lock lock(guard());
+    if (const auto observer = state->readingObserver) {
+        lock.unlock();
+        observer();
+        lock.lock();
+    }
     ++state->readings;
     if (!state->nextReadings.empty()) {
         const auto reading = milliseconds(state->nextReadings.front());
@@ -506,6 +512,12 @@ int VirtualTime::wallClockReadings() const
 {
     const Lock lock(guard());
     return state->readings;
+}
+
+void VirtualTime::onWallClockReading(std::function<void()> observer)
+{
+    const Lock lock(guard());
+    state->readingObserver = std::move(observer);
 }
 
 Unfollowed::Unfollowed()

@@ -139,6 +139,9 @@ public:
     /** The next readings of the wall clock give these times, one each; then it goes on. */
     void setNextWallClockReadings(const std::vector<QDateTime> &times);
     int wallClockReadings() const;
+
+    /** Called on the reading thread at the start of each reading of the wall clock. */
+    void onWallClockReading(std::function<void()> observer);
 };
 
 /** Threads made by the calling thread during this scope run in real time, unfollowed. */

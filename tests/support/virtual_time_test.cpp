@@ -76,6 +76,16 @@ TEST(VirtualTime, PreparedReadingsComeFirst)
     EXPECT_EQ(time.wallClockReadings(), 3);
 }
 
+TEST(VirtualTime, EachReadingOfTheWallClockIsSeenBeforeItIsMade)
+{
+    VirtualTime time;
+    vector<int> readingsBefore;
+    time.onWallClockReading([&] { readingsBefore.push_back(time.wallClockReadings()); });
+    QDateTime::currentDateTime();
+    QDateTime::currentDateTime();
+    EXPECT_EQ(readingsBefore, (vector<int>{0, 1}));
+}
+
 TEST(VirtualTime, ThreadsWakeInTheOrderOfTheirWakeUpTimes)
 {
     VirtualTime time;
