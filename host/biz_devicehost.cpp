@@ -1,13 +1,14 @@
 #include <host/biz_devicehost.h>
 
 #include <algorithm>
-#include <atomic>
 #include <deque>
 #include <thread>
 
 #include <QtCore/QTimer>
 
 #include <biz_cmdswork/biz_cmdswork.h>
+#include <host/channel_claim_p.h>
+#include <host/counters_p.h>
 #include <host/device_tickets_p.h>
 #include <host/host_threads_p.h>
 #include <host/reply_words.h>
@@ -70,7 +71,7 @@ public:
     ~Private();
 
     // Settings
-    bool holdsChannel = false;
+    ChannelClaim claim{channelIsHeld};
     QString error;
     int defaultWait = defaultWaitMs;
     bool useWatchdog = false;
@@ -97,7 +98,6 @@ private:
     void connectLink();
     void startLoops();
     void connectWorker();
-    QStringList joinLoops(TimePoint deadline);
     void letWorkerGo(bool loopsReturned);
     void resetChannel();
 
@@ -147,8 +147,7 @@ biz_DeviceHost::Private::Private(biz_DeviceHost *host)
     , receiver([this] { drainInbox(); })
     , inbox(std::make_shared<Inbox>(&receiver))
 {
-    holdsChannel = !channelIsHeld.exchange(true);
-    if (!holdsChannel) {
+    if (!claim.succeeded()) {
         error = QStringLiteral("the device channel is held by another biz_DeviceHost of this process");
     }
     pollTimer.setTimerType(Qt::PreciseTimer);
@@ -159,9 +158,8 @@ biz_DeviceHost::Private::Private(biz_DeviceHost *host)
 biz_DeviceHost::Private::~Private()
 {
     constexpr int deadlineMs = 2000;
-    if (holdsChannel) {
+    if (claim.succeeded()) {
         stop(deadlineMs);
-        channelIsHeld = false;
     }
     inbox->close();
 }
@@ -178,7 +176,7 @@ bool biz_DeviceHost::Private::mayChangeSettings()
 
 bool biz_DeviceHost::Private::start()
 {
-    if (!holdsChannel) {
+    if (!claim.succeeded()) {
         return false;
     }
     if (running) {
@@ -279,7 +277,7 @@ StopReport biz_DeviceHost::Private::stop(int deadlineMs)
         drainInbox();
         worker->m_bSendRun = false;
         worker->m_bRecvRun = false;
-        report.slowSteps = joinLoops(deadline);
+        report.slowSteps = joinAll(loops, deadline);
     }
     if (running) {
         running = false;
@@ -300,17 +298,6 @@ StopReport biz_DeviceHost::Private::stop(int deadlineMs)
                     : QStringLiteral("the host was stopped before it was sent"));
     }
     return report;
-}
-
-QStringList biz_DeviceHost::Private::joinLoops(TimePoint deadline)
-{
-    QStringList slow;
-    for (const std::unique_ptr<LoopThread> &loop : loops) {
-        if (!loop->join(deadline)) {
-            slow.append(loop->name());
-        }
-    }
-    return slow;
 }
 
 void biz_DeviceHost::Private::letWorkerGo(bool loopsReturned)
@@ -351,7 +338,7 @@ void biz_DeviceHost::Private::resetChannel()
 
 Ticket biz_DeviceHost::Private::enqueue(const model_Protocoldata &command)
 {
-    if (!holdsChannel) {
+    if (!claim.succeeded()) {
         return 0;
     }
     model_Protocoldata own = command;
@@ -571,8 +558,8 @@ void biz_DeviceHost::Private::updatePolling()
 {
     const DeviceCommand *gated = tickets.gatedInFlight();
     const bool mayBeGivenUp = gated != nullptr && gated->attempts > 1;
-    const bool mayBeReleased = gated == nullptr && tickets.pending() > tickets.waiting();
-    if (!mayBeGivenUp && !mayBeReleased) {
+    const int ungatedInFlight = tickets.pending() - tickets.waiting() - (gated != nullptr ? 1 : 0);
+    if (!mayBeGivenUp && ungatedInFlight == 0) {
         pollTimer.stop();
     } else if (!pollTimer.isActive()) {
         pollTimer.start();
@@ -652,25 +639,7 @@ void biz_DeviceHost::Private::end(Ticket ticket, Outcome outcome, const QString 
     result.outcome = outcome;
     result.attempts = tickets.find(ticket)->attempts;
     result.reason = reason;
-    switch (outcome) {
-    case Outcome::GaveUp:
-        ++counters.gaveUp;
-        break;
-    case Outcome::Cleared:
-        ++counters.cleared;
-        break;
-    case Outcome::Skipped:
-        ++counters.skipped;
-        break;
-    case Outcome::Stopped:
-        ++counters.stopped;
-        break;
-    case Outcome::Released:
-        ++counters.released;
-        break;
-    case Outcome::Answered:
-        break;
-    }
+    ++counterOf(counters, outcome);
     tickets.end(ticket, outcome);
     post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
 }
@@ -690,7 +659,7 @@ biz_DeviceHost::~biz_DeviceHost() = default;
 
 bool biz_DeviceHost::isValid() const
 {
-    return d->holdsChannel;
+    return d->claim.succeeded();
 }
 
 QString biz_DeviceHost::errorString() const
@@ -744,7 +713,7 @@ bool biz_DeviceHost::isRunning() const
 
 StopReport biz_DeviceHost::stop(int deadlineMs)
 {
-    return d->holdsChannel ? d->stop(deadlineMs) : StopReport();
+    return d->claim.succeeded() ? d->stop(deadlineMs) : StopReport();
 }
 
 Ticket biz_DeviceHost::enqueue(const model_Protocoldata &command)
@@ -754,14 +723,14 @@ Ticket biz_DeviceHost::enqueue(const model_Protocoldata &command)
 
 void biz_DeviceHost::clear()
 {
-    if (d->holdsChannel) {
+    if (d->claim.succeeded()) {
         d->clear();
     }
 }
 
 void biz_DeviceHost::setSkipping(bool on)
 {
-    if (d->holdsChannel) {
+    if (d->claim.succeeded()) {
         d->setSkipping(on);
     }
 }

@@ -19,4 +19,15 @@ bool LoopThread::join(TimePoint deadline)
     return m_thread->wait(static_cast<unsigned long>(std::max(left, milliseconds(0)).count()));
 }
 
+QStringList joinAll(const std::vector<std::unique_ptr<LoopThread>> &loops, TimePoint deadline)
+{
+    QStringList slow;
+    for (const std::unique_ptr<LoopThread> &loop : loops) {
+        if (!loop->join(deadline)) {
+            slow.append(loop->name());
+        }
+    }
+    return slow;
+}
+
 } // namespace biz::host

@@ -3,8 +3,9 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
-#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QThread>
 
 #include <host/host_clock_p.h>
@@ -26,6 +27,9 @@ public:
 private:
     std::unique_ptr<QThread> m_thread;
 };
+
+/** Waits for all of them; returns the names of those that have not returned by then. */
+QStringList joinAll(const std::vector<std::unique_ptr<LoopThread>> &loops, TimePoint deadline);
 
 } // namespace biz::host
 

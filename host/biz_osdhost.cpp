@@ -1,0 +1,700 @@
+#include <host/biz_osdhost.h>
+
+#include <deque>
+#include <map>
+#include <mutex>
+
+#include <QtCore/QHash>
+#include <QtCore/QTimer>
+#include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QUdpSocket>
+
+#include <biz_osd_cmdswork/biz_osd_cmdswork.h>
+#include <host/channel_claim_p.h>
+#include <host/counters_p.h>
+#include <host/frame_codec.h>
+#include <host/host_threads_p.h>
+#include <host/retirement_p.h>
+#include <host/round_trips_p.h>
+#include <host/signal_outbox_p.h>
+#include <host/thread_inbox_p.h>
+
+using namespace biz::host;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/** How often the channel is asked which devices it has given up; it decides twice a second. */
+constexpr milliseconds pollPeriod{100};
+
+/**
+ * How long the channel's detached time-out thread can be alive after a stop: one period of
+ * 500 ms that may just have begun, and its last pass on a busy machine.
+ */
+constexpr milliseconds timeoutThreadLifetime{750};
+
+constexpr int defaultWaitMs = 1000;
+
+/** What a loop's thread saw. */
+struct Message
+{
+    enum class Kind { Announced, Received };
+
+    Kind kind;
+    model_OsdParam record;
+};
+
+using Inbox = ThreadInbox<Message>;
+
+struct Command
+{
+    Ticket ticket = 0;
+    model_OsdParam record; ///< as the application gave it
+    int attempts = 0;      ///< 0: it waits in the channel's queue
+    TimePoint writtenAt;
+    QString problem; ///< what went wrong with it, for the reason of a give-up
+};
+
+struct Device
+{
+    QString ip;
+    QHostAddress address;
+    Counters counters;
+    RoundTrips roundTrips;
+    int waiting = 0;
+    Ticket inFlight = 0;
+    Ticket lastEnded = 0; ///< the last command that had been sent
+    Outcome lastOutcome = Outcome::Stopped;
+    TimePoint lastEndedAt;
+};
+
+/** A socket that takes both families shows IPv4 senders in an IPv6 spelling. */
+QString keyOf(const QHostAddress &address)
+{
+    bool isIpv4 = false;
+    const quint32 ipv4 = address.toIPv4Address(&isIpv4);
+    return isIpv4 ? QHostAddress(ipv4).toString() : address.toString();
+}
+
+std::atomic<bool> channelIsHeld{false};
+
+/** When the time-out thread of the last stopped run is gone; shared by all hosts. */
+std::atomic<Clock::rep> timeoutThreadGoneAt{0};
+
+} // namespace
+
+class biz_OsdHost::Private
+{
+public:
+    explicit Private(biz_OsdHost *host);
+    ~Private();
+
+    // Settings
+    bool mayChangeSettings();
+    QString error;
+    ChannelClaim claim{channelIsHeld};
+    int defaultWait = defaultWaitMs;
+    quint16 port = defaultPort;
+    QHostAddress localAddress{QHostAddress::Any};
+    bool keepUnmatched = false;
+
+    // Running
+    bool start();
+    StopReport stop(int deadlineMs);
+    bool running = false;
+
+    // Commands
+    Ticket enqueue(const model_OsdParam &command);
+    void clear();
+    int waiting = 0;
+    int pending() const { return static_cast<int>(commands.size()); }
+    QVector<DeviceStatus> status() const;
+    Counters counters;
+
+private:
+    bool bindSocket();
+    void startLoops();
+    void connectWorker();
+    void letWorkerGo(QStringList slowSteps);
+    static void emptyChannel();
+
+    bool isAcceptable(const model_OsdParam &command);
+    Device &deviceOf(const QString &ip);
+
+    void drainInbox();
+    void onAnnounced(quint32 tag);
+    void writeToDevice(Device &device, Command &command);
+    void readDatagrams();
+    void onDatagram(const QString &sender, const QByteArray &datagram);
+    void onReply(Device &device, const model_OsdParam &reply);
+    void onUnmatchedReply(Device &device, const model_OsdParam &reply);
+    void poll();
+    void updatePolling();
+
+    void end(Command &command, OsdCommandResult result);
+    void endWith(Command &command, Outcome outcome, const QString &reason);
+    void giveUp(Command &command);
+    void endAll(Outcome outcome, const QString &whenSent, const QString &whenWaiting);
+    void post(SignalOutbox::Emission emission) { outbox->post(std::move(emission)); }
+
+    static quint32 tagOf(Ticket ticket) { return static_cast<quint32>(ticket); }
+    Command *find(quint32 tag);
+
+    biz_OsdHost *const q;
+    std::unique_ptr<SignalOutbox> outbox = std::make_unique<SignalOutbox>();
+    InboxReceiver receiver;
+    std::shared_ptr<Inbox> inbox;
+    QTimer pollTimer;
+    QTimer startTimer;
+    QUdpSocket socket;
+
+    std::unique_ptr<biz_Osd_CMDSWork> worker;
+    std::vector<std::unique_ptr<LoopThread>> loops;
+    bool stuck = false; ///< a loop of a former run has not returned and still uses the channel
+
+    std::map<quint32, Command> commands; ///< by tag
+    std::deque<Device> deviceList;       ///< in the order of their first command
+    QHash<QString, Device *> devicesByIp;
+    Ticket lastTicket = 0;
+};
+
+biz_OsdHost::Private::Private(biz_OsdHost *host)
+    : q(host)
+    , receiver([this] { drainInbox(); })
+    , inbox(std::make_shared<Inbox>(&receiver))
+{
+    if (!claim.succeeded()) {
+        error = QStringLiteral("the OSD channel is held by another biz_OsdHost of this process");
+    }
+    pollTimer.setInterval(pollPeriod);
+    QObject::connect(&pollTimer, &QTimer::timeout, host, [this] { poll(); });
+    startTimer.setSingleShot(true);
+    QObject::connect(&startTimer, &QTimer::timeout, host, [this] { startLoops(); });
+    QObject::connect(&socket, &QUdpSocket::readyRead, host, [this] { readDatagrams(); });
+}
+
+biz_OsdHost::Private::~Private()
+{
+    constexpr int deadlineMs = 2000;
+    if (claim.succeeded()) {
+        stop(deadlineMs);
+    }
+    inbox->close();
+}
+
+bool biz_OsdHost::Private::mayChangeSettings()
+{
+    if (running) {
+        error = QStringLiteral("port and local address cannot be changed while the host runs");
+    }
+    return !running;
+}
+
+// --- Starting and stopping ----------------------------------------------------------
+
+bool biz_OsdHost::Private::start()
+{
+    if (!claim.succeeded()) {
+        return false;
+    }
+    if (running) {
+        error = QStringLiteral("the host runs already");
+        return false;
+    }
+    if (stuck) {
+        error = QStringLiteral("a loop of the former run has not returned");
+        return false;
+    }
+    if (!bindSocket()) {
+        return false;
+    }
+    running = true;
+    // A former time-out thread would free devices that the new run has just sent to.
+    const TimePoint safeAfter{Clock::duration(timeoutThreadGoneAt.load())};
+    const auto wait = std::chrono::ceil<milliseconds>(safeAfter - Clock::now());
+    startTimer.start(std::max(wait, milliseconds(0)));
+    return true;
+}
+
+bool biz_OsdHost::Private::bindSocket()
+{
+    if (socket.bind(localAddress, 0)) {
+        return true;
+    }
+    error = QStringLiteral("cannot bind a UDP socket to %1: %2").arg(localAddress.toString(), socket.errorString());
+    socket.close();
+    return false;
+}
+
+void biz_OsdHost::Private::startLoops()
+{
+    worker = std::make_unique<biz_Osd_CMDSWork>();
+    connectWorker();
+
+    biz_Osd_CMDSWork *const loopsWorker = worker.get();
+    loops.push_back(std::make_unique<LoopThread>(QStringLiteral("biz-osd-send"),
+                                                 [loopsWorker] { loopsWorker->a1_GetQueueWork(); }));
+    loops.push_back(std::make_unique<LoopThread>(QStringLiteral("biz-osd-receive"),
+                                                 [loopsWorker] { loopsWorker->a1_receiveGetQueueWork(); }));
+    post([this] { Q_EMIT q->started(); });
+}
+
+// The slots run on the loops' threads: they copy and leave.
+void biz_OsdHost::Private::connectWorker()
+{
+    biz_Osd_CMDSWork *const emitter = worker.get();
+    const std::shared_ptr<Inbox> box = inbox;
+    const auto copyTo = [box](Message::Kind kind) {
+        return [box, kind](void *record) {
+            box->push({kind, *static_cast<const model_OsdParam *>(record)});
+        };
+    };
+    QObject::connect(emitter, &biz_Osd_CMDSWork::signalSendMessage, emitter, copyTo(Message::Kind::Announced),
+                     Qt::DirectConnection);
+    QObject::connect(emitter, &biz_Osd_CMDSWork::signalSendReceiveMessage, emitter, copyTo(Message::Kind::Received),
+                     Qt::DirectConnection);
+}
+
+StopReport biz_OsdHost::Private::stop(int deadlineMs)
+{
+    StopReport report;
+    const TimePoint deadline = Clock::now() + milliseconds(deadlineMs);
+    startTimer.stop();
+    if (worker) {
+        drainInbox();
+        worker->m_bSendRun = false;
+        worker->m_bRecvRun = false;
+        report.slowSteps = joinAll(loops, deadline);
+        letWorkerGo(report.slowSteps);
+    }
+    socket.close();
+    running = false;
+    emptyChannel();
+    report.pending = pending();
+    endAll(Outcome::Stopped, QStringLiteral("the host was stopped while its reply was awaited"),
+           QStringLiteral("the host was stopped before it was sent"));
+    return report;
+}
+
+void biz_OsdHost::Private::letWorkerGo(QStringList slowSteps)
+{
+    inbox->close();
+    inbox = std::make_shared<Inbox>(&receiver);
+
+    stuck = !slowSteps.isEmpty();
+    if (!stuck) {
+        loops.clear();
+    }
+    const TimePoint safeAfter = Clock::now() + timeoutThreadLifetime;
+    timeoutThreadGoneAt = safeAfter.time_since_epoch().count();
+    retire({std::move(worker), std::move(loops), safeAfter});
+    loops.clear();
+}
+
+/** No devices, no commands, no replies. */
+void biz_OsdHost::Private::emptyChannel()
+{
+    {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
+        biz_Osd_CMDSWork::m_qsIp.clear();
+        biz_Osd_CMDSWork::queueHexCmd.clear();
+        biz_Osd_CMDSWork::m_bRetFlag.clear();
+    }
+    const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    biz_Osd_CMDSWork::receivequeueHexCmd = {};
+}
+
+// --- Commands -------------------------------------------------------------------------
+
+Ticket biz_OsdHost::Private::enqueue(const model_OsdParam &command)
+{
+    if (!claim.succeeded() || !isAcceptable(command)) {
+        return 0;
+    }
+    const Ticket ticket = ++lastTicket;
+    Command &own = commands[tagOf(ticket)];
+    own.ticket = ticket;
+    own.record = command;
+    if (own.record.iWaitTime <= 0) {
+        own.record.iWaitTime = defaultWait;
+    }
+    Device &device = deviceOf(command.qsIp);
+    ++device.waiting;
+    ++device.counters.enqueued;
+    ++counters.enqueued;
+    ++waiting;
+
+    model_OsdParam queued = own.record;
+    queued.nTag = tagOf(ticket);
+    biz_Osd_CMDSWork::addToSendQueue(queued);
+    return ticket;
+}
+
+bool biz_OsdHost::Private::isAcceptable(const model_OsdParam &command)
+{
+    const QString canonical = QHostAddress(command.qsIp).toString();
+    if (canonical.isEmpty()) {
+        error = QStringLiteral("\"%1\" is not an IP address").arg(command.qsIp);
+        return false;
+    }
+    if (canonical != command.qsIp) {
+        error = QStringLiteral("\"%1\" is not the canonical text of its address, which is \"%2\"")
+                    .arg(command.qsIp, canonical);
+        return false;
+    }
+    if (command.baData.size() > OsdDatagramCodec::maxPayload) {
+        error = QStringLiteral("a payload of %1 bytes does not fit into a datagram, which holds %2 at most")
+                    .arg(command.baData.size())
+                    .arg(OsdDatagramCodec::maxPayload);
+        return false;
+    }
+    return true;
+}
+
+Device &biz_OsdHost::Private::deviceOf(const QString &ip)
+{
+    Device *&device = devicesByIp[ip];
+    if (device == nullptr) {
+        deviceList.emplace_back();
+        device = &deviceList.back();
+        device->ip = ip;
+        device->address = QHostAddress(ip);
+    }
+    return *device;
+}
+
+void biz_OsdHost::Private::clear()
+{
+    if (worker) {
+        worker->clearQueue();
+    } else {
+        emptyChannel();
+    }
+    // What the send loop holds in its hands right now has ended as well: its announcement
+    // will find no command, and nothing is sent.
+    endAll(Outcome::Cleared, QStringLiteral("the channel was cleared while its reply was awaited"),
+           QStringLiteral("the channel was cleared before it was sent"));
+}
+
+void biz_OsdHost::Private::endAll(Outcome outcome, const QString &whenSent, const QString &whenWaiting)
+{
+    while (!commands.empty()) {
+        Command &command = commands.begin()->second;
+        endWith(command, outcome, command.attempts > 0 ? whenSent : whenWaiting);
+    }
+}
+
+QVector<biz_OsdHost::DeviceStatus> biz_OsdHost::Private::status() const
+{
+    QVector<DeviceStatus> all;
+    all.reserve(static_cast<int>(deviceList.size()));
+    for (const Device &device : deviceList) {
+        DeviceStatus status;
+        status.ip = device.ip;
+        status.counters = device.counters;
+        status.waiting = device.waiting;
+        status.inFlight = device.inFlight != 0;
+        status.roundTripMedianMs = device.roundTrips.median();
+        status.roundTripMaxMs = device.roundTrips.max();
+        all.append(status);
+    }
+    return all;
+}
+
+// --- What the loops report --------------------------------------------------------------
+
+void biz_OsdHost::Private::drainInbox()
+{
+    for (const Message &message : inbox->takeAll()) {
+        if (message.kind == Message::Kind::Announced) {
+            onAnnounced(message.record.nTag);
+        } else {
+            post([this, reply = message.record] { Q_EMIT q->received(reply); });
+        }
+    }
+    updatePolling();
+}
+
+Command *biz_OsdHost::Private::find(quint32 tag)
+{
+    const auto found = commands.find(tag);
+    return found == commands.end() ? nullptr : &found->second;
+}
+
+void biz_OsdHost::Private::onAnnounced(quint32 tag)
+{
+    Command *const command = find(tag);
+    if (command == nullptr) {
+        return;
+    }
+    Device &device = deviceOf(command->record.qsIp);
+    // The channel sends to a device again only when it has been answered or given up.
+    if (Command *former = find(tagOf(device.inFlight))) {
+        giveUp(*former);
+    }
+    device.inFlight = command->ticket;
+    --device.waiting;
+    --waiting;
+    command->attempts = 1;
+    writeToDevice(device, *command);
+}
+
+void biz_OsdHost::Private::writeToDevice(Device &device, Command &command)
+{
+    const QByteArray datagram = OsdDatagramCodec::encode(command.record);
+    command.writtenAt = Clock::now();
+    if (socket.writeDatagram(datagram, device.address, port) != datagram.size()) {
+        command.problem = QStringLiteral("it could not be sent: ") + socket.errorString();
+        post([this, why = device.ip + QStringLiteral(": ") + socket.errorString()] { Q_EMIT q->socketError(why); });
+        return;
+    }
+    for (Counters *totals : {&counters, &device.counters}) {
+        ++totals->sent;
+        totals->bytesOut += static_cast<quint64>(datagram.size());
+    }
+    post([this, ticket = command.ticket, record = command.record] { Q_EMIT q->sent(ticket, record); });
+}
+
+// --- What the socket brings ----------------------------------------------------------------
+
+void biz_OsdHost::Private::readDatagrams()
+{
+    // A reply can be here before the announcement of its command has been looked at.
+    drainInbox();
+    while (socket.hasPendingDatagrams()) {
+        const QNetworkDatagram datagram = socket.receiveDatagram();
+        if (datagram.isValid()) {
+            onDatagram(keyOf(datagram.senderAddress()), datagram.data());
+        }
+    }
+    updatePolling();
+}
+
+void biz_OsdHost::Private::onDatagram(const QString &sender, const QByteArray &datagram)
+{
+    counters.bytesIn += static_cast<quint64>(datagram.size());
+    model_OsdParam reply;
+    QString why;
+    if (!OsdDatagramCodec::decode(datagram, &reply, &why)) {
+        ++counters.refusedFrames;
+        counters.refusedBytes += static_cast<quint64>(datagram.size());
+        post([this, sender, size = datagram.size(), why] { Q_EMIT q->refused(sender, size, why); });
+        return;
+    }
+    reply.qsIp = sender;
+    Device *const device = devicesByIp.value(sender, nullptr);
+    if (device == nullptr) {
+        ++counters.foreign;
+        post([this, sender, reply] { Q_EMIT q->foreign(sender, reply); });
+        return;
+    }
+    device->counters.bytesIn += static_cast<quint64>(datagram.size());
+    if (device->inFlight != 0) {
+        onReply(*device, reply);
+    } else {
+        onUnmatchedReply(*device, reply);
+    }
+}
+
+void biz_OsdHost::Private::onReply(Device &device, const model_OsdParam &reply)
+{
+    Command &command = *find(tagOf(device.inFlight));
+    OsdCommandResult result;
+    result.outcome = Outcome::Answered;
+    result.reply = reply;
+    result.roundTripMs = millisecondsBetween(command.writtenAt, Clock::now());
+    result.reason =
+        QStringLiteral("its reply came %1 ms after it was sent").arg(QString::number(result.roundTripMs, 'f', 1));
+    device.roundTrips.add(result.roundTripMs);
+    end(command, result);
+    biz_Osd_CMDSWork::addToReceiveQueue(reply);
+}
+
+/** It frees no device: the channel may be sending to it at this very moment. */
+void biz_OsdHost::Private::onUnmatchedReply(Device &device, const model_OsdParam &reply)
+{
+    if (device.lastEnded == 0) {
+        ++counters.foreign;
+        ++device.counters.foreign;
+        post([this, reply] { Q_EMIT q->foreign(reply.qsIp, reply); });
+    } else if (device.lastOutcome == Outcome::Answered) {
+        ++counters.duplicate;
+        ++device.counters.duplicate;
+        post([this, ticket = device.lastEnded, reply] { Q_EMIT q->duplicate(ticket, reply); });
+    } else {
+        ++counters.late;
+        ++device.counters.late;
+        const double afterEndMs = millisecondsBetween(device.lastEndedAt, Clock::now());
+        post([this, ticket = device.lastEnded, reply, afterEndMs] { Q_EMIT q->late(ticket, reply, afterEndMs); });
+    }
+    if (keepUnmatched) {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+        biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
+    }
+}
+
+// --- Time ----------------------------------------------------------------------------------
+
+void biz_OsdHost::Private::updatePolling()
+{
+    const bool anyInFlight = pending() > waiting;
+    if (!anyInFlight) {
+        pollTimer.stop();
+    } else if (!pollTimer.isActive()) {
+        pollTimer.start();
+    }
+}
+
+/** Finds the devices that the channel has freed without a reply. */
+void biz_OsdHost::Private::poll()
+{
+    drainInbox();
+    std::vector<quint32> givenUp;
+    {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
+        for (const Device &device : deviceList) {
+            if (device.inFlight != 0 && biz_Osd_CMDSWork::m_bRetFlag.value(device.ip, false)) {
+                givenUp.push_back(tagOf(device.inFlight));
+            }
+        }
+    }
+    for (const quint32 tag : givenUp) {
+        giveUp(*find(tag));
+    }
+    updatePolling();
+}
+
+// --- Ends ------------------------------------------------------------------------------------
+
+void biz_OsdHost::Private::giveUp(Command &command)
+{
+    QString reason = QStringLiteral("no reply came within its wait");
+    if (!command.problem.isEmpty()) {
+        reason += QStringLiteral("; ") + command.problem;
+    }
+    endWith(command, Outcome::GaveUp, reason);
+}
+
+void biz_OsdHost::Private::endWith(Command &command, Outcome outcome, const QString &reason)
+{
+    OsdCommandResult result;
+    result.outcome = outcome;
+    result.reason = reason;
+    end(command, result);
+}
+
+void biz_OsdHost::Private::end(Command &command, OsdCommandResult result)
+{
+    Device &device = deviceOf(command.record.qsIp);
+    result.ip = device.ip;
+    result.attempts = command.attempts;
+    if (command.attempts == 0) {
+        --device.waiting;
+        --waiting;
+    } else {
+        device.inFlight = 0;
+        device.lastEnded = command.ticket;
+        device.lastOutcome = result.outcome;
+        device.lastEndedAt = Clock::now();
+    }
+    ++counterOf(counters, result.outcome);
+    ++counterOf(device.counters, result.outcome);
+    const Ticket ticket = command.ticket;
+    commands.erase(tagOf(ticket));
+    post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
+}
+
+// --- The public face ---------------------------------------------------------------------------
+
+biz_OsdHost::biz_OsdHost(QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(this))
+{
+    qRegisterMetaType<model_OsdParam>();
+    qRegisterMetaType<OsdCommandResult>();
+    qRegisterMetaType<Ticket>("biz::host::Ticket");
+}
+
+biz_OsdHost::~biz_OsdHost() = default;
+
+bool biz_OsdHost::isValid() const
+{
+    return d->claim.succeeded();
+}
+
+QString biz_OsdHost::errorString() const
+{
+    return d->error;
+}
+
+void biz_OsdHost::setDefaultWaitTime(int milliseconds)
+{
+    d->defaultWait = milliseconds;
+}
+
+void biz_OsdHost::setPort(quint16 port)
+{
+    if (d->mayChangeSettings()) {
+        d->port = port;
+    }
+}
+
+void biz_OsdHost::setLocalAddress(const QString &address)
+{
+    if (d->mayChangeSettings()) {
+        d->localAddress = QHostAddress(address);
+    }
+}
+
+void biz_OsdHost::setKeepUnmatchedReplies(bool on)
+{
+    d->keepUnmatched = on;
+}
+
+bool biz_OsdHost::start()
+{
+    return d->start();
+}
+
+bool biz_OsdHost::isRunning() const
+{
+    return d->running;
+}
+
+StopReport biz_OsdHost::stop(int deadlineMs)
+{
+    return d->claim.succeeded() ? d->stop(deadlineMs) : StopReport();
+}
+
+Ticket biz_OsdHost::enqueue(const model_OsdParam &command)
+{
+    return d->enqueue(command);
+}
+
+void biz_OsdHost::clear()
+{
+    if (d->claim.succeeded()) {
+        d->clear();
+    }
+}
+
+int biz_OsdHost::waiting() const
+{
+    return d->waiting;
+}
+
+int biz_OsdHost::pending() const
+{
+    return d->pending();
+}
+
+Counters biz_OsdHost::counters() const
+{
+    return d->counters;
+}
+
+QVector<biz_OsdHost::DeviceStatus> biz_OsdHost::devices() const
+{
+    return d->status();
+}
