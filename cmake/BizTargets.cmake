@@ -2,8 +2,9 @@
 # the warnings and the strict Qt definitions.
 
 function(biz_target_defaults target)
-    target_compile_features(${target} PRIVATE cxx_std_17)
     set_target_properties(${target} PROPERTIES
+        CXX_STANDARD 17
+        CXX_STANDARD_REQUIRED ON
         CXX_EXTENSIONS OFF
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)

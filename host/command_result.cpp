@@ -1,5 +1,8 @@
 #include <host/command_result.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace biz::host {
 
 namespace {
@@ -29,13 +32,13 @@ QString outcomeName(Outcome outcome)
 
 bool outcomeFromName(const QString &name, Outcome *outcome)
 {
-    for (const OutcomeRow &row : outcomes) {
-        if (name == QLatin1String(row.name)) {
-            *outcome = row.outcome;
-            return true;
-        }
+    const auto *const found = std::find_if(std::begin(outcomes), std::end(outcomes),
+                                           [&name](const OutcomeRow &row) { return name == QLatin1String(row.name); });
+    if (found == std::end(outcomes)) {
+        return false;
     }
-    return false;
+    *outcome = found->outcome;
+    return true;
 }
 
 QStringList outcomeNames()

@@ -6,7 +6,6 @@
 // loops.
 biz_CMDSWork::biz_CMDSWork()
     : QObject(nullptr)
-    , m_bSkipSendcmd(false)
 {
 }
 

@@ -153,7 +153,7 @@ public:
     model_Protocoldata m_curRecv;
 
     /** While true, queued commands are discarded instead of sent. */
-    bool m_bSkipSendcmd;
+    bool m_bSkipSendcmd = false;
 
     // --- Thread bodies --------------------------------------------------------------
 

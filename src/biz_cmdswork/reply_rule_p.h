@@ -176,6 +176,16 @@ public:
         return (m_bits[static_cast<std::size_t>(code / 64)] >> static_cast<unsigned>(code % 64) & 1U) != 0;
     }
 
+    constexpr bool overlaps(const SubCodes &other) const
+    {
+        for (std::size_t i = 0; i < m_bits.size(); ++i) {
+            if ((m_bits[i] & other.m_bits[i]) != 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     constexpr SubCodes &add(int first, int last)
     {
         for (int code = first; code <= last; ++code) {
@@ -239,10 +249,8 @@ constexpr bool noSubCodeTwice(const std::array<Row, Count> &rows)
 {
     for (std::size_t i = 0; i < Count; ++i) {
         for (std::size_t j = i + 1; j < Count; ++j) {
-            for (int code = 0; rows[i].command == rows[j].command && code <= 0xFF; ++code) {
-                if (rows[i].subCodes.contains(code) && rows[j].subCodes.contains(code)) {
-                    return false;
-                }
+            if (rows[i].command == rows[j].command && rows[i].subCodes.overlaps(rows[j].subCodes)) {
+                return false;
             }
         }
     }

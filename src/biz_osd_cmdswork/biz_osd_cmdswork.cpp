@@ -4,8 +4,6 @@
 
 biz_Osd_CMDSWork::biz_Osd_CMDSWork(QObject *parent)
     : QObject(parent)
-    , m_bSendRun(true)
-    , m_bRecvRun(true)
 {
 }
 

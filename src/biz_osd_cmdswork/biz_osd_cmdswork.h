@@ -99,10 +99,10 @@ public:
     // --- Per object -----------------------------------------------------------------
 
     /** The send loop and the time-out loop run while true. True from construction. */
-    bool m_bSendRun;
+    bool m_bSendRun = true;
 
     /** The receive loop runs while true. True from construction. */
-    bool m_bRecvRun;
+    bool m_bRecvRun = true;
 
     /**
      * When each device's last command was dispatched, in whole seconds since

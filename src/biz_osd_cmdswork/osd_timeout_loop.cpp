@@ -27,8 +27,7 @@ void timeoutPass(biz_Osd_CMDSWork &worker)
     const auto &devices = biz_Osd_CMDSWork::m_qsIp;
 
     const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
-    for (int slot = 0; slot < devices.size(); ++slot) {
-        const QString &ip = devices.at(slot);
+    for (const QString &ip : devices) {
         bool &mayBeSentTo = biz_Osd_CMDSWork::m_bRetFlag[ip];
         if (!mayBeSentTo && isOverdue(worker, ip, now)) {
             mayBeSentTo = true;
