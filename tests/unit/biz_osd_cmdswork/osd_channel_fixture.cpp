@@ -6,13 +6,13 @@
 #include <thread>
 #include <utility>
 
-#include <pthread.h>
+#include <support/held_locks.h>
 
 namespace osd_test {
 
 namespace {
 
-thread_local TraceRecorder *activeRecorder = nullptr;
+TraceRecorder *activeRecorder = nullptr;
 
 Trace present(const QString &text)
 {
@@ -22,9 +22,12 @@ Trace present(const QString &text)
     for (const auto &queue : Channel::queueHexCmd) {
         commands += queue.size();
     }
+    std::string locks;
+    for (const std::string &name : biz::test::heldOf(biz::test::osdChannelLocks())) {
+        locks += name;
+    }
     return {text,
-            isHeld(Channel::HexCmdlock),
-            isHeld(Channel::receiveHexCmdlock),
+            locks,
             Channel::m_qsIp.size(),
             Channel::queueHexCmd.size(),
             static_cast<int>(commands),
@@ -45,14 +48,6 @@ std::vector<quint32> tagsOf(std::queue<model_OsdParam> queue)
         tags.push_back(queue.front().nTag);
     }
     return tags;
-}
-
-void emptyChannel()
-{
-    biz_Osd_CMDSWork::m_qsIp.clear();
-    biz_Osd_CMDSWork::queueHexCmd.clear();
-    biz_Osd_CMDSWork::m_bRetFlag.clear();
-    biz_Osd_CMDSWork::receivequeueHexCmd = {};
 }
 
 } // namespace
@@ -86,26 +81,15 @@ bool operator==(const model_OsdParam &left, const model_OsdParam &right)
            left.qsOsdText == right.qsOsdText && left.baData == right.baData && left.nTag == right.nTag;
 }
 
-bool isHeld(std::mutex &lock)
-{
-    if (pthread_mutex_trylock(lock.native_handle()) != 0) {
-        return true;
-    }
-    pthread_mutex_unlock(lock.native_handle());
-    return false;
-}
-
 bool Trace::operator==(const Trace &other) const
 {
-    return text == other.text && hexCmdlockHeld == other.hexCmdlockHeld &&
-           receiveHexCmdlockHeld == other.receiveHexCmdlockHeld && devices == other.devices && queues == other.queues &&
+    return text == other.text && locksHeld == other.locksHeld && devices == other.devices && queues == other.queues &&
            commands == other.commands && flags == other.flags;
 }
 
 std::ostream &operator<<(std::ostream &out, const Trace &trace)
 {
-    return out << '"' << trace.text.toStdString() << '"' << (trace.hexCmdlockHeld ? " inside" : " outside")
-               << " the lock" << (trace.receiveHexCmdlockHeld ? " and inside the receive lock" : "") << ", devices "
+    return out << '"' << trace.text.toStdString() << "\" holding \"" << trace.locksHeld << "\", devices "
                << trace.devices << ", queues " << trace.queues << ", commands " << trace.commands << ", flags "
                << trace.flags;
 }
@@ -114,12 +98,10 @@ TraceRecorder::TraceRecorder(std::function<void()> whenWrittenFunction)
     : whenWritten(std::move(whenWrittenFunction))
 {
     activeRecorder = this;
-    previous = qInstallMessageHandler(recordTrace);
 }
 
 TraceRecorder::~TraceRecorder()
 {
-    qInstallMessageHandler(previous);
     activeRecorder = nullptr;
 }
 
@@ -153,13 +135,13 @@ bool eventually(const std::function<bool()> &condition)
 }
 
 OsdChannel::OsdChannel()
+    : previousHandler(qInstallMessageHandler(recordTrace))
 {
-    emptyChannel();
 }
 
 OsdChannel::~OsdChannel()
 {
-    emptyChannel();
+    qInstallMessageHandler(previousHandler);
 }
 
 std::vector<quint32> OsdChannel::waitingTags(int slot)

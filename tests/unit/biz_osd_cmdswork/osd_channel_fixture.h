@@ -2,14 +2,15 @@
 #define BIZ_TESTS_OSD_CHANNEL_FIXTURE_H
 
 #include <functional>
-#include <mutex>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
+#include <support/channel_state_guard.h>
 
 #include <gtest/gtest.h>
 
@@ -23,18 +24,14 @@ model_OsdParam fullRecord(const QString &ip);
 
 bool operator==(const model_OsdParam &left, const model_OsdParam &right);
 
-/**
- * Whether anybody holds a lock. Asked through the native handle: unlike
- * std::mutex::try_lock() that is defined for the holding thread too.
- */
-bool isHeld(std::mutex &lock);
+const std::string noLock;
+const std::string hexCmdlock = "HexCmdlock";
 
 /** One debug text, and how the channel stood when it was written. */
 struct Trace
 {
     QString text;
-    bool hexCmdlockHeld;
-    bool receiveHexCmdlockHeld;
+    std::string locksHeld;
     int devices;
     int queues;
     int commands;
@@ -45,8 +42,8 @@ struct Trace
 std::ostream &operator<<(std::ostream &out, const Trace &trace);
 
 /**
- * Collects every text that this thread writes while the recorder exists, and calls
- * `whenWritten` at each.
+ * Collects every text that is written while the recorder exists, and calls `whenWritten`
+ * at each. Texts without a recorder are dropped. For one writing thread at a time.
  */
 class TraceRecorder
 {
@@ -62,13 +59,12 @@ public:
 
 private:
     std::function<void()> whenWritten;
-    QtMessageHandler previous;
 };
 
 /** Waits until a condition holds, without sleeping; false if that takes ten seconds. */
 bool eventually(const std::function<bool()> &condition);
 
-/** Empties the one channel of the process before and after each test. */
+/** The one channel of the process, as a fresh process has it at both ends of each test, and quiet. */
 class OsdChannel : public ::testing::Test
 {
 protected:
@@ -77,6 +73,10 @@ protected:
 
     static std::vector<quint32> waitingTags(int slot);
     static std::vector<quint32> replyTags();
+
+private:
+    biz::test::OsdChannelGuard guard;
+    QtMessageHandler previousHandler;
 };
 
 } // namespace osd_test

@@ -12,6 +12,8 @@
 #include <QtCore/QMetaMethod>
 #include <QtCore/QMetaObject>
 
+#include <support/held_locks.h>
+
 using namespace osd_test;
 using Channel = biz_Osd_CMDSWork;
 
@@ -55,14 +57,14 @@ struct AtLoad
 {
     bool empty = Channel::m_qsIp.isEmpty() && Channel::queueHexCmd.isEmpty() && Channel::m_bRetFlag.isEmpty() &&
                  Channel::receivequeueHexCmd.empty();
-    bool locked = isHeld(Channel::HexCmdlock) || isHeld(Channel::receiveHexCmdlock);
+    bool unlocked = biz::test::heldOf(biz::test::osdChannelLocks()).empty();
 };
 const AtLoad atLoad;
 
 TEST_F(OsdState, ChannelIsEmptyAndUnlockedWhenTheLibraryIsLoaded)
 {
     EXPECT_TRUE(atLoad.empty);
-    EXPECT_FALSE(atLoad.locked);
+    EXPECT_TRUE(atLoad.unlocked);
 }
 
 TEST_F(OsdState, NewObjectHasBothRunFlagsTrueAndEmptyMaps)

@@ -92,8 +92,8 @@ TEST_F(OsdClearing, FirstTraceFollowsTheDeviceListInsideTheLockAndTheLeaveTextSt
     worker.clearQueue();
 
     const std::vector<Trace> expected{
-        {"clearQueue:HexCmdlock", true, false, 0, 2, 3, 2},
-        {"clearQueue:HexCmdlock:leave", false, false, 0, 0, 0, 0},
+        {"clearQueue:HexCmdlock", hexCmdlock, 0, 2, 3, 2},
+        {"clearQueue:HexCmdlock:leave", noLock, 0, 0, 0, 0},
     };
     EXPECT_EQ(recorder.traces, expected);
     EXPECT_EQ(sent, (std::vector<int>{2, 0}));
@@ -107,8 +107,8 @@ TEST_F(OsdClearing, ClearingAnEmptyChannelIsHarmlessAndWritesBothTraces)
     worker.clearQueue();
 
     const std::vector<Trace> expected{
-        {"clearQueue:HexCmdlock", true, false, 0, 0, 0, 0},
-        {"clearQueue:HexCmdlock:leave", false, false, 0, 0, 0, 0},
+        {"clearQueue:HexCmdlock", hexCmdlock, 0, 0, 0, 0},
+        {"clearQueue:HexCmdlock:leave", noLock, 0, 0, 0, 0},
     };
     EXPECT_EQ(recorder.traces, expected);
 }

@@ -104,8 +104,8 @@ TEST_F(OsdReply, FirstTraceStandsInsideTheLockAndTheLeaveTextOutside)
     Channel::setRetFlag(deviceA, true);
 
     const std::vector<Trace> expected{
-        {"setRetFlag:HexCmdlock", true, false, 0, 0, 0, 1},
-        {"setRetFlag:HexCmdlock:leave", false, false, 0, 0, 0, 1},
+        {"setRetFlag:HexCmdlock", hexCmdlock, 0, 0, 0, 1},
+        {"setRetFlag:HexCmdlock:leave", noLock, 0, 0, 0, 1},
     };
     EXPECT_EQ(recorder.traces, expected);
 }
@@ -160,8 +160,8 @@ TEST_F(OsdReply, ReplyWritesTheTracesOfSetRetFlagAndNoneOfItsOwn)
     Channel::addToReceiveQueue(record(deviceA, 7));
 
     const std::vector<Trace> expected{
-        {"setRetFlag:HexCmdlock", true, false, 0, 0, 0, 1},
-        {"setRetFlag:HexCmdlock:leave", false, false, 0, 0, 0, 1},
+        {"setRetFlag:HexCmdlock", hexCmdlock, 0, 0, 0, 1},
+        {"setRetFlag:HexCmdlock:leave", noLock, 0, 0, 0, 1},
     };
     EXPECT_EQ(recorder.traces, expected);
 }
