@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_FRAME_CODEC_H
 #define BIZ_HOST_FRAME_CODEC_H
 
+#include <memory>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -48,18 +50,34 @@ public:
 /**
  * The demonstration frame: A5 5A, the seven head bytes, payload length (16 bits, low byte
  * first), payload, CRC (qChecksum, ISO 3309, low byte first) over head, length and payload.
+ *
+ * Of all the frames that may have started in the bytes received, the one that is complete
+ * first is taken. So no false start, whatever length it claims, holds back a frame behind
+ * it; and what is decoded does not depend on how the bytes were split. The price: a frame
+ * whose payload holds a whole valid frame cannot be told from a false start before that
+ * frame, and encode() refuses to make one.
+ *
+ * Between two calls less than one maximal frame is held. The time that decode() takes grows
+ * with the number of bytes, whatever they are.
  */
 class BIZ_HOST_EXPORT DemoFrameCodec : public FrameCodec
 {
 public:
     static constexpr int maxPayload = 0xFFFF;
 
+    DemoFrameCodec();
+    ~DemoFrameCodec() override;
+
     QByteArray encode(const model_Protocoldata &record) const override;
     Decoded decode(const QByteArray &bytes) override;
     void reset() override;
 
+    /** How many received bytes wait for the rest of a frame. */
+    int heldBytes() const;
+
 private:
-    QByteArray m_buffer;
+    class Private;
+    std::unique_ptr<Private> d;
 };
 
 /**

@@ -4,24 +4,12 @@ namespace biz::rules {
 
 std::optional<Model> modelOfDeviceType(int deviceType)
 {
-    switch (deviceType) {
-    case 0x1400:
-        return Model::OrlixA2;
-    case 0x1700:
-        return Model::OrlixA1Max;
-    case 0x1800:
-        return Model::OrlixA3;
-    case 0x7A40:
-        return Model::Pvn410Max;
-    case 0x3E0100:
-        return Model::K250;
-    case 0x7A4200:
-        return Model::Pvn410Max2;
-    case 0x190000:
-        return Model::OrlixA5;
-    default:
-        return std::nullopt;
+    for (const CheckedType &type : checkedTypes) {
+        if (type.deviceType == deviceType) {
+            return type.model;
+        }
     }
+    return std::nullopt;
 }
 
 ModelTable tableOf(Model model)

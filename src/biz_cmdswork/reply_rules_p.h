@@ -1,6 +1,7 @@
 #ifndef BIZ_REPLY_RULES_P_H
 #define BIZ_REPLY_RULES_P_H
 
+#include <array>
 #include <optional>
 
 #include <biz_cmdswork/reply_rule_p.h>
@@ -9,6 +10,23 @@
 namespace biz::rules {
 
 enum class Model : std::uint8_t { OrlixA2, OrlixA1Max, OrlixA3, Pvn410Max, K250, Pvn410Max2, OrlixA5 };
+
+struct CheckedType
+{
+    int deviceType;
+    Model model;
+};
+
+/** The device types that have a checker; each type has its own. */
+inline constexpr std::array<CheckedType, 7> checkedTypes = {{
+    {0x1400, Model::OrlixA2},
+    {0x1700, Model::OrlixA1Max},
+    {0x1800, Model::OrlixA3},
+    {0x7A40, Model::Pvn410Max},
+    {0x3E0100, Model::K250},
+    {0x7A4200, Model::Pvn410Max2},
+    {0x190000, Model::OrlixA5},
+}};
 
 /** The model whose checker judges replies of a device type; none: all are accepted. */
 std::optional<Model> modelOfDeviceType(int deviceType);

@@ -1,0 +1,34 @@
+#ifndef BIZ_HOST_FRAME_BYTES_P_H
+#define BIZ_HOST_FRAME_BYTES_P_H
+
+#include <QtCore/QByteArray>
+
+/** What the frame and the datagram have in common on the wire. */
+namespace biz::host::wire {
+
+constexpr int markerSize = 2;
+constexpr int lengthSize = 2;
+constexpr int crcSize = 2;
+
+/** The 16-bit number at `at`, low byte first. */
+inline quint16 numberAt(const QByteArray &bytes, int at)
+{
+    return static_cast<quint16>(static_cast<uchar>(bytes[at]) | static_cast<uchar>(bytes[at + 1]) << 8U);
+}
+
+/** Appends a 16-bit number, low byte first. */
+inline void appendNumber(QByteArray *bytes, int number)
+{
+    bytes->append(static_cast<char>(number & 0xFF));
+    bytes->append(static_cast<char>(number >> 8 & 0xFF));
+}
+
+/** The check value of the bytes from `from` up to, not including, `to`. */
+inline quint16 crcOf(const QByteArray &bytes, int from, int to)
+{
+    return qChecksum(bytes.constData() + from, static_cast<uint>(to - from), Qt::ChecksumIso3309);
+}
+
+} // namespace biz::host::wire
+
+#endif

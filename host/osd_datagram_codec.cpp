@@ -1,0 +1,74 @@
+#include <algorithm>
+#include <iterator>
+
+#include <host/frame_bytes_p.h>
+#include <host/frame_codec.h>
+
+namespace biz::host {
+
+namespace {
+
+constexpr char marker[wire::markerSize] = {'\xA5', '\x0D'};
+constexpr int headSize = sizeof(model_OsdParam::ucOsdHead);
+constexpr int flagAt = wire::markerSize + headSize;
+constexpr int lengthAt = flagAt + 1;
+constexpr int payloadAt = lengthAt + wire::lengthSize;
+constexpr int smallest = payloadAt + wire::crcSize;
+
+// The largest payload of a UDP datagram over IPv4: 65,535 less 20 bytes of IP head and 8 of UDP.
+constexpr int largestDatagram = 65507;
+static_assert(smallest + OsdDatagramCodec::maxPayload <= largestDatagram, "a full datagram must be sendable");
+
+/** What is wrong with a datagram; empty when it is sound. */
+QString problemOf(const QByteArray &datagram)
+{
+    if (datagram.size() < smallest) {
+        return QStringLiteral("datagram has %1 bytes, needs at least %2").arg(datagram.size()).arg(smallest);
+    }
+    if (!datagram.startsWith(QByteArray(marker, wire::markerSize))) {
+        return QStringLiteral("datagram does not start with A5 0D");
+    }
+    const int declared = wire::numberAt(datagram, lengthAt);
+    const int carried = datagram.size() - smallest;
+    if (declared != carried) {
+        return QStringLiteral("datagram declares %1 payload bytes and carries %2").arg(declared).arg(carried);
+    }
+    const int crcAt = datagram.size() - wire::crcSize;
+    if (wire::numberAt(datagram, crcAt) != wire::crcOf(datagram, wire::markerSize, crcAt)) {
+        return QStringLiteral("CRC does not match");
+    }
+    return {};
+}
+
+} // namespace
+
+QByteArray OsdDatagramCodec::encode(const model_OsdParam &record)
+{
+    if (record.baData.size() > maxPayload) {
+        return {};
+    }
+    QByteArray datagram;
+    datagram.reserve(smallest + record.baData.size());
+    datagram.append(marker, wire::markerSize);
+    datagram.append(reinterpret_cast<const char *>(record.ucOsdHead), headSize);
+    datagram.append(static_cast<char>(record.ucOsdFlag));
+    wire::appendNumber(&datagram, record.baData.size());
+    datagram.append(record.baData);
+    wire::appendNumber(&datagram, wire::crcOf(datagram, wire::markerSize, datagram.size()));
+    return datagram;
+}
+
+bool OsdDatagramCodec::decode(const QByteArray &datagram, model_OsdParam *record, QString *reason)
+{
+    const QString problem = problemOf(datagram);
+    if (!problem.isEmpty()) {
+        *reason = problem;
+        return false;
+    }
+    std::copy_n(datagram.cbegin() + wire::markerSize, headSize, std::begin(record->ucOsdHead));
+    record->ucOsdFlag = static_cast<quint8>(datagram[flagAt]);
+    record->baData = datagram.mid(payloadAt, datagram.size() - smallest);
+    return true;
+}
+
+} // namespace biz::host

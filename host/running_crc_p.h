@@ -1,0 +1,107 @@
+#ifndef BIZ_HOST_RUNNING_CRC_P_H
+#define BIZ_HOST_RUNNING_CRC_P_H
+
+#include <array>
+
+#include <QtCore/qglobal.h>
+
+/**
+ * The CRC of any stretch of a stream from two registers noted while the stream passed.
+ *
+ * A decoder that re-scans after each false start would compute the CRC of the same bytes
+ * once for every place where a frame may start: bytes full of start markers would cost it
+ * thousands of passes. The register is linear in its start value and in the bytes, so the
+ * CRC from s to e follows from the registers at s and at e: two passes serve all starts.
+ */
+namespace biz::host::crc {
+
+using Register = quint16;
+
+/** The reversed polynomial, start value and final inversion of ISO 3309, as in qChecksum. */
+constexpr Register polynomial = 0x8408;
+constexpr Register startValue = 0xFFFF;
+
+constexpr int registerBits = 16;
+constexpr int byteBits = 8;
+
+constexpr Register shiftedByOneByte(Register value)
+{
+    for (int bit = 0; bit < byteBits; ++bit) {
+        const bool carry = (value & 1U) != 0;
+        value = static_cast<Register>(value >> 1U);
+        value = static_cast<Register>(carry ? value ^ polynomial : value);
+    }
+    return value;
+}
+
+/** What each value of a byte adds to the register. */
+constexpr std::array<Register, 256> makeByteTable()
+{
+    std::array<Register, 256> table{};
+    for (std::size_t value = 0; value < table.size(); ++value) {
+        table[value] = shiftedByOneByte(static_cast<Register>(value));
+    }
+    return table;
+}
+inline constexpr auto byteTable = makeByteTable();
+
+/** The register after one byte more. */
+constexpr Register advanced(Register value, char byte)
+{
+    const auto low = static_cast<quint8>(static_cast<quint8>(byte) ^ (value & 0xFFU));
+    return static_cast<Register>((value >> static_cast<unsigned>(byteBits)) ^ byteTable[low]);
+}
+
+/** A linear map of the register: what becomes of each of its bits. */
+using Map = std::array<Register, registerBits>;
+
+constexpr Register mapped(const Map &map, Register value)
+{
+    Register result = 0;
+    for (std::size_t bit = 0; bit < map.size(); ++bit) {
+        if ((value >> bit & 1U) != 0) {
+            result = static_cast<Register>(result ^ map[bit]);
+        }
+    }
+    return result;
+}
+
+/** Maps for 1, 2, 4... zero bytes; together they reach beyond the longest frame. */
+constexpr int zeroMapCount = 17;
+
+constexpr std::array<Map, zeroMapCount> makeZeroMaps()
+{
+    std::array<Map, zeroMapCount> maps{};
+    for (std::size_t bit = 0; bit < registerBits; ++bit) {
+        maps[0][bit] = shiftedByOneByte(static_cast<Register>(1U << bit));
+    }
+    for (std::size_t power = 1; power < zeroMapCount; ++power) {
+        for (std::size_t bit = 0; bit < registerBits; ++bit) {
+            maps[power][bit] = mapped(maps[power - 1], maps[power - 1][bit]);
+        }
+    }
+    return maps;
+}
+inline constexpr auto zeroMaps = makeZeroMaps();
+
+/** The register after `count` zero bytes, which must be below 2 to the power of zeroMapCount. */
+constexpr Register afterZeros(Register value, int count)
+{
+    for (std::size_t power = 0; power < zeroMapCount; ++power) {
+        if ((static_cast<unsigned>(count) >> power & 1U) != 0) {
+            value = mapped(zeroMaps[power], value);
+        }
+    }
+    return value;
+}
+
+/** The CRC of `size` bytes, from a register that started at 0 earlier: before and after them. */
+constexpr Register between(Register before, Register after, int size)
+{
+    const Register atStart = static_cast<Register>(before ^ startValue);
+    return static_cast<Register>(~(afterZeros(atStart, size) ^ after));
+}
+
+} // namespace biz::host::crc
+
+#endif
