@@ -1,9 +1,7 @@
 #include "osd_channel_fixture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <iterator>
-#include <thread>
 #include <utility>
 
 #include <support/held_locks.h>
@@ -120,18 +118,6 @@ void TraceRecorder::write(const QString &text)
     if (whenWritten) {
         whenWritten();
     }
-}
-
-bool eventually(const std::function<bool()> &condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 OsdChannel::OsdChannel()

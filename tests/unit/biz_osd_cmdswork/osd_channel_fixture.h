@@ -61,9 +61,6 @@ private:
     std::function<void()> whenWritten;
 };
 
-/** Waits until a condition holds, without sleeping; false if that takes ten seconds. */
-bool eventually(const std::function<bool()> &condition);
-
 /** The one channel of the process, as a fresh process has it at both ends of each test, and quiet. */
 class OsdChannel : public ::testing::Test
 {

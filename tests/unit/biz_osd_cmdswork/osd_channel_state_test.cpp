@@ -119,28 +119,6 @@ TEST_F(OsdState, ParentIsTheOneGivenToTheConstructor)
     EXPECT_EQ(Channel().parent(), nullptr);
 }
 
-/** The flag's byte, read in a way that the compiler cannot answer from what it knows. */
-bool flagInMemory(const bool &flag)
-{
-    return __atomic_load_n(&flag, __ATOMIC_SEQ_CST);
-}
-
-TEST_F(OsdState, DestructionClearsBothRunFlagsBeforeAnythingElse)
-{
-    auto worker = std::make_unique<Channel>();
-    // QObject's destructor announces the end while the object's memory is still there.
-    const bool &sendRun = worker->m_bSendRun;
-    const bool &recvRun = worker->m_bRecvRun;
-    std::vector<bool> flags;
-    QObject::connect(worker.get(), &QObject::destroyed, [&] {
-        flags = {flagInMemory(sendRun), flagInMemory(recvRun)};
-    });
-
-    worker.reset();
-
-    EXPECT_EQ(flags, (std::vector<bool>{false, false}));
-}
-
 TEST_F(OsdState, MetaObjectAnswersForTheClassName)
 {
     Channel worker;

@@ -233,16 +233,6 @@ TEST_F(OsdEnqueue, EnqueueLeavesTheReplyQueueAlone)
     EXPECT_EQ(replyTags(), Tags{9});
 }
 
-TEST_F(OsdEnqueue, EnqueueDoesNotTakeTheReceiveLock)
-{
-    // Would never return if it did; the program's time-out ends it then.
-    const std::lock_guard<std::mutex> lock(Channel::receiveHexCmdlock);
-
-    Channel::addToSendQueue(record(deviceA, 1));
-
-    EXPECT_EQ(waitingTags(0), Tags{1});
-}
-
 TEST_F(OsdEnqueue, NeitherDevicesNorCommandsAreLimited)
 {
     for (quint32 i = 0; i < 5000; ++i) {

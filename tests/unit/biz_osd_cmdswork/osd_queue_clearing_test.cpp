@@ -133,14 +133,4 @@ TEST_F(OsdClearing, ForgottenDeviceIsRegisteredAfreshWithTheFlagTrue)
     EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
 }
 
-TEST_F(OsdClearing, ClearingDoesNotTakeTheReceiveLock)
-{
-    // Would never return if it did; the program's time-out ends it then.
-    const std::lock_guard<std::mutex> lock(Channel::receiveHexCmdlock);
-
-    worker.clearQueue();
-
-    EXPECT_TRUE(Channel::m_qsIp.isEmpty());
-}
-
 } // namespace

@@ -2,8 +2,6 @@
 
 #include "osd_channel_fixture.h"
 
-#include <thread>
-
 using namespace osd_test;
 using Channel = biz_Osd_CMDSWork;
 using Flags = QMap<QString, bool>;
@@ -164,27 +162,6 @@ TEST_F(OsdReply, ReplyWritesTheTracesOfSetRetFlagAndNoneOfItsOwn)
         {"setRetFlag:HexCmdlock:leave", noLock, 0, 0, 0, 1},
     };
     EXPECT_EQ(recorder.traces, expected);
-}
-
-TEST_F(OsdReply, ReplyIsPushedUnderTheReceiveLockWithTheSendLockReleased)
-{
-    // The reply waits for the receive lock that this thread holds; its device is free by
-    // then, and the send lock is not held meanwhile.
-    Channel::m_bRetFlag = {{deviceA, false}};
-    std::unique_lock<std::mutex> receiveLock(Channel::receiveHexCmdlock);
-    std::thread feeder([] { Channel::addToReceiveQueue(record(deviceA, 7)); });
-
-    const bool freed = eventually([] {
-        const std::lock_guard<std::mutex> lock(Channel::HexCmdlock);
-        return Channel::m_bRetFlag.value(deviceA);
-    });
-    const bool queuedEarly = !Channel::receivequeueHexCmd.empty();
-    receiveLock.unlock();
-    feeder.join();
-
-    EXPECT_TRUE(freed);
-    EXPECT_FALSE(queuedEarly);
-    EXPECT_EQ(replyTags(), Tags{7});
 }
 
 TEST_F(OsdReply, ReplyFromAnUnknownIpIsQueuedAndOpensNothing)
