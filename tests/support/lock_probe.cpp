@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -18,21 +20,31 @@ struct Planned
     int error = 0;
 };
 
+struct Watched
+{
+    std::string name;
+    pthread_mutex_t *mutex;
+    bool locked; ///< by a call that was seen; guarded by the mutex itself
+};
+
 struct Probe
 {
-    NamedLocks watched;
-    Journal *journal;
+    std::vector<Watched> watched;
+    Journal *journal = nullptr;
     std::map<std::string, Planned> planned;
 };
 
 std::atomic<Probe *> probe{nullptr};
 
-/** The name of a watched mutex; null for all others. */
-const std::string *nameOf(const Probe &active, const pthread_mutex_t *mutex)
+/** The watched mutex behind an address; null for all others. */
+Watched *find(Probe *active, const pthread_mutex_t *mutex)
 {
-    for (const auto &[name, watched] : active.watched) {
-        if (watched->native_handle() == mutex) {
-            return &name;
+    if (active == nullptr) {
+        return nullptr;
+    }
+    for (Watched &watched : active->watched) {
+        if (watched.mutex == mutex) {
+            return &watched;
         }
     }
     return nullptr;
@@ -60,7 +72,12 @@ int carryOutPlan(Probe &active, const std::string &name)
 
 LockProbe::LockProbe(NamedLocks watched, Journal *journal)
 {
-    probe = new Probe{std::move(watched), journal, {}};
+    auto active = std::make_unique<Probe>();
+    active->journal = journal;
+    for (const auto &[name, mutex] : watched) {
+        active->watched.push_back({name, mutex->native_handle(), false});
+    }
+    probe = active.release();
 }
 
 LockProbe::~LockProbe()
@@ -106,15 +123,17 @@ BIZ_INTERPOSED int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
     }
     using namespace biz::test;
     Probe *const active = probe;
-    const std::string *const name = active == nullptr ? nullptr : nameOf(*active, mutex);
-    if (name != nullptr) {
-        if (const int error = carryOutPlan(*active, *name)) {
-            return error;
-        }
+    Watched *const watched = find(active, mutex);
+    if (watched == nullptr) {
+        return real.load()(mutex);
+    }
+    if (const int error = carryOutPlan(*active, watched->name)) {
+        return error;
     }
     const int result = real.load()(mutex);
-    if (name != nullptr && active->journal != nullptr) {
-        active->journal->add("lock " + *name);
+    watched->locked = true;
+    if (active->journal != nullptr) {
+        active->journal->add("lock " + watched->name);
     }
     return result;
 }
@@ -127,9 +146,13 @@ BIZ_INTERPOSED int pthread_mutex_unlock(pthread_mutex_t *mutex) noexcept
     }
     using namespace biz::test;
     Probe *const active = probe;
-    const std::string *const name = active == nullptr ? nullptr : nameOf(*active, mutex);
-    if (name != nullptr && active->journal != nullptr) {
-        active->journal->add("unlock " + *name);
+    Watched *const watched = find(active, mutex);
+    // One that was taken by a mere try is no lock of the library's.
+    if (watched != nullptr && watched->locked) {
+        watched->locked = false;
+        if (active->journal != nullptr) {
+            active->journal->add("unlock " + watched->name);
+        }
     }
     return real.load()(mutex);
 }
