@@ -1,0 +1,48 @@
+#ifndef BIZ_SIMULATOR_EVENT_LOG_H
+#define BIZ_SIMULATOR_EVENT_LOG_H
+
+#include <cstdio>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QString>
+
+namespace biz::simulator {
+
+/** Writes a line to a stream at once, for readers at the other end of a pipe. */
+void writeLine(std::FILE *stream, const QString &text);
+
+/** The lines that tell each event, with the seconds since the start; silent unless asked for. */
+class EventLog
+{
+public:
+    explicit EventLog(bool on);
+
+    bool isOn() const { return m_on; }
+
+    void write(const QString &text) const;
+
+private:
+    bool m_on;
+    QElapsedTimer m_clock;
+};
+
+/** What devices did with the commands that they received. */
+struct Counters
+{
+    quint64 received = 0;
+    quint64 replies = 0; ///< frames or datagrams that were sent
+    quint64 faults = 0;  ///< commands that met a fault
+    quint64 unfit = 0;   ///< faults that could not do harm to their command
+    quint64 lost = 0;    ///< replies that could not be delivered
+    quint64 refused = 0; ///< things received that held no valid frame
+    quint64 connections = 0;
+
+    Counters &operator+=(const Counters &other);
+};
+
+/** "12 commands, 10 replies, 3 faults..." */
+QString summaryText(const Counters &counters);
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,56 @@
+#include <biz_simulator/fault_kind.h>
+
+#include <array>
+
+namespace biz::simulator {
+
+namespace {
+
+struct NamedFault
+{
+    FaultKind kind;
+    const char *name;
+};
+
+constexpr std::array namedFaults = {
+    NamedFault{FaultKind::Silence, "silence"},
+    NamedFault{FaultKind::Late, "late"},
+    NamedFault{FaultKind::DeclaredLength, "declaredLength"},
+    NamedFault{FaultKind::ShortPayload, "shortPayload"},
+    NamedFault{FaultKind::IndexOutOfRange, "indexOutOfRange"},
+    NamedFault{FaultKind::Duplicate, "duplicate"},
+    NamedFault{FaultKind::WrongSequence, "wrongSequence"},
+};
+
+} // namespace
+
+QString faultName(FaultKind kind)
+{
+    for (const NamedFault &named : namedFaults) {
+        if (named.kind == kind) {
+            return QString::fromLatin1(named.name);
+        }
+    }
+    return QString();
+}
+
+std::optional<FaultKind> faultFromName(const QString &name)
+{
+    for (const NamedFault &named : namedFaults) {
+        if (name == QLatin1String(named.name)) {
+            return named.kind;
+        }
+    }
+    return std::nullopt;
+}
+
+QStringList faultNames()
+{
+    QStringList names;
+    for (const NamedFault &named : namedFaults) {
+        names << QString::fromLatin1(named.name);
+    }
+    return names;
+}
+
+} // namespace biz::simulator

@@ -1,0 +1,94 @@
+#ifndef BIZ_SIMULATOR_FAULT_PLAN_H
+#define BIZ_SIMULATOR_FAULT_PLAN_H
+
+#include <optional>
+#include <random>
+
+#include <QtCore/QVector>
+
+#include <biz_simulator/fault_kind.h>
+
+namespace biz::simulator {
+
+/** The two bytes by which rules and scripts name a command. */
+struct CommandCode
+{
+    quint8 command = 0;
+    quint8 subCode = 0;
+
+    bool operator==(const CommandCode &other) const { return command == other.command && subCode == other.subCode; }
+};
+
+/** One line of a script: which commands go wrong, and how. What is not set matches all. */
+struct ScriptEntry
+{
+    QString device;                  ///< an OSD device's address; empty: the TCP device
+    std::optional<int> reception;    ///< the n-th command that the device receives, from 1
+    std::optional<CommandCode> code; ///< commands of this code, on the TCP device
+    int times = 0;                   ///< how often the entry may act; 0: always
+    FaultKind fault = FaultKind::Silence;
+    std::optional<int> lateByMs; ///< with FaultKind::Late, in place of the common value
+};
+
+/** A fault that strikes each command with a probability. */
+struct FaultRate
+{
+    FaultKind fault = FaultKind::Silence;
+    double probability = 0.0;
+};
+
+/** All faults of one run of the simulator. */
+struct FaultSettings
+{
+    QVector<ScriptEntry> script;
+    QVector<FaultRate> rates;
+    quint32 seed = 1;
+    int lateByMs = 1000;
+};
+
+/** What goes wrong with one command. */
+struct Fault
+{
+    FaultKind kind = FaultKind::Silence;
+    int lateByMs = 0; ///< with FaultKind::Late: from the command to its reply
+};
+
+/**
+ * Decides for one device, command by command, what goes wrong. The first script entry that
+ * matches decides; otherwise the rates do, in their order.
+ *
+ * Every device draws from a generator of its own, so that what happens to it depends on the
+ * seed and on its own commands alone, not on how the commands of many devices mix.
+ */
+class FaultPlan
+{
+public:
+    /** The plan of an OSD device, or with an empty address of the TCP device. */
+    explicit FaultPlan(const FaultSettings &settings, const QString &device = QString());
+
+    /** Counts one received command and says what goes wrong with it; none: nothing. */
+    std::optional<Fault> next(CommandCode code);
+
+    /** How many commands have been received. */
+    int receptions() const { return m_receptions; }
+
+private:
+    struct CountedEntry
+    {
+        ScriptEntry entry;
+        int used = 0;
+    };
+
+    std::optional<Fault> scripted(CommandCode code);
+    std::optional<Fault> drawn();
+
+    QVector<CountedEntry> m_script;
+    QVector<FaultRate> m_rates;
+    std::mt19937 m_generator;
+    int m_lateByMs;
+    int m_receptions = 0;
+};
+
+} // namespace biz::simulator
+
+#endif

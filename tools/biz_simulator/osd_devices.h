@@ -1,0 +1,70 @@
+#ifndef BIZ_SIMULATOR_OSD_DEVICES_H
+#define BIZ_SIMULATOR_OSD_DEVICES_H
+
+#include <memory>
+#include <vector>
+
+#include <QtNetwork/QHostAddress>
+#include <QtNetwork/QUdpSocket>
+
+#include <biz_simulator/event_log.h>
+#include <biz_simulator/fault_plan.h>
+#include <model/model_osdparam.h>
+
+namespace biz::simulator {
+
+/**
+ * A row of OSD devices on consecutive addresses and one port. Each has a socket of its own
+ * that is bound to its address, so that replies come from the address that was asked.
+ */
+class OsdDevices : public QObject
+{
+    Q_OBJECT
+
+public:
+    OsdDevices(quint32 firstAddress, int count, const FaultSettings &faults, int delayMs, const EventLog &log,
+               QObject *parent = nullptr);
+    ~OsdDevices() override;
+
+    /**
+     * Binds every device; port 0 finds one that is free at all addresses. False when that
+     * fails; errorString() then says where and why.
+     */
+    bool listen(quint16 port);
+
+    quint16 port() const { return m_port; }
+    QString errorString() const { return m_error; }
+    const Counters &counters() const { return m_counters; }
+
+private:
+    struct Device
+    {
+        QHostAddress address;
+        FaultPlan plan;
+        std::unique_ptr<QUdpSocket> socket;
+    };
+
+    struct Peer
+    {
+        QHostAddress address;
+        quint16 port;
+    };
+
+    bool bindAll(quint16 port);
+    void unbindAll();
+    void read(Device &device);
+    void receive(Device &device, const QByteArray &datagram, const Peer &peer);
+    void answer(Device &device, const model_OsdParam &command, const Peer &peer);
+    void sendAfter(Device &device, int delayMs, const QByteArray &datagram, const Peer &peer);
+
+    std::vector<Device> m_devices;
+    int m_delayMs;
+    const EventLog &m_log;
+    quint16 m_port = 0;
+    QString m_error;
+    Counters m_counters;
+};
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,184 @@
+#include <biz_simulator/reply_maker.h>
+
+#include <vector>
+
+#include <biz_cmdswork/reply_view_p.h>
+
+namespace biz::simulator {
+
+namespace {
+
+using rules::Reply;
+using rules::Rule;
+
+constexpr int everyByte = 0x100;
+constexpr int everyLength = 0x10000;
+
+bool judgesLength(const Rule &rule)
+{
+    for (const rules::Clause &clause : rule) {
+        switch (clause.check) {
+        case rules::Check::LengthIs:
+        case rules::Check::LengthAtLeast:
+        case rules::Check::LengthFromTo:
+        case rules::Check::LengthIsOrDeclares:
+            return true;
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
+bool accepts(const Rule &rule, const Reply &reply)
+{
+    return rules::firstBrokenClause(reply, rule) == nullptr;
+}
+
+void setDeclaredLength(Reply &reply, int length)
+{
+    reply.byte4 = static_cast<quint8>(length & 0xFF);
+    reply.byte5 = static_cast<quint8>(length >> 8);
+}
+
+/** The numbers that a rule is made of: a value that it admits is one of them, or 0. */
+std::vector<int> numbersOf(const Rule &rule)
+{
+    std::vector<int> numbers{0};
+    for (const rules::Clause &clause : rule) {
+        numbers.insert(numbers.end(), {clause.a, clause.b, clause.c});
+    }
+    return numbers;
+}
+
+/** Bytes 4 and 5 as one length, or as two values of their own; what the command has comes first. */
+std::vector<Reply> lengthCandidates(const Rule &rule, const Reply &own)
+{
+    std::vector<Reply> candidates{own};
+    for (const int number : numbersOf(rule)) {
+        Reply candidate = own;
+        setDeclaredLength(candidate, number);
+        candidates.push_back(candidate);
+
+        candidate = own;
+        candidate.byte4 = static_cast<quint8>(number);
+        candidates.push_back(candidate);
+
+        candidate = own;
+        candidate.byte5 = static_cast<quint8>(number);
+        candidates.push_back(candidate);
+    }
+    return candidates;
+}
+
+/** The reply nearest to `own` that the rule accepts; `own` itself if there is none. */
+Reply acceptedReply(const Rule &rule, const Reply &own)
+{
+    std::vector<int> indexes = numbersOf(rule);
+    indexes.insert(indexes.begin(), own.index);
+
+    for (Reply candidate : lengthCandidates(rule, own)) {
+        if (judgesLength(rule)) {
+            candidate.payloadSize = candidate.declaredLength();
+        }
+        for (const int index : indexes) {
+            candidate.index = static_cast<quint8>(index);
+            if (accepts(rule, candidate)) {
+                return candidate;
+            }
+        }
+    }
+    return own;
+}
+
+/** Cuts the payload, or lengthens it with bytes that tell their position. */
+void resize(QByteArray &payload, int size)
+{
+    const int before = payload.size();
+    payload.resize(size);
+    for (int i = before; i < size; ++i) {
+        payload[i] = static_cast<char>(i & 0xFF);
+    }
+}
+
+void apply(const Reply &wanted, model_Protocoldata &reply)
+{
+    reply.ucHead[3] = wanted.index;
+    reply.ucHead[4] = wanted.byte4;
+    reply.ucHead[5] = wanted.byte5;
+    resize(reply.baData, wanted.payloadSize);
+}
+
+bool refusedWithIndex(const Rule &rule, Reply &reply)
+{
+    const int own = reply.index;
+    for (int step = 1; step < everyByte; ++step) {
+        reply.index = static_cast<quint8>(own + step);
+        if (!accepts(rule, reply)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool refusedWithLength(const Rule &rule, Reply &reply)
+{
+    const int own = reply.declaredLength();
+    for (int step = 1; step < everyLength; ++step) {
+        setDeclaredLength(reply, (own + step) % everyLength);
+        if (!accepts(rule, reply)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool refusedWithPayload(const Rule &rule, Reply &reply)
+{
+    while (reply.payloadSize > 0) {
+        --reply.payloadSize;
+        if (!accepts(rule, reply)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool refused(const Rule &rule, Reply &reply, FaultKind fault)
+{
+    switch (fault) {
+    case FaultKind::DeclaredLength:
+        return refusedWithLength(rule, reply);
+    case FaultKind::ShortPayload:
+        return refusedWithPayload(rule, reply);
+    case FaultKind::IndexOutOfRange:
+        return refusedWithIndex(rule, reply);
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+model_Protocoldata makeReply(rules::Model model, const model_Protocoldata &command)
+{
+    model_Protocoldata reply = command;
+    if (const Rule *rule = rules::ruleFor(model, command.ucHead[1], command.ucHead[2])) {
+        apply(acceptedReply(*rule, rules::viewOf(command)), reply);
+    }
+    return reply;
+}
+
+std::optional<model_Protocoldata> withFault(rules::Model model, const model_Protocoldata &reply, FaultKind fault)
+{
+    const Rule *rule = rules::ruleFor(model, reply.ucHead[1], reply.ucHead[2]);
+    Reply view = rules::viewOf(reply);
+    if (rule == nullptr || !refused(*rule, view, fault)) {
+        return std::nullopt;
+    }
+    model_Protocoldata faulty = reply;
+    apply(view, faulty);
+    return faulty;
+}
+
+} // namespace biz::simulator
