@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <biz_simulator/fault_script.h>
+#include <biz_simulator/reply_maker.h>
+
+// The example sessions against the rule tables and against the script that plays with them.
+
+namespace {
+
+using namespace biz;
+using namespace biz::simulator;
+
+QByteArray contentsOf(const QString &name)
+{
+    QFile file(QStringLiteral(BIZ_SESSIONS "/") + name);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+    return file.readAll();
+}
+
+QJsonObject sessionOf(const QString &name)
+{
+    QJsonParseError error;
+    const QJsonObject session = QJsonDocument::fromJson(contentsOf(name), &error).object();
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString();
+    return session;
+}
+
+model_Protocoldata recordOf(const QJsonObject &command)
+{
+    const QByteArray head = QByteArray::fromHex(command.value("head").toString().toLatin1());
+    EXPECT_EQ(head.size(), 6);
+    model_Protocoldata record;
+    std::copy(head.begin(), head.end(), record.ucHead + 1);
+    record.baData = QByteArray::fromHex(command.value("data").toString().toLatin1());
+    return record;
+}
+
+struct SessionCase
+{
+    const char *name;
+    int deviceType;
+    rules::Model model;
+};
+
+class ModelSession : public testing::TestWithParam<SessionCase>
+{
+protected:
+    const QJsonObject session = sessionOf(QStringLiteral("%1.json").arg(GetParam().name));
+};
+
+TEST_P(ModelSession, IsForItsModel)
+{
+    bool isNumber = false;
+    EXPECT_EQ(session.value("deviceType").toString().toInt(&isNumber, 16), GetParam().deviceType);
+    EXPECT_EQ(rules::modelOfDeviceType(GetParam().deviceType), GetParam().model);
+}
+
+TEST_P(ModelSession, CoversEveryRuleOfItsTable)
+{
+    std::set<const rules::Row *> covered;
+    const rules::ModelTable own = rules::tableOf(GetParam().model);
+    for (const QJsonValue &command : session.value("commands").toArray()) {
+        const model_Protocoldata record = recordOf(command.toObject());
+        covered.insert(own.table->find(record.ucHead[1], record.ucHead[2]));
+    }
+    for (std::size_t i = 0; i < own.table->rowCount; ++i) {
+        const rules::Row &row = own.table->rows[i];
+        EXPECT_TRUE(row.rules[own.column].empty() || covered.count(&row) == 1)
+            << "row " << i << ", command 0x" << std::hex << int{row.command};
+    }
+}
+
+TEST_P(ModelSession, HoldsOnlyHeadsThatTheDeviceCanSendBack)
+{
+    for (const QJsonValue &command : session.value("commands").toArray()) {
+        const model_Protocoldata record = recordOf(command.toObject());
+        const model_Protocoldata reply = makeReply(GetParam().model, record);
+        EXPECT_TRUE(std::equal(record.ucHead, record.ucHead + sizeof record.ucHead, reply.ucHead))
+            << command.toObject().value("name").toString().toStdString();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sessions, ModelSession,
+                         testing::Values(SessionCase{"a2", 0x1400, rules::Model::OrlixA2},
+                                         SessionCase{"a1max", 0x1700, rules::Model::OrlixA1Max},
+                                         SessionCase{"a3", 0x1800, rules::Model::OrlixA3},
+                                         SessionCase{"pvn410max", 0x7A40, rules::Model::Pvn410Max},
+                                         SessionCase{"k250", 0x3E0100, rules::Model::K250},
+                                         SessionCase{"pvn410max2", 0x7A4200, rules::Model::Pvn410Max2},
+                                         SessionCase{"a5", 0x190000, rules::Model::OrlixA5}),
+                         [](const auto &instance) { return std::string(instance.param.name); });
+
+// --- The session with each fault ---------------------------------------------------------
+
+class FaultSession : public testing::Test
+{
+protected:
+    FaultSession()
+    {
+        QString error;
+        EXPECT_TRUE(readFaultScript(contentsOf("faults_a2_script.json"), &settings.script, &error))
+            << error.toStdString();
+    }
+
+    const QJsonArray commands = sessionOf("faults_a2.json").value("commands").toArray();
+    FaultSettings settings;
+};
+
+/** What a host sees of one command, first from the faults, then from the session. */
+struct Ending
+{
+    QString outcome;
+    std::set<QString> events;
+
+    bool operator==(const Ending &other) const { return outcome == other.outcome && events == other.events; }
+};
+
+/** What one reception yields: whether the host gets its answer, and the event that it sees. */
+bool isAnswered(const model_Protocoldata &command, const std::optional<Fault> &fault, std::set<QString> *events)
+{
+    if (!fault) {
+        return true;
+    }
+    switch (fault->kind) {
+    case FaultKind::Silence:
+        return false;
+    case FaultKind::Late:
+        events->insert("late");
+        return false;
+    case FaultKind::Duplicate:
+        events->insert("duplicate");
+        return true;
+    case FaultKind::WrongSequence:
+        events->insert("foreign");
+        return false;
+    default:
+        break;
+    }
+    const auto reply = makeReply(rules::Model::OrlixA2, command);
+    if (!withFault(rules::Model::OrlixA2, reply, fault->kind)) {
+        return true;
+    }
+    events->insert("rejected");
+    return false;
+}
+
+/** A command without its answer is given a second time, and then given up. */
+Ending endingWith(FaultPlan &plan, const model_Protocoldata &command)
+{
+    Ending ending{QStringLiteral("answered"), {}};
+    const CommandCode code{command.ucHead[1], command.ucHead[2]};
+    if (!isAnswered(command, plan.next(code), &ending.events)) {
+        ending.events.insert("resent");
+        if (!isAnswered(command, plan.next(code), &ending.events)) {
+            ending.outcome = "gaveUp";
+        }
+    }
+    return ending;
+}
+
+Ending expectedEnding(const QJsonObject &command)
+{
+    const QJsonObject expect = command.value("expect").toObject();
+    Ending ending{expect.value("outcome").toString(), {}};
+    for (const QJsonValue &event : expect.value("events").toArray()) {
+        ending.events.insert(event.toString());
+    }
+    return ending;
+}
+
+TEST_F(FaultSession, ExpectsWhatItsScriptDoes)
+{
+    FaultPlan plan(settings);
+    for (const QJsonValue &value : commands) {
+        const QJsonObject command = value.toObject();
+        for (int i = 0; i < command.value("repeat").toInt(1); ++i) {
+            EXPECT_EQ(endingWith(plan, recordOf(command)), expectedEnding(command))
+                << command.value("name").toString().toStdString();
+        }
+    }
+}
+
+TEST_F(FaultSession, MeetsEveryKindOfFault)
+{
+    FaultPlan plan(settings);
+    std::set<FaultKind> met;
+    for (const QJsonValue &value : commands) {
+        const model_Protocoldata command = recordOf(value.toObject());
+        const auto fault = plan.next({command.ucHead[1], command.ucHead[2]});
+        if (fault) {
+            met.insert(fault->kind);
+        }
+    }
+    EXPECT_EQ(static_cast<int>(met.size()), faultNames().size());
+}
+
+TEST(OsdSession, NamesTheSilentDevicesThatTheSimulatorSilences)
+{
+    const QJsonObject session = sessionOf("osd_100.json");
+    const QJsonObject devices = session.value("devices").toObject();
+    EXPECT_EQ(devices.value("first").toString(), "127.1.0.1");
+    EXPECT_EQ(devices.value("count").toInt(), 100);
+    const QJsonArray silent = session.value("silent").toArray();
+    ASSERT_EQ(silent.size(), 10);
+    EXPECT_EQ(silent.first().toString(), "127.1.0.91");
+    EXPECT_EQ(silent.last().toString(), "127.1.0.100");
+}
+
+TEST(OsdSession, DiffersFromTheOneWithoutSilentDevicesInNothingElse)
+{
+    QJsonObject session = sessionOf("osd_100.json");
+    QJsonObject allAnswer = sessionOf("osd_100_all_answer.json");
+    session.remove("silent");
+    session.remove("description");
+    allAnswer.remove("description");
+    EXPECT_EQ(session, allAnswer);
+}
+
+} // namespace

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <QtCore/QFile>
+
+#include <biz_simulator/options.h>
+#include <support/scratch_folder.h>
+
+namespace {
+
+using namespace biz::simulator;
+
+CommandLine read(const QString &arguments)
+{
+    return readCommandLine(QStringLiteral("biz_simulator %1").arg(arguments).trimmed().split(QLatin1Char(' ')));
+}
+
+TEST(SimulatorOptions, TcpDeviceIsOnLoopbackAndTheDefaultPort)
+{
+    const CommandLine line = read("--model A2");
+    EXPECT_EQ(line.error, "");
+    EXPECT_EQ(line.options.model, biz::rules::Model::OrlixA2);
+    EXPECT_EQ(line.options.bindAddress, QHostAddress(QHostAddress::LocalHost));
+    EXPECT_EQ(line.options.port, 15700);
+    EXPECT_EQ(line.options.osdCount, 0);
+}
+
+TEST(SimulatorOptions, EveryModelIsKnownByItsName)
+{
+    using biz::rules::Model;
+    EXPECT_EQ(read("--model A1MAX").options.model, Model::OrlixA1Max);
+    EXPECT_EQ(read("--model a3").options.model, Model::OrlixA3);
+    EXPECT_EQ(read("--model PVN410MAX").options.model, Model::Pvn410Max);
+    EXPECT_EQ(read("--model PVN410MAX2").options.model, Model::Pvn410Max2);
+    EXPECT_EQ(read("--model K250").options.model, Model::K250);
+    EXPECT_EQ(read("--model A5").options.model, Model::OrlixA5);
+}
+
+TEST(SimulatorOptions, PortBelongsToTheOnlyKindOfDeviceThatIsPlayed)
+{
+    EXPECT_EQ(read("--model A2 --port 9000").options.port, 9000);
+    EXPECT_EQ(read("--osd 3 --port 9000").options.osdPort, 9000);
+    EXPECT_EQ(read("--osd 3").options.osdPort, 15701);
+}
+
+TEST(SimulatorOptions, BothKindsHavePortsOfTheirOwn)
+{
+    const Options options = read("--model A2 --osd 5 --port 9000 --osd-port 9001").options;
+    EXPECT_EQ(options.port, 9000);
+    EXPECT_EQ(options.osdPort, 9001);
+}
+
+TEST(SimulatorOptions, SilentDevicesAreTheLastOnes)
+{
+    const auto script = read("--osd 300 --osd-silent 2").options.faults.script;
+    ASSERT_EQ(script.size(), 2);
+    EXPECT_EQ(script.at(0).device, "127.1.1.43");
+    EXPECT_EQ(script.at(1).device, "127.1.1.44");
+    EXPECT_EQ(script.at(1).fault, FaultKind::Silence);
+}
+
+TEST(SimulatorOptions, FaultsAreReadFromOptionsAndScriptInThisOrder)
+{
+    const biz::test::ScratchFolder folder;
+    QFile file(folder.path("script.json"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({"faults": [{"reception": 7, "fault": "duplicate"}]})");
+    file.close();
+
+    const auto line = read("--model A2 --script script.json --fault 3=silence --fault F1/08=late --late-by 20");
+    EXPECT_EQ(line.error, "");
+    const auto script = line.options.faults.script;
+    ASSERT_EQ(script.size(), 3);
+    EXPECT_EQ(script.at(0).reception, 3);
+    EXPECT_EQ(script.at(1).code, (CommandCode{0xF1, 0x08}));
+    EXPECT_EQ(script.at(2).reception, 7);
+    EXPECT_EQ(line.options.faults.lateByMs, 20);
+}
+
+TEST(SimulatorOptions, HelpAndVersionAreTexts)
+{
+    EXPECT_TRUE(read("--help").text.contains("--fault-rate"));
+    EXPECT_TRUE(read("--version").text.startsWith("biz_simulator 1."));
+}
+
+struct BadUsage
+{
+    const char *arguments;
+    const char *error; ///< a part of the message
+};
+
+class BadUsages : public testing::TestWithParam<BadUsage>
+{
+};
+
+TEST_P(BadUsages, SayWhatWasWrongAndWhatWasExpected)
+{
+    const QString error = read(GetParam().arguments).error;
+    EXPECT_TRUE(error.contains(GetParam().error)) << error.toStdString();
+    EXPECT_TRUE(error.contains("xpected")) << error.toStdString();
+    EXPECT_FALSE(error.contains('\n')) << error.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BadUsages,
+    testing::Values(
+        BadUsage{"", "nothing to play"}, BadUsage{"--port 0", "nothing to play"}, BadUsage{"--modell A2", "modell"},
+        BadUsage{"--model", "model"}, BadUsage{"--model A2 now", "\"now\": unexpected"},
+        BadUsage{"--model A9", "\"A9\" is no model"}, BadUsage{"--model A2 --port 65536", "--port: \"65536\""},
+        BadUsage{"--model A2 --port x", "--port: \"x\""}, BadUsage{"--model A2 --port -1", "--port: \"-1\""},
+        BadUsage{"--model A2 --bind here", "--bind: \"here\""}, BadUsage{"--model A2 --delay 1.5", "--delay: \"1.5\""},
+        BadUsage{"--model A2 --late-by x", "--late-by: \"x\""}, BadUsage{"--model A2 --seed -3", "--seed: \"-3\""},
+        BadUsage{"--model A2 --fault 3", "--fault: \"3\""},
+        BadUsage{"--model A2 --fault 0=late", "\"0\": expected a number"},
+        BadUsage{"--model A2 --fault 1=slow", "\"slow\" is no fault"},
+        BadUsage{"--model A2 --fault-rate late", "\"late\": expected KIND=P"},
+        BadUsage{"--model A2 --fault-rate late=1.1", "\"late=1.1\""},
+        BadUsage{"--model A2 --fault-rate late=nan", "\"late=nan\""},
+        BadUsage{"--model A2 --fault-rate slow=0.1", "\"slow\" is no fault"},
+        BadUsage{"--model A2 --script /nowhere/script.json", "/nowhere/script.json"},
+        BadUsage{"--model A2 --fault 127.1.0.1=late", "none of the OSD devices"}, BadUsage{"--osd 0", "--osd: \"0\""},
+        BadUsage{"--osd 2 --osd-first 10.0.0.1", "--osd-first: \"10.0.0.1\""},
+        BadUsage{"--osd 2 --osd-first ::1", "--osd-first: \"::1\""},
+        BadUsage{"--osd 2 --osd-first 127.255.255.254", "--osd: \"2\""},
+        BadUsage{"--osd 2 --osd-silent 3", "--osd-silent: \"3\""},
+        BadUsage{"--osd 2 --osd-silent-list 127.1.0.1,127.1.0.3", "\"127.1.0.3\" is none"},
+        BadUsage{"--osd 2 --osd-silent-list 127.1.1", "\"127.1.1\" is none"},
+        BadUsage{"--osd 2 --fault 1=silence", "expected --model"}));
+
+} // namespace

@@ -1,0 +1,460 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+
+#include <QtCore/QElapsedTimer>
+#include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QTcpServer>
+#include <QtNetwork/QTcpSocket>
+#include <QtNetwork/QUdpSocket>
+
+#include <host/frame_codec.h>
+#include <tools/running_simulator.h>
+
+// The built program, over real sockets on loopback.
+
+namespace {
+
+using biz::test::patienceMs;
+using biz::test::RunningSimulator;
+namespace host = biz::host;
+
+/** How long to listen for a reply that must not come, behind one that came. */
+constexpr int quietMs = 100;
+
+model_Protocoldata commandOf(int sequence, int command, int subCode, int index = 0)
+{
+    model_Protocoldata record;
+    record.ucHead[0] = static_cast<uchar>(sequence);
+    record.ucHead[1] = static_cast<uchar>(command);
+    record.ucHead[2] = static_cast<uchar>(subCode);
+    record.ucHead[3] = static_cast<uchar>(index);
+    return record;
+}
+
+/** A host's end of a TCP connection, with the demonstration frame. */
+class TcpClient
+{
+public:
+    explicit TcpClient(quint16 port)
+    {
+        m_socket.connectToHost(QHostAddress::LocalHost, port);
+        m_connected = m_socket.waitForConnected(patienceMs);
+    }
+
+    bool isConnected() const { return m_connected; }
+
+    void send(const model_Protocoldata &command) { sendBytes(host::DemoFrameCodec().encode(command)); }
+
+    void sendBytes(const QByteArray &bytes)
+    {
+        m_socket.write(bytes);
+        m_socket.waitForBytesWritten(patienceMs);
+    }
+
+    /** The next reply; none when none comes in time. */
+    std::optional<model_Protocoldata> reply(int waitMs = patienceMs)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (m_replies.isEmpty() && clock.elapsed() < waitMs) {
+            if (m_socket.bytesAvailable() > 0 || m_socket.waitForReadyRead(waitMs)) {
+                m_replies += m_codec.decode(m_socket.readAll()).records;
+            }
+        }
+        if (m_replies.isEmpty()) {
+            return std::nullopt;
+        }
+        return m_replies.takeFirst();
+    }
+
+private:
+    QTcpSocket m_socket;
+    host::DemoFrameCodec m_codec;
+    QVector<model_Protocoldata> m_replies;
+    bool m_connected = false;
+};
+
+/** The sequence bytes of the next replies, separated by blanks. */
+QString nextSequences(TcpClient &client, int count)
+{
+    QStringList sequences;
+    for (int i = 0; i < count; ++i) {
+        const auto reply = client.reply();
+        sequences << (reply ? QString::number(reply->ucHead[0]) : QStringLiteral("none"));
+    }
+    return sequences.join(QLatin1Char(' '));
+}
+
+/** A host's socket for OSD devices. */
+class UdpClient
+{
+public:
+    explicit UdpClient(quint16 devicePort)
+        : m_devicePort(devicePort)
+    {
+        m_socket.bind(QHostAddress(QHostAddress::LocalHost), 0);
+    }
+
+    void send(const QString &device, int number)
+    {
+        model_OsdParam command;
+        command.ucOsdHead[0] = 0x0D;
+        command.ucOsdHead[10] = static_cast<uchar>(number);
+        command.ucOsdFlag = 9;
+        command.baData = "text";
+        sendBytes(device, host::OsdDatagramCodec::encode(command));
+    }
+
+    void sendBytes(const QString &device, const QByteArray &bytes)
+    {
+        m_socket.writeDatagram(bytes, QHostAddress(device), m_devicePort);
+    }
+
+    /** The next reply, `qsIp` holding who sent it; none when none comes in time. */
+    std::optional<model_OsdParam> reply(int waitMs = patienceMs)
+    {
+        if (!m_socket.hasPendingDatagrams() && !m_socket.waitForReadyRead(waitMs)) {
+            return std::nullopt;
+        }
+        const QNetworkDatagram datagram = m_socket.receiveDatagram();
+        model_OsdParam record;
+        QString reason;
+        if (!host::OsdDatagramCodec::decode(datagram.data(), &record, &reason)) {
+            ADD_FAILURE() << reason.toStdString();
+        }
+        record.qsIp = datagram.senderAddress().toString();
+        return record;
+    }
+
+private:
+    QUdpSocket m_socket;
+    quint16 m_devicePort;
+};
+
+// --- TCP -----------------------------------------------------------------------------
+
+TEST(SimulatorProcess, TakesAFreePortAndPrintsIt)
+{
+    RunningSimulator simulator("--model A2 --port 0");
+    const QString line = simulator.nextLine();
+    EXPECT_TRUE(line.startsWith("listening on tcp://127.0.0.1:")) << line.toStdString();
+    EXPECT_FALSE(line.endsWith(":0"));
+}
+
+TEST(SimulatorProcess, AnswersACommandWithItsSequenceByteAndTheLengthOfItsRule)
+{
+    RunningSimulator simulator("--model A2 --port 0");
+    TcpClient client(simulator.listeningPort());
+    ASSERT_TRUE(client.isConnected());
+
+    client.send(commandOf(200, 0xF1, 0x08, 15));
+    const auto reply = client.reply();
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->ucHead[0], 200);
+    EXPECT_EQ(reply->ucHead[3], 15);
+    EXPECT_EQ(reply->baData.size(), 354);
+}
+
+TEST(SimulatorProcess, AnswersConnectionsAtOnceAndOneAfterTheOther)
+{
+    RunningSimulator simulator("--model K250 --port 0");
+    const quint16 port = simulator.listeningPort();
+    auto first = std::make_unique<TcpClient>(port);
+    TcpClient second(port);
+    first->send(commandOf(1, 0x68, 0x08));
+    second.send(commandOf(2, 0x68, 0x08));
+    EXPECT_EQ(nextSequences(second, 1), "2");
+    EXPECT_EQ(nextSequences(*first, 1), "1");
+
+    first.reset();
+    TcpClient third(port);
+    third.send(commandOf(3, 0x68, 0x08));
+    EXPECT_EQ(nextSequences(third, 1), "3");
+}
+
+TEST(SimulatorProcess, FindsCommandsBetweenGarbage)
+{
+    RunningSimulator simulator("--model A2 --port 0 --events");
+    TcpClient client(simulator.listeningPort());
+    const QByteArray frame = host::DemoFrameCodec().encode(commandOf(7, 0x68, 0x12));
+    client.sendBytes("junk" + frame.left(5));
+    client.sendBytes(frame.mid(5));
+    EXPECT_EQ(nextSequences(client, 1), "7");
+    EXPECT_FALSE(simulator.lineWith("tcp refused 4 bytes").isEmpty());
+}
+
+TEST(SimulatorProcess, NumberedSilenceSkipsOneReplyAndAResendCountsAsAReception)
+{
+    RunningSimulator simulator("--model A2 --port 0 --fault 2=silence");
+    TcpClient client(simulator.listeningPort());
+    for (const int sequence : {1, 2, 2, 3}) {
+        client.send(commandOf(sequence, 0x68, 0x12));
+    }
+    EXPECT_EQ(nextSequences(client, 3), "1 2 3");
+}
+
+TEST(SimulatorProcess, LateReplyComesAfterTheNextOnes)
+{
+    RunningSimulator simulator("--model A2 --port 0 --fault 1=late --late-by 200");
+    TcpClient client(simulator.listeningPort());
+    QElapsedTimer clock;
+    clock.start();
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x12));
+    EXPECT_EQ(nextSequences(client, 2), "2 1");
+    EXPECT_GE(clock.elapsed(), 190);
+}
+
+TEST(SimulatorProcess, DelayHoldsEveryReplyBack)
+{
+    RunningSimulator simulator("--model A2 --port 0 --delay 80");
+    TcpClient client(simulator.listeningPort());
+    QElapsedTimer clock;
+    clock.start();
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x12));
+    EXPECT_EQ(nextSequences(client, 2), "1 2");
+    EXPECT_GE(clock.elapsed(), 75);
+}
+
+TEST(SimulatorProcess, DuplicateIsTheSameReplyTwice)
+{
+    RunningSimulator simulator("--model A2 --port 0 --fault 68/12=duplicate");
+    TcpClient client(simulator.listeningPort());
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x13));
+    EXPECT_EQ(nextSequences(client, 3), "1 1 2");
+    EXPECT_FALSE(client.reply(quietMs));
+}
+
+TEST(SimulatorProcess, WrongSequenceIsFarFromTheCommands)
+{
+    RunningSimulator simulator("--model A2 --port 0 --fault 1=wrongSequence");
+    TcpClient client(simulator.listeningPort());
+    client.send(commandOf(200, 0x68, 0x12));
+    EXPECT_EQ(nextSequences(client, 1), "72");
+}
+
+TEST(SimulatorProcess, RejectingFaultsChangeWhatTheyName)
+{
+    RunningSimulator simulator(
+        "--model A2 --port 0 --fault 1=declaredLength --fault 2=shortPayload --fault 3=indexOutOfRange");
+    TcpClient client(simulator.listeningPort());
+    for (int sequence = 1; sequence <= 3; ++sequence) {
+        client.send(commandOf(sequence, 0xF1, 0x08, 15));
+    }
+    const auto wrongLength = client.reply();
+    const auto shortPayload = client.reply();
+    const auto wrongIndex = client.reply();
+    ASSERT_TRUE(wrongLength && shortPayload && wrongIndex);
+    EXPECT_NE(wrongLength->ucHead[4], 354 & 0xFF);
+    EXPECT_LT(shortPayload->baData.size(), 354);
+    EXPECT_GT(wrongIndex->ucHead[3], 15);
+}
+
+TEST(SimulatorProcess, FaultThatCannotApplyIsSaidAndAnsweredNormally)
+{
+    RunningSimulator simulator("--model A2 --port 0 --events --fault 1=shortPayload");
+    TcpClient client(simulator.listeningPort());
+    client.send(commandOf(4, 0x68, 0x12));
+    EXPECT_EQ(nextSequences(client, 1), "4");
+    EXPECT_FALSE(simulator.lineWith("fault shortPayload does not apply").isEmpty());
+}
+
+/** What a device with random faults does with forty commands: its event lines without their times. */
+QString seededRun(int seed)
+{
+    RunningSimulator simulator(QStringLiteral("--model A2 --port 0 --events --seed %1 --fault-rate silence=0.2 "
+                                              "--fault-rate duplicate=0.2 --fault-rate shortPayload=0.2")
+                                   .arg(seed));
+    TcpClient client(simulator.listeningPort());
+    for (int sequence = 1; sequence <= 40; ++sequence) {
+        client.send(commandOf(sequence, 0xF1, 0x08));
+    }
+    QStringList lines;
+    QString line = simulator.lineWith("#1 received");
+    while (!line.isEmpty() && !line.contains("#40 received")) {
+        lines << line.section(QLatin1Char(' '), 1);
+        line = simulator.nextLine();
+    }
+    EXPECT_GT(lines.size(), 40);
+    return lines.join(QLatin1Char('\n'));
+}
+
+TEST(SimulatorProcess, SameSeedGivesTheSameRun)
+{
+    const QString run = seededRun(7);
+    EXPECT_EQ(seededRun(7), run);
+    EXPECT_NE(seededRun(8), run);
+}
+
+// --- OSD -----------------------------------------------------------------------------
+
+TEST(SimulatorProcess, EachOsdDeviceAnswersFromItsOwnAddress)
+{
+    RunningSimulator simulator("--osd 300 --port 0");
+    const quint16 port = simulator.listeningPort();
+    ASSERT_NE(port, 0);
+    UdpClient client(port);
+    for (const QString &device : {QStringLiteral("127.1.0.1"), QStringLiteral("127.1.1.44")}) {
+        client.send(device, 5);
+        const auto reply = client.reply();
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->qsIp, device);
+        EXPECT_EQ(reply->ucOsdHead[0], 0x0D);
+        EXPECT_EQ(reply->ucOsdHead[10], 5);
+        EXPECT_EQ(reply->ucOsdFlag, 9);
+        EXPECT_EQ(reply->baData, "text");
+    }
+}
+
+TEST(SimulatorProcess, RangeOfOsdDevicesIsPrinted)
+{
+    RunningSimulator simulator("--osd 3 --osd-first 127.9.8.7 --port 0");
+    const QString line = simulator.nextLine();
+    EXPECT_TRUE(line.startsWith("listening on udp://127.9.8.7 to 127.9.8.9 port ")) << line.toStdString();
+}
+
+TEST(SimulatorProcess, SilentOsdDevicesSilenceNoOther)
+{
+    RunningSimulator simulator("--osd 4 --port 0 --osd-silent 1 --osd-silent-list 127.1.0.2");
+    UdpClient client(simulator.listeningPort());
+    for (int device = 4; device >= 1; --device) {
+        client.send(QStringLiteral("127.1.0.%1").arg(device), device);
+    }
+    QStringList answered;
+    for (int i = 0; i < 2; ++i) {
+        const auto reply = client.reply();
+        ASSERT_TRUE(reply);
+        answered << reply->qsIp;
+    }
+    answered.sort();
+    EXPECT_EQ(answered.join(' '), "127.1.0.1 127.1.0.3");
+    EXPECT_FALSE(client.reply(quietMs));
+}
+
+TEST(SimulatorProcess, OsdFaultsConcernTheirDevice)
+{
+    RunningSimulator simulator(
+        "--osd 3 --port 0 --events --fault 127.1.0.1=duplicate --fault 127.1.0.2=late --late-by 150");
+    UdpClient client(simulator.listeningPort());
+    client.send("127.1.0.2", 2);
+    client.send("127.1.0.1", 1);
+    QStringList senders;
+    for (int i = 0; i < 3; ++i) {
+        const auto reply = client.reply();
+        ASSERT_TRUE(reply);
+        senders << reply->qsIp;
+    }
+    EXPECT_EQ(senders.join(' '), "127.1.0.1 127.1.0.1 127.1.0.2");
+}
+
+TEST(SimulatorProcess, FaultWithoutMeaningForOsdIsSaidAndAnsweredNormally)
+{
+    RunningSimulator simulator("--osd 1 --port 0 --events --fault 127.1.0.1=shortPayload");
+    UdpClient client(simulator.listeningPort());
+    client.send("127.1.0.1", 1);
+    EXPECT_TRUE(client.reply());
+    EXPECT_FALSE(simulator.lineWith("fault shortPayload does not apply").isEmpty());
+}
+
+TEST(SimulatorProcess, BadDatagramIsRefusedAndNotAnswered)
+{
+    RunningSimulator simulator("--osd 1 --port 0 --events");
+    UdpClient client(simulator.listeningPort());
+    client.sendBytes("127.1.0.1", "garbage");
+    client.send("127.1.0.1", 8);
+    const auto reply = client.reply();
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->ucOsdHead[10], 8);
+    EXPECT_FALSE(simulator.lineWith("refused 7 bytes").isEmpty());
+}
+
+TEST(SimulatorProcess, OneProcessPlaysBothKinds)
+{
+    RunningSimulator simulator("--model A2 --port 0 --osd 2 --osd-port 0");
+    TcpClient tcp(simulator.listeningPort());
+    UdpClient udp(simulator.listeningPort());
+    tcp.send(commandOf(3, 0x68, 0x12));
+    udp.send("127.1.0.2", 1);
+    EXPECT_TRUE(tcp.reply());
+    EXPECT_TRUE(udp.reply());
+}
+
+// --- The process -----------------------------------------------------------------------
+
+class SimulatorSignal : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(SimulatorSignal, EndsWithSummaryAndStatusZero)
+{
+    RunningSimulator simulator("--model A2 --port 0 --osd 2 --osd-port 0 --fault 2=silence");
+    TcpClient client(simulator.listeningPort());
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x12));
+    client.send(commandOf(3, 0x68, 0x12));
+    ASSERT_EQ(nextSequences(client, 2), "1 3");
+
+    simulator.sendSignal(GetParam());
+    EXPECT_EQ(simulator.exitStatus(), 0);
+    EXPECT_EQ(simulator.lineWith("A2: "), "A2: 3 commands, 2 replies, 1 faults");
+    EXPECT_EQ(simulator.nextLine(), "2 OSD devices: 0 commands, 0 replies, 0 faults");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SimulatorSignal, testing::Values(SIGINT, SIGTERM),
+                         [](const auto &instance) { return instance.param == SIGINT ? "Interrupt" : "Terminate"; });
+
+TEST(SimulatorProcess, SignalDuringADelayedReplyEndsItAsWell)
+{
+    RunningSimulator simulator("--model A2 --port 0 --events --delay 3000000");
+    TcpClient client(simulator.listeningPort());
+    client.send(commandOf(1, 0x68, 0x12));
+    ASSERT_FALSE(simulator.lineWith("#1 received").isEmpty());
+    simulator.sendSignal(SIGTERM);
+    EXPECT_EQ(simulator.exitStatus(), 0);
+}
+
+TEST(SimulatorProcess, BadUsageIsOneLineAndStatusTwo)
+{
+    RunningSimulator simulator("--model A9");
+    EXPECT_EQ(simulator.exitStatus(), 2);
+    const QString errors = simulator.allErrors();
+    EXPECT_EQ(errors.count('\n'), 1);
+    EXPECT_TRUE(errors.startsWith("biz_simulator: --model: \"A9\" is no model: expected one of A2, "))
+        << errors.toStdString();
+}
+
+TEST(SimulatorProcess, HelpAndVersionAreStatusZero)
+{
+    RunningSimulator help("--help");
+    EXPECT_EQ(help.exitStatus(), 0);
+    RunningSimulator version("--version");
+    EXPECT_EQ(version.exitStatus(), 0);
+    EXPECT_TRUE(version.nextLine().startsWith("biz_simulator "));
+}
+
+TEST(SimulatorProcess, TcpPortInUseIsStatusThree)
+{
+    QTcpServer other;
+    ASSERT_TRUE(other.listen(QHostAddress::LocalHost));
+    RunningSimulator simulator(QStringLiteral("--model A2 --port %1").arg(other.serverPort()));
+    EXPECT_EQ(simulator.exitStatus(), 3);
+    const QString errors = simulator.allErrors();
+    EXPECT_TRUE(errors.contains(QStringLiteral("cannot listen on tcp://127.0.0.1:%1").arg(other.serverPort())))
+        << errors.toStdString();
+}
+
+TEST(SimulatorProcess, OsdPortInUseAtOneDeviceIsStatusThree)
+{
+    QUdpSocket other;
+    ASSERT_TRUE(other.bind(QHostAddress("127.7.0.3"), 0, QAbstractSocket::DontShareAddress));
+    RunningSimulator simulator(QStringLiteral("--osd 4 --osd-first 127.7.0.1 --port %1").arg(other.localPort()));
+    EXPECT_EQ(simulator.exitStatus(), 3);
+    const QString errors = simulator.allErrors();
+    EXPECT_TRUE(errors.contains("127.7.0.3")) << errors.toStdString();
+}
+
+} // namespace
