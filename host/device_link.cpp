@@ -22,9 +22,11 @@ QString quoted(const QString &text)
 QString problemOf(const QUrl &url)
 {
     if (url.isEmpty()) {
-        // An URL that could not be parsed is empty as well; only its error text still quotes it.
-        const QString parseError = url.errorString().section(QStringLiteral("; scheme = "), 0, 0);
-        return parseError.isEmpty() ? QStringLiteral("the link's URL is empty") : parseError;
+        return QStringLiteral("the link's URL is empty");
+    }
+    if (!url.isValid()) {
+        // What follows in Qt's text are the parts that it could make out, for developers.
+        return url.errorString().section(QStringLiteral("; scheme = "), 0, 0);
     }
     const QString text = url.toDisplayString();
     if (url.scheme().isEmpty()) {

@@ -21,7 +21,6 @@ using Register = quint16;
 constexpr Register polynomial = 0x8408;
 constexpr Register startValue = 0xFFFF;
 
-constexpr int registerBits = 16;
 constexpr int byteBits = 8;
 
 constexpr Register shiftedByOneByte(Register value)
@@ -52,16 +51,17 @@ constexpr Register advanced(Register value, char byte)
     return static_cast<Register>((value >> static_cast<unsigned>(byteBits)) ^ byteTable[low]);
 }
 
-/** A linear map of the register: what becomes of each of its bits. */
-using Map = std::array<Register, registerBits>;
+constexpr std::size_t nibbles = 4;
+constexpr std::size_t nibbleValues = 16;
+
+/** A linear map of the register: what becomes of each value of each of its nibbles. */
+using Map = std::array<std::array<Register, nibbleValues>, nibbles>;
 
 constexpr Register mapped(const Map &map, Register value)
 {
     Register result = 0;
-    for (std::size_t bit = 0; bit < map.size(); ++bit) {
-        if ((value >> bit & 1U) != 0) {
-            result = static_cast<Register>(result ^ map[bit]);
-        }
+    for (std::size_t nibble = 0; nibble < nibbles; ++nibble) {
+        result = static_cast<Register>(result ^ map[nibble][value >> 4U * nibble & 0xFU]);
     }
     return result;
 }
@@ -72,12 +72,16 @@ constexpr int zeroMapCount = 17;
 constexpr std::array<Map, zeroMapCount> makeZeroMaps()
 {
     std::array<Map, zeroMapCount> maps{};
-    for (std::size_t bit = 0; bit < registerBits; ++bit) {
-        maps[0][bit] = shiftedByOneByte(static_cast<Register>(1U << bit));
+    for (std::size_t nibble = 0; nibble < nibbles; ++nibble) {
+        for (std::size_t value = 0; value < nibbleValues; ++value) {
+            maps[0][nibble][value] = shiftedByOneByte(static_cast<Register>(value << 4U * nibble));
+        }
     }
     for (std::size_t power = 1; power < zeroMapCount; ++power) {
-        for (std::size_t bit = 0; bit < registerBits; ++bit) {
-            maps[power][bit] = mapped(maps[power - 1], maps[power - 1][bit]);
+        for (std::size_t nibble = 0; nibble < nibbles; ++nibble) {
+            for (std::size_t value = 0; value < nibbleValues; ++value) {
+                maps[power][nibble][value] = mapped(maps[power - 1], maps[power - 1][nibble][value]);
+            }
         }
     }
     return maps;
@@ -87,8 +91,9 @@ inline constexpr auto zeroMaps = makeZeroMaps();
 /** The register after `count` zero bytes, which must be below 2 to the power of zeroMapCount. */
 constexpr Register afterZeros(Register value, int count)
 {
-    for (std::size_t power = 0; power < zeroMapCount; ++power) {
-        if ((static_cast<unsigned>(count) >> power & 1U) != 0) {
+    auto left = static_cast<unsigned>(count);
+    for (std::size_t power = 0; left != 0; ++power, left >>= 1U) {
+        if ((left & 1U) != 0) {
             value = mapped(zeroMaps[power], value);
         }
     }

@@ -9,7 +9,7 @@
 namespace biz::host {
 
 /** A device behind a TCP port. */
-class TcpLink : public DeviceLink
+class TcpLink final : public DeviceLink
 {
     Q_OBJECT
 
@@ -30,10 +30,10 @@ private:
 
     const QString m_host;
     const quint16 m_port;
-    QTcpSocket m_socket;
+    QTcpSocket m_socket{this};
 
     /** Connects from the event loop: a socket may fail within the call that connects it. */
-    QTimer m_connecting;
+    QTimer m_connecting{this};
 
     /** From open() to close() or the report of its end: while true, an end is to be reported. */
     bool m_wanted = false;

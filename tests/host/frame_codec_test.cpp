@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <ctime>
 #include <iterator>
 #include <numeric>
 #include <random>
@@ -79,11 +80,12 @@ public:
     {
         const Decoded decoded = m_codec.decode(bytes);
         append(&all, decoded);
+        m_refused += refusedBytes(decoded);
         m_given += bytes.size();
         for (const model_Protocoldata &made : decoded.records) {
             m_framed += frameAround + made.baData.size();
         }
-        EXPECT_EQ(m_given, m_framed + refusedBytes(all) + m_codec.heldBytes());
+        EXPECT_EQ(m_given, m_framed + m_refused + m_codec.heldBytes());
         EXPECT_LT(m_codec.heldBytes(), largestFrame);
     }
 
@@ -101,6 +103,7 @@ public:
 private:
     DemoFrameCodec m_codec;
     int m_given = 0;
+    int m_refused = 0;
     int m_framed = 0;
 };
 
@@ -173,6 +176,157 @@ TEST(FrameCodec, ABrokenCrcLosesNoFrameBehindIt)
     ASSERT_EQ(stream.all.refusals.size(), 1);
     EXPECT_EQ(stream.all.refusals[0].bytes, broken.size());
     EXPECT_EQ(stream.all.refusals[0].reason, QStringLiteral("CRC does not match, with a declared payload of 6 bytes"));
+}
+
+TEST(FrameCodec, AByteMissingFromAFrameCostsThatFrameOnly)
+{
+    const QByteArray whole = bytesOf(reply("damaged"));
+    for (int missing = 0; missing < whole.size(); ++missing) {
+        Stream stream;
+        stream.feed(QByteArray(whole).remove(missing, 1) + bytesOf(reply("next")));
+        EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << "byte " << missing << " missing";
+        EXPECT_EQ(refusedBytes(stream.all), whole.size() - 1) << "byte " << missing << " missing";
+        EXPECT_EQ(stream.held(), 0) << "byte " << missing << " missing";
+    }
+}
+
+TEST(FrameCodec, NoFlippedBitPassesTheCrc)
+{
+    const QByteArray whole = bytesOf(reply("flipped"));
+    for (int bit = 0; bit < whole.size() * 8; ++bit) {
+        QByteArray damaged = whole;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+
+        Stream stream;
+        stream.feed(damaged + bytesOf(reply("next")));
+
+        EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << "bit " << bit;
+    }
+}
+
+TEST(FrameCodec, GarbageIsRefusedAsSoonAsItCannotBelongToAFrame)
+{
+    Stream stream;
+    stream.feed("noise\xA5");
+
+    ASSERT_EQ(stream.all.refusals.size(), 1);
+    EXPECT_EQ(stream.all.refusals[0].bytes, 5);
+    EXPECT_EQ(stream.all.refusals[0].reason, QStringLiteral("no frame starts here"));
+    EXPECT_EQ(stream.held(), 1);
+
+    stream.feed("\xA5");
+    EXPECT_EQ(refusedBytes(stream.all), 6);
+    EXPECT_EQ(stream.held(), 1);
+}
+
+TEST(FrameCodec, AFrameIsFoundBehindRepeatedHalvesOfAMarker)
+{
+    Stream stream;
+    stream.feedByteByByte(QByteArray("\xA5\xA5\x5A\xA5\xA5", 5) + bytesOf(reply("found")));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"found"}));
+    EXPECT_EQ(refusedBytes(stream.all), 5);
+}
+
+TEST(FrameCodec, EachDamagedFrameIsRefusedOnItsOwn)
+{
+    const QByteArray broken = withBrokenCrc(bytesOf(reply("broken")));
+
+    Stream stream;
+    stream.feed("noise" + broken + broken + falseStart(500) + bytesOf(reply("sound")));
+
+    QVector<int> sizes;
+    for (const Refusal &refusal : qAsConst(stream.all.refusals)) {
+        sizes.append(refusal.bytes);
+    }
+    EXPECT_EQ(sizes, QVector<int>({5, broken.size(), broken.size(), 11}));
+}
+
+TEST(FrameCodec, AFalseStartIsGivenUpAtTheEndThatItClaims)
+{
+    const int claimed = 100;
+    const QByteArray start = falseStart(claimed);
+
+    Stream stream;
+    stream.feed(start + QByteArray(claimed + 1, '\0'));
+    EXPECT_EQ(stream.held(), start.size() + claimed + 1);
+
+    stream.feed(QByteArray(1, '\0'));
+    EXPECT_EQ(stream.held(), 0);
+    EXPECT_EQ(refusedBytes(stream.all), start.size() + claimed + 2);
+}
+
+TEST(FrameCodec, EndlessFalseStartsHoldLessThanOneLargestFrame)
+{
+    Stream stream;
+    const QByteArray start = falseStart(DemoFrameCodec::maxPayload);
+    for (int fed = 0; fed < 4 * largestFrame; fed += start.size()) {
+        stream.feed(start); // Stream checks the bound
+    }
+    EXPECT_GT(refusedBytes(stream.all), 2 * largestFrame);
+}
+
+TEST(FrameCodec, AFrameWithinAFrameIsTakenAndTheEncoderMakesNone)
+{
+    const QByteArray inner = bytesOf(reply("inner"));
+    EXPECT_TRUE(bytesOf(reply("before" + inner + "behind")).isEmpty());
+
+    // What another encoder might make of it.
+    QByteArray outer("\xA5\x5A", 2);
+    outer.append(QByteArray(7, '\x01')).append(static_cast<char>(inner.size())).append('\0').append(inner);
+    const quint16 crc = qChecksum(outer.constData() + 2, static_cast<uint>(outer.size() - 2), Qt::ChecksumIso3309);
+    outer.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
+
+    Stream whole;
+    whole.feed(outer);
+    Stream inBytes;
+    inBytes.feedByteByByte(outer);
+
+    EXPECT_EQ(payloads(whole.all), QVector<QByteArray>({"inner"}));
+    EXPECT_EQ(payloads(inBytes.all), QVector<QByteArray>({"inner"}));
+    EXPECT_EQ(refusedBytes(whole.all), outer.size() - inner.size());
+}
+
+TEST(FrameCodec, APayloadMayHoldMarkersAndDamagedFrames)
+{
+    const QByteArray payload = "\xA5\x5A" + withBrokenCrc(bytesOf(reply("inner"))) + falseStart(3);
+
+    Stream stream;
+    stream.feedByteByByte(bytesOf(reply(payload)));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({payload}));
+    EXPECT_TRUE(stream.all.refusals.isEmpty());
+}
+
+TEST(FrameCodec, ResetForgetsAHalfReceivedFrame)
+{
+    const QByteArray frame = bytesOf(reply("halved"));
+    DemoFrameCodec codec;
+    codec.decode(frame.left(frame.size() - 1));
+
+    codec.reset();
+
+    EXPECT_EQ(codec.heldBytes(), 0);
+    const Decoded decoded = codec.decode(frame.right(1) + bytesOf(reply("whole")));
+    EXPECT_EQ(payloads(decoded), QVector<QByteArray>({"whole"}));
+    EXPECT_EQ(refusedBytes(decoded), 1);
+}
+
+TEST(FrameCodec, BytesFullOfStartsTakeTimeByTheirNumberOnly)
+{
+    // Each pair is a start that claims 42,330 bytes. To read them anew for every start would be
+    // to read 4,600 million bytes, more than a table-driven CRC gets through in the time.
+    constexpr int pairs = 128 * 1024;
+    constexpr double enoughSeconds = 5.0;
+    const QByteArray hostile = QByteArray("\xA5\x5A", 2).repeated(pairs);
+    const std::clock_t before = std::clock();
+
+    DemoFrameCodec codec;
+    const Decoded decoded = codec.decode(hostile);
+
+    EXPECT_LT(static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC, enoughSeconds);
+    EXPECT_TRUE(decoded.records.isEmpty());
+    EXPECT_EQ(refusedBytes(decoded) + codec.heldBytes(), hostile.size());
 }
 
 TEST(FrameCodec, TheCrcOfAnyStretchAgreesWithQt)

@@ -1,0 +1,71 @@
+#include <QtCore/QVariant>
+
+#include <gtest/gtest.h>
+
+#include <host/command_result.h>
+
+using biz::host::CommandResult;
+using biz::host::Counters;
+using biz::host::OsdCommandResult;
+using biz::host::Outcome;
+using biz::host::StopReport;
+
+TEST(CommandResult, OutcomesCarryTheNamesThatSessionsExpect)
+{
+    EXPECT_EQ(biz::host::outcomeName(Outcome::Answered), QStringLiteral("answered"));
+    EXPECT_EQ(biz::host::outcomeName(Outcome::GaveUp), QStringLiteral("gaveUp"));
+    EXPECT_EQ(biz::host::outcomeName(Outcome::Cleared), QStringLiteral("cleared"));
+    EXPECT_EQ(biz::host::outcomeName(Outcome::Skipped), QStringLiteral("skipped"));
+    EXPECT_EQ(biz::host::outcomeName(Outcome::Stopped), QStringLiteral("stopped"));
+    EXPECT_EQ(biz::host::outcomeName(Outcome::Released), QStringLiteral("released"));
+    EXPECT_EQ(biz::host::outcomeNames().size(), 6);
+}
+
+TEST(CommandResult, EveryNameLeadsBackToItsOutcome)
+{
+    const QStringList names = biz::host::outcomeNames();
+    for (const QString &name : names) {
+        Outcome outcome = Outcome::Stopped;
+        EXPECT_TRUE(biz::host::outcomeFromName(name, &outcome)) << qPrintable(name);
+        EXPECT_EQ(biz::host::outcomeName(outcome), name);
+    }
+}
+
+TEST(CommandResult, AnUnknownNameLeavesTheOutcomeAlone)
+{
+    for (const QString &name :
+         {QString(), QStringLiteral("Answered"), QStringLiteral("answered "), QStringLiteral("lost")}) {
+        Outcome outcome = Outcome::Cleared;
+        EXPECT_FALSE(biz::host::outcomeFromName(name, &outcome)) << qPrintable(name);
+        EXPECT_EQ(outcome, Outcome::Cleared);
+    }
+}
+
+TEST(CommandResult, ResultsAndRecordsTravelAsVariants)
+{
+    CommandResult result;
+    result.outcome = Outcome::Answered;
+    result.reply.baData = "reply";
+    result.reason = QStringLiteral("why");
+    OsdCommandResult osdResult;
+    osdResult.ip = QStringLiteral("127.0.0.2");
+
+    const auto back = QVariant::fromValue(result).value<CommandResult>();
+
+    EXPECT_EQ(back.outcome, Outcome::Answered);
+    EXPECT_EQ(back.reply.baData, QByteArray("reply"));
+    EXPECT_EQ(back.reason, QStringLiteral("why"));
+    EXPECT_EQ(QVariant::fromValue(osdResult).value<OsdCommandResult>().ip, QStringLiteral("127.0.0.2"));
+    EXPECT_TRUE(QVariant::fromValue(model_Protocoldata()).isValid());
+    EXPECT_TRUE(QVariant::fromValue(model_OsdParam()).isValid());
+}
+
+TEST(CommandResult, AStopWithSlowThreadsIsNotClean)
+{
+    StopReport report;
+    report.pending = 3;
+    EXPECT_TRUE(report.clean());
+
+    report.slowSteps.append(QStringLiteral("send loop"));
+    EXPECT_FALSE(report.clean());
+}

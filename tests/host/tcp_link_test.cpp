@@ -1,0 +1,255 @@
+#include <QtNetwork/QTcpServer>
+#include <QtNetwork/QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <host/device_link.h>
+
+#include "wait_for.h"
+
+namespace {
+
+using biz::host::DeviceLink;
+using biz::host::makeLink;
+using biz::test::waitFor;
+
+/** A device's end of the line, and a journal of what the link told. */
+class TcpLink : public testing::Test
+{
+protected:
+    TcpLink()
+    {
+        EXPECT_TRUE(server.listen(QHostAddress::LocalHost));
+        QString error;
+        link = makeLink(QUrl(QStringLiteral("tcp://127.0.0.1:%1").arg(server.serverPort())), &error);
+        QObject::connect(link.get(), &DeviceLink::opened, link.get(), [this] { ++opened; });
+        QObject::connect(link.get(), &DeviceLink::closed, link.get(),
+                         [this](const QString &reason) { closed.append(reason); });
+        QObject::connect(link.get(), &DeviceLink::received, link.get(),
+                         [this](const QByteArray &bytes) { received.append(bytes); });
+    }
+
+    void openBothEnds()
+    {
+        link->open();
+        ASSERT_TRUE(waitFor([this] { return link->isOpen() && server.hasPendingConnections(); }));
+        device.reset(server.nextPendingConnection());
+    }
+
+    /** Gives a signal that must not come the time in which those that must come arrive. */
+    void letEverythingArrive()
+    {
+        QTcpSocket probe;
+        probe.connectToHost(QHostAddress::LocalHost, server.serverPort());
+        ASSERT_TRUE(waitFor([&probe] { return probe.state() == QAbstractSocket::ConnectedState; }));
+        probe.disconnectFromHost();
+        ASSERT_TRUE(waitFor([&probe] { return probe.state() == QAbstractSocket::UnconnectedState; }));
+    }
+
+    QTcpServer server;
+    std::unique_ptr<DeviceLink> link;
+    std::unique_ptr<QTcpSocket> device;
+    int opened = 0;
+    QStringList closed;
+    QByteArray received;
+};
+
+/** What makeLink() says about a URL that names no link. */
+QString complaintAbout(const char *url)
+{
+    QString error;
+    const std::unique_ptr<DeviceLink> made = makeLink(QUrl(QString::fromLatin1(url)), &error);
+    EXPECT_EQ(made, nullptr) << url;
+    return error;
+}
+
+/** The name of the link that a URL names; empty when it names none. */
+QString nameFor(const char *url)
+{
+    QString error;
+    const std::unique_ptr<DeviceLink> made = makeLink(QUrl(QString::fromLatin1(url)), &error);
+    EXPECT_EQ(error, QString());
+    return made == nullptr ? QString() : made->name();
+}
+
+} // namespace
+
+TEST(MakeLink, AUrlNamesHostAndPort)
+{
+    EXPECT_EQ(nameFor("tcp://127.0.0.1:1234"), QStringLiteral("tcp://127.0.0.1:1234"));
+    EXPECT_EQ(nameFor("tcp://127.0.0.1"), QStringLiteral("tcp://127.0.0.1:15700"));
+    EXPECT_EQ(nameFor("TCP://localhost:65535/"), QStringLiteral("tcp://localhost:65535"));
+    EXPECT_EQ(nameFor("tcp://[::1]:1"), QStringLiteral("tcp://[::1]:1"));
+}
+
+TEST(MakeLink, AUrlThatNamesNoLinkIsExplained)
+{
+    EXPECT_EQ(complaintAbout(""), QStringLiteral("the link's URL is empty; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("127.0.0.1"), QStringLiteral("\"127.0.0.1\" has no scheme; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("udp://127.0.0.1:1"),
+              QStringLiteral("\"udp://127.0.0.1:1\": there is no link of scheme \"udp\"; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("localhost:15700"), QStringLiteral("\"localhost:15700\": there is no link of scheme "
+                                                                "\"localhost\"; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("tcp://:15700"), QStringLiteral("\"tcp://:15700\" names no host; expected "
+                                                             "tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("tcp://127.0.0.1:0"),
+              QStringLiteral("\"tcp://127.0.0.1:0\": port is 0, 1 to 65535 allowed; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("tcp://me@127.0.0.1"), QStringLiteral("\"tcp://me@127.0.0.1\": a TCP link takes no user "
+                                                                   "name; expected tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("tcp://127.0.0.1/dev"),
+              QStringLiteral("\"tcp://127.0.0.1/dev\": a TCP link takes no path, but has \"/dev\"; expected "
+                             "tcp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("tcp://127.0.0.1?baud=1"),
+              QStringLiteral("\"tcp://127.0.0.1?baud=1\": a TCP link takes no query and no fragment; expected "
+                             "tcp://HOST[:PORT]"));
+}
+
+TEST(MakeLink, AUrlThatCannotBeParsedIsQuoted)
+{
+    const QString complaint = complaintAbout("tcp://127.0.0.1:99999");
+
+    EXPECT_TRUE(complaint.contains(QStringLiteral("tcp://127.0.0.1:99999"))) << qPrintable(complaint);
+    EXPECT_TRUE(complaint.contains(QStringLiteral("port"))) << qPrintable(complaint);
+    EXPECT_TRUE(complaint.endsWith(QStringLiteral("; expected tcp://HOST[:PORT]"))) << qPrintable(complaint);
+}
+
+TEST_F(TcpLink, OpensAfterOpenHasReturned)
+{
+    link->open();
+    EXPECT_EQ(opened, 0);
+    EXPECT_FALSE(link->isOpen());
+
+    ASSERT_TRUE(waitFor([this] { return opened > 0; }));
+    EXPECT_TRUE(link->isOpen());
+    EXPECT_TRUE(closed.isEmpty());
+}
+
+TEST_F(TcpLink, CarriesBytesBothWays)
+{
+    openBothEnds();
+
+    EXPECT_TRUE(link->write(QByteArray("com\0mand", 8)));
+    device->write(QByteArray("rep\0ly", 6));
+
+    EXPECT_TRUE(waitFor([this] { return device->bytesAvailable() == 8; }));
+    EXPECT_EQ(device->readAll(), QByteArray("com\0mand", 8));
+    EXPECT_TRUE(waitFor([this] { return received == QByteArray("rep\0ly", 6); }));
+}
+
+TEST_F(TcpLink, SendsSmallWritesWithoutGatheringThem)
+{
+    openBothEnds();
+
+    auto *socket = link->findChild<QTcpSocket *>();
+    ASSERT_NE(socket, nullptr);
+    EXPECT_EQ(socket->socketOption(QAbstractSocket::LowDelayOption).toInt(), 1);
+}
+
+TEST_F(TcpLink, TakesNoBytesWhileItIsNotOpen)
+{
+    EXPECT_FALSE(link->write("too soon"));
+    link->open();
+    EXPECT_FALSE(link->write("still too soon"));
+}
+
+TEST_F(TcpLink, ARefusedConnectionIsReportedOnceAndAfterOpenHasReturned)
+{
+    server.close();
+
+    link->open();
+    EXPECT_TRUE(closed.isEmpty());
+
+    ASSERT_TRUE(waitFor([this] { return !closed.isEmpty(); }));
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    letEverythingArrive();
+    ASSERT_EQ(closed.size(), 1);
+    EXPECT_TRUE(closed[0].startsWith(QStringLiteral("cannot reach ") + link->name() + QStringLiteral(": ")))
+        << qPrintable(closed[0]);
+    EXPECT_EQ(opened, 0);
+}
+
+TEST_F(TcpLink, ACloseByTheDeviceIsReportedOnceAndAfterItsLastBytes)
+{
+    openBothEnds();
+    QByteArray receivedBefore;
+    QObject::connect(link.get(), &DeviceLink::closed, link.get(), [&] { receivedBefore = received; });
+
+    device->write("farewell");
+    device->disconnectFromHost();
+
+    ASSERT_TRUE(waitFor([this] { return !closed.isEmpty(); }));
+    letEverythingArrive();
+    ASSERT_EQ(closed.size(), 1);
+    EXPECT_TRUE(closed[0].startsWith(link->name() + QStringLiteral(" was closed: "))) << qPrintable(closed[0]);
+    EXPECT_EQ(receivedBefore, QByteArray("farewell"));
+    EXPECT_FALSE(link->isOpen());
+    EXPECT_FALSE(link->write("too late"));
+}
+
+TEST_F(TcpLink, ACloseOnRequestIsSilentAndTheDeviceSeesIt)
+{
+    openBothEnds();
+
+    link->write("last words");
+    link->close();
+    EXPECT_FALSE(link->isOpen());
+    EXPECT_FALSE(link->write("too late"));
+
+    EXPECT_TRUE(waitFor([this] { return device->state() == QAbstractSocket::UnconnectedState; }));
+    EXPECT_EQ(device->readAll(), QByteArray("last words"));
+    letEverythingArrive();
+    EXPECT_TRUE(closed.isEmpty());
+}
+
+TEST_F(TcpLink, ACloseBeforeTheConnectionStandsIsSilent)
+{
+    link->open();
+    link->close();
+
+    letEverythingArrive();
+    EXPECT_EQ(opened, 0);
+    EXPECT_TRUE(closed.isEmpty());
+}
+
+TEST_F(TcpLink, CanBeOpenedAgainFromTheSlotThatHearsOfItsEnd)
+{
+    openBothEnds();
+    QObject::connect(link.get(), &DeviceLink::closed, link.get(), [this] { link->open(); });
+
+    device->abort();
+
+    ASSERT_TRUE(waitFor([this] { return opened == 2; }));
+    EXPECT_TRUE(link->isOpen());
+    EXPECT_EQ(closed.size(), 1);
+}
+
+TEST_F(TcpLink, CanBeClosedAndOpenedAnyNumberOfTimes)
+{
+    for (int round = 1; round <= 20; ++round) {
+        openBothEnds();
+        EXPECT_EQ(opened, round);
+        link->close();
+    }
+    EXPECT_TRUE(closed.isEmpty());
+}
+
+TEST_F(TcpLink, CanBeClosedFromTheSlotThatReceives)
+{
+    openBothEnds();
+    QObject::connect(link.get(), &DeviceLink::received, link.get(), [this] { link->close(); });
+
+    device->write("first");
+    ASSERT_TRUE(waitFor([this] { return received == "first"; }));
+    EXPECT_TRUE(waitFor([this] { return device->state() == QAbstractSocket::UnconnectedState; }));
+    EXPECT_TRUE(closed.isEmpty());
+}
+
+TEST_F(TcpLink, CanBeDestroyedWhileItIsOpen)
+{
+    openBothEnds();
+
+    link.reset();
+
+    EXPECT_TRUE(waitFor([this] { return device->state() == QAbstractSocket::UnconnectedState; }));
+    EXPECT_TRUE(closed.isEmpty());
+}
