@@ -1,0 +1,131 @@
+#include <biz_console/command_ledger.h>
+
+#include <algorithm>
+
+#include <QtCore/QHash>
+
+namespace biz::console {
+
+namespace {
+
+/** Stopped without that being expected: the run was broken off, the command is not to blame. */
+bool wasBrokenOff(const LedgerEntry &entry)
+{
+    return entry.outcome == host::Outcome::Stopped && entry.expected.outcome != host::Outcome::Stopped;
+}
+
+bool isAsExpected(const LedgerEntry &entry)
+{
+    return entry.hasEnded && entry.expected.isMetBy(entry.outcome, entry.events);
+}
+
+QString fullName(const LedgerEntry &entry)
+{
+    return entry.which.isEmpty() ? entry.name : QStringLiteral("%1 (%2)").arg(entry.name, entry.which);
+}
+
+QString mismatchText(const LedgerEntry &entry)
+{
+    const QString expected = endingText(entry.expected.outcome, entry.expected.events);
+    if (!entry.hasEnded) {
+        return QStringLiteral("%1: expected %2, did not end").arg(fullName(entry), expected);
+    }
+    QString text = QStringLiteral("%1: expected %2, was %3")
+                       .arg(fullName(entry), expected, endingText(entry.outcome, entry.events));
+    if (!entry.reason.isEmpty() && entry.outcome != host::Outcome::Answered) {
+        text += QStringLiteral(" (%1)").arg(entry.reason);
+    } else if (!entry.details.isEmpty()) {
+        text += QStringLiteral(" (%1)").arg(entry.details);
+    }
+    return text;
+}
+
+} // namespace
+
+void CommandLedger::add(host::Ticket ticket, const QString &name, const QString &which, const Expectation &expected)
+{
+    LedgerEntry entry;
+    entry.name = name;
+    entry.which = which;
+    entry.expected = expected;
+    m_entries.emplace(ticket, entry);
+}
+
+bool CommandLedger::awaits(const LedgerEntry &entry) const
+{
+    return entry.hasEnded && (entry.expected.events & eventsAfterTheEnd & ~entry.events) != Events();
+}
+
+template<typename Change>
+void CommandLedger::change(host::Ticket ticket, Change apply)
+{
+    const auto found = m_entries.find(ticket);
+    if (found == m_entries.end()) {
+        return;
+    }
+    m_awaiting -= awaits(found->second) ? 1 : 0;
+    apply(found->second);
+    m_awaiting += awaits(found->second) ? 1 : 0;
+}
+
+void CommandLedger::note(host::Ticket ticket, Event event, const QString &detail)
+{
+    change(ticket, [&](LedgerEntry &entry) {
+        entry.events |= event;
+        if (!detail.isEmpty()) {
+            entry.details = detail;
+        }
+    });
+}
+
+void CommandLedger::end(host::Ticket ticket, host::Outcome outcome, const QString &reason)
+{
+    change(ticket, [&](LedgerEntry &entry) {
+        m_ended += entry.hasEnded ? 0 : 1;
+        entry.hasEnded = true;
+        entry.outcome = outcome;
+        entry.reason = reason;
+    });
+}
+
+const LedgerEntry *CommandLedger::find(host::Ticket ticket) const
+{
+    const auto found = m_entries.find(ticket);
+    return found == m_entries.end() ? nullptr : &found->second;
+}
+
+bool CommandLedger::allAsExpected() const
+{
+    return std::all_of(m_entries.begin(), m_entries.end(), [](const auto &item) { return isAsExpected(item.second); });
+}
+
+QStringList CommandLedger::mismatches() const
+{
+    QStringList lines;
+    for (const auto &item : m_entries) {
+        if (!isAsExpected(item.second) && !wasBrokenOff(item.second)) {
+            lines.append(mismatchText(item.second));
+        }
+    }
+    return lines;
+}
+
+QStringList CommandLedger::stoppedCommands() const
+{
+    QStringList names;
+    QHash<QString, int> times;
+    for (const auto &item : m_entries) {
+        const LedgerEntry &entry = item.second;
+        if (entry.hasEnded && entry.outcome == host::Outcome::Stopped && ++times[entry.name] == 1) {
+            names.append(entry.name);
+        }
+    }
+    QStringList lines;
+    for (const QString &name : qAsConst(names)) {
+        const int count = times.value(name);
+        lines.append(count == 1 ? name : QStringLiteral("%1 (%2 times)").arg(name, QString::number(count)));
+    }
+    return lines;
+}
+
+} // namespace biz::console

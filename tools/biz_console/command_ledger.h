@@ -1,0 +1,69 @@
+#ifndef BIZ_CONSOLE_COMMAND_LEDGER_H
+#define BIZ_CONSOLE_COMMAND_LEDGER_H
+
+#include <map>
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <biz_console/expectation.h>
+#include <host/command_result.h>
+
+namespace biz::console {
+
+/** One command given to the host, and what became of it. */
+struct LedgerEntry
+{
+    QString name;  ///< as the session gives it
+    QString which; ///< what tells it from others of the name: "3 of 5", "127.1.0.7"; may be empty
+    Expectation expected;
+
+    bool hasEnded = false;
+    host::Outcome outcome = host::Outcome::Stopped;
+    Events events;
+    QString reason;  ///< why it ended as it did
+    QString details; ///< why a reply was rejected, when one was
+};
+
+/** Every command of a run, checked against what its session expects. */
+class CommandLedger
+{
+public:
+    void add(host::Ticket ticket, const QString &name, const QString &which, const Expectation &expected);
+    void note(host::Ticket ticket, Event event, const QString &detail = {});
+    void end(host::Ticket ticket, host::Outcome outcome, const QString &reason);
+
+    /** Null for a ticket that is not in the ledger. */
+    const LedgerEntry *find(host::Ticket ticket) const;
+
+    int size() const { return static_cast<int>(m_entries.size()); }
+    int pending() const { return size() - m_ended; }
+
+    /** True while an event is expected that can still come after its command's end. */
+    bool awaitsEvents() const { return m_awaiting > 0; }
+
+    bool allAsExpected() const;
+
+    /**
+     * A sentence for each command that did not end as expected. Commands that were stopped
+     * are left out: stoppedCommands() accounts for them.
+     */
+    QStringList mismatches() const;
+
+    /** The commands that were stopped: "get volume (12 times)", each name once. */
+    QStringList stoppedCommands() const;
+
+private:
+    bool awaits(const LedgerEntry &entry) const;
+
+    template<typename Change>
+    void change(host::Ticket ticket, Change apply);
+
+    std::map<host::Ticket, LedgerEntry> m_entries;
+    int m_ended = 0;
+    int m_awaiting = 0;
+};
+
+} // namespace biz::console
+
+#endif

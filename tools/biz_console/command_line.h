@@ -1,0 +1,61 @@
+#ifndef BIZ_CONSOLE_COMMAND_LINE_H
+#define BIZ_CONSOLE_COMMAND_LINE_H
+
+#include <stdexcept>
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <biz_console/run_report.h>
+
+namespace biz::console {
+
+/** A command line that cannot be used. */
+class UsageError : public std::runtime_error
+{
+public:
+    explicit UsageError(const QString &problem)
+        : std::runtime_error(problem.toStdString())
+    {
+    }
+};
+
+/** A file or a folder that cannot be used. */
+class InputError : public std::runtime_error
+{
+public:
+    explicit InputError(const QString &problem)
+        : std::runtime_error(problem.toStdString())
+    {
+    }
+};
+
+/** One of the console's commands: its arguments without the program and its own name. */
+struct Command
+{
+    const char *name;
+    const char *arguments;
+    const char *purpose;
+    int (*run)(const QStringList &arguments, const Output &output);
+};
+
+int runDevice(const QStringList &arguments, const Output &output);
+int runOsd(const QStringList &arguments, const Output &output);
+int runLog(const QStringList &arguments, const Output &output);
+
+/** Parses the arguments of a command; false when it only had to print its help. Throws UsageError. */
+bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output);
+
+/** The options that every run has: --log-dir and --trace. */
+void addRunOptions(QCommandLineParser &parser);
+
+/** Obeys them. The session must have been read before: the working directory changes. */
+void applyRunOptions(const QCommandLineParser &parser);
+
+/** The one positional argument that a command takes. */
+QString onlyArgument(const QCommandLineParser &parser, const QString &what);
+
+} // namespace biz::console
+
+#endif

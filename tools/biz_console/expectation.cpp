@@ -1,0 +1,74 @@
+#include <biz_console/expectation.h>
+
+namespace biz::console {
+
+namespace {
+
+struct EventRow
+{
+    Event event;
+    const char *name;
+};
+
+constexpr EventRow eventRows[] = {
+    {Event::Sent, "sent"}, {Event::Resent, "resent"},       {Event::Rejected, "rejected"},
+    {Event::Late, "late"}, {Event::Duplicate, "duplicate"}, {Event::Foreign, "foreign"},
+};
+
+/** Whether a command was sent follows from its outcome and the other events. */
+Events withoutSent(Events events)
+{
+    return events & ~Events(Event::Sent);
+}
+
+} // namespace
+
+QString eventName(Event event)
+{
+    for (const EventRow &row : eventRows) {
+        if (row.event == event) {
+            return QString::fromLatin1(row.name);
+        }
+    }
+    return {};
+}
+
+bool eventFromName(const QString &name, Event *event)
+{
+    for (const EventRow &row : eventRows) {
+        if (name == QLatin1String(row.name)) {
+            *event = row.event;
+            return true;
+        }
+    }
+    return false;
+}
+
+QStringList eventNames()
+{
+    QStringList names;
+    for (const EventRow &row : eventRows) {
+        names.append(QString::fromLatin1(row.name));
+    }
+    return names;
+}
+
+bool Expectation::isMetBy(host::Outcome actualOutcome, Events actualEvents) const
+{
+    return actualOutcome == outcome && withoutSent(actualEvents) == withoutSent(events);
+}
+
+QString endingText(host::Outcome outcome, Events events)
+{
+    QStringList names;
+    for (const EventRow &row : eventRows) {
+        if (withoutSent(events).testFlag(row.event)) {
+            names.append(QString::fromLatin1(row.name));
+        }
+    }
+    const QString what = names.isEmpty() ? QStringLiteral(" without events")
+                                         : QStringLiteral(" with ") + names.join(QStringLiteral(", "));
+    return host::outcomeName(outcome) + what;
+}
+
+} // namespace biz::console

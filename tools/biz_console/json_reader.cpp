@@ -1,0 +1,216 @@
+#include <biz_console/json_reader.h>
+
+#include <cmath>
+
+#include <QtCore/QJsonDocument>
+
+namespace biz::console {
+
+namespace {
+
+constexpr int shownCharacters = 40;
+
+QString key(const char *name)
+{
+    return QString::fromLatin1(name);
+}
+
+bool isBlank(QChar character)
+{
+    return character == QLatin1Char(' ') || character == QLatin1Char('\t');
+}
+
+int hexDigit(QChar character)
+{
+    const char digit = character.toLatin1();
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
+}
+
+bool isWhole(const QJsonValue &value)
+{
+    return value.isDouble() && std::floor(value.toDouble()) == value.toDouble();
+}
+
+} // namespace
+
+SessionError::SessionError(const QString &place, const QString &problem)
+    : std::runtime_error((place + QStringLiteral(": ") + problem).toStdString())
+{
+}
+
+bool bytesFromHex(const QString &text, QByteArray *bytes)
+{
+    bytes->clear();
+    for (int i = 0; i < text.size(); ++i) {
+        if (isBlank(text.at(i))) {
+            continue;
+        }
+        const int high = hexDigit(text.at(i));
+        const int low = i + 1 < text.size() ? hexDigit(text.at(i + 1)) : -1;
+        if (high < 0 || low < 0) {
+            return false;
+        }
+        bytes->append(static_cast<char>(high * 16 + low));
+        ++i;
+    }
+    return true;
+}
+
+QString elementPlace(const QString &array, int index)
+{
+    return QStringLiteral("%1[%2]").arg(array, QString::number(index));
+}
+
+QString shown(const QJsonValue &value)
+{
+    if (value.isUndefined()) {
+        return QStringLiteral("nothing");
+    }
+    if (value.isArray()) {
+        return QStringLiteral("an array");
+    }
+    if (value.isObject()) {
+        return QStringLiteral("an object");
+    }
+    const QByteArray inBrackets = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    const QString text = QString::fromUtf8(inBrackets.mid(1, inBrackets.size() - 2));
+    return text.size() <= shownCharacters ? text : text.left(shownCharacters) + QStringLiteral("...");
+}
+
+ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys)
+    : m_place(std::move(place))
+    , m_object(value.toObject())
+{
+    if (!value.isObject()) {
+        throw SessionError(m_place.isEmpty() ? QStringLiteral("document") : m_place,
+                           QStringLiteral("an object expected, not ") + shown(value));
+    }
+    QStringList known;
+    for (const char *name : knownKeys) {
+        known.append(key(name));
+    }
+    for (const QString &name : m_object.keys()) {
+        if (!known.contains(name)) {
+            throw SessionError(m_place.isEmpty() ? name : m_place + QLatin1Char('.') + name,
+                               QStringLiteral("unknown key; expected one of ") + known.join(QStringLiteral(", ")));
+        }
+    }
+}
+
+bool ObjectReader::has(const char *name) const
+{
+    return m_object.contains(QLatin1String(name));
+}
+
+QString ObjectReader::placeOf(const char *name) const
+{
+    return m_place.isEmpty() ? key(name) : m_place + QLatin1Char('.') + key(name);
+}
+
+void ObjectReader::fail(const char *name, const QString &problem) const
+{
+    throw SessionError(placeOf(name), problem);
+}
+
+int ObjectReader::integer(const char *name, int lowest, int highest, int fallback) const
+{
+    if (!has(name)) {
+        return fallback;
+    }
+    const double number = value(name).toDouble();
+    if (!isWhole(value(name)) || number < lowest || number > highest) {
+        fail(name, QStringLiteral("a whole number from %1 to %2 expected, not %3")
+                       .arg(QString::number(lowest), QString::number(highest), shown(value(name))));
+    }
+    return static_cast<int>(number);
+}
+
+int ObjectReader::code(const char *name) const
+{
+    bool good = false;
+    int number = 0;
+    if (value(name).isString()) {
+        constexpr int baseFromPrefix = 0;
+        const QString text = value(name).toString();
+        // A leading zero would make it octal, which nobody means here.
+        const bool octal = text.size() > 1 && text.startsWith(QLatin1Char('0')) && text.at(1).isDigit();
+        number = text.toInt(&good, octal ? 10 : baseFromPrefix);
+    } else if (isWhole(value(name))) {
+        const double asDouble = value(name).toDouble();
+        good = asDouble >= -1 && asDouble <= INT_MAX;
+        number = good ? static_cast<int>(asDouble) : 0;
+    }
+    if (!good || number < -1) {
+        fail(name, QStringLiteral("a model code such as \"0x1400\" or 5120 expected, not ") + shown(value(name)));
+    }
+    return number;
+}
+
+QString ObjectReader::text(const char *name, const QString &fallback) const
+{
+    if (has(name) && !value(name).isString()) {
+        fail(name, QStringLiteral("a text expected, not ") + shown(value(name)));
+    }
+    return value(name).toString(fallback);
+}
+
+QByteArray ObjectReader::hexOfSize(const char *name, int size, const char *example) const
+{
+    QByteArray bytes;
+    if (!value(name).isString() || !bytesFromHex(value(name).toString(), &bytes) || bytes.size() != size) {
+        fail(name, QStringLiteral("%1 bytes in hexadecimal such as \"%2\" expected, not %3")
+                       .arg(QString::number(size), QString::fromLatin1(example), shown(value(name))));
+    }
+    return bytes;
+}
+
+QByteArray ObjectReader::hexUpTo(const char *name, int maxSize) const
+{
+    QByteArray bytes;
+    if (!has(name)) {
+        return bytes;
+    }
+    if (!value(name).isString() || !bytesFromHex(value(name).toString(), &bytes)) {
+        fail(name, QStringLiteral("bytes in hexadecimal such as \"01 02 ff\" expected, not ") + shown(value(name)));
+    }
+    if (bytes.size() > maxSize) {
+        fail(name, QStringLiteral("at most %1 bytes expected, not %2").arg(maxSize).arg(bytes.size()));
+    }
+    return bytes;
+}
+
+QJsonArray ObjectReader::filledArray(const char *name, const char *ofWhat) const
+{
+    const QJsonArray array = value(name).toArray();
+    if (array.isEmpty()) {
+        fail(name, QStringLiteral("an array of at least one %1 expected, not %2")
+                       .arg(QString::fromLatin1(ofWhat),
+                            value(name).isArray() ? QStringLiteral("an empty one") : shown(value(name))));
+    }
+    return array;
+}
+
+QStringList ObjectReader::textArray(const char *name) const
+{
+    if (has(name) && !value(name).isArray()) {
+        fail(name, QStringLiteral("an array of texts expected, not ") + shown(value(name)));
+    }
+    QStringList texts;
+    const QJsonArray array = value(name).toArray();
+    for (int i = 0; i < array.size(); ++i) {
+        if (!array.at(i).isString()) {
+            throw SessionError(elementPlace(placeOf(name), i),
+                               QStringLiteral("a text expected, not ") + shown(array.at(i)));
+        }
+        texts.append(array.at(i).toString());
+    }
+    return texts;
+}
+
+} // namespace biz::console

@@ -1,0 +1,74 @@
+#ifndef BIZ_CONSOLE_JSON_READER_H
+#define BIZ_CONSOLE_JSON_READER_H
+
+#include <initializer_list>
+#include <stdexcept>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+namespace biz::console {
+
+/** A session that cannot be used; the text says where in it, and what was expected. */
+class SessionError : public std::runtime_error
+{
+public:
+    SessionError(const QString &place, const QString &problem);
+    QString text() const { return QString::fromUtf8(what()); }
+};
+
+/** The bytes of "F1 08 03" or "f10803"; false when it is not made of pairs of hexadecimal digits. */
+bool bytesFromHex(const QString &text, QByteArray *bytes);
+
+/**
+ * Reads the members of one JSON object strictly: whatever is missing, of another type, out
+ * of bounds or unknown is a SessionError with its place, such as `commands[3].head`.
+ */
+class ObjectReader
+{
+public:
+    ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys);
+
+    bool has(const char *key) const;
+    QString placeOf(const char *key) const;
+
+    /** A whole number within the bounds; `fallback` when the key is absent. */
+    int integer(const char *key, int lowest, int highest, int fallback) const;
+
+    /** A whole number, or one written as decimal or 0x text, as device types are. */
+    int code(const char *key) const;
+
+    QString text(const char *key, const QString &fallback = {}) const;
+
+    /** Exactly `size` bytes in hexadecimal; required. */
+    QByteArray hexOfSize(const char *key, int size, const char *example) const;
+
+    /** At most `maxSize` bytes in hexadecimal; empty when the key is absent. */
+    QByteArray hexUpTo(const char *key, int maxSize) const;
+
+    /** Required, and not empty. */
+    QJsonArray filledArray(const char *key, const char *ofWhat) const;
+
+    QStringList textArray(const char *key) const;
+
+    QJsonValue value(const char *key) const { return m_object.value(QLatin1String(key)); }
+
+    [[noreturn]] void fail(const char *key, const QString &problem) const;
+
+private:
+    QString m_place;
+    QJsonObject m_object;
+};
+
+/** "commands[3]": the place of an array's element. */
+QString elementPlace(const QString &array, int index);
+
+/** A value as a message shows it: short, in JSON's notation. */
+QString shown(const QJsonValue &value);
+
+} // namespace biz::console
+
+#endif

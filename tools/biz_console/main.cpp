@@ -1,0 +1,81 @@
+#include <cstdio>
+
+#include <QtCore/QCoreApplication>
+
+#include <unistd.h>
+
+#include <biz_console/command_line.h>
+
+namespace {
+
+using namespace biz::console;
+
+constexpr Command commands[] = {
+    {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
+};
+
+const Command *commandNamed(const QString &name)
+{
+    for (const Command &command : commands) {
+        if (name == QLatin1String(command.name)) {
+            return &command;
+        }
+    }
+    return nullptr;
+}
+
+void printHelp(QTextStream &out)
+{
+    constexpr int nameWidth = 6;
+    constexpr int argumentsWidth = 28;
+    out << "Usage: biz_console COMMAND [options]\n"
+           "Drives display devices through libBIZ_Manage and reports what happens.\n\n"
+           "Commands:\n";
+    for (const Command &command : commands) {
+        out << "  " << QString::fromLatin1(command.name).leftJustified(nameWidth)
+            << QString::fromLatin1(command.arguments).leftJustified(argumentsWidth) << command.purpose << '\n';
+    }
+    out << "\n"
+           "  biz_console COMMAND --help shows the options of a command; --version the version.\n\n"
+           "Exit status: 0 all as expected, 1 not all as expected, 2 bad usage or bad input,\n"
+           "3 the device cannot be reached or closed the link.\n";
+}
+
+int dispatch(const QStringList &arguments, const Output &output)
+{
+    if (arguments.isEmpty()) {
+        throw UsageError(QStringLiteral("a command is missing"));
+    }
+    const QString &first = arguments.first();
+    if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
+        printHelp(output.out);
+        return AsExpected;
+    }
+    if (first == QLatin1String("--version") || first == QLatin1String("-v")) {
+        output.out << "biz_console " << BIZ_CONSOLE_VERSION << '\n';
+        return AsExpected;
+    }
+    const Command *command = commandNamed(first);
+    if (command == nullptr) {
+        throw UsageError(QStringLiteral("there is no command '%1'").arg(first));
+    }
+    return command->run(arguments.mid(1), output);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    const Output output{out, err, isatty(STDOUT_FILENO) == 1};
+    try {
+        return dispatch(QCoreApplication::arguments().mid(1), output);
+    } catch (const UsageError &error) {
+        err << "biz_console: " << error.what() << "\nTry 'biz_console --help'.\n";
+    } catch (const std::exception &error) {
+        err << "biz_console: " << error.what() << '\n';
+    }
+    return BadInput;
+}

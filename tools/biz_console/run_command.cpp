@@ -1,0 +1,65 @@
+#include <biz_console/command_line.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QUrl>
+
+#include <biz_console/device_run.h>
+#include <biz_console/session_reader.h>
+#include <biz_console/stop_signals.h>
+
+namespace biz::console {
+
+namespace {
+
+DeviceSession loadSession(const QString &path)
+{
+    try {
+        return readDeviceSession(readSessionFile(path));
+    } catch (const SessionError &error) {
+        throw InputError(path + QStringLiteral(": ") + error.text());
+    }
+}
+
+std::unique_ptr<host::DeviceLink> linkOf(const QString &device)
+{
+    QString error;
+    std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(device), &error);
+    if (!link) {
+        throw UsageError(QStringLiteral("--device %1: %2").arg(device, error));
+    }
+    return link;
+}
+
+} // namespace
+
+int runDevice(const QStringList &arguments, const Output &output)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Plays a session against one device."));
+    parser.addPositionalArgument(QStringLiteral("session"), QStringLiteral("The session, a JSON file."),
+                                 QStringLiteral("run SESSION.json"));
+    const QString deviceOption = QStringLiteral("device");
+    parser.addOption({deviceOption, QStringLiteral("The device: tcp://HOST:PORT."), QStringLiteral("url")});
+    addRunOptions(parser);
+    if (!parse(parser, arguments, output)) {
+        return AsExpected;
+    }
+    const QString path = onlyArgument(parser, QStringLiteral("the session"));
+    if (!parser.isSet(deviceOption)) {
+        throw UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
+    }
+    std::unique_ptr<host::DeviceLink> link = linkOf(parser.value(deviceOption));
+    DeviceSession session = loadSession(path);
+    applyRunOptions(parser);
+
+    DeviceRun run(std::move(session), std::move(link), output);
+    StopSignals signals;
+    QObject::connect(&signals, &StopSignals::stopRequested, &run, &DeviceRun::interrupt);
+    // Queued: a run can be over before the event loop runs.
+    QObject::connect(
+        &run, &DeviceRun::finished, qApp, [](int code) { QCoreApplication::exit(code); }, Qt::QueuedConnection);
+    run.start();
+    return QCoreApplication::exec();
+}
+
+} // namespace biz::console

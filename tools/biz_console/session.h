@@ -1,0 +1,52 @@
+#ifndef BIZ_CONSOLE_SESSION_H
+#define BIZ_CONSOLE_SESSION_H
+
+#include <QtCore/QSet>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+#include <biz_console/expectation.h>
+#include <model/model_osdparam.h>
+#include <model/model_protocoldata.h>
+
+namespace biz::console {
+
+/** A command of a session, given to the channel `repeat` times. */
+struct DeviceCommand
+{
+    QString name;
+    model_Protocoldata record;
+    int repeat = 1;
+    Expectation expected;
+};
+
+/** What `biz_console run` is to do. */
+struct DeviceSession
+{
+    int deviceType = -1;
+    int sysPlan = 0;
+    QVector<DeviceCommand> commands;
+};
+
+/** A command of an OSD session, given to every device `repeat` times. */
+struct OsdCommand
+{
+    QString name;
+    model_OsdParam record; ///< without the address
+    int repeat = 1;
+    Expectation expected;
+};
+
+/** What `biz_console osd` is to do. */
+struct OsdSession
+{
+    quint16 port = 0;
+    QStringList devices;
+    QSet<QString> silent; ///< devices whose commands are expected to be given up
+    QVector<OsdCommand> commands;
+};
+
+} // namespace biz::console
+
+#endif
