@@ -12,6 +12,7 @@ using namespace biz::console;
 
 constexpr Command commands[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
+    {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
 };
 
 const Command *commandNamed(const QString &name)

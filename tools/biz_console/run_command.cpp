@@ -1,11 +1,11 @@
 #include <biz_console/command_line.h>
 
-#include <QtCore/QCoreApplication>
+#include <memory>
+
 #include <QtCore/QUrl>
 
 #include <biz_console/device_run.h>
 #include <biz_console/session_reader.h>
-#include <biz_console/stop_signals.h>
 
 namespace biz::console {
 
@@ -53,13 +53,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     applyRunOptions(parser);
 
     DeviceRun run(std::move(session), std::move(link), output);
-    StopSignals signals;
-    QObject::connect(&signals, &StopSignals::stopRequested, &run, &DeviceRun::interrupt);
-    // Queued: a run can be over before the event loop runs.
-    QObject::connect(
-        &run, &DeviceRun::finished, qApp, [](int code) { QCoreApplication::exit(code); }, Qt::QueuedConnection);
-    run.start();
-    return QCoreApplication::exec();
+    return execute(run);
 }
 
 } // namespace biz::console

@@ -48,6 +48,11 @@ QString rateText(const host::Counters &counters, double seconds)
 
 } // namespace
 
+void RoundTrips::add(const RoundTrips &others)
+{
+    m_milliseconds.insert(m_milliseconds.end(), others.m_milliseconds.begin(), others.m_milliseconds.end());
+}
+
 double RoundTrips::median() const
 {
     if (m_milliseconds.empty()) {

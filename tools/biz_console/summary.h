@@ -15,7 +15,7 @@ class RoundTrips
 {
 public:
     void add(double milliseconds) { m_milliseconds.push_back(milliseconds); }
-    bool isEmpty() const { return m_milliseconds.empty(); }
+    void add(const RoundTrips &others);
 
     /** The middle one, of an even number the mean of the two in the middle; negative without any. */
     double median() const;
