@@ -11,7 +11,8 @@ namespace {
 /** Stopped without that being expected: the run was broken off, the command is not to blame. */
 bool wasBrokenOff(const LedgerEntry &entry)
 {
-    return entry.outcome == host::Outcome::Stopped && entry.expected.outcome != host::Outcome::Stopped;
+    return entry.hasEnded && entry.outcome == host::Outcome::Stopped &&
+           entry.expected.outcome != host::Outcome::Stopped;
 }
 
 bool isAsExpected(const LedgerEntry &entry)

@@ -5,7 +5,7 @@
 namespace biz::console {
 
 DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const Output &output)
-    : SessionRun(output)
+    : SessionRun(output, true)
     , m_session(std::move(session))
     , m_linkName(link->name())
 {
@@ -19,7 +19,8 @@ DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> li
 void DeviceRun::connectHost()
 {
     connect(&m_host, &biz_DeviceHost::linkOpened, this, &DeviceRun::opened);
-    connect(&m_host, &biz_DeviceHost::linkClosed, this, &DeviceRun::onLinkClosed);
+    connect(&m_host, &biz_DeviceHost::linkClosed, this,
+            [this](const QString &reason) { breakOff(reason, LinkFailed); });
     connect(&m_host, &biz_DeviceHost::sent, this, &DeviceRun::onSent);
     connect(&m_host, &biz_DeviceHost::ended, this, &DeviceRun::onEnded);
 }
@@ -60,13 +61,6 @@ void DeviceRun::enqueueAll()
             report().ledger().add(ticket, command.name, repetition(number, command.repeat), command.expected);
         }
     }
-}
-
-void DeviceRun::onLinkClosed(const QString &reason)
-{
-    const QString problem =
-        isOpening() ? QStringLiteral("%1 cannot be reached: %2") : QStringLiteral("%1 was closed: %2");
-    breakOff(problem.arg(m_linkName, reason), LinkFailed);
 }
 
 QString DeviceRun::progress() const

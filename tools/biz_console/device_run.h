@@ -31,7 +31,6 @@ private:
     void connectReplies();
     void enqueueAll();
 
-    void onLinkClosed(const QString &reason);
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
     void onReply(host::Ticket ticket, Event event, const model_Protocoldata &reply, const QString &detail);

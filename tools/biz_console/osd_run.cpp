@@ -5,7 +5,7 @@
 namespace biz::console {
 
 OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const Output &output)
-    : SessionRun(output)
+    : SessionRun(output, false)
     , m_session(std::move(session))
     , m_options(options)
 {

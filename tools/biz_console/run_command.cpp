@@ -25,7 +25,7 @@ std::unique_ptr<host::DeviceLink> linkOf(const QString &device)
     QString error;
     std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(device), &error);
     if (!link) {
-        throw UsageError(QStringLiteral("--device %1: %2").arg(device, error));
+        throw UsageError(QStringLiteral("--device: ") + error);
     }
     return link;
 }

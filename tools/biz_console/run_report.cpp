@@ -13,8 +13,9 @@ constexpr double millisecondsPerSecond = 1000.0;
 
 } // namespace
 
-RunReport::RunReport(const Output &output)
+RunReport::RunReport(const Output &output, bool isOfDevice)
     : m_output(output)
+    , m_isOfDevice(isOfDevice)
     , m_printer(output.out, output.outIsTerminal)
 {
 }
@@ -74,6 +75,7 @@ ExitCode RunReport::close(const host::Counters &counters)
 
     Summary summary;
     summary.counters = counters;
+    summary.isOfDevice = m_isOfDevice;
     summary.roundTrips = m_roundTrips;
     summary.seconds = m_secondsToLastEnd;
     const QString log = errorLogOfToday(QDir::currentPath());

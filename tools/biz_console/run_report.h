@@ -23,7 +23,7 @@ struct Output
 class RunReport
 {
 public:
-    explicit RunReport(const Output &output);
+    RunReport(const Output &output, bool isOfDevice);
 
     EventPrinter &printer() { return m_printer; }
     CommandLedger &ledger() { return m_ledger; }
@@ -47,6 +47,7 @@ private:
     void printList(const QString &title, const QStringList &lines);
 
     Output m_output;
+    bool m_isOfDevice;
     EventPrinter m_printer;
     CommandLedger m_ledger;
     RoundTrips m_roundTrips;

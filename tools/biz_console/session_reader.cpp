@@ -28,12 +28,22 @@ constexpr int stampedHeadBytes = 1; ///< byte 0, which the channel fills
 constexpr int headBytes = 6;
 constexpr int osdHeadBytes = 11;
 
-/** "line 3, column 7" of a byte in a text. */
+/**
+ * "line 3, column 7" of the last character that the parser read: it stops behind what it
+ * could not use, which can be on the next line.
+ */
 QString positionOf(const QByteArray &text, int offset)
 {
-    const QByteArray before = text.left(offset);
+    const auto isBlank = [](char character) {
+        return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+    };
+    int last = qBound(0, offset - 1, qMax(0, text.size() - 1));
+    while (last > 0 && isBlank(text.at(last))) {
+        --last;
+    }
+    const QByteArray before = text.left(last);
     const int line = before.count('\n') + 1;
-    const int column = before.size() - (before.lastIndexOf('\n') + 1) + 1;
+    const int column = last - before.lastIndexOf('\n');
     return QStringLiteral("line %1, column %2").arg(line).arg(column);
 }
 
@@ -42,7 +52,7 @@ QJsonValue parse(const QByteArray &json)
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError) {
-        throw SessionError(positionOf(json, error.offset), error.errorString());
+        throw SessionError(positionOf(json, error.offset), QStringLiteral("JSON expected, but ") + error.errorString());
     }
     return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
 }

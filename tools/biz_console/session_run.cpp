@@ -20,8 +20,8 @@ static_assert(stopLimitMs + lastSignalsLimitMs < 2000, "a run that is broken off
 
 } // namespace
 
-SessionRun::SessionRun(const Output &output)
-    : m_report(output)
+SessionRun::SessionRun(const Output &output, bool isOfDevice)
+    : m_report(output, isOfDevice)
 {
     m_limit.setSingleShot(true);
     connect(&m_limit, &QTimer::timeout, this, &SessionRun::onLimit);

@@ -17,7 +17,7 @@ class SessionRun : public QObject
     Q_OBJECT
 
 public:
-    explicit SessionRun(const Output &output);
+    SessionRun(const Output &output, bool isOfDevice);
 
     /** Starts; finished() follows. */
     void start();
@@ -47,7 +47,6 @@ protected:
 
     /** The host is connected, and commands are under way. */
     void opened();
-    bool isOpening() const { return m_phase == Phase::Opening; }
 
     /** To be called after each event of a command. */
     void finishIfDone();

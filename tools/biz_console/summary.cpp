@@ -74,8 +74,10 @@ QStringList Summary::lines() const
     QStringList lines{QStringLiteral("summary")};
     lines.append(row("sent", counters.sent));
     lines.append(row("answered", counters.answered));
-    lines.append(row("rejected", counters.rejected));
-    lines.append(row("resent", counters.resent));
+    if (isOfDevice) {
+        lines.append(row("rejected", counters.rejected));
+        lines.append(row("resent", counters.resent));
+    }
     lines.append(row("given up", counters.gaveUp));
     appendUnlessZero(lines, "released", counters.released);
     appendUnlessZero(lines, "cleared", counters.cleared);
@@ -89,7 +91,9 @@ QStringList Summary::lines() const
         row("round trip", QStringLiteral("median %1, maximum %2")
                               .arg(millisecondsText(roundTrips.median()), millisecondsText(roundTrips.maximum()))));
     lines.append(row("commands a second", rateText(counters, seconds)));
-    lines.append(row("error log", errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected") : errorLog));
+    if (isOfDevice) {
+        lines.append(row("error log", errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected") : errorLog));
+    }
     return lines;
 }
 

@@ -29,6 +29,7 @@ private:
 struct Summary
 {
     host::Counters counters;
+    bool isOfDevice = true; ///< the OSD channel neither judges replies nor resends
     RoundTrips roundTrips;
     double seconds = 0.0; ///< from the first command sent to the last end
     QString errorLog;     ///< the path of the day's file; empty when nothing was logged

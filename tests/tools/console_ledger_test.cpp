@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <biz_console/command_ledger.h>
+
+using namespace biz::console;
+using biz::host::Outcome;
+
+namespace {
+
+Expectation expecting(Outcome outcome, Events events = {})
+{
+    Expectation expected;
+    expected.outcome = outcome;
+    expected.events = events;
+    return expected;
+}
+
+std::string only(const QStringList &lines)
+{
+    return lines.size() == 1 ? lines.first().toStdString() : std::to_string(lines.size()) + " lines";
+}
+
+TEST(ConsoleLedger, AnAnsweredCommandIsAsExpectedByDefault)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, Expectation());
+    ledger.note(1, Event::Sent);
+    EXPECT_FALSE(ledger.allAsExpected());
+    EXPECT_EQ(ledger.pending(), 1);
+
+    ledger.end(1, Outcome::Answered, {});
+
+    EXPECT_TRUE(ledger.allAsExpected());
+    EXPECT_EQ(ledger.pending(), 0);
+    EXPECT_TRUE(ledger.mismatches().isEmpty());
+}
+
+TEST(ConsoleLedger, AnotherOutcomeIsAMismatchWithItsReason)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", "2 of 3", Expectation());
+    ledger.note(1, Event::Resent);
+    ledger.end(1, Outcome::GaveUp, "no reply came");
+    EXPECT_FALSE(ledger.allAsExpected());
+    EXPECT_EQ(only(ledger.mismatches()), "get volume (2 of 3): expected answered without events, was gaveUp with "
+                                         "resent (no reply came)");
+}
+
+TEST(ConsoleLedger, AnEventMoreThanExpectedIsAMismatch)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, Expectation());
+    ledger.note(1, Event::Rejected, "length 3, not 4");
+    ledger.note(1, Event::Resent);
+    ledger.end(1, Outcome::Answered, {});
+    EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered without events, was answered with resent, "
+                                         "rejected (length 3, not 4)");
+}
+
+TEST(ConsoleLedger, AnEventLessThanExpectedIsAMismatch)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, Event::Resent));
+    ledger.end(1, Outcome::Answered, {});
+    EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered with resent, was answered without events");
+}
+
+TEST(ConsoleLedger, ACommandThatNeverEndedIsAMismatch)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, Expectation());
+    EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered without events, did not end");
+}
+
+TEST(ConsoleLedger, AwaitsLateRepliesFromTheEndOfTheCommandOn)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, expecting(Outcome::GaveUp, Event::Late));
+    EXPECT_FALSE(ledger.awaitsEvents());
+    ledger.end(1, Outcome::GaveUp, {});
+    EXPECT_TRUE(ledger.awaitsEvents());
+    ledger.note(1, Event::Late);
+    EXPECT_FALSE(ledger.awaitsEvents());
+    EXPECT_TRUE(ledger.allAsExpected());
+}
+
+TEST(ConsoleLedger, AResendThatIsMissingAtTheEndIsNotAwaited)
+{
+    CommandLedger ledger;
+    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, Event::Resent));
+    ledger.end(1, Outcome::Answered, {});
+    EXPECT_FALSE(ledger.awaitsEvents());
+}
+
+TEST(ConsoleLedger, StoppedCommandsAreListedOnceByNameAndAreNoMismatch)
+{
+    CommandLedger ledger;
+    for (biz::host::Ticket ticket = 1; ticket <= 3; ++ticket) {
+        ledger.add(ticket, ticket == 3 ? "get source" : "get volume", {}, Expectation());
+        ledger.end(ticket, Outcome::Stopped, "the host was stopped");
+    }
+    EXPECT_EQ(ledger.stoppedCommands(), QStringList({"get volume (2 times)", "get source"}));
+    EXPECT_TRUE(ledger.mismatches().isEmpty());
+    EXPECT_FALSE(ledger.allAsExpected());
+}
+
+TEST(ConsoleLedger, UnknownTicketsChangeNothing)
+{
+    CommandLedger ledger;
+    ledger.note(7, Event::Late);
+    ledger.end(7, Outcome::Answered, {});
+    EXPECT_EQ(ledger.size(), 0);
+    EXPECT_EQ(ledger.pending(), 0);
+    EXPECT_EQ(ledger.find(7), nullptr);
+}
+
+} // namespace

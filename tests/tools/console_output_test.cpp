@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <biz_console/event_printer.h>
+#include <biz_console/osd_table.h>
+#include <biz_console/summary.h>
+
+using namespace biz::console;
+
+namespace {
+
+const QDateTime someTime(QDate(2024, 5, 6), QTime(14, 3, 22, 7));
+
+class ConsolePrinter : public testing::Test
+{
+protected:
+    std::string text()
+    {
+        stream.flush();
+        return written.toStdString();
+    }
+
+    QString written;
+    QTextStream stream{&written};
+};
+
+TEST_F(ConsolePrinter, AnEventIsALineOfColumns)
+{
+    EventPrinter printer(stream, false);
+    printer.event({someTime, 0x2A, "F1/08 get volume", "answered", 3.2, {}});
+    EXPECT_EQ(text(), "14:03:22.007  2a   F1/08 get volume                    answered       3.2 ms\n");
+}
+
+TEST_F(ConsolePrinter, WhatIsNotKnownStaysEmpty)
+{
+    EventPrinter printer(stream, false);
+    printer.event({someTime, -1, "get volume", "skipped", -1.0, "skip mode was on"});
+    EXPECT_EQ(text(),
+              "14:03:22.007  -    get volume                          skipped                skip mode was on\n");
+}
+
+TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
+{
+    EventPrinter printer(stream, true);
+    printer.progress("1 waiting");
+    printer.progress("0 waiting");
+    printer.line("done");
+    printer.line("quite");
+    EXPECT_EQ(text(), "1 waiting\r\033[K0 waiting\r\033[Kdone\nquite\n");
+}
+
+TEST_F(ConsolePrinter, ElsewhereProgressIsALine)
+{
+    EventPrinter printer(stream, false);
+    printer.progress("1 waiting");
+    printer.line("done");
+    EXPECT_EQ(text(), "1 waiting\ndone\n");
+}
+
+TEST(ConsoleRoundTrips, MedianIsTheMiddleOne)
+{
+    RoundTrips trips;
+    EXPECT_LT(trips.median(), 0.0);
+    EXPECT_LT(trips.maximum(), 0.0);
+    trips.add(30.0);
+    trips.add(10.0);
+    EXPECT_DOUBLE_EQ(trips.median(), 20.0);
+    trips.add(11.0);
+    EXPECT_DOUBLE_EQ(trips.median(), 11.0);
+    EXPECT_DOUBLE_EQ(trips.maximum(), 30.0);
+}
+
+TEST(ConsoleSummary, CountsEveryKindOfEvent)
+{
+    Summary summary;
+    summary.counters.sent = 10;
+    summary.counters.answered = 8;
+    summary.counters.gaveUp = 2;
+    summary.counters.rejected = 3;
+    summary.counters.resent = 4;
+    summary.counters.late = 1;
+    summary.counters.duplicate = 5;
+    summary.counters.foreign = 6;
+    summary.roundTrips.add(2.0);
+    summary.seconds = 2.0;
+    summary.errorLog = "/tmp/Errorlog/20240506.log";
+    EXPECT_EQ(summary.lines().join('\n').toStdString(), "summary\n"
+                                                        "  sent              10\n"
+                                                        "  answered          8\n"
+                                                        "  rejected          3\n"
+                                                        "  resent            4\n"
+                                                        "  given up          2\n"
+                                                        "  late              1\n"
+                                                        "  duplicate         5\n"
+                                                        "  foreign           6\n"
+                                                        "  round trip        median 2.0 ms, maximum 2.0 ms\n"
+                                                        "  commands a second 5.0 (10 in 2.00 s)\n"
+                                                        "  error log         /tmp/Errorlog/20240506.log");
+}
+
+OsdTableRow row(const QString &device, quint64 sent, quint64 answered)
+{
+    OsdTableRow row;
+    row.device = device;
+    row.sent = sent;
+    row.answered = answered;
+    row.timedOut = sent - answered;
+    for (quint64 i = 0; i < answered; ++i) {
+        row.roundTrips.add(1.5);
+    }
+    return row;
+}
+
+TEST(ConsoleOsdTable, AFewDevicesHaveARowEach)
+{
+    const QStringList lines = osdTable({row("127.0.0.2", 5, 5), row("127.0.0.3", 5, 0)}, false);
+    EXPECT_EQ(lines.join('\n').toStdString(),
+              "device                        sent  answered timed out   waiting      median     maximum\n"
+              "127.0.0.2                        5         5         0         0      1.5 ms      1.5 ms\n"
+              "127.0.0.3                        5         0         5         0           -           -");
+}
+
+TEST(ConsoleOsdTable, OfManyDevicesThoseThatAnsweredShareARow)
+{
+    QVector<OsdTableRow> rows(devicesShownEach, row("127.0.0.2", 5, 5));
+    rows.append(row("127.0.0.3", 5, 4));
+    const QStringList lines = osdTable(rows, false);
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_TRUE(lines[1].startsWith("127.0.0.3 "));
+    EXPECT_EQ(lines[2].toStdString(),
+              "20 answering devices           100       100         0         0      1.5 ms      1.5 ms");
+    EXPECT_EQ(osdTable(rows, true).size(), 22);
+}
+
+} // namespace
