@@ -1,0 +1,58 @@
+# Compares what the library exports with a checked-in list.
+#   cmake -DNM=nm -DLIBRARY=libBIZ_Manage.so -DLIST=exported_symbols.txt [-DWRITE=ON] -P this_file
+# Weak symbols are the compiler's: inline code and templates, which differ between compilers
+# and levels of optimisation. Of these only the classes' own tables and types are listed.
+execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY}
+    OUTPUT_VARIABLE output RESULT_VARIABLE status ERROR_VARIABLE errors)
+if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${NM} cannot read ${LIBRARY}: ${errors}")
+endif()
+
+string(REPLACE ";" "," output "${output}")
+string(REPLACE "\n" ";" lines "${output}")
+set(exported)
+set(internal "")
+foreach(line IN LISTS lines)
+    if(NOT line MATCHES "^[0-9a-f]* *([A-Za-z]) (.*)$")
+        continue()
+    endif()
+    set(type ${CMAKE_MATCH_1})
+    set(name "${CMAKE_MATCH_2}")
+    if(name MATCHES "^__odr_asan" OR name MATCHES "^guard variable for ")
+        continue() # the address sanitizer's marks; function-local statics
+    endif()
+    if(name MATCHES "(^|[^A-Za-z0-9_])biz::")
+        string(APPEND internal "\n  ${name}")
+    endif()
+    if(NOT type MATCHES "[VWvwu]" OR name MATCHES "^(vtable|typeinfo|typeinfo name) for (biz_|BIZ_)")
+        list(APPEND exported "${name}")
+    endif()
+endforeach()
+if(NOT internal STREQUAL "")
+    message(FATAL_ERROR "exported although internal:${internal}")
+endif()
+list(SORT exported)
+list(REMOVE_DUPLICATES exported)
+
+if(WRITE)
+    string(REPLACE ";" "\n" text "${exported}")
+    file(WRITE ${LIST} "# What libBIZ_Manage.so exports. Write it anew, then read the difference:\n"
+        "# cmake --build <build folder> --target update_exported_symbols\n${text}\n")
+    message(STATUS "written: ${LIST}")
+    return()
+endif()
+
+file(STRINGS ${LIST} listed)
+list(FILTER listed EXCLUDE REGEX "^#")
+set(missing ${listed})
+set(added ${exported})
+list(REMOVE_ITEM missing ${exported})
+list(REMOVE_ITEM added ${listed})
+string(REPLACE ";" "\n  " missing "${missing}")
+string(REPLACE ";" "\n  " added "${added}")
+if(NOT missing STREQUAL "")
+    message(SEND_ERROR "listed but no longer exported:\n  ${missing}")
+endif()
+if(NOT added STREQUAL "")
+    message(SEND_ERROR "exported but not listed:\n  ${added}")
+endif()
