@@ -1,0 +1,405 @@
+#include <scenario/scheduler.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <stdexcept>
+#include <thread>
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace biz::scenario {
+
+namespace {
+
+constexpr std::chrono::seconds realTimeBound{60};
+constexpr std::chrono::seconds startOfWallClock{1704067200}; // 2024-01-01 00:00 UTC
+
+Scheduler *theScheduler = nullptr;
+std::uint64_t theSeed = 0;
+
+using StartRoutine = void *(*)(void *);
+using ThreadCreate = int (*)(pthread_t *, const pthread_attr_t *, StartRoutine, void *);
+using MutexCall = int (*)(pthread_mutex_t *);
+
+template<typename Function>
+Function systemCall(const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+/** One thread at a time waits here for its turn. */
+class Turn
+{
+public:
+    Turn() { sem_init(&m_semaphore, 0, 0); }
+    ~Turn() { sem_destroy(&m_semaphore); }
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
+
+    void give() { sem_post(&m_semaphore); }
+    void await()
+    {
+        while (sem_wait(&m_semaphore) != 0) {
+        }
+    }
+    bool awaitFor(std::chrono::seconds bound)
+    {
+        timespec until{};
+        clock_gettime(CLOCK_REALTIME, &until);
+        until.tv_sec += bound.count();
+        return sem_timedwait(&m_semaphore, &until) == 0;
+    }
+
+private:
+    sem_t m_semaphore{};
+};
+
+} // namespace
+
+struct Scheduler::Task
+{
+    enum class State { Ready, Sleeping, Blocked, Ended };
+
+    int number = 0;
+    std::string name;
+    State state = State::Ready;
+    nanoseconds wakeUp{0};
+    nanoseconds endedAt{-1};
+    const void *waitsFor = nullptr;
+    std::vector<const void *> held;
+    int points = 0;
+    Turn turn;
+    StartRoutine routine = nullptr;
+    void *argument = nullptr;
+};
+
+struct Scheduler::Done
+{
+    Turn turn;
+};
+
+namespace {
+
+thread_local void *selfPointer = nullptr;
+
+} // namespace
+
+/** What a new thread runs: it waits for its first turn, and says when it has ended. */
+struct TaskEntry
+{
+    static Scheduler::Task *self() { return static_cast<Scheduler::Task *>(selfPointer); }
+
+    static void *enter(void *argument)
+    {
+        auto *task = static_cast<Scheduler::Task *>(argument);
+        selfPointer = task;
+        task->turn.await();
+        void *result = task->routine(task->argument);
+        selfPointer = nullptr;
+        theScheduler->ended(task);
+        return result;
+    }
+};
+
+Scheduler::Scheduler(std::uint64_t seed)
+    : m_random(seed)
+    , m_wallAtZero(startOfWallClock)
+    , m_done(std::make_unique<Done>())
+{
+    theScheduler = this;
+    theSeed = seed;
+}
+
+Scheduler::~Scheduler()
+{
+    theScheduler = nullptr;
+}
+
+void Scheduler::watch(const void *mutex)
+{
+    m_watched.push_back(mutex);
+}
+
+bool Scheduler::watches(const void *mutex) const
+{
+    return std::find(m_watched.begin(), m_watched.end(), mutex) != m_watched.end();
+}
+
+void Scheduler::run(std::function<void()> body)
+{
+    start("host", std::move(body));
+    m_tasks.front()->turn.give();
+    if (!m_done->turn.awaitFor(realTimeBound)) {
+        std::fprintf(stderr, "seed %llu: a task neither slept nor ended in time\n",
+                     static_cast<unsigned long long>(theSeed));
+        for (const auto &task : m_tasks) {
+            std::fprintf(stderr, "  %d %s: state %d\n", task->number, task->name.c_str(),
+                         static_cast<int>(task->state));
+        }
+        std::abort();
+    }
+    throwViolation();
+}
+
+int Scheduler::start(const std::string &name, std::function<void()> body)
+{
+    m_nextName = name;
+    const bool isFirst = m_tasks.empty();
+    auto *own = new std::function<void()>(std::move(body));
+    const auto routine = [](void *argument) -> void * {
+        const std::unique_ptr<std::function<void()>> function(static_cast<std::function<void()> *>(argument));
+        (*function)();
+        return nullptr;
+    };
+    pthread_t handle{};
+    const int number = static_cast<int>(m_tasks.size()) + 1;
+    if (create(&handle, nullptr, routine, own) != 0) {
+        delete own;
+        throw std::runtime_error("cannot start a thread");
+    }
+    pthread_detach(handle);
+    if (!isFirst) {
+        point();
+    }
+    return number;
+}
+
+int Scheduler::create(void *handle, const void *attributes, void *(*routine)(void *), void *argument)
+{
+    static const auto real = systemCall<ThreadCreate>("pthread_create");
+
+    auto task = std::make_unique<Task>();
+    task->number = static_cast<int>(m_tasks.size()) + 1;
+    task->name = m_nextName.empty() ? "started by " + std::to_string(currentTask()) : m_nextName;
+    task->routine = routine;
+    task->argument = argument;
+    m_nextName.clear();
+    const int error = real(static_cast<pthread_t *>(handle), static_cast<const pthread_attr_t *>(attributes),
+                           TaskEntry::enter, task.get());
+    if (error == 0) {
+        m_tasks.push_back(std::move(task));
+    }
+    return error;
+}
+
+int Scheduler::currentTask()
+{
+    return isTask() ? TaskEntry::self()->number : 0;
+}
+
+int Scheduler::locksHeld()
+{
+    return isTask() ? static_cast<int>(TaskEntry::self()->held.size()) : 0;
+}
+
+bool Scheduler::isTask()
+{
+    return selfPointer != nullptr;
+}
+
+Scheduler *Scheduler::instance()
+{
+    return theScheduler;
+}
+
+nanoseconds Scheduler::endOf(int task) const
+{
+    return m_tasks[static_cast<std::size_t>(task - 1)]->endedAt;
+}
+
+int Scheduler::pointsSinceSleep(int task) const
+{
+    return m_tasks[static_cast<std::size_t>(task - 1)]->points;
+}
+
+void Scheduler::setWallClock(std::chrono::seconds sinceEpoch)
+{
+    m_wallAtZero = sinceEpoch - m_now;
+}
+
+void Scheduler::violate(const std::string &what)
+{
+    if (m_violation.empty()) {
+        const auto ms = std::chrono::duration_cast<milliseconds>(m_now).count();
+        m_violation = "at " + std::to_string(ms) + " ms, task " + std::to_string(currentTask()) + ": " + what;
+    }
+}
+
+void Scheduler::sleep(nanoseconds duration)
+{
+    Task *task = TaskEntry::self();
+    task->state = Task::State::Sleeping;
+    task->wakeUp = m_now + duration;
+    task->points = 0;
+    giveWay();
+}
+
+void Scheduler::point()
+{
+    ++TaskEntry::self()->points;
+    giveWay();
+}
+
+/** The heart: the running task hands over to whomever the seed picks, itself included. */
+void Scheduler::giveWay()
+{
+    ++m_points;
+    if (m_onPoint && !m_inCheck) {
+        m_inCheck = true;
+        m_onPoint();
+        m_inCheck = false;
+    }
+    Task *me = TaskEntry::self();
+    Task *next = pick();
+    next->state = Task::State::Ready;
+    if (next != me) {
+        next->turn.give();
+        me->turn.await();
+    }
+}
+
+Scheduler::Task *Scheduler::pick()
+{
+    std::vector<Task *> ready;
+    nanoseconds soonest = nanoseconds::max();
+    for (const auto &task : m_tasks) {
+        const bool sleeps = task->state == Task::State::Sleeping;
+        if (task->state == Task::State::Ready || (sleeps && task->wakeUp <= m_now)) {
+            ready.push_back(task.get());
+        } else if (sleeps) {
+            soonest = std::min(soonest, task->wakeUp);
+        }
+    }
+    if (ready.empty() && soonest != nanoseconds::max()) {
+        m_now = soonest;
+        return pick();
+    }
+    if (ready.empty()) {
+        std::fprintf(stderr, "seed %llu: deadlock\n", static_cast<unsigned long long>(theSeed));
+        std::abort();
+    }
+    return ready[static_cast<std::size_t>(m_random.below(static_cast<int>(ready.size())))];
+}
+
+void Scheduler::ended(Task *task)
+{
+    task->state = Task::State::Ended;
+    task->endedAt = m_now;
+    const bool all = std::all_of(m_tasks.begin(), m_tasks.end(),
+                                 [](const auto &other) { return other->state == Task::State::Ended; });
+    if (all) {
+        m_done->turn.give();
+        return;
+    }
+    Task *next = pick();
+    next->state = Task::State::Ready;
+    next->turn.give();
+}
+
+void Scheduler::beforeLock(const void *mutex)
+{
+    Task *task = TaskEntry::self();
+    if (!task->held.empty()) {
+        violate("a second lock is taken while one is held");
+    }
+    point();
+    const auto isHeld = [this, mutex] {
+        return std::any_of(m_tasks.begin(), m_tasks.end(), [mutex](const auto &other) {
+            return std::find(other->held.begin(), other->held.end(), mutex) != other->held.end();
+        });
+    };
+    while (isHeld()) {
+        task->state = Task::State::Blocked;
+        task->waitsFor = mutex;
+        giveWay();
+    }
+    task->held.push_back(mutex);
+    // Others may run while this one holds the lock: up to the point where they want it too.
+    point();
+}
+
+void Scheduler::afterUnlock(const void *mutex)
+{
+    auto &held = TaskEntry::self()->held;
+    held.erase(std::remove(held.begin(), held.end(), mutex), held.end());
+    for (const auto &task : m_tasks) {
+        if (task->state == Task::State::Blocked && task->waitsFor == mutex) {
+            task->state = Task::State::Ready;
+        }
+    }
+    point();
+}
+
+} // namespace biz::scenario
+
+// --- What the library and Qt call -----------------------------------------------------
+
+#define BIZ_INTERPOSED extern "C" [[gnu::visibility("default")]]
+
+using biz::scenario::Scheduler;
+
+BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
+{
+    if (!Scheduler::isTask()) {
+        return static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+    }
+    if (request->tv_sec < 0 || request->tv_nsec < 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    Scheduler::instance()->sleep(std::chrono::seconds(request->tv_sec) + std::chrono::nanoseconds(request->tv_nsec));
+    return 0;
+}
+
+BIZ_INTERPOSED int gettimeofday(timeval *time, void *) noexcept
+{
+    std::chrono::nanoseconds now{};
+    if (Scheduler::isTask()) {
+        now = Scheduler::instance()->wallClock();
+    } else {
+        timespec real{};
+        clock_gettime(CLOCK_REALTIME, &real);
+        now = std::chrono::seconds(real.tv_sec) + std::chrono::nanoseconds(real.tv_nsec);
+    }
+    const auto wholeSeconds = std::chrono::floor<std::chrono::seconds>(now);
+    time->tv_sec = wholeSeconds.count();
+    time->tv_usec = std::chrono::duration_cast<std::chrono::microseconds>(now - wholeSeconds).count();
+    return 0;
+}
+
+BIZ_INTERPOSED int pthread_create(pthread_t *handle, const pthread_attr_t *attributes, void *(*routine)(void *),
+                                  void *argument) noexcept
+{
+    if (Scheduler::isTask()) {
+        return Scheduler::instance()->create(handle, attributes, routine, argument);
+    }
+    static const auto real = biz::scenario::systemCall<biz::scenario::ThreadCreate>("pthread_create");
+    return real(handle, attributes, routine, argument);
+}
+
+BIZ_INTERPOSED int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
+{
+    static const auto real = biz::scenario::systemCall<biz::scenario::MutexCall>("pthread_mutex_lock");
+    if (Scheduler::isTask() && Scheduler::instance()->watches(mutex)) {
+        Scheduler::instance()->beforeLock(mutex);
+    }
+    return real(mutex);
+}
+
+BIZ_INTERPOSED int pthread_mutex_unlock(pthread_mutex_t *mutex) noexcept
+{
+    static const auto real = biz::scenario::systemCall<biz::scenario::MutexCall>("pthread_mutex_unlock");
+    const int result = real(mutex);
+    if (Scheduler::isTask() && Scheduler::instance()->watches(mutex)) {
+        Scheduler::instance()->afterUnlock(mutex);
+    }
+    return result;
+}

@@ -1,0 +1,143 @@
+#ifndef BIZ_SCENARIO_SCHEDULER_H
+#define BIZ_SCENARIO_SCHEDULER_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/**
+ * Runs a whole system deterministically: one thread at a time, in virtual time, all
+ * choices from one seed.
+ *
+ * The program that links this file brings its own nanosleep, gettimeofday, pthread_create,
+ * pthread_mutex_lock and pthread_mutex_unlock. Threads that are made inside run() are
+ * tasks. A task goes on until it sleeps, starts a task, or locks or unlocks a watched
+ * mutex; there the seed chooses who goes on among all tasks that could run now. Virtual
+ * time moves only when every task sleeps. So whatever stands between two such points is
+ * one step, and every order of the steps can come up, the same one again for the same
+ * seed.
+ */
+namespace biz::scenario {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+/** Random numbers that are the same on every platform for the same seed. */
+class Random
+{
+public:
+    explicit Random(std::uint64_t seed)
+        : m_engine(seed)
+    {
+    }
+
+    /** 0 to limit - 1. */
+    int below(int limit) { return static_cast<int>(m_engine() % static_cast<std::uint64_t>(limit)); }
+    int between(int low, int high) { return low + below(high - low + 1); }
+    bool chance(int percent) { return below(100) < percent; }
+
+private:
+    std::mt19937_64 m_engine;
+};
+
+/** Something that must never happen has happened. */
+class Violation : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class Scheduler
+{
+public:
+    explicit Scheduler(std::uint64_t seed);
+    ~Scheduler();
+    Scheduler(const Scheduler &) = delete;
+    Scheduler &operator=(const Scheduler &) = delete;
+
+    /** Locking and unlocking this mutex (std::mutex::native_handle()) are choices. */
+    void watch(const void *mutex);
+
+    /**
+     * Runs `body` as the first task, until all tasks have ended. Throws the first
+     * Violation that was recorded, or one of its own for a deadlock.
+     */
+    void run(std::function<void()> body);
+
+    // --- Inside tasks -----------------------------------------------------------------
+
+    /** Starts a task; returns its number. */
+    int start(const std::string &name, std::function<void()> body);
+
+    /** Records the first violation; the run goes on, so that all threads end in order. */
+    void violate(const std::string &what);
+    bool hasViolation() const { return !m_violation.empty(); }
+    void throwViolation() const
+    {
+        if (hasViolation()) {
+            throw Violation(m_violation);
+        }
+    }
+
+    nanoseconds now() const { return m_now; }
+    void setWallClock(std::chrono::seconds sinceEpoch);
+    nanoseconds wallClock() const { return m_wallAtZero + m_now; }
+
+    /** The task that runs now; 0 outside of run(). */
+    static int currentTask();
+
+    /** Watched mutexes that the running task holds. */
+    static int locksHeld();
+
+    /** When a task ended; negative while it lives. */
+    nanoseconds endOf(int task) const;
+
+    /** How many points a task has passed since its last sleep: where in its pass it is. */
+    int pointsSinceSleep(int task) const;
+
+    /** Called at each point, before the choice, by the task that got there. */
+    void onPoint(std::function<void()> check) { m_onPoint = std::move(check); }
+
+    std::uint64_t points() const { return m_points; }
+
+    // --- For the interposed calls --------------------------------------------------------
+
+    static bool isTask();
+    static Scheduler *instance();
+    bool watches(const void *mutex) const;
+    void sleep(nanoseconds duration);
+    void beforeLock(const void *mutex);
+    void afterUnlock(const void *mutex);
+    int create(void *handle, const void *attributes, void *(*routine)(void *), void *argument);
+
+private:
+    struct Task;
+    friend struct TaskEntry;
+
+    void point();
+    void giveWay();
+    Task *pick();
+    void ended(Task *task);
+
+    Random m_random;
+    std::vector<std::unique_ptr<Task>> m_tasks;
+    std::vector<const void *> m_watched;
+    std::function<void()> m_onPoint;
+    std::string m_nextName;
+    std::string m_violation;
+    nanoseconds m_now{0};
+    nanoseconds m_wallAtZero;
+    std::uint64_t m_points = 0;
+    bool m_inCheck = false;
+    struct Done;
+    std::unique_ptr<Done> m_done;
+};
+
+} // namespace biz::scenario
+
+#endif

@@ -1,0 +1,48 @@
+#ifndef BIZ_SCENARIO_WORLD_H
+#define BIZ_SCENARIO_WORLD_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace biz::scenario {
+
+/** What the runs of one program have covered. */
+struct Coverage
+{
+    std::uint64_t runs = 0;
+    std::uint64_t commands = 0;
+    std::uint64_t replies = 0;
+    std::uint64_t points = 0;
+    std::uint64_t virtualMs = 0;
+    std::uint64_t resends = 0;
+    std::uint64_t giveUps = 0;
+    std::uint64_t clears = 0;
+
+    /** Clears of waiting commands by the place that the send loop had reached in its pass. */
+    std::array<std::uint64_t, 12> clearsAtPoint{};
+
+    /** Gates that the host found closed with nothing in flight, and opened. */
+    std::uint64_t wedgedGates = 0;
+};
+
+/** One class of scenarios: which of the host's liberties it takes. */
+struct ScenarioClass
+{
+    const char *name;
+    void (*run)(std::uint64_t seed, const ScenarioClass &options, Coverage &coverage);
+    int workers = 1;
+    bool clears = false;
+    bool skips = false;
+    bool watchdogs = false;
+    bool planChanges = false;
+    bool typeChanges = false;
+    bool clockJumps = false;
+};
+
+void runDeviceScenario(std::uint64_t seed, const ScenarioClass &options, Coverage &coverage);
+void runOsdScenario(std::uint64_t seed, const ScenarioClass &options, Coverage &coverage);
+
+} // namespace biz::scenario
+
+#endif
