@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 
 #include <support/held_locks.h>
@@ -369,6 +370,25 @@ TEST_F(OsdSendLoop, SendTimeUsesAllThirtyTwoBits)
     sendPassAt(0xFFFFFFFE);
 
     EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFEU);
+}
+
+TEST_F(OsdSendLoop, SendTimeDoesNotDependOnTheTimeZone)
+{
+    const QByteArray before = qgetenv("TZ");
+    qputenv("TZ", "XYZ-9");
+    tzset();
+    Channel::addToSendQueue(record(deviceA, 1));
+    startSendLoop();
+
+    sendPassAt(1700000000);
+
+    if (before.isNull()) {
+        qunsetenv("TZ");
+    } else {
+        qputenv("TZ", before);
+    }
+    tzset();
+    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 1700000000U);
 }
 
 TEST_F(OsdSendLoop, LaterDispatchOverwritesWhatTheEarlierOneNoted)
