@@ -1,5 +1,6 @@
-# Headers under include/BIZ_Manage/<module>/, the libraries, and a CMake package, so that
-# a host writes find_package(BIZ_Manage) and links BIZ::Manage.
+# Headers under include/BIZ_Manage/<module>/ and include/BIZ_Host/host/, the libraries, and
+# a CMake package, so that a host writes find_package(BIZ_Manage) and links BIZ::Manage, or
+# adds COMPONENTS Host and links BIZ::Host.
 include(CMakePackageConfigHelpers)
 
 set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/BIZ_Manage)
@@ -19,6 +20,22 @@ endforeach()
 install(EXPORT BIZ_ManageTargets
     NAMESPACE BIZ::
     DESTINATION ${BIZ_CMAKE_DIR})
+
+if(BIZ_BUILD_HOST)
+    # A set of targets of its own: who links BIZ::Manage alone needs no Qt Network.
+    install(TARGETS BIZ_Host
+        EXPORT BIZ_HostTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    foreach(header IN LISTS BIZ_HOST_PUBLIC_HEADERS)
+        install(FILES ${PROJECT_SOURCE_DIR}/host/${header}
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host/host)
+    endforeach()
+    install(EXPORT BIZ_HostTargets
+        NAMESPACE BIZ::
+        DESTINATION ${BIZ_CMAKE_DIR})
+endif()
 
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/BIZ_ManageConfig.cmake.in

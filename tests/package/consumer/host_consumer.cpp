@@ -1,0 +1,13 @@
+#include <host/biz_devicehost.h>
+#include <host/biz_osdhost.h>
+#include <host/reply_words.h>
+
+#include <QtCore/QCoreApplication>
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    biz_DeviceHost host;
+    biz_OsdHost osdHost;
+    return host.isValid() && osdHost.isValid() && !biz::host::checkedModels().isEmpty() ? 0 : 1;
+}
