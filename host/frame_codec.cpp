@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <iterator>
 #include <queue>
 #include <utility>
@@ -112,11 +113,14 @@ private:
 
 Decoded DemoFrameCodec::Private::decode(const QByteArray &bytes)
 {
-    m_buffer.append(bytes);
-    noteStarts();
-    takeCompleteFrames();
-    refuseUpTo(firstHope());
-    dropConsumed();
+    // In slices, since what is decoded does not depend on them and the memory taken does.
+    for (int at = 0; at < bytes.size(); at += largestFrame) {
+        m_buffer.append(bytes.mid(at, largestFrame));
+        noteStarts();
+        takeCompleteFrames();
+        refuseUpTo(firstHope());
+        dropConsumed();
+    }
     return std::exchange(m_decoded, {});
 }
 
@@ -251,9 +255,6 @@ void DemoFrameCodec::Private::dropConsumed()
     advance(&m_testing, m_consumed);
     m_buffer.remove(0, indexOf(m_consumed));
     m_base = m_consumed;
-    if (m_buffer.isEmpty()) {
-        m_buffer = QByteArray(); // a burst's capacity is not kept
-    }
 }
 
 FrameCodec::~FrameCodec() = default;

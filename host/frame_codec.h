@@ -57,8 +57,9 @@ public:
  * whose payload holds a whole valid frame cannot be told from a false start before that
  * frame, and encode() refuses to make one.
  *
- * Between two calls less than one maximal frame is held. The time that decode() takes grows
- * with the number of bytes, whatever they are.
+ * Between two calls less than one maximal frame is held, and a note for each place in it
+ * where a frame may start. The time that decode() takes grows with the number of bytes,
+ * whatever they are.
  */
 class BIZ_HOST_EXPORT DemoFrameCodec : public FrameCodec
 {
