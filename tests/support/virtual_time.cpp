@@ -81,6 +81,9 @@ State *state = nullptr; // guarded by guard()
 // The fast question of every interposed call; the answer is looked at again under guard().
 std::atomic<bool> isOn{false};
 
+// What the system's own sleeps are divided by.
+std::atomic<int> haste{1};
+
 thread_local Thread *self = nullptr;
 thread_local bool isTestThread = false;
 thread_local bool unfollowed = false;
@@ -520,6 +523,16 @@ void VirtualTime::onWallClockReading(std::function<void()> observer)
     state->readingObserver = std::move(observer);
 }
 
+Hurry::Hurry(int factor)
+{
+    haste = factor;
+}
+
+Hurry::~Hurry()
+{
+    haste = 1;
+}
+
 Unfollowed::Unfollowed()
     : m_before(unfollowed)
 {
@@ -598,7 +611,14 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
         }
         return virtualSleep(*request);
     }
-    return static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+    timespec real = *request;
+    const int divisor = haste;
+    if (divisor != 1) {
+        const auto shorter = (seconds(request->tv_sec) + nanoseconds(request->tv_nsec)) / divisor;
+        real.tv_sec = std::chrono::duration_cast<seconds>(shorter).count();
+        real.tv_nsec = (shorter % seconds(1)).count();
+    }
+    return static_cast<int>(syscall(SYS_nanosleep, &real, remaining));
 }
 
 BIZ_INTERPOSED int gettimeofday(timeval *time, void *) noexcept

@@ -144,6 +144,19 @@ public:
     void onWallClockReading(std::function<void()> observer);
 };
 
+/**
+ * The other way: real threads in real time, with every sleep of the process that many times
+ * shorter, so that a stress test of seconds holds thousands of passes.
+ */
+class Hurry
+{
+public:
+    explicit Hurry(int factor);
+    ~Hurry();
+    Hurry(const Hurry &) = delete;
+    Hurry &operator=(const Hurry &) = delete;
+};
+
 /** Threads made by the calling thread during this scope run in real time, unfollowed. */
 class Unfollowed
 {

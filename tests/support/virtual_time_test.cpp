@@ -212,6 +212,18 @@ TEST(VirtualTime, ThreadsThatDoNotEndAreReported)
     time.finish();
 }
 
+TEST(VirtualTime, HurryShortensRealSleeps)
+{
+    const auto before = std::chrono::steady_clock::now();
+    {
+        const Hurry hurry(1000);
+        sleepFor(milliseconds(100000)); // a tenth of a second is left of it
+    }
+    const auto passed = std::chrono::steady_clock::now() - before;
+    EXPECT_GE(passed, milliseconds(100));
+    EXPECT_LT(passed, seconds(60));
+}
+
 TEST(VirtualTime, WithoutTheObjectTheCallsGoToTheSystem)
 {
     const auto before = std::chrono::steady_clock::now();
