@@ -43,6 +43,8 @@ struct Command
 int runDevice(const QStringList &arguments, const Output &output);
 int runOsd(const QStringList &arguments, const Output &output);
 int runLog(const QStringList &arguments, const Output &output);
+int runCheck(const QStringList &arguments, const Output &output);
+int runRules(const QStringList &arguments, const Output &output);
 
 /** Parses the arguments of a command; false when it only had to print its help. Throws UsageError. */
 bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output);

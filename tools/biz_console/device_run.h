@@ -19,6 +19,9 @@ class DeviceRun : public SessionRun
 public:
     DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const Output &output);
 
+    /** Shows mismatches and the summary only. */
+    void beQuiet() { report().printer().beQuiet(); }
+
 protected:
     bool startHost(QString *error) override;
     host::StopReport stopHost(int deadlineMs) override { return m_host.stop(deadlineMs); }

@@ -47,12 +47,18 @@ EventPrinter::EventPrinter(QTextStream &out, bool isTerminal)
 
 void EventPrinter::header()
 {
+    if (m_isQuiet) {
+        return;
+    }
     line(columns(QStringLiteral("time"), QStringLiteral("seq"), QStringLiteral("command"), QStringLiteral("event"),
                  QStringLiteral("round trip"), {}));
 }
 
 void EventPrinter::event(const EventLine &event)
 {
+    if (m_isQuiet) {
+        return;
+    }
     const QString time = QLocale::c().toString(event.time, QStringLiteral("hh:mm:ss.zzz"));
     const QString roundTrip = event.roundTripMs < 0 ? QString() : millisecondsText(event.roundTripMs);
     line(columns(time, sequenceText(event.sequence), event.command, event.event, roundTrip, event.detail));
@@ -60,6 +66,9 @@ void EventPrinter::event(const EventLine &event)
 
 void EventPrinter::progress(const QString &text)
 {
+    if (m_isQuiet) {
+        return;
+    }
     if (!m_isTerminal) {
         line(text);
         return;

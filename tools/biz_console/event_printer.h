@@ -30,6 +30,9 @@ class EventPrinter
 public:
     EventPrinter(QTextStream &out, bool isTerminal);
 
+    /** Leaves event lines, their header and progress lines out from now on. */
+    void beQuiet() { m_isQuiet = true; }
+
     void header();
     void event(const EventLine &line);
     void progress(const QString &text);
@@ -42,6 +45,7 @@ private:
 
     QTextStream &m_out;
     bool m_isTerminal;
+    bool m_isQuiet = false;
     bool m_progressShown = false;
 };
 

@@ -13,6 +13,9 @@ using namespace biz::console;
 constexpr Command commands[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
+    {"log", "[FILE...]", "explains the lines of error logs", runLog},
+    {"check", "MODEL HEAD PAYLOAD", "judges one reply without a device", runCheck},
+    {"rules", "MODEL", "prints a model's reply rules in words", runRules},
 };
 
 const Command *commandNamed(const QString &name)

@@ -40,6 +40,8 @@ int runDevice(const QStringList &arguments, const Output &output)
                                  QStringLiteral("run SESSION.json"));
     const QString deviceOption = QStringLiteral("device");
     parser.addOption({deviceOption, QStringLiteral("The device: tcp://HOST:PORT."), QStringLiteral("url")});
+    const QString quietOption = QStringLiteral("quiet");
+    parser.addOption({quietOption, QStringLiteral("Shows what was not as expected and the summary only.")});
     addRunOptions(parser);
     if (!parse(parser, arguments, output)) {
         return AsExpected;
@@ -53,6 +55,9 @@ int runDevice(const QStringList &arguments, const Output &output)
     applyRunOptions(parser);
 
     DeviceRun run(std::move(session), std::move(link), output);
+    if (parser.isSet(quietOption)) {
+        run.beQuiet();
+    }
     return execute(run);
 }
 

@@ -1,0 +1,31 @@
+#ifndef BIZ_CONSOLE_ERROR_LOG_LINE_H
+#define BIZ_CONSOLE_ERROR_LOG_LINE_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+#include <host/reply_words.h>
+
+namespace biz::console {
+
+/** One line of the error log, read back. */
+struct ErrorLogLine
+{
+    QString loggedName; ///< as it stands in the log: "ORLIXA2"; empty for a model that the log cannot name
+    QString time;       ///< "2024-05-06 14:03:22.517", local time
+    model_Protocoldata reply;
+};
+
+/**
+ * Reads a line back; false when the log cannot have written it, such as a torn one. The
+ * dump of the payload has two digits for a byte up to 7f and sixteen from 80 on, so it can
+ * be read in one way only.
+ */
+bool readErrorLogLine(const QByteArray &line, ErrorLogLine *result);
+
+/** The model that the log names so; null when its replies are never refused. */
+const host::CheckedModel *modelOfLoggedName(const QString &loggedName);
+
+} // namespace biz::console
+
+#endif
