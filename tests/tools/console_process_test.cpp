@@ -1,0 +1,433 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTemporaryDir>
+#include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QUdpSocket>
+
+#include <tools/fake_device.h>
+#include <tools/running_console.h>
+
+using namespace biz::test;
+
+namespace {
+
+constexpr int stopLimitMs = 2000;
+
+class ConsoleProcess : public testing::Test
+{
+protected:
+    QString file(const QString &name) const { return folder.filePath(name); }
+
+    QString write(const QString &name, const QByteArray &content) const
+    {
+        QFile target(file(name));
+        EXPECT_TRUE(target.open(QIODevice::WriteOnly));
+        target.write(content);
+        return target.fileName();
+    }
+
+    /** A session with these commands for a device whose replies nobody judges. */
+    QString session(const QByteArray &commands, const QByteArray &deviceType = "-1") const
+    {
+        return write("session.json",
+                     R"({"deviceType": )" + deviceType + R"(, "defaultWaitMs": 100, "commands": [)" + commands + "]}");
+    }
+
+    QStringList runArguments(const QString &sessionFile, const QString &url) const
+    {
+        return {"run", sessionFile, "--device", url, "--log-dir", file("logs")};
+    }
+
+    QStringList errorLogs() const { return QDir(file("logs/Errorlog")).entryList(QDir::Files); }
+
+    QTemporaryDir folder;
+};
+
+const QByteArray getVolume = R"({"name": "get volume", "head": "F1 08 03 62 01 00"})";
+
+QByteArray getVolumeTimes(int times)
+{
+    return R"({"name": "get volume", "head": "F1 08 03 62 01 00", "repeat": )" + QByteArray::number(times) + "}";
+}
+
+// --- run ------------------------------------------------------------------------------
+
+TEST_F(ConsoleProcess, ExitsWithZeroWhenEveryCommandEndedAsExpected)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments(session(getVolumeTimes(3)), device.url()));
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_EQ(device.commands(), 3);
+    EXPECT_TRUE(console.output().contains("  answered          3\n")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("all 3 commands ended as expected"));
+    EXPECT_EQ(console.errors(), "");
+}
+
+TEST_F(ConsoleProcess, ShowsEachEventAsALine)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments(session(getVolume), device.url()));
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_EQ(console.outputLines().filter("F1/08 get volume").size(), 2);
+    EXPECT_EQ(console.outputLines().filter(QRegularExpression("^\\d\\d:.*F1/08 get volume +sent$")).size(), 1);
+    EXPECT_EQ(console.outputLines().filter(QRegularExpression("F1/08 get volume +answered +[0-9.]+ ms$")).size(), 1);
+}
+
+TEST_F(ConsoleProcess, QuietShowsTheSummaryOnly)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments(session(getVolume), device.url()) + QStringList{"--quiet"});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().startsWith("\nsummary\n")) << qPrintable(console.output());
+}
+
+TEST_F(ConsoleProcess, ExitsWithOneAndNamesWhatWasNotAsExpected)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    RunningConsole console(runArguments(session(getVolume), device.url()));
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().contains("get volume: expected answered without events, was gaveUp with resent (no "
+                                          "acceptable reply came"))
+        << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("1 of 1 commands did not end as expected"));
+}
+
+TEST_F(ConsoleProcess, ADuplicateReplyThatIsExpectedIsWaitedFor)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        self.send(command);
+        self.sendAfter(300, command);
+    });
+    RunningConsole console(
+        runArguments(session(R"({"head": "F1 08 03 62 01 00", "expect": {"events": ["duplicate"]}})"), device.url()));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
+}
+
+TEST_F(ConsoleProcess, AnExpectedReplyThatNeverComesIsNotWaitedForLongerThanTheGraceTime)
+{
+    FakeDevice device(FakeDevice::echo);
+    QElapsedTimer time;
+    time.start();
+    RunningConsole console(
+        runArguments(session(R"({"head": "F1 08 03 62 01 00", "expect": {"events": ["duplicate"]}})"), device.url()));
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().contains("F1/08: expected answered with duplicate, was answered without events"));
+    EXPECT_LT(time.elapsed(), 2 * stopLimitMs);
+}
+
+TEST_F(ConsoleProcess, ExitsWithThreeWhenTheDeviceCannotBeReached)
+{
+    RunningConsole console(runArguments(session(getVolumeTimes(4)), "tcp://127.0.0.1:1"));
+    EXPECT_EQ(console.exitStatus(), 3);
+    EXPECT_TRUE(console.errors().startsWith("biz_console: cannot reach tcp://127.0.0.1:1: "));
+    EXPECT_TRUE(console.output().contains("stopped before they ended\n  get volume (4 times)\n"))
+        << qPrintable(console.output());
+}
+
+TEST_F(ConsoleProcess, ExitsWithThreeWithinTwoSecondsWhenTheLinkCloses)
+{
+    QElapsedTimer sinceClosed;
+    FakeDevice device([&](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() < 3) {
+            self.send(command);
+        } else {
+            sinceClosed.start();
+            self.closeLink();
+        }
+    });
+    RunningConsole console(runArguments(session(getVolumeTimes(10)), device.url()));
+    EXPECT_EQ(console.exitStatus(), 3);
+    EXPECT_LT(sinceClosed.elapsed(), stopLimitMs);
+    EXPECT_TRUE(console.errors().contains("was closed")) << qPrintable(console.errors());
+    EXPECT_TRUE(console.output().contains("  answered          2\n"));
+    EXPECT_TRUE(console.output().contains("  stopped           8\n"));
+    EXPECT_TRUE(console.output().contains("  get volume (8 times)\n")) << qPrintable(console.output());
+}
+
+class ConsoleInterrupted : public ConsoleProcess, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(ConsoleInterrupted, StopsWithinTwoSecondsAndAccountsForEveryCommand)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    const QString sessionFile = session(R"({"name": "get volume", "head": "F1 08 03 62 01 00", "waitMs": 60000,
+                                            "repeat": 500})");
+    RunningConsole console(runArguments(sessionFile, device.url()));
+    ASSERT_TRUE(console.waitForOutput(" sent\n"));
+    QElapsedTimer time;
+    time.start();
+    console.sendSignal(GetParam());
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_LT(time.elapsed(), stopLimitMs);
+    EXPECT_STREQ(qPrintable(console.errors()), qPrintable(QString("biz_console: interrupted\n")));
+    EXPECT_TRUE(console.output().contains("stopped before they ended\n  get volume (500 times)\n"))
+        << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("  stopped           500\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Console, ConsoleInterrupted, testing::Values(SIGINT, SIGTERM));
+
+TEST_F(ConsoleProcess, ProgressIsShownAtMostOnceASecondOutsideATerminal)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    const QString sessionFile = session(R"({"head": "F1 08 03 62 01 00", "waitMs": 60000})");
+    RunningConsole console(runArguments(sessionFile, device.url()));
+    QElapsedTimer time;
+    time.start();
+    ASSERT_TRUE(console.waitForOutput("... 0 of 1 ended, 0 waiting, 1 awaiting a reply\n"));
+    console.sendSignal(SIGTERM);
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_LE(console.outputLines().filter("...").size(), time.elapsed() / 1000 + 1);
+}
+
+/** An A2 whose answer to F1/05 is a byte short: the rule asks for 129 bytes. */
+void answerShort(FakeDevice &device, const model_Protocoldata &command)
+{
+    model_Protocoldata reply = command;
+    reply.ucHead[4] = 129;
+    reply.ucHead[5] = 0;
+    reply.baData = QByteArray(128, '\x80');
+    device.send(reply);
+}
+
+const QByteArray refusedCommand = R"({"head": "F1 05 00 00 00 00", "expect": {"outcome": "gaveUp",
+                                      "events": ["rejected", "resent"]}})";
+
+TEST_F(ConsoleProcess, TheErrorLogIsWrittenBelowTheLogFolderAndCanBeExplained)
+{
+    FakeDevice device(answerShort);
+    RunningConsole console(runArguments(session(refusedCommand, "5120"), device.url()));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
+    ASSERT_EQ(errorLogs().size(), 1);
+    const QString log = file("logs/Errorlog/" + errorLogs().first());
+    EXPECT_TRUE(console.output().contains("  error log         " + log + "\n")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("rejected               payload holds 128 bytes, needs 129"));
+
+    RunningConsole explain({"log", log});
+    EXPECT_EQ(explain.exitStatus(), 0);
+    EXPECT_TRUE(explain.output().contains("2 rejected replies\n     2  A2 F1/05: payload holds 128 bytes, needs 129\n"))
+        << qPrintable(explain.output());
+}
+
+TEST_F(ConsoleProcess, TraceShowsTheLibrarysDebugMessages)
+{
+    FakeDevice device(answerShort);
+    const QStringList arguments = runArguments(session(refusedCommand, "5120"), device.url());
+    RunningConsole silent(arguments);
+    EXPECT_EQ(silent.exitStatus(), 0);
+    EXPECT_EQ(silent.errors(), "");
+
+    RunningConsole traced(arguments + QStringList{"--trace"});
+    EXPECT_EQ(traced.exitStatus(), 0);
+    EXPECT_TRUE(traced.errors().contains("trace: Resend stop")) << qPrintable(traced.errors());
+}
+
+// --- Bad input ------------------------------------------------------------------------
+
+struct BadUsage
+{
+    QStringList arguments;
+    const char *message;
+};
+
+class ConsoleUsage : public testing::TestWithParam<BadUsage>
+{
+};
+
+TEST_P(ConsoleUsage, IsRefusedWithStatusTwo)
+{
+    RunningConsole console(GetParam().arguments);
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.output(), "");
+    EXPECT_STREQ(qPrintable(console.errors()),
+                 qPrintable((QString("biz_console: %1\nTry 'biz_console --help'.\n").arg(GetParam().message))));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Console, ConsoleUsage,
+    testing::Values(
+        BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
+        BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
+        BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
+        BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
+        BadUsage{{"run", "a", "--device", "tcp://"}, "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
+        BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
+        BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
+        BadUsage{{"check", "A9", "F1 08 03 62 01", ""},
+                 "one of the models A2, A1MAX, A3, PVN410MAX, K250, PVN410MAX2, A5 expected, not 'A9'"},
+        BadUsage{{"check", "A2", "F1 08 03 62", ""},
+                 "5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not 'F1 08 03 62'"},
+        BadUsage{{"check", "A2", "F1 08 03 62 01"}, "a model, a head and either a payload or --size expected"},
+        BadUsage{{"rules"}, "the model is missing"}));
+
+TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndLine)
+{
+    const QString bad = write("bad.json", "{\n  \"deviceType\": 5120,\n  \"commands\": [}\n}\n");
+    RunningConsole console(runArguments(bad, "tcp://127.0.0.1:1"));
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_STREQ(qPrintable(console.errors()),
+                 qPrintable(QString("biz_console: " + bad +
+                                    ": line 3, column 16: JSON expected, but object is missing after a comma\n")));
+    EXPECT_FALSE(QDir(file("logs")).exists());
+}
+
+TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndPlace)
+{
+    const QString bad = session(getVolume + R"(, {"head": "F1"})");
+    RunningConsole console(runArguments(bad, "tcp://127.0.0.1:1"));
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.errors(),
+              "biz_console: " + bad +
+                  ": commands[1].head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" expected, not \"F1\"\n");
+}
+
+TEST_F(ConsoleProcess, ALogFolderThatCannotBeMadeIsBadInput)
+{
+    const QString plainFile = write("file", "");
+    RunningConsole console({"run", session(getVolume), "--device", "tcp://127.0.0.1:1", "--log-dir", plainFile});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_STREQ(qPrintable(console.errors()),
+                 qPrintable(QString("biz_console: " + plainFile + ": cannot be made or entered\n")));
+}
+
+TEST(ConsoleHelp, GoesToTheStandardOutput)
+{
+    for (const QStringList &arguments : {QStringList{"--help"}, QStringList{"run", "--help"}, QStringList{"osd", "-h"},
+                                         QStringList{"log", "--help"}}) {
+        RunningConsole console(arguments);
+        EXPECT_EQ(console.exitStatus(), 0);
+        EXPECT_TRUE(console.output().startsWith("Usage: "));
+        EXPECT_EQ(console.errors(), "");
+    }
+}
+
+TEST(ConsoleHelp, TheVersionIsTheProjects)
+{
+    RunningConsole console({"--version"});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_STREQ(qPrintable(console.output()), qPrintable(QString("biz_console " BIZ_VERSION "\n")));
+}
+
+// --- osd ------------------------------------------------------------------------------
+
+/** OSD devices at 127.3.0.x of this process: those with an odd x answer. */
+class ConsoleOsd : public ConsoleProcess
+{
+protected:
+    void SetUp() override
+    {
+        for (int i = 0; i < 3; ++i) {
+            QUdpSocket &socket = sockets[i];
+            ASSERT_TRUE(socket.bind(QHostAddress(QString("127.3.0.%1").arg(i + 1)), i == 0 ? quint16(0) : port));
+            port = socket.localPort();
+            QObject::connect(&socket, &QUdpSocket::readyRead, &socket, [&socket, i] {
+                while (socket.hasPendingDatagrams()) {
+                    const QNetworkDatagram datagram = socket.receiveDatagram();
+                    if (i % 2 == 0) {
+                        socket.writeDatagram(datagram.data(), datagram.senderAddress(),
+                                             static_cast<quint16>(datagram.senderPort()));
+                    }
+                }
+            });
+        }
+    }
+
+    QString osdSession(const QByteArray &silent) const
+    {
+        return write("osd.json", R"({"devices": {"first": "127.3.0.1", "count": 3}, "silent": )" + silent + R"(,
+            "commands": [{"name": "show text", "head": "0D 01 00 00 00 00 00 00 00 00 00", "repeat": 2}]})");
+    }
+
+    QStringList osdArguments(const QString &sessionFile) const
+    {
+        return {"osd", sessionFile, "--port", QString::number(port)};
+    }
+
+    QUdpSocket sockets[3];
+    quint16 port = 0;
+};
+
+TEST_F(ConsoleOsd, SilentDevicesAreExpectedToBeGivenUp)
+{
+    RunningConsole console(osdArguments(osdSession(R"(["127.3.0.2"])")));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("127.3.0.2                        2         0         2         0"));
+    EXPECT_TRUE(console.output().contains("127.3.0.3                        2         2         0         0"));
+    EXPECT_TRUE(console.output().contains("2 answering devices done after 0."));
+}
+
+TEST_F(ConsoleOsd, ADeviceThatIsSilentUnexpectedlyIsNamed)
+{
+    RunningConsole console(osdArguments(osdSession("[]")) + QStringList{"--events"});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(
+        console.output().contains("show text (127.3.0.2, 1 of 2): expected answered without events, was gaveUp"))
+        << qPrintable(console.output());
+    EXPECT_EQ(console.outputLines().filter(QRegularExpression("show text \\(127.3.0.1, . of 2\\) +answered")).size(),
+              2);
+}
+
+TEST_F(ConsoleOsd, AnInterruptAccountsForEveryCommandWithinTwoSeconds)
+{
+    RunningConsole console(osdArguments(osdSession(R"(["127.3.0.2"])")) + QStringList{"--events"});
+    ASSERT_TRUE(console.waitForOutput("(127.3.0.3, 2 of 2)"));
+    QElapsedTimer time;
+    time.start();
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_LT(time.elapsed(), stopLimitMs);
+    EXPECT_TRUE(console.output().contains("stopped before they ended\n  show text (2 times)\n"))
+        << qPrintable(console.output());
+}
+
+TEST_F(ConsoleOsd, ExitsWithThreeWhenItCannotSendFromTheAddress)
+{
+    RunningConsole console(osdArguments(osdSession("[]")) + QStringList{"--bind", "192.0.2.1"});
+    EXPECT_EQ(console.exitStatus(), 3);
+    EXPECT_TRUE(console.errors().startsWith("biz_console: ")) << qPrintable(console.errors());
+}
+
+// --- check and rules -------------------------------------------------------------------
+
+TEST(ConsoleCheck, TellsWhichRuleAReplyMeets)
+{
+    RunningConsole console({"check", "a2", "F1 08 03 62 01", "--size", "354"});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_STREQ(
+        qPrintable(console.output()),
+        qPrintable(QString("accepted: it meets its rule\n"
+                           "  rule:  index at most 15, then length 354\n"
+                           "  reply: command F1, sub-code 08, index 3, bytes 4 and 5 62 01 (declared length 354), "
+                           "payload 354 bytes\n")));
+}
+
+TEST(ConsoleCheck, TellsWhichClauseAReplyBreaks)
+{
+    RunningConsole console({"check", "A2", "F1 08 10 62 01", "0102"});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().startsWith("refused: index is 16, at most 15 allowed\n"));
+}
+
+TEST(ConsoleCheck, AcceptsWhatHasNoRule)
+{
+    RunningConsole console({"check", "A2", "01 02 00 00 00", ""});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().startsWith("accepted: A2 has no rule for 01/02\n"));
+}
+
+TEST(ConsoleRules, AreTheModelsOwn)
+{
+    RunningConsole console({"rules", "PVN410MAX"});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().contains("68 / 08, 09")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains(" value of bytes 3 and 4 from 1 to 22\n"));
+}
+
+} // namespace
