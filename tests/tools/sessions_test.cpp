@@ -27,7 +27,7 @@ QByteArray contentsOf(const QString &name)
 QJsonObject sessionOf(const QString &name)
 {
     QJsonParseError error;
-    const QJsonObject session = QJsonDocument::fromJson(contentsOf(name), &error).object();
+    QJsonObject session = QJsonDocument::fromJson(contentsOf(name), &error).object();
     EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString();
     return session;
 }
@@ -53,6 +53,7 @@ class ModelSession : public testing::TestWithParam<SessionCase>
 {
 protected:
     const QJsonObject session = sessionOf(QStringLiteral("%1.json").arg(GetParam().name));
+    const QJsonArray commands = session.value("commands").toArray();
 };
 
 TEST_P(ModelSession, IsForItsModel)
@@ -66,7 +67,7 @@ TEST_P(ModelSession, CoversEveryRuleOfItsTable)
 {
     std::set<const rules::Row *> covered;
     const rules::ModelTable own = rules::tableOf(GetParam().model);
-    for (const QJsonValue &command : session.value("commands").toArray()) {
+    for (const QJsonValue &command : commands) {
         const model_Protocoldata record = recordOf(command.toObject());
         covered.insert(own.table->find(record.ucHead[1], record.ucHead[2]));
     }
@@ -79,7 +80,7 @@ TEST_P(ModelSession, CoversEveryRuleOfItsTable)
 
 TEST_P(ModelSession, HoldsOnlyHeadsThatTheDeviceCanSendBack)
 {
-    for (const QJsonValue &command : session.value("commands").toArray()) {
+    for (const QJsonValue &command : commands) {
         const model_Protocoldata record = recordOf(command.toObject());
         const model_Protocoldata reply = makeReply(GetParam().model, record);
         EXPECT_TRUE(std::equal(record.ucHead, record.ucHead + sizeof record.ucHead, reply.ucHead))
@@ -169,7 +170,8 @@ Ending expectedEnding(const QJsonObject &command)
 {
     const QJsonObject expect = command.value("expect").toObject();
     Ending ending{expect.value("outcome").toString(), {}};
-    for (const QJsonValue &event : expect.value("events").toArray()) {
+    const QJsonArray events = expect.value("events").toArray();
+    for (const QJsonValue &event : events) {
         ending.events.insert(event.toString());
     }
     return ending;

@@ -201,8 +201,8 @@ TEST(SimulatorProcess, LateReplyComesAfterTheNextOnes)
     TcpClient client(simulator.listeningPort());
     QElapsedTimer clock;
     clock.start();
-    client.send(commandOf(1, 0x68, 0x12));
-    client.send(commandOf(2, 0x68, 0x12));
+    const host::DemoFrameCodec codec;
+    client.sendBytes(codec.encode(commandOf(1, 0x68, 0x12)) + codec.encode(commandOf(2, 0x68, 0x12)));
     EXPECT_EQ(nextSequences(client, 2), "2 1");
     EXPECT_GE(clock.elapsed(), 190);
 }
@@ -338,7 +338,7 @@ TEST(SimulatorProcess, SilentOsdDevicesSilenceNoOther)
 TEST(SimulatorProcess, OsdFaultsConcernTheirDevice)
 {
     RunningSimulator simulator(
-        "--osd 3 --port 0 --events --fault 127.1.0.1=duplicate --fault 127.1.0.2=late --late-by 150");
+        "--osd 3 --port 0 --events --fault 127.1.0.1=duplicate --fault 127.1.0.2=late --late-by 1000");
     UdpClient client(simulator.listeningPort());
     client.send("127.1.0.2", 2);
     client.send("127.1.0.1", 1);

@@ -60,7 +60,7 @@ std::vector<model_Protocoldata> commandsOf(int command, int subCode)
 
 QByteArray headOf(const model_Protocoldata &record)
 {
-    return QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof record.ucHead);
+    return {reinterpret_cast<const char *>(record.ucHead), sizeof record.ucHead};
 }
 
 class ReplyMaker : public testing::TestWithParam<ModelCase>

@@ -31,7 +31,7 @@ QString faultName(FaultKind kind)
             return QString::fromLatin1(named.name);
         }
     }
-    return QString();
+    return {};
 }
 
 std::optional<FaultKind> faultFromName(const QString &name)

@@ -170,7 +170,8 @@ bool readFaultScript(const QByteArray &json, QVector<ScriptEntry> *entries, QStr
         return false;
     }
     int place = 0;
-    for (const QJsonValue &value : faults.toArray()) {
+    const QJsonArray list = faults.toArray();
+    for (const QJsonValue &value : list) {
         EntryReader reader(value.toObject(), QStringLiteral("faults[%1]").arg(place++));
         entries->append(reader.read());
         if (!reader.error().isEmpty()) {

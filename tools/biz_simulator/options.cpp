@@ -18,11 +18,20 @@ constexpr int largestPort = 0xFFFF;
 constexpr int largestDelayMs = 3'600'000;
 constexpr quint32 lastLoopbackAddress = 0x7FFFFFFE; // 127.255.255.255 is a broadcast address
 
+QStringList modelNames()
+{
+    QStringList names;
+    for (const host::CheckedModel &model : host::checkedModels()) {
+        names << model.name;
+    }
+    return names;
+}
+
 void addDeviceOptions(QCommandLineParser &parser)
 {
     parser.addOptions({
         {QStringLiteral("model"),
-         QStringLiteral("Play a device of this model on TCP: A2, A1MAX, A3, PVN410MAX, K250, PVN410MAX2, A5."),
+         QStringLiteral("Play a device of this model on TCP: %1.").arg(modelNames().join(QStringLiteral(", "))),
          QStringLiteral("MODEL")},
         {QStringLiteral("port"),
          QStringLiteral("Port of the TCP device, or without one of the OSD devices; 0 takes a free port and prints "
@@ -132,18 +141,15 @@ private:
             return;
         }
         const QString wanted = m_parser.value(option);
-        QStringList names;
         for (const host::CheckedModel &model : host::checkedModels()) {
-            names << model.name;
             if (model.name.compare(wanted, Qt::CaseInsensitive) == 0) {
                 m_options.model = rules::modelOfDeviceType(model.deviceType);
                 m_options.modelName = model.name;
             }
         }
         if (!m_options.model) {
-            failOption(
-                option,
-                QStringLiteral("\"%1\" is no model: expected one of %2").arg(wanted, names.join(QStringLiteral(", "))));
+            failOption(option, QStringLiteral("\"%1\" is no model: expected one of %2")
+                                   .arg(wanted, modelNames().join(QStringLiteral(", "))));
         }
         readBindAddress();
     }
@@ -292,8 +298,11 @@ CommandLine readCommandLine(const QStringList &arguments)
                        "address cannot be bound."));
     addDeviceOptions(parser);
     addFaultOptions(parser);
-    const QCommandLineOption help = parser.addHelpOption();
-    const QCommandLineOption version = parser.addVersionOption();
+    // Qt's own help option would bring one for all its options along.
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this help."));
+    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
+                                     QStringLiteral("Print the version."));
+    parser.addOptions({help, version});
 
     CommandLine line;
     if (!parser.parse(arguments)) {

@@ -14,7 +14,7 @@ namespace {
 // A signal handler may do next to nothing: it writes one byte, and the event loop reads it.
 int pipeEnds[2] = {-1, -1};
 
-void tellEventLoop(int)
+void tellEventLoop(int /*signal*/)
 {
     const char byte = 0;
     // The pipe can only be full when the loop has been told already.

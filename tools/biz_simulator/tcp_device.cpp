@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
 #include <biz_simulator/reply_maker.h>
@@ -83,69 +84,77 @@ void TcpDevice::receive(QTcpSocket *socket, const model_Protocoldata &command)
     const QString who = QStringLiteral("tcp #%1").arg(m_plan.receptions());
     m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
 
-    if (fault) {
-        ++m_counters.faults;
-        answer(socket, command, *fault, who);
-    } else {
-        const model_Protocoldata reply = makeReply(m_model, command);
-        m_log.write(QStringLiteral("%1 answers %2").arg(who, recordText(reply)));
-        sendAfter(socket, m_delayMs, host::DemoFrameCodec().encode(reply), who);
+    if (!fault) {
+        send(socket, who, {makeReply(m_model, command), m_delayMs});
+        return;
     }
+    ++m_counters.faults;
+    const Delivery delivery = deliveryWith(*fault, command);
+    m_log.write(
+        QStringLiteral("%1 fault %2%3")
+            .arg(who, faultName(fault->kind), delivery.faultApplies ? QString() : QStringLiteral(" does not apply")));
+    if (!delivery.faultApplies) {
+        ++m_counters.unfit;
+    }
+    send(socket, who, delivery);
 }
 
-void TcpDevice::answer(QTcpSocket *socket, const model_Protocoldata &command, const Fault &fault, const QString &who)
+TcpDevice::Delivery TcpDevice::deliveryWith(const Fault &fault, const model_Protocoldata &command) const
 {
-    const QString name = faultName(fault.kind);
-    model_Protocoldata reply = makeReply(m_model, command);
-    int delayMs = m_delayMs;
-    int copies = 1;
-
+    Delivery delivery{makeReply(m_model, command), m_delayMs};
     switch (fault.kind) {
     case FaultKind::Silence:
-        m_log.write(QStringLiteral("%1 fault %2").arg(who, name));
-        return;
+        delivery.copies = 0;
+        break;
     case FaultKind::Late:
-        delayMs = fault.lateByMs;
+        delivery.delayMs = fault.lateByMs;
         break;
     case FaultKind::Duplicate:
-        copies = 2;
+        delivery.copies = 2;
         break;
     case FaultKind::WrongSequence:
-        reply.ucHead[0] = static_cast<uchar>(reply.ucHead[0] + wrongSequenceDistance);
+        delivery.reply.ucHead[0] = static_cast<uchar>(delivery.reply.ucHead[0] + wrongSequenceDistance);
         break;
-    default:
-        if (const auto faulty = withFault(m_model, reply, fault.kind)) {
-            reply = *faulty;
+    case FaultKind::DeclaredLength:
+    case FaultKind::ShortPayload:
+    case FaultKind::IndexOutOfRange:
+        if (const auto faulty = withFault(m_model, delivery.reply, fault.kind)) {
+            delivery.reply = *faulty;
         } else {
-            ++m_counters.unfit;
-            m_log.write(QStringLiteral("%1 fault %2 does not apply").arg(who, name));
+            delivery.faultApplies = false;
         }
         break;
     }
-    m_log.write(QStringLiteral("%1 fault %2 answers %3").arg(who, name, recordText(reply)));
-    for (int copy = 0; copy < copies; ++copy) {
-        sendAfter(socket, delayMs, host::DemoFrameCodec().encode(reply), who);
+    return delivery;
+}
+
+void TcpDevice::send(QTcpSocket *socket, const QString &who, const Delivery &delivery)
+{
+    const auto sendNow = [this, delivery, who, connection = QPointer<QTcpSocket>(socket)] {
+        for (int copy = 0; copy < delivery.copies; ++copy) {
+            write(connection, who, delivery.reply);
+        }
+    };
+    if (delivery.delayMs == 0) {
+        sendNow();
+    } else {
+        QTimer::singleShot(delivery.delayMs, Qt::PreciseTimer, this, sendNow);
     }
 }
 
-void TcpDevice::sendAfter(QTcpSocket *socket, int delayMs, const QByteArray &frame, const QString &who)
+void TcpDevice::write(QTcpSocket *socket, const QString &who, const model_Protocoldata &reply)
 {
-    const auto send = [this, frame, who, connection = QPointer<QTcpSocket>(socket)] {
-        if (!connection || connection->state() != QAbstractSocket::ConnectedState) {
-            ++m_counters.lost;
-            m_log.write(QStringLiteral("%1 reply not delivered: the connection is closed").arg(who));
-        } else if (frame.isEmpty()) {
-            ++m_counters.lost;
-            m_log.write(QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame").arg(who));
-        } else {
-            connection->write(frame);
-            ++m_counters.replies;
-        }
-    };
-    if (delayMs == 0) {
-        send();
+    const QByteArray frame = host::DemoFrameCodec().encode(reply);
+    if (socket == nullptr || socket->state() != QAbstractSocket::ConnectedState) {
+        ++m_counters.lost;
+        m_log.write(QStringLiteral("%1 reply not delivered: the connection is closed").arg(who));
+    } else if (frame.isEmpty()) {
+        ++m_counters.lost;
+        m_log.write(QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame").arg(who));
     } else {
-        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, send);
+        socket->write(frame);
+        ++m_counters.replies;
+        m_log.write(QStringLiteral("%1 answers %2").arg(who, recordText(reply)));
     }
 }
 

@@ -1,7 +1,6 @@
 #ifndef BIZ_SIMULATOR_TCP_DEVICE_H
 #define BIZ_SIMULATOR_TCP_DEVICE_H
 
-#include <QtCore/QPointer>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
@@ -32,11 +31,21 @@ public:
     const Counters &counters() const { return m_counters; }
 
 private:
+    /** What leaves for one command. */
+    struct Delivery
+    {
+        model_Protocoldata reply;
+        int delayMs = 0;
+        int copies = 1;
+        bool faultApplies = true; ///< false: the fault could do the reply no harm
+    };
+
     void accept();
     void read(QTcpSocket *socket, host::FrameCodec &codec);
     void receive(QTcpSocket *socket, const model_Protocoldata &command);
-    void answer(QTcpSocket *socket, const model_Protocoldata &command, const Fault &fault, const QString &who);
-    void sendAfter(QTcpSocket *socket, int delayMs, const QByteArray &frame, const QString &who);
+    Delivery deliveryWith(const Fault &fault, const model_Protocoldata &command) const;
+    void send(QTcpSocket *socket, const QString &who, const Delivery &delivery);
+    void write(QTcpSocket *socket, const QString &who, const model_Protocoldata &reply);
 
     rules::Model m_model;
     FaultPlan m_plan;
