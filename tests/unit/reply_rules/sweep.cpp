@@ -173,17 +173,23 @@ void Sweep::pairsWithLine(Depth depth)
 
 void Sweep::sweepLine(const Line &line, int subCode, Depth depth)
 {
-    const std::set<int> indexes = bytesOf(line, Field::B3, depth, 1);
-    const std::set<std::pair<int, int>> pairs = byte4And5(line, depth);
     for (const int size : payloadSizes(line)) {
         setPayload(size);
-        for (const auto &[b4, b5] : pairs) {
-            for (const int index : indexes) {
-                put(&line, line.command, subCode, {index, b4, b5, size});
-            }
-            if (!agrees()) {
-                return;
-            }
+        // Where no length counts, the payload must not either: the limits are enough to see it.
+        const bool payloadIsBesideThePoint = size != 0 && !line.looksAt(Field::Len);
+        sweepHeads(line, subCode, payloadIsBesideThePoint ? Depth::Limits : depth, size);
+    }
+}
+
+void Sweep::sweepHeads(const Line &line, int subCode, Depth depth, int payload)
+{
+    const std::set<int> indexes = bytesOf(line, Field::B3, depth, 1);
+    for (const auto &[b4, b5] : byte4And5(line, depth)) {
+        for (const int index : indexes) {
+            put(&line, line.command, subCode, {index, b4, b5, payload});
+        }
+        if (!agrees()) {
+            return;
         }
     }
 }

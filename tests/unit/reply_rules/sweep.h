@@ -61,6 +61,7 @@ private:
     };
 
     void sweepLine(const listing::Line &line, int subCode, Depth depth);
+    void sweepHeads(const listing::Line &line, int subCode, Depth depth, int payload);
     void put(const listing::Line *line, int command, int subCode, const listing::Wire &wire);
     void report(const listing::Line *line, int command, int subCode, const listing::Wire &wire,
                 const std::string &what);
