@@ -287,6 +287,26 @@ TEST(FrameCodec, AFrameWithinAFrameIsTakenAndTheEncoderMakesNone)
     EXPECT_EQ(refusedBytes(whole.all), outer.size() - inner.size());
 }
 
+TEST(FrameCodec, OfTwoFramesWithOneEndTheLongerIsTaken)
+{
+    // The inner frame's CRC is the outer one's as well, once two bytes before it are right.
+    const QByteArray inner = bytesOf(reply("inner"));
+    const QByteArray innerUpToCrc = inner.left(inner.size() - 2);
+    QByteArray payload;
+    QByteArray outer;
+    for (int number = 0; number <= 0xFFFF && !outer.endsWith(inner); ++number) {
+        payload = QByteArray(1, static_cast<char>(number & 0xFF)) + static_cast<char>(number >> 8) + innerUpToCrc;
+        outer = bytesOf(reply(payload));
+    }
+    ASSERT_TRUE(outer.endsWith(inner));
+
+    Stream stream;
+    stream.feedByteByByte(outer);
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({payload}));
+    EXPECT_TRUE(stream.all.refusals.isEmpty());
+}
+
 TEST(FrameCodec, APayloadMayHoldMarkersAndDamagedFrames)
 {
     const QByteArray payload = "\xA5\x5A" + withBrokenCrc(bytesOf(reply("inner"))) + falseStart(3);

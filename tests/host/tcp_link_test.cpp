@@ -201,7 +201,7 @@ TEST_F(TcpLink, ACloseOnRequestIsSilentAndTheDeviceSeesIt)
     EXPECT_TRUE(closed.isEmpty());
 }
 
-TEST_F(TcpLink, ACloseBeforeTheConnectionStandsIsSilent)
+TEST_F(TcpLink, ACloseBeforeTheConnectionStandsIsSilentAndConnectsToNobody)
 {
     link->open();
     link->close();
@@ -209,6 +209,26 @@ TEST_F(TcpLink, ACloseBeforeTheConnectionStandsIsSilent)
     letEverythingArrive();
     EXPECT_EQ(opened, 0);
     EXPECT_TRUE(closed.isEmpty());
+
+    // A connection that was begun meanwhile would arrive before a probe that begins now.
+    letEverythingArrive();
+    EXPECT_NE(server.nextPendingConnection(), nullptr);
+    EXPECT_NE(server.nextPendingConnection(), nullptr);
+    EXPECT_EQ(server.nextPendingConnection(), nullptr) << "more than the two probes";
+}
+
+TEST_F(TcpLink, AnAddressThatFailsAtOnceIsReportedAfterOpenHasReturned)
+{
+    QString error;
+    // No TCP connection to a broadcast address is ever tried: the system refuses within the call.
+    link = makeLink(QUrl(QStringLiteral("tcp://255.255.255.255:9")), &error);
+    QObject::connect(link.get(), &DeviceLink::closed, link.get(),
+                     [this](const QString &reason) { closed.append(reason); });
+
+    link->open();
+    EXPECT_TRUE(closed.isEmpty());
+
+    EXPECT_TRUE(waitFor([this] { return closed.size() == 1; }));
 }
 
 TEST_F(TcpLink, CanBeOpenedAgainFromTheSlotThatHearsOfItsEnd)
