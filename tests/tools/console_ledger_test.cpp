@@ -23,6 +23,7 @@ std::string only(const QStringList &lines)
 TEST(ConsoleLedger, AnAnsweredCommandIsAsExpectedByDefault)
 {
     CommandLedger ledger;
+    ledger.setTotal(1);
     ledger.add(1, "get volume", {}, Expectation());
     ledger.note(1, Event::Sent);
     EXPECT_FALSE(ledger.allAsExpected());
@@ -104,12 +105,26 @@ TEST(ConsoleLedger, StoppedCommandsAreListedOnceByNameAndAreNoMismatch)
     EXPECT_FALSE(ledger.allAsExpected());
 }
 
+TEST(ConsoleLedger, WhatNeverReachedTheHostIsListedWithTheStopped)
+{
+    CommandLedger ledger;
+    ledger.setTotal(9);
+    ledger.add(1, "get volume", "1 of 5", Expectation());
+    ledger.stopRest("the host was stopped");
+    ledger.addNeverGiven("get volume", 4);
+    ledger.addNeverGiven("get source", 4);
+    EXPECT_EQ(ledger.pending(), 0);
+    EXPECT_EQ(ledger.stoppedCommands(), QStringList({"get volume (5 times)", "get source (4 times)"}));
+    EXPECT_FALSE(ledger.allAsExpected());
+    EXPECT_TRUE(ledger.mismatches().isEmpty());
+}
+
 TEST(ConsoleLedger, UnknownTicketsChangeNothing)
 {
     CommandLedger ledger;
     ledger.note(7, Event::Late);
     ledger.end(7, Outcome::Answered, {});
-    EXPECT_EQ(ledger.size(), 0);
+    EXPECT_EQ(ledger.given(), 0);
     EXPECT_EQ(ledger.pending(), 0);
     EXPECT_EQ(ledger.find(7), nullptr);
 }

@@ -89,6 +89,22 @@ void CommandLedger::end(host::Ticket ticket, host::Outcome outcome, const QStrin
     });
 }
 
+void CommandLedger::stopRest(const QString &reason)
+{
+    for (auto &item : m_entries) {
+        if (!item.second.hasEnded) {
+            end(item.first, host::Outcome::Stopped, reason);
+        }
+    }
+}
+
+void CommandLedger::addNeverGiven(const QString &name, int times)
+{
+    m_neverGivenNames.emplace_back(name, times);
+    m_neverGiven += times;
+    m_ended += times;
+}
+
 const LedgerEntry *CommandLedger::find(host::Ticket ticket) const
 {
     const auto found = m_entries.find(ticket);
@@ -97,7 +113,8 @@ const LedgerEntry *CommandLedger::find(host::Ticket ticket) const
 
 bool CommandLedger::allAsExpected() const
 {
-    return std::all_of(m_entries.begin(), m_entries.end(), [](const auto &item) { return isAsExpected(item.second); });
+    return m_neverGiven == 0 &&
+           std::all_of(m_entries.begin(), m_entries.end(), [](const auto &item) { return isAsExpected(item.second); });
 }
 
 QStringList CommandLedger::mismatches() const
@@ -120,6 +137,12 @@ QStringList CommandLedger::stoppedCommands() const
         if (entry.hasEnded && entry.outcome == host::Outcome::Stopped && ++times[entry.name] == 1) {
             names.append(entry.name);
         }
+    }
+    for (const auto &command : m_neverGivenNames) {
+        if (!times.contains(command.first)) {
+            names.append(command.first);
+        }
+        times[command.first] += command.second;
     }
     QStringList lines;
     for (const QString &name : qAsConst(names)) {

@@ -2,6 +2,8 @@
 #define BIZ_CONSOLE_COMMAND_LEDGER_H
 
 #include <map>
+#include <utility>
+#include <vector>
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -36,8 +38,20 @@ public:
     /** Null for a ticket that is not in the ledger. */
     const LedgerEntry *find(host::Ticket ticket) const;
 
-    int size() const { return static_cast<int>(m_entries.size()); }
-    int pending() const { return size() - m_ended; }
+    /** How many commands the run has in all, those that are still to be given to the host included. */
+    void setTotal(int commands) { m_total = commands; }
+    int total() const { return m_total; }
+    int given() const { return static_cast<int>(m_entries.size()); }
+
+    /** Those that have not ended. */
+    int pending() const { return m_total - m_ended; }
+
+    /** After a stop: what has not ended was stopped, given or not. */
+    void stopRest(const QString &reason);
+
+    /** A command that was stopped before it was given to the host, `times` times. */
+    void addNeverGiven(const QString &name, int times);
+    int neverGiven() const { return m_neverGiven; }
 
     /** True while an event is expected that can still come after its command's end. */
     bool awaitsEvents() const { return m_awaiting > 0; }
@@ -60,6 +74,9 @@ private:
     void change(host::Ticket ticket, Change apply);
 
     std::map<host::Ticket, LedgerEntry> m_entries;
+    std::vector<std::pair<QString, int>> m_neverGivenNames;
+    int m_neverGiven = 0;
+    int m_total = 0;
     int m_ended = 0;
     int m_awaiting = 0;
 };

@@ -4,6 +4,22 @@
 
 namespace biz::console {
 
+namespace {
+
+/** More than the channel can send in ten seconds. */
+constexpr int commandsGivenAhead = 1000;
+
+int totalOf(const DeviceSession &session)
+{
+    int total = 0;
+    for (const DeviceCommand &command : session.commands) {
+        total += command.repeat;
+    }
+    return total;
+}
+
+} // namespace
+
 DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const Output &output)
     : SessionRun(output, true)
     , m_session(std::move(session))
@@ -47,29 +63,46 @@ void DeviceRun::connectReplies()
 bool DeviceRun::startHost(QString *error)
 {
     report().printer().header();
-    enqueueAll();
+    report().ledger().setTotal(totalOf(m_session));
+    enqueueSome();
     const bool started = m_host.start();
     *error = m_host.errorString();
     return started;
 }
 
-void DeviceRun::enqueueAll()
+/**
+ * Keeps the host supplied. It is given a part of the session at a time, so that a long one
+ * costs little memory and can be stopped quickly.
+ */
+void DeviceRun::enqueueSome()
 {
-    for (const DeviceCommand &command : qAsConst(m_session.commands)) {
-        for (int number = 1; number <= command.repeat; ++number) {
-            const host::Ticket ticket = m_host.enqueue(command.record);
-            report().ledger().add(ticket, command.name, repetition(number, command.repeat), command.expected);
+    while (m_nextCommand < m_session.commands.size() && m_host.pending() < commandsGivenAhead) {
+        const DeviceCommand &command = m_session.commands.at(m_nextCommand);
+        const host::Ticket ticket = m_host.enqueue(command.record);
+        report().ledger().add(ticket, command.name, repetition(m_nextNumber, command.repeat), command.expected);
+        if (++m_nextNumber > command.repeat) {
+            m_nextNumber = 1;
+            ++m_nextCommand;
         }
+    }
+}
+
+void DeviceRun::countNeverGiven()
+{
+    for (; m_nextCommand < m_session.commands.size(); ++m_nextCommand) {
+        const DeviceCommand &command = m_session.commands.at(m_nextCommand);
+        report().ledger().addNeverGiven(command.name, command.repeat - m_nextNumber + 1);
+        m_nextNumber = 1;
     }
 }
 
 QString DeviceRun::progress() const
 {
-    const int all = report().ledger().size();
+    const CommandLedger &ledger = report().ledger();
     return QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
-        .arg(all - report().ledger().pending())
-        .arg(all)
-        .arg(m_host.waiting())
+        .arg(ledger.total() - ledger.pending())
+        .arg(ledger.total())
+        .arg(ledger.total() - ledger.given() + m_host.waiting())
         .arg(m_host.pending() - m_host.waiting());
 }
 
@@ -111,6 +144,9 @@ void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)
                                   label(ticket, wasSent ? host::commandText(command) : QString()),
                                   host::outcomeName(result.outcome), result.roundTripMs,
                                   answered ? QString() : result.reason});
+    }
+    if (result.outcome != host::Outcome::Stopped) {
+        enqueueSome();
     }
     finishIfDone();
 }

@@ -32,7 +32,8 @@ protected:
 private:
     void connectHost();
     void connectReplies();
-    void enqueueAll();
+    void enqueueSome();
+    void countNeverGiven() override;
 
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
@@ -42,6 +43,8 @@ private:
     QString label(host::Ticket ticket, const QString &codes) const;
 
     DeviceSession m_session;
+    int m_nextCommand = 0; ///< the place in the session of what is to be given to the host next
+    int m_nextNumber = 1;
     biz_DeviceHost m_host;
     QString m_linkName;
 

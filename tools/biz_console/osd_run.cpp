@@ -50,6 +50,11 @@ bool OsdRun::startHost(QString *error)
 /** Device by device within each repetition: all devices have work from the start. */
 void OsdRun::enqueueAll()
 {
+    int total = 0;
+    for (const OsdCommand &command : qAsConst(m_session.commands)) {
+        total += command.repeat * m_session.devices.size();
+    }
+    report().ledger().setTotal(total);
     for (const OsdCommand &command : qAsConst(m_session.commands)) {
         for (int number = 1; number <= command.repeat; ++number) {
             for (const QString &device : qAsConst(m_session.devices)) {
@@ -83,7 +88,7 @@ bool OsdRun::enqueue(const OsdCommand &command, const QString &device, int numbe
 
 QString OsdRun::progress() const
 {
-    const int all = report().ledger().size();
+    const int all = report().ledger().total();
     return QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
         .arg(all - report().ledger().pending())
         .arg(all)

@@ -75,6 +75,7 @@ ExitCode RunReport::close(const host::Counters &counters)
 
     Summary summary;
     summary.counters = counters;
+    summary.counters.stopped += static_cast<quint64>(m_ledger.neverGiven());
     summary.isOfDevice = m_isOfDevice;
     summary.roundTrips = m_roundTrips;
     summary.seconds = m_secondsToLastEnd;
@@ -88,10 +89,10 @@ ExitCode RunReport::close(const host::Counters &counters)
         return m_problem;
     }
     const bool good = m_ledger.allAsExpected();
-    m_printer.line(good ? QStringLiteral("  all %1 commands ended as expected").arg(m_ledger.size())
+    m_printer.line(good ? QStringLiteral("  all %1 commands ended as expected").arg(m_ledger.total())
                         : QStringLiteral("  %1 of %2 commands did not end as expected")
                               .arg(mismatches.size())
-                              .arg(m_ledger.size()));
+                              .arg(m_ledger.total()));
     return good ? AsExpected : NotAsExpected;
 }
 

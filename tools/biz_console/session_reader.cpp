@@ -15,7 +15,8 @@ namespace {
 
 constexpr int maxWaitMs = 3'600'000;
 constexpr int maxRepeat = 1'000'000;
-constexpr int maxCommands = 1'000'000; ///< of a session in all: each one takes memory until it has ended
+constexpr int maxCommands = 1'000'000;  ///< of a session in all: each one takes memory
+constexpr int maxOsdCommands = 100'000; ///< all of them are given to the host at once
 constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
@@ -125,16 +126,16 @@ OsdCommand readOsdCommand(const QJsonValue &value, const QString &place, int def
 
 /** A session's commands must fit into memory, for each of `devices` devices. */
 template<typename Command>
-void limitCommands(const ObjectReader &session, const QVector<Command> &commands, int devices)
+void limitCommands(const ObjectReader &session, const QVector<Command> &commands, int devices, int limit)
 {
     qint64 all = 0;
     for (const Command &command : commands) {
         all += static_cast<qint64>(command.repeat) * devices;
     }
-    if (all > maxCommands) {
-        session.fail("commands", QStringLiteral("at most %1 in all expected, repeats and devices included, not %2")
-                                     .arg(maxCommands)
-                                     .arg(all));
+    if (all > limit) {
+        session.fail(
+            "commands",
+            QStringLiteral("at most %1 in all expected, repeats and devices included, not %2").arg(limit).arg(all));
     }
 }
 
@@ -214,7 +215,7 @@ DeviceSession readDeviceSession(const QByteArray &json)
         const QString place = elementPlace(reader.placeOf("commands"), i);
         session.commands.append(readDeviceCommand(commands.at(i), place, defaultWaitMs));
     }
-    limitCommands(reader, session.commands, 1);
+    limitCommands(reader, session.commands, 1, maxCommands);
     return session;
 }
 
@@ -233,7 +234,7 @@ OsdSession readOsdSession(const QByteArray &json)
         const QString place = elementPlace(reader.placeOf("commands"), i);
         session.commands.append(readOsdCommand(commands.at(i), place, defaultWaitMs));
     }
-    limitCommands(reader, session.commands, session.devices.size());
+    limitCommands(reader, session.commands, session.devices.size(), maxOsdCommands);
     return session;
 }
 

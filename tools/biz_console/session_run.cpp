@@ -58,6 +58,10 @@ void SessionRun::onLimit()
                      .arg(whatIsOpened(), QString::number(openLimitMs / 1000)),
                  LinkFailed);
     } else {
+        // Its ends are known, even if not all of their signals have arrived.
+        if (m_phase == Phase::Stopping) {
+            m_report.ledger().stopRest(QStringLiteral("the host was stopped"));
+        }
         finish();
     }
 }
@@ -76,6 +80,7 @@ void SessionRun::breakOff(const QString &problem, ExitCode code)
     m_report.noteProblem(problem, code);
     beforeStop();
     stop(code);
+    countNeverGiven();
     // The ends of what was pending arrive as signals.
     m_limit.start(m_report.ledger().pending() > 0 ? lastSignalsLimitMs : 0);
 }

@@ -42,6 +42,9 @@ protected:
     /** Just before the host is stopped at the end of the run, however it ended. */
     virtual void beforeStop() {}
 
+    /** After a stop: tells the ledger of the commands that the host was never given. */
+    virtual void countNeverGiven() {}
+
     /** After the last event, before the closing lines. */
     virtual void printResults() {}
 
