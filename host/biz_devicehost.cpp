@@ -1,6 +1,7 @@
 #include <host/biz_devicehost.h>
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <thread>
 
@@ -22,13 +23,20 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** How often the gate is looked at while the library may give up at any pass. */
+/** How often a command in flight is looked at: the library tells nobody that it gave one up. */
 constexpr milliseconds pollPeriod{10};
 
 /** What a watchdog adds to its two waits, and room for a busy machine. */
 constexpr milliseconds watchdogMargin{500};
 
+/** A start waits so long for loops that a hasty stop has left behind: a few of their passes. */
+constexpr milliseconds formerLoopsGrace{100};
+
 constexpr int defaultWaitMs = 500;
+
+/** The library's own values for what a host may set. */
+constexpr int anyDeviceType = -1;
+constexpr int oneInFlight = 0;
 
 /** What a loop's thread saw. */
 struct Message
@@ -42,6 +50,20 @@ struct Message
 };
 
 using Inbox = ThreadInbox<Message>;
+
+/** The detached watchdogs of one run; shared with its send loop, which starts them. */
+struct Watchdogs
+{
+    std::atomic<bool> areUsed{false};
+    std::atomic<Clock::rep> goneAt{0}; ///< by when all that were started have ended
+
+    void expectOne(milliseconds wait)
+    {
+        // It waits once, resends, and its successor waits once more.
+        const TimePoint end = Clock::now() + 2 * wait + watchdogMargin;
+        goneAt = std::max(goneAt.load(), end.time_since_epoch().count());
+    }
+};
 
 const model_Protocoldata &recordAt(const void *pointer)
 {
@@ -71,23 +93,23 @@ public:
     ~Private();
 
     // Settings
-    ChannelClaim claim{channelIsHeld};
+    std::unique_ptr<ChannelClaim> claim;
     QString error;
     int defaultWait = defaultWaitMs;
-    bool useWatchdog = false;
     bool skipping = false;
     std::unique_ptr<DeviceLink> link;
     std::unique_ptr<FrameCodec> codec = std::make_unique<DemoFrameCodec>();
     Counters counters;
     DeviceTickets tickets;
 
+    bool isValid() const { return claim->succeeded(); }
     bool mayChangeSettings();
+    void setUseWatchdog(bool on);
 
     // Running
     bool start();
     StopReport stop(int deadlineMs);
     bool running = false;
-    bool stuck = false; ///< a loop of a former run has not returned and still uses the channel
 
     // Commands
     Ticket enqueue(const model_Protocoldata &command);
@@ -98,8 +120,13 @@ private:
     void connectLink();
     void startLoops();
     void connectWorker();
-    void letWorkerGo(bool loopsReturned);
+    void connectWatchdogs();
+    void tellLoopsToReturn();
+    void letWorkerGo();
+    bool formerRunIsOver(TimePoint deadline);
+    TimePoint watchdogsGoneAt() const;
     void resetChannel();
+    void queue(const DeviceCommand &command);
 
     void drainInbox();
     void onAnnounced(const Message &message);
@@ -113,13 +140,14 @@ private:
 
     void poll();
     void updatePolling();
+    void findGivenUp();
     void releaseOverdue();
     void settleGate();
 
     void end(Ticket ticket, Outcome outcome, const QString &reason);
     void endAnswered(DeviceCommand &command, const model_Protocoldata &reply, TimePoint arrival);
     void giveUp(DeviceCommand &command);
-    void post(SignalOutbox::Emission emission) { outbox->post(std::move(emission)); }
+    void post(SignalOutbox::Emission emission) { outbox.post(std::move(emission)); }
 
     /** A good reply to a command in flight, on its way through the channel's receive queue. */
     struct FedReply
@@ -129,25 +157,43 @@ private:
     };
 
     biz_DeviceHost *const q;
-    std::unique_ptr<SignalOutbox> outbox = std::make_unique<SignalOutbox>();
+    // Children of the host, so that they follow it to another thread.
+    SignalOutbox outbox;
     InboxReceiver receiver;
     std::shared_ptr<Inbox> inbox;
     QTimer pollTimer;
+    bool draining = false;
 
     std::unique_ptr<biz_CMDSWork> worker;
     std::vector<std::unique_ptr<LoopThread>> loops;
-    TimePoint watchdogsEnd{};
+    std::shared_ptr<Watchdogs> watchdogs = std::make_shared<Watchdogs>();
+
+    /** A stopped run whose loops have not returned yet: they still use the channel. */
+    Retired former;
 
     std::deque<FedReply> fed;
     quint32 lastFed = 0;
+
+    ExitGuard exitGuard;
 };
 
 biz_DeviceHost::Private::Private(biz_DeviceHost *host)
     : q(host)
-    , receiver([this] { drainInbox(); })
+    , outbox(host)
+    , receiver([this] { drainInbox(); }, host)
     , inbox(std::make_shared<Inbox>(&receiver))
+    , pollTimer(host)
+    , exitGuard([this] {
+        tellLoopsToReturn();
+        joinAll(loops, Clock::now() + exitGrace);
+    })
 {
-    if (!claim.succeeded()) {
+    releaseRetired();
+    claim = std::make_unique<ChannelClaim>(channelIsHeld);
+    if (isValid()) {
+        biz_CMDSWork::deviceType = anyDeviceType;
+        biz_CMDSWork::nSysPlan = oneInFlight;
+    } else {
         error = QStringLiteral("the device channel is held by another biz_DeviceHost of this process");
     }
     pollTimer.setTimerType(Qt::PreciseTimer);
@@ -158,10 +204,16 @@ biz_DeviceHost::Private::Private(biz_DeviceHost *host)
 biz_DeviceHost::Private::~Private()
 {
     constexpr int deadlineMs = 2000;
-    if (claim.succeeded()) {
+    if (isValid()) {
         stop(deadlineMs);
     }
     inbox->close();
+    if (former.worker) {
+        // Its loops would take what another host queues: the channel stays theirs.
+        former.claim = std::move(claim);
+        former.safeAfter = watchdogsGoneAt();
+        retire(std::move(former));
+    }
 }
 
 bool biz_DeviceHost::Private::mayChangeSettings()
@@ -172,23 +224,28 @@ bool biz_DeviceHost::Private::mayChangeSettings()
     return !running;
 }
 
+void biz_DeviceHost::Private::setUseWatchdog(bool on)
+{
+    watchdogs->areUsed = on;
+}
+
 // --- Starting and stopping ----------------------------------------------------------
 
 bool biz_DeviceHost::Private::start()
 {
-    if (!claim.succeeded()) {
+    if (!isValid()) {
         return false;
     }
     if (running) {
         error = QStringLiteral("the host runs already");
         return false;
     }
-    if (stuck) {
-        error = QStringLiteral("a loop of the former run has not returned");
-        return false;
-    }
     if (!link) {
         error = QStringLiteral("the host has no link");
+        return false;
+    }
+    if (!formerRunIsOver(Clock::now() + formerLoopsGrace)) {
+        error = QStringLiteral("a loop of the former run has not returned");
         return false;
     }
     running = true;
@@ -199,13 +256,14 @@ bool biz_DeviceHost::Private::start()
 
 void biz_DeviceHost::Private::connectLink()
 {
-    link->disconnect(q);
     QObject::connect(link.get(), &DeviceLink::opened, q, [this] {
         startLoops();
         post([this] { Q_EMIT q->linkOpened(); });
     });
     QObject::connect(link.get(), &DeviceLink::closed, q, [this](const QString &reason) {
         codec->reset();
+        // Also where it could not be opened: commands end by their time-outs, not never.
+        startLoops();
         post([this, reason] { Q_EMIT q->linkClosed(reason); });
     });
     QObject::connect(link.get(), &DeviceLink::received, q, [this](const QByteArray &bytes) { onReceived(bytes); });
@@ -219,8 +277,12 @@ void biz_DeviceHost::Private::startLoops()
     worker = std::make_unique<biz_CMDSWork>();
     worker->m_bSendRun = true;
     worker->m_bRecvRun = true;
-    worker->setSkipSendcmd(skipping);
     connectWorker();
+    connectWatchdogs();
+    resetChannel();
+    for (const Ticket ticket : tickets.all()) {
+        queue(*tickets.find(ticket));
+    }
 
     biz_CMDSWork *const loopsWorker = worker.get();
     loops.push_back(
@@ -253,20 +315,30 @@ void biz_DeviceHost::Private::connectWorker()
             box->push({Message::Kind::Accepted, recordAt(record), false, 0});
         },
         Qt::DirectConnection);
-    if (useWatchdog) {
-        // The counter that stands after the send names the command to the watchdog.
-        QObject::connect(
-            emitter, &biz_CMDSWork::signalSendMessageUipro, emitter,
-            [emitter] {
-                int sequence = 0;
-                {
-                    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
-                    sequence = biz_CMDSWork::iSN;
-                }
-                std::thread(&biz_CMDSWork::timeoutWatchdog, emitter, sequence).detach();
-            },
-            Qt::DirectConnection);
-    }
+}
+
+void biz_DeviceHost::Private::connectWatchdogs()
+{
+    biz_CMDSWork *const emitter = worker.get();
+    auto own = std::make_shared<Watchdogs>();
+    own->areUsed = watchdogs->areUsed.load();
+    watchdogs = own;
+    QObject::connect(
+        emitter, &biz_CMDSWork::signalSendMessageUipro, emitter,
+        [emitter, own](void *record) {
+            if (!own->areUsed) {
+                return;
+            }
+            own->expectOne(milliseconds(recordAt(record).iWaitTime));
+            int sequence = 0;
+            {
+                // The counter that stands after the send names the command to the watchdog.
+                const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+                sequence = biz_CMDSWork::iSN;
+            }
+            std::thread(&biz_CMDSWork::timeoutWatchdog, emitter, sequence).detach();
+        },
+        Qt::DirectConnection);
 }
 
 StopReport biz_DeviceHost::Private::stop(int deadlineMs)
@@ -275,19 +347,22 @@ StopReport biz_DeviceHost::Private::stop(int deadlineMs)
     const TimePoint deadline = Clock::now() + milliseconds(deadlineMs);
     if (worker) {
         drainInbox();
-        worker->m_bSendRun = false;
-        worker->m_bRecvRun = false;
-        report.slowSteps = joinAll(loops, deadline);
+        tellLoopsToReturn();
+        joinAll(loops, deadline);
     }
     if (running) {
         running = false;
         link->close();
+        link->disconnect(q);
         codec->reset();
     }
     if (worker) {
         // With the link closed: what was announced meanwhile counts, but is not sent.
         drainInbox();
-        letWorkerGo(report.clean());
+        letWorkerGo();
+    }
+    if (!formerRunIsOver(deadline)) {
+        report.slowSteps = joinAll(former.loops, deadline);
     }
     resetChannel();
     for (const Ticket ticket : tickets.all()) {
@@ -300,21 +375,44 @@ StopReport biz_DeviceHost::Private::stop(int deadlineMs)
     return report;
 }
 
-void biz_DeviceHost::Private::letWorkerGo(bool loopsReturned)
+void biz_DeviceHost::Private::tellLoopsToReturn()
+{
+    if (worker) {
+        worker->m_bSendRun = false;
+        worker->m_bRecvRun = false;
+    }
+}
+
+void biz_DeviceHost::Private::letWorkerGo()
 {
     // What the former loops still say is of no interest to the next ones.
     inbox->close();
     inbox = std::make_shared<Inbox>(&receiver);
-
-    if (loopsReturned) {
-        loops.clear();
-    }
-    stuck = !loopsReturned;
-    if (stuck || Clock::now() < watchdogsEnd) {
-        retire({std::move(worker), std::move(loops), watchdogsEnd});
-    }
-    worker.reset();
+    former.worker = std::move(worker);
+    former.loops = std::move(loops);
     loops.clear();
+}
+
+/** Whether no loop of a former run uses the channel any more. */
+bool biz_DeviceHost::Private::formerRunIsOver(TimePoint deadline)
+{
+    if (!former.worker) {
+        return true;
+    }
+    if (!joinAll(former.loops, deadline).isEmpty()) {
+        return false;
+    }
+    former.safeAfter = watchdogsGoneAt();
+    if (Clock::now() < former.safeAfter) {
+        retire(std::move(former));
+    }
+    former = {};
+    return true;
+}
+
+TimePoint biz_DeviceHost::Private::watchdogsGoneAt() const
+{
+    return TimePoint(Clock::duration(watchdogs->goneAt.load()));
 }
 
 /** Nothing waits and nothing is watched any more; the gate is open. */
@@ -338,7 +436,7 @@ void biz_DeviceHost::Private::resetChannel()
 
 Ticket biz_DeviceHost::Private::enqueue(const model_Protocoldata &command)
 {
-    if (!claim.succeeded()) {
+    if (!isValid()) {
         return 0;
     }
     model_Protocoldata own = command;
@@ -351,13 +449,21 @@ Ticket biz_DeviceHost::Private::enqueue(const model_Protocoldata &command)
         end(ticket, Outcome::Skipped, QStringLiteral("it was given while skip mode was on"));
         return ticket;
     }
-    own.nTag = DeviceTickets::tagOf(ticket);
-    {
-        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
-        biz_CMDSWork::queueHexCmd.push(own);
+    // Until the loops run it waits here: loops of a former run could still take it.
+    if (worker) {
+        queue(*tickets.find(ticket));
+        settleGate();
     }
-    settleGate();
     return ticket;
+}
+
+void biz_DeviceHost::Private::queue(const DeviceCommand &command)
+{
+    model_Protocoldata queued = command.record;
+    queued.nTag = DeviceTickets::tagOf(command.ticket);
+
+    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+    biz_CMDSWork::queueHexCmd.push(queued);
 }
 
 void biz_DeviceHost::Private::clear()
@@ -376,24 +482,29 @@ void biz_DeviceHost::Private::clear()
     settleGate();
 }
 
+// The channel's own skip mode stays off: it discards without the lock and without a word, and
+// may still be at it when the mode has been switched off and the next command is pushed.
 void biz_DeviceHost::Private::setSkipping(bool on)
 {
     skipping = on;
+    if (!on) {
+        return;
+    }
+    const QString reason = QStringLiteral("skip mode was switched on before it was sent");
+    if (!worker) {
+        for (const Ticket ticket : tickets.all()) {
+            end(ticket, Outcome::Skipped, reason);
+        }
+        return;
+    }
     std::queue<model_Protocoldata> discarded;
     {
-        // In one step, so that the channel never finds anything to discard by itself, which
-        // it would do without the lock.
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
-        if (on) {
-            discarded.swap(biz_CMDSWork::queueHexCmd);
-        }
-        if (worker) {
-            worker->setSkipSendcmd(on);
-        }
+        discarded.swap(biz_CMDSWork::queueHexCmd);
     }
     for (; !discarded.empty(); discarded.pop()) {
         if (const DeviceCommand *command = tickets.find(discarded.front().nTag)) {
-            end(command->ticket, Outcome::Skipped, QStringLiteral("skip mode was switched on before it was sent"));
+            end(command->ticket, Outcome::Skipped, reason);
         }
     }
 }
@@ -402,6 +513,12 @@ void biz_DeviceHost::Private::setSkipping(bool on)
 
 void biz_DeviceHost::Private::drainInbox()
 {
+    // A link may receive, or close, inside its write(): the command that is being written
+    // must still be there afterwards.
+    if (draining) {
+        return;
+    }
+    draining = true;
     for (Message &message : inbox->takeAll()) {
         switch (message.kind) {
         case Message::Kind::Announced:
@@ -416,6 +533,7 @@ void biz_DeviceHost::Private::drainInbox()
             break;
         }
     }
+    draining = false;
     updatePolling();
 }
 
@@ -439,18 +557,13 @@ void biz_DeviceHost::Private::onAnnounced(const Message &message)
 void biz_DeviceHost::Private::onFirstAnnouncement(DeviceCommand &command, const Message &message)
 {
     // The next command leaves only when the gate has been opened, and if not by us, then by
-    // the library when it gave the former command up.
-    if (DeviceCommand *former = tickets.gatedInFlight()) {
-        giveUp(*former);
+    // the library when it gave the command before it up.
+    if (DeviceCommand *before = tickets.gatedInFlight()) {
+        giveUp(*before);
     }
     const Ticket older = tickets.markInFlight(command, message.record.ucHead[0], message.gated);
     if (older != 0) {
         end(older, Outcome::Released, QStringLiteral("its sequence byte was used again before a reply came"));
-    }
-    if (useWatchdog) {
-        // The watchdog waits once, resends, and its successor waits once more.
-        const milliseconds wait(command.record.iWaitTime);
-        watchdogsEnd = std::max(watchdogsEnd, Clock::now() + 2 * wait + watchdogMargin);
     }
 }
 
@@ -475,8 +588,16 @@ void biz_DeviceHost::Private::writeToLink(DeviceCommand &command)
 
 void biz_DeviceHost::Private::onAccepted(model_Protocoldata reply)
 {
-    // The channel hands replies on in the order in which they were fed; those that stand for
-    // nothing in flight were reported when they came.
+    // The channel hands replies on in the order in which they were fed. It has refused by
+    // itself, without a word, those that are passed over: the device type has been changed
+    // since they were judged here.
+    const auto wasFedBefore = [&reply](const FedReply &other) {
+        return static_cast<qint32>(other.number - reply.nTag) < 0;
+    };
+    while (!fed.empty() && wasFedBefore(fed.front())) {
+        fed.pop_front();
+    }
+    // Those that stood for nothing in flight were reported when they came.
     if (fed.empty() || fed.front().number != reply.nTag) {
         return;
     }
@@ -556,10 +677,8 @@ void biz_DeviceHost::Private::reportUnmatched(const model_Protocoldata &reply)
 
 void biz_DeviceHost::Private::updatePolling()
 {
-    const DeviceCommand *gated = tickets.gatedInFlight();
-    const bool mayBeGivenUp = gated != nullptr && gated->attempts > 1;
-    const int ungatedInFlight = tickets.pending() - tickets.waiting() - (gated != nullptr ? 1 : 0);
-    if (!mayBeGivenUp && ungatedInFlight == 0) {
+    const bool anyInFlight = tickets.pending() > tickets.waiting();
+    if (!anyInFlight) {
         pollTimer.stop();
     } else if (!pollTimer.isActive()) {
         pollTimer.start();
@@ -569,13 +688,18 @@ void biz_DeviceHost::Private::updatePolling()
 void biz_DeviceHost::Private::poll()
 {
     drainInbox();
-    DeviceCommand *const gated = tickets.gatedInFlight();
-    // Only the library opens the gate of a command in flight without ending it here.
-    if (gated != nullptr && gated->attempts > 1 && !isGateClosed()) {
-        giveUp(*gated);
-    }
+    findGivenUp();
     releaseOverdue();
     updatePolling();
+}
+
+/** Only the library opens the gate of a command in flight without ending it here. */
+void biz_DeviceHost::Private::findGivenUp()
+{
+    DeviceCommand *const gated = tickets.gatedInFlight();
+    if (gated != nullptr && !isGateClosed()) {
+        giveUp(*gated);
+    }
 }
 
 void biz_DeviceHost::Private::releaseOverdue()
@@ -597,7 +721,7 @@ void biz_DeviceHost::Private::releaseOverdue()
  */
 void biz_DeviceHost::Private::settleGate()
 {
-    if (tickets.gatedInFlight() != nullptr) {
+    if (!worker || tickets.gatedInFlight() != nullptr) {
         return;
     }
     const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
@@ -659,7 +783,7 @@ biz_DeviceHost::~biz_DeviceHost() = default;
 
 bool biz_DeviceHost::isValid() const
 {
-    return d->claim.succeeded();
+    return d->isValid();
 }
 
 QString biz_DeviceHost::errorString() const
@@ -669,12 +793,16 @@ QString biz_DeviceHost::errorString() const
 
 void biz_DeviceHost::setDeviceType(int deviceType)
 {
-    biz_CMDSWork::deviceType = deviceType;
+    if (d->isValid()) {
+        biz_CMDSWork::deviceType = deviceType;
+    }
 }
 
 void biz_DeviceHost::setSysPlan(int sysPlan)
 {
-    biz_CMDSWork::nSysPlan = sysPlan;
+    if (d->isValid()) {
+        biz_CMDSWork::nSysPlan = sysPlan;
+    }
 }
 
 void biz_DeviceHost::setDefaultWaitTime(int milliseconds)
@@ -684,21 +812,30 @@ void biz_DeviceHost::setDefaultWaitTime(int milliseconds)
 
 void biz_DeviceHost::setUseWatchdog(bool on)
 {
-    d->useWatchdog = on;
+    d->setUseWatchdog(on);
 }
 
 void biz_DeviceHost::setLink(std::unique_ptr<DeviceLink> link)
 {
-    if (d->mayChangeSettings()) {
-        d->link = std::move(link);
+    if (!d->mayChangeSettings()) {
+        return;
+    }
+    d->link = std::move(link);
+    if (d->link) {
+        d->link->setParent(this); // it follows the host to another thread
     }
 }
 
 void biz_DeviceHost::setCodec(std::unique_ptr<FrameCodec> codec)
 {
-    if (d->mayChangeSettings()) {
-        d->codec = std::move(codec);
+    if (!d->mayChangeSettings()) {
+        return;
     }
+    if (!codec) {
+        d->error = QStringLiteral("there is no codec to be set");
+        return;
+    }
+    d->codec = std::move(codec);
 }
 
 bool biz_DeviceHost::start()
@@ -713,7 +850,7 @@ bool biz_DeviceHost::isRunning() const
 
 StopReport biz_DeviceHost::stop(int deadlineMs)
 {
-    return d->claim.succeeded() ? d->stop(deadlineMs) : StopReport();
+    return d->isValid() ? d->stop(deadlineMs) : StopReport();
 }
 
 Ticket biz_DeviceHost::enqueue(const model_Protocoldata &command)
@@ -723,14 +860,14 @@ Ticket biz_DeviceHost::enqueue(const model_Protocoldata &command)
 
 void biz_DeviceHost::clear()
 {
-    if (d->claim.succeeded()) {
+    if (d->isValid()) {
         d->clear();
     }
 }
 
 void biz_DeviceHost::setSkipping(bool on)
 {
-    if (d->claim.succeeded()) {
+    if (d->isValid()) {
         d->setSkipping(on);
     }
 }

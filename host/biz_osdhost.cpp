@@ -1,8 +1,11 @@
 #include <host/biz_osdhost.h>
 
+#include <algorithm>
+#include <atomic>
 #include <deque>
 #include <map>
 #include <mutex>
+#include <thread>
 
 #include <QtCore/QHash>
 #include <QtCore/QTimer>
@@ -33,6 +36,15 @@ constexpr milliseconds pollPeriod{100};
  * 500 ms that may just have begun, and its last pass on a busy machine.
  */
 constexpr milliseconds timeoutThreadLifetime{750};
+
+/** A start waits so long for loops that a hasty stop has left behind: a few of their passes. */
+constexpr milliseconds formerLoopsGrace{100};
+
+/**
+ * Datagrams that are read in one go: more than a receive buffer of the usual size holds, and
+ * an end of it where they come faster than they can be read.
+ */
+constexpr int datagramsPerTurn = 1000;
 
 constexpr int defaultWaitMs = 1000;
 
@@ -93,7 +105,8 @@ public:
     // Settings
     bool mayChangeSettings();
     QString error;
-    ChannelClaim claim{channelIsHeld};
+    std::unique_ptr<ChannelClaim> claim;
+    bool isValid() const { return claim->succeeded(); }
     int defaultWait = defaultWaitMs;
     quint16 port = defaultPort;
     QHostAddress localAddress{QHostAddress::Any};
@@ -116,11 +129,15 @@ private:
     bool bindSocket();
     void startLoops();
     void connectWorker();
-    void letWorkerGo(QStringList slowSteps);
+    void tellLoopsToReturn();
+    void letWorkerGo();
+    bool formerRunIsOver(TimePoint deadline);
+    static TimePoint expectEndOfTimeoutThread();
     static void emptyChannel();
 
     bool isAcceptable(const model_OsdParam &command);
     Device &deviceOf(const QString &ip);
+    static void queue(const Command &command);
 
     void drainInbox();
     void onAnnounced(quint32 tag);
@@ -128,6 +145,8 @@ private:
     void readDatagrams();
     void onDatagram(const QString &sender, const QByteArray &datagram);
     void onReply(Device &device, const model_OsdParam &reply);
+    void freeDevice(const QString &ip, quint32 tag);
+    static void handOver(const model_OsdParam &reply);
     void onUnmatchedReply(Device &device, const model_OsdParam &reply);
     void poll();
     void updatePolling();
@@ -136,13 +155,14 @@ private:
     void endWith(Command &command, Outcome outcome, const QString &reason);
     void giveUp(Command &command);
     void endAll(Outcome outcome, const QString &whenSent, const QString &whenWaiting);
-    void post(SignalOutbox::Emission emission) { outbox->post(std::move(emission)); }
+    void post(SignalOutbox::Emission emission) { outbox.post(std::move(emission)); }
 
     static quint32 tagOf(Ticket ticket) { return static_cast<quint32>(ticket); }
     Command *find(quint32 tag);
 
     biz_OsdHost *const q;
-    std::unique_ptr<SignalOutbox> outbox = std::make_unique<SignalOutbox>();
+    // Children of the host, so that they follow it to another thread.
+    SignalOutbox outbox;
     InboxReceiver receiver;
     std::shared_ptr<Inbox> inbox;
     QTimer pollTimer;
@@ -151,20 +171,37 @@ private:
 
     std::unique_ptr<biz_Osd_CMDSWork> worker;
     std::vector<std::unique_ptr<LoopThread>> loops;
-    bool stuck = false; ///< a loop of a former run has not returned and still uses the channel
+
+    /** A stopped run whose loops have not returned yet: they still use the channel. */
+    Retired former;
 
     std::map<quint32, Command> commands; ///< by tag
     std::deque<Device> deviceList;       ///< in the order of their first command
     QHash<QString, Device *> devicesByIp;
     Ticket lastTicket = 0;
+
+    ExitGuard exitGuard;
 };
 
 biz_OsdHost::Private::Private(biz_OsdHost *host)
     : q(host)
-    , receiver([this] { drainInbox(); })
+    , outbox(host)
+    , receiver([this] { drainInbox(); }, host)
     , inbox(std::make_shared<Inbox>(&receiver))
+    , pollTimer(host)
+    , startTimer(host)
+    , socket(host)
+    , exitGuard([this] {
+        if (worker) {
+            tellLoopsToReturn();
+            joinAll(loops, Clock::now() + exitGrace);
+            std::this_thread::sleep_for(timeoutThreadLifetime);
+        }
+    })
 {
-    if (!claim.succeeded()) {
+    releaseRetired();
+    claim = std::make_unique<ChannelClaim>(channelIsHeld);
+    if (!isValid()) {
         error = QStringLiteral("the OSD channel is held by another biz_OsdHost of this process");
     }
     pollTimer.setInterval(pollPeriod);
@@ -177,10 +214,16 @@ biz_OsdHost::Private::Private(biz_OsdHost *host)
 biz_OsdHost::Private::~Private()
 {
     constexpr int deadlineMs = 2000;
-    if (claim.succeeded()) {
+    if (isValid()) {
         stop(deadlineMs);
     }
     inbox->close();
+    if (former.worker) {
+        // Its loops would take what another host queues: the channel stays theirs.
+        former.claim = std::move(claim);
+        former.safeAfter = expectEndOfTimeoutThread();
+        retire(std::move(former));
+    }
 }
 
 bool biz_OsdHost::Private::mayChangeSettings()
@@ -195,14 +238,14 @@ bool biz_OsdHost::Private::mayChangeSettings()
 
 bool biz_OsdHost::Private::start()
 {
-    if (!claim.succeeded()) {
+    if (!isValid()) {
         return false;
     }
     if (running) {
         error = QStringLiteral("the host runs already");
         return false;
     }
-    if (stuck) {
+    if (!formerRunIsOver(Clock::now() + formerLoopsGrace)) {
         error = QStringLiteral("a loop of the former run has not returned");
         return false;
     }
@@ -231,6 +274,10 @@ void biz_OsdHost::Private::startLoops()
 {
     worker = std::make_unique<biz_Osd_CMDSWork>();
     connectWorker();
+    emptyChannel();
+    for (const auto &entry : commands) {
+        queue(entry.second);
+    }
 
     biz_Osd_CMDSWork *const loopsWorker = worker.get();
     loops.push_back(std::make_unique<LoopThread>(QStringLiteral("biz-osd-send"),
@@ -263,10 +310,11 @@ StopReport biz_OsdHost::Private::stop(int deadlineMs)
     startTimer.stop();
     if (worker) {
         drainInbox();
-        worker->m_bSendRun = false;
-        worker->m_bRecvRun = false;
-        report.slowSteps = joinAll(loops, deadline);
-        letWorkerGo(report.slowSteps);
+        tellLoopsToReturn();
+        letWorkerGo();
+    }
+    if (!formerRunIsOver(deadline)) {
+        report.slowSteps = joinAll(former.loops, deadline);
     }
     socket.close();
     running = false;
@@ -274,22 +322,47 @@ StopReport biz_OsdHost::Private::stop(int deadlineMs)
     report.pending = pending();
     endAll(Outcome::Stopped, QStringLiteral("the host was stopped while its reply was awaited"),
            QStringLiteral("the host was stopped before it was sent"));
+    updatePolling();
     return report;
 }
 
-void biz_OsdHost::Private::letWorkerGo(QStringList slowSteps)
+void biz_OsdHost::Private::tellLoopsToReturn()
 {
+    worker->m_bSendRun = false;
+    worker->m_bRecvRun = false;
+}
+
+void biz_OsdHost::Private::letWorkerGo()
+{
+    // What the former loops still say is of no interest to the next ones.
     inbox->close();
     inbox = std::make_shared<Inbox>(&receiver);
-
-    stuck = !slowSteps.isEmpty();
-    if (!stuck) {
-        loops.clear();
-    }
-    const TimePoint safeAfter = Clock::now() + timeoutThreadLifetime;
-    timeoutThreadGoneAt = safeAfter.time_since_epoch().count();
-    retire({std::move(worker), std::move(loops), safeAfter});
+    former.worker = std::move(worker);
+    former.loops = std::move(loops);
     loops.clear();
+}
+
+/** Whether no loop of a former run uses the channel any more; its time-out thread still may. */
+bool biz_OsdHost::Private::formerRunIsOver(TimePoint deadline)
+{
+    if (!former.worker) {
+        return true;
+    }
+    if (!joinAll(former.loops, deadline).isEmpty()) {
+        return false;
+    }
+    former.safeAfter = expectEndOfTimeoutThread();
+    retire(std::move(former));
+    former = {};
+    return true;
+}
+
+/** To be called when the run flag has been cleared. */
+TimePoint biz_OsdHost::Private::expectEndOfTimeoutThread()
+{
+    const TimePoint end = Clock::now() + timeoutThreadLifetime;
+    timeoutThreadGoneAt = end.time_since_epoch().count();
+    return end;
 }
 
 /** No devices, no commands, no replies. */
@@ -309,10 +382,12 @@ void biz_OsdHost::Private::emptyChannel()
 
 Ticket biz_OsdHost::Private::enqueue(const model_OsdParam &command)
 {
-    if (!claim.succeeded() || !isAcceptable(command)) {
+    if (!isValid() || !isAcceptable(command)) {
         return 0;
     }
-    const Ticket ticket = ++lastTicket;
+    // The tag 0 stands for no command.
+    lastTicket += tagOf(lastTicket + 1) == 0 ? 2 : 1;
+    const Ticket ticket = lastTicket;
     Command &own = commands[tagOf(ticket)];
     own.ticket = ticket;
     own.record = command;
@@ -325,16 +400,25 @@ Ticket biz_OsdHost::Private::enqueue(const model_OsdParam &command)
     ++counters.enqueued;
     ++waiting;
 
-    model_OsdParam queued = own.record;
-    queued.nTag = tagOf(ticket);
-    biz_Osd_CMDSWork::addToSendQueue(queued);
+    // Until the loops run it waits here: loops of a former run could still take it.
+    if (worker) {
+        queue(own);
+    }
     return ticket;
+}
+
+void biz_OsdHost::Private::queue(const Command &command)
+{
+    model_OsdParam queued = command.record;
+    queued.nTag = tagOf(command.ticket);
+    biz_Osd_CMDSWork::addToSendQueue(queued);
 }
 
 bool biz_OsdHost::Private::isAcceptable(const model_OsdParam &command)
 {
-    const QString canonical = QHostAddress(command.qsIp).toString();
-    if (canonical.isEmpty()) {
+    const QHostAddress address(command.qsIp);
+    const QString canonical = keyOf(address);
+    if (address.isNull()) {
         error = QStringLiteral("\"%1\" is not an IP address").arg(command.qsIp);
         return false;
     }
@@ -368,8 +452,6 @@ void biz_OsdHost::Private::clear()
 {
     if (worker) {
         worker->clearQueue();
-    } else {
-        emptyChannel();
     }
     // What the send loop holds in its hands right now has ended as well: its announcement
     // will find no command, and nothing is sent.
@@ -406,6 +488,8 @@ QVector<biz_OsdHost::DeviceStatus> biz_OsdHost::Private::status() const
 
 void biz_OsdHost::Private::drainInbox()
 {
+    // First the replies that are here: none can be to a command that is only sent now.
+    readDatagrams();
     for (const Message &message : inbox->takeAll()) {
         if (message.kind == Message::Kind::Announced) {
             onAnnounced(message.record.nTag);
@@ -430,8 +514,8 @@ void biz_OsdHost::Private::onAnnounced(quint32 tag)
     }
     Device &device = deviceOf(command->record.qsIp);
     // The channel sends to a device again only when it has been answered or given up.
-    if (Command *former = find(tagOf(device.inFlight))) {
-        giveUp(*former);
+    if (Command *before = find(tagOf(device.inFlight))) {
+        giveUp(*before);
     }
     device.inFlight = command->ticket;
     --device.waiting;
@@ -460,9 +544,7 @@ void biz_OsdHost::Private::writeToDevice(Device &device, Command &command)
 
 void biz_OsdHost::Private::readDatagrams()
 {
-    // A reply can be here before the announcement of its command has been looked at.
-    drainInbox();
-    while (socket.hasPendingDatagrams()) {
+    for (int i = 0; i < datagramsPerTurn && socket.hasPendingDatagrams(); ++i) {
         const QNetworkDatagram datagram = socket.receiveDatagram();
         if (datagram.isValid()) {
             onDatagram(keyOf(datagram.senderAddress()), datagram.data());
@@ -507,8 +589,31 @@ void biz_OsdHost::Private::onReply(Device &device, const model_OsdParam &reply)
     result.reason =
         QStringLiteral("its reply came %1 ms after it was sent").arg(QString::number(result.roundTripMs, 'f', 1));
     device.roundTrips.add(result.roundTripMs);
+    freeDevice(device.ip, tagOf(command.ticket));
     end(command, result);
-    biz_Osd_CMDSWork::addToReceiveQueue(reply);
+    handOver(reply);
+}
+
+/**
+ * In one step, unlike the channel's own addToReceiveQueue(): it may have given the command up
+ * and sent the next one a moment ago, and the reply to the former must not free the device
+ * for a third.
+ */
+void biz_OsdHost::Private::freeDevice(const QString &ip, quint32 tag)
+{
+    const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
+    const auto current = worker->m_mapCurSend.constFind(ip);
+    const auto flag = biz_Osd_CMDSWork::m_bRetFlag.find(ip);
+    if (current != worker->m_mapCurSend.constEnd() && current->nTag == tag &&
+        flag != biz_Osd_CMDSWork::m_bRetFlag.end()) {
+        *flag = true;
+    }
+}
+
+void biz_OsdHost::Private::handOver(const model_OsdParam &reply)
+{
+    const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
 }
 
 /** It frees no device: the channel may be sending to it at this very moment. */
@@ -529,8 +634,7 @@ void biz_OsdHost::Private::onUnmatchedReply(Device &device, const model_OsdParam
         post([this, ticket = device.lastEnded, reply, afterEndMs] { Q_EMIT q->late(ticket, reply, afterEndMs); });
     }
     if (keepUnmatched) {
-        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
-        biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
+        handOver(reply);
     }
 }
 
@@ -620,7 +724,7 @@ biz_OsdHost::~biz_OsdHost() = default;
 
 bool biz_OsdHost::isValid() const
 {
-    return d->claim.succeeded();
+    return d->isValid();
 }
 
 QString biz_OsdHost::errorString() const
@@ -642,9 +746,15 @@ void biz_OsdHost::setPort(quint16 port)
 
 void biz_OsdHost::setLocalAddress(const QString &address)
 {
-    if (d->mayChangeSettings()) {
-        d->localAddress = QHostAddress(address);
+    const QHostAddress local(address);
+    if (!d->mayChangeSettings()) {
+        return;
     }
+    if (local.isNull()) {
+        d->error = QStringLiteral("\"%1\" is not an IP address").arg(address);
+        return;
+    }
+    d->localAddress = local;
 }
 
 void biz_OsdHost::setKeepUnmatchedReplies(bool on)
@@ -664,7 +774,7 @@ bool biz_OsdHost::isRunning() const
 
 StopReport biz_OsdHost::stop(int deadlineMs)
 {
-    return d->claim.succeeded() ? d->stop(deadlineMs) : StopReport();
+    return d->isValid() ? d->stop(deadlineMs) : StopReport();
 }
 
 Ticket biz_OsdHost::enqueue(const model_OsdParam &command)
@@ -674,7 +784,7 @@ Ticket biz_OsdHost::enqueue(const model_OsdParam &command)
 
 void biz_OsdHost::clear()
 {
-    if (d->claim.succeeded()) {
+    if (d->isValid()) {
         d->clear();
     }
 }

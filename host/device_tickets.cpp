@@ -4,7 +4,9 @@ namespace biz::host {
 
 Ticket DeviceTickets::add(const model_Protocoldata &record)
 {
-    const Ticket ticket = ++m_last;
+    // The tag 0 stands for no command.
+    m_last += tagOf(m_last + 1) == 0 ? 2 : 1;
+    const Ticket ticket = m_last;
     DeviceCommand &command = m_commands[tagOf(ticket)];
     command.ticket = ticket;
     command.record = record;

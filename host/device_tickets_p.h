@@ -36,6 +36,12 @@ struct EndedCommand
 class DeviceTickets
 {
 public:
+    /** Tickets count up from the one after `last`. */
+    explicit DeviceTickets(Ticket last = 0)
+        : m_last(last)
+    {
+    }
+
     Ticket add(const model_Protocoldata &record);
 
     /** The command that a record in the channel stands for; null once it has ended. */
@@ -76,7 +82,7 @@ private:
     std::array<Ticket, sequenceBytes> m_inFlight{};
     std::array<EndedCommand, sequenceBytes> m_ended{};
     Ticket m_gated = 0;
-    Ticket m_last = 0;
+    Ticket m_last;
     int m_waiting = 0;
 };
 

@@ -5,7 +5,10 @@
 namespace biz::host {
 
 LoopThread::LoopThread(const QString &name, std::function<void()> body)
-    : m_thread(QThread::create(std::move(body)))
+    : m_thread(QThread::create([this, run = std::move(body)] {
+        run();
+        m_hasReturned.store(true, std::memory_order_release);
+    }))
 {
     m_thread->setObjectName(name);
     m_thread->start();
@@ -16,7 +19,8 @@ bool LoopThread::join(TimePoint deadline)
     using std::chrono::milliseconds;
 
     const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-    return m_thread->wait(static_cast<unsigned long>(std::max(left, milliseconds(0)).count()));
+    return m_thread->wait(static_cast<unsigned long>(std::max(left, milliseconds(0)).count())) &&
+           m_hasReturned.load(std::memory_order_acquire);
 }
 
 QStringList joinAll(const std::vector<std::unique_ptr<LoopThread>> &loops, TimePoint deadline)

@@ -1,6 +1,7 @@
 #ifndef BIZ_HOST_THREADS_P_H
 #define BIZ_HOST_THREADS_P_H
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -25,6 +26,8 @@ public:
     QString name() const { return m_thread->objectName(); }
 
 private:
+    /** What the loop did happens before a join() that says yes, for every tool to see. */
+    std::atomic<bool> m_hasReturned{false};
     std::unique_ptr<QThread> m_thread;
 };
 

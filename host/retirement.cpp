@@ -6,44 +6,66 @@
 
 namespace biz::host {
 
-namespace {
-
+/** All that must outlive its host, and what the end of the process has to see to. */
 class Retirement
 {
 public:
+    /** Made after the library's own static objects, hence destroyed before them. */
+    static Retirement &instance()
+    {
+        static Retirement retirement;
+        return retirement;
+    }
+
     ~Retirement()
     {
+        for (const ExitGuard *guard : m_guards) {
+            guard->m_stopLoops();
+        }
         for (Retired &retired : m_retired) {
             std::this_thread::sleep_until(retired.safeAfter);
-            releaseStuckLoops(retired);
+            if (!allReturned(retired, Clock::now() + exitGrace)) {
+                leave(retired);
+            }
         }
     }
 
     void add(Retired retired)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        const auto isSafe = [](Retired &old) {
-            return Clock::now() >= old.safeAfter && allReturned(old);
-        };
-        m_retired.erase(std::remove_if(m_retired.begin(), m_retired.end(), isSafe), m_retired.end());
         m_retired.push_back(std::move(retired));
     }
 
-private:
-    static bool allReturned(Retired &retired)
+    void releaseSafe()
     {
-        return std::all_of(retired.loops.begin(), retired.loops.end(),
-                           [](const std::unique_ptr<LoopThread> &loop) { return loop->join(Clock::now()); });
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto isSafe = [](Retired &old) {
+            return Clock::now() >= old.safeAfter && allReturned(old, Clock::now());
+        };
+        m_retired.erase(std::remove_if(m_retired.begin(), m_retired.end(), isSafe), m_retired.end());
     }
+
+    void add(const ExitGuard *guard)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_guards.push_back(guard);
+    }
+
+    void remove(const ExitGuard *guard)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_guards.erase(std::remove(m_guards.begin(), m_guards.end(), guard), m_guards.end());
+    }
+
+private:
+    static bool allReturned(Retired &retired, TimePoint deadline) { return joinAll(retired.loops, deadline).isEmpty(); }
 
     // A loop that has not returned by the end of the process never will: it keeps what it
     // uses, since destroying that under it would turn a hang into a crash.
-    static void releaseStuckLoops(Retired &retired)
+    static void leave(Retired &retired)
     {
-        if (allReturned(retired)) {
-            return;
-        }
         static_cast<void>(retired.worker.release());
+        static_cast<void>(retired.claim.release());
         for (std::unique_ptr<LoopThread> &loop : retired.loops) {
             static_cast<void>(loop.release());
         }
@@ -51,15 +73,29 @@ private:
 
     std::mutex m_mutex;
     std::vector<Retired> m_retired;
+    std::vector<const ExitGuard *> m_guards;
 };
-
-} // namespace
 
 void retire(Retired retired)
 {
-    // Made after the library's own static objects, hence destroyed before them.
-    static Retirement retirement;
-    retirement.add(std::move(retired));
+    releaseRetired();
+    Retirement::instance().add(std::move(retired));
+}
+
+void releaseRetired()
+{
+    Retirement::instance().releaseSafe();
+}
+
+ExitGuard::ExitGuard(std::function<void()> stopLoops)
+    : m_stopLoops(std::move(stopLoops))
+{
+    Retirement::instance().add(this);
+}
+
+ExitGuard::~ExitGuard()
+{
+    Retirement::instance().remove(this);
 }
 
 } // namespace biz::host

@@ -20,6 +20,11 @@ class SignalOutbox : public QObject
 public:
     using Emission = std::function<void()>;
 
+    explicit SignalOutbox(QObject *parent)
+        : QObject(parent)
+    {
+    }
+
     void post(Emission emission)
     {
         m_emissions.push_back(std::move(emission));

@@ -68,8 +68,9 @@ class InboxReceiver : public QObject
 {
 public:
     template<typename Callback>
-    explicit InboxReceiver(Callback callback)
-        : m_callback(std::move(callback))
+    InboxReceiver(Callback callback, QObject *parent)
+        : QObject(parent)
+        , m_callback(std::move(callback))
     {
     }
 
