@@ -1,0 +1,438 @@
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QPointer>
+
+#include <biz_cmdswork/biz_cmdswork.h>
+#include <host/reply_words.h>
+
+#include "device_host_fixture.h"
+
+using namespace biz::host;
+using namespace biz::test;
+
+namespace {
+
+class DeviceHostLife : public DeviceHostFixture
+{
+};
+
+/** Room for a busy machine around a bound that is kept by milliseconds on an idle one. */
+constexpr int slackMs = 1500;
+
+/**
+ * Holds the send loop in its resend, as a message handler that waits for a slow disk would:
+ * the library writes a debug message there without a lock held.
+ */
+class HeldSendLoop
+{
+public:
+    HeldSendLoop()
+    {
+        s_held = this;
+        m_former = qInstallMessageHandler(&HeldSendLoop::handle);
+    }
+    ~HeldSendLoop()
+    {
+        release();
+        qInstallMessageHandler(m_former);
+        s_held = nullptr;
+    }
+    HeldSendLoop(const HeldSendLoop &) = delete;
+    HeldSendLoop &operator=(const HeldSendLoop &) = delete;
+
+    bool isHolding() const { return m_isHolding; }
+
+    void release()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_released = true;
+        m_changed.notify_all();
+    }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext &, const QString &text)
+    {
+        if (text.contains("resend")) {
+            s_held->hold();
+        }
+    }
+
+    void hold()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_isHolding = true;
+        m_changed.wait_for(lock, std::chrono::milliseconds(patienceMs), [this] { return m_released; });
+        m_isHolding = false;
+    }
+
+    static HeldSendLoop *s_held;
+
+    QtMessageHandler m_former = nullptr;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::atomic<bool> m_isHolding{false};
+    bool m_released = false;
+};
+
+HeldSendLoop *HeldSendLoop::s_held = nullptr;
+
+} // namespace
+
+// --- Stop -----------------------------------------------------------------------------
+
+TEST_F(DeviceHostLife, AStopBeforeAnyStartEndsWhatWaits)
+{
+    const Ticket ticket = enqueue();
+    const StopReport report = host->stop();
+    EXPECT_TRUE(report.clean());
+    EXPECT_EQ(report.pending, 1);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "stopped");
+}
+
+TEST_F(DeviceHostLife, AStopWhileTheLinkIsOpeningLeavesNothingRunning)
+{
+    ASSERT_TRUE(host->start());
+    EXPECT_TRUE(host->stop().clean());
+    EXPECT_FALSE(host->isRunning());
+    // The link tells of its opening all the same.
+    Q_EMIT link->opened();
+    enqueue();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seen.count("linkOpened"), 0);
+    EXPECT_EQ(link->commands.size(), 0U);
+    EXPECT_TRUE(host->stop().clean());
+}
+
+TEST_F(DeviceHostLife, AStopIsQuickWhileCommandsTimeOut)
+{
+    start();
+    const Ticket inFlight = enqueue(shortWaitMs);
+    for (int i = 0; i < 100; ++i) {
+        enqueue(shortWaitMs);
+    }
+    ASSERT_TRUE(waitFor([&] { return seen.countFor(inFlight, "sent") == 2; }));
+    QElapsedTimer clock;
+    clock.start();
+    const StopReport report = host->stop();
+    EXPECT_LT(clock.elapsed(), 1000 + slackMs);
+    EXPECT_TRUE(report.clean());
+    EXPECT_GE(report.pending, 100);
+}
+
+TEST_F(DeviceHostLife, ASecondStopFindsNothing)
+{
+    start();
+    enqueue();
+    host->stop();
+    const StopReport second = host->stop();
+    EXPECT_TRUE(second.clean());
+    EXPECT_EQ(second.pending, 0);
+}
+
+TEST_F(DeviceHostLife, NothingOfAStoppedRunIsLeftInTheChannel)
+{
+    start();
+    enqueue();
+    enqueue();
+    ASSERT_TRUE(waitForCommands(1));
+    host->stop();
+    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
+    EXPECT_TRUE(biz_CMDSWork::bRetFlag);
+}
+
+TEST_F(DeviceHostLife, AStopPastItsDeadlineNamesTheSlowLoopAndStillEndsTheCommands)
+{
+    HeldSendLoop held;
+    start();
+    const Ticket ticket = enqueue(shortWaitMs);
+    ASSERT_TRUE(waitFor([&] { return held.isHolding(); }));
+    constexpr int deadlineMs = 50;
+    QElapsedTimer clock;
+    clock.start();
+    const StopReport report = host->stop(deadlineMs);
+    EXPECT_LT(clock.elapsed(), deadlineMs + slackMs);
+    EXPECT_EQ(report.slowSteps, QStringList{"biz-send"});
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "stopped");
+}
+
+TEST_F(DeviceHostLife, AStartIsRefusedAsLongAsALoopOfTheFormerRunHangs)
+{
+    HeldSendLoop held;
+    start();
+    enqueue(shortWaitMs);
+    ASSERT_TRUE(waitFor([&] { return held.isHolding(); }));
+    ASSERT_FALSE(host->stop(0).clean());
+    EXPECT_FALSE(host->start());
+    EXPECT_TRUE(host->errorString().contains("former run")) << host->errorString().toStdString();
+    EXPECT_FALSE(host->isRunning());
+
+    held.release();
+    ASSERT_TRUE(waitFor([&] { return host->start(); }));
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+    };
+    const Ticket ticket = enqueue();
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+}
+
+TEST_F(DeviceHostLife, AHastyStopIsFollowedByAStartLikeAnyOther)
+{
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+    };
+    for (int round = 0; round < 20; ++round) {
+        start();
+        host->stop(0);
+        // The loops of the former run have not returned yet, and must not take this one.
+        const Ticket ticket = enqueue();
+        start();
+        ASSERT_TRUE(waitForEnd(ticket)) << round;
+        EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+        host->stop();
+    }
+}
+
+TEST_F(DeviceHostLife, AHostWithAHangingLoopCanBeDestroyedAndTheChannelStaysItsLoops)
+{
+    HeldSendLoop held;
+    start();
+    enqueue(shortWaitMs);
+    ASSERT_TRUE(waitFor([&] { return held.isHolding(); }));
+    host->stop(0);
+    ASSERT_TRUE(waitFor([&] { return seen.ends().size() == given.size(); }));
+    host.reset();
+    {
+        // Its loop would take what another host queues.
+        biz_DeviceHost next;
+        EXPECT_FALSE(next.isValid());
+    }
+    held.release();
+    EXPECT_TRUE(waitFor([&] {
+        biz_DeviceHost next;
+        return next.isValid();
+    }));
+}
+
+TEST_F(DeviceHostLife, AThousandStartsAndStops)
+{
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+    };
+    constexpr int rounds = 1000;
+    for (int round = 0; round < rounds; ++round) {
+        start();
+        const Ticket ticket = round % 10 == 0 ? enqueue() : 0;
+        if (ticket != 0 && round % 20 == 0) {
+            ASSERT_TRUE(waitForEnd(ticket));
+            EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+        }
+        ASSERT_TRUE(host->stop().clean()) << round;
+    }
+}
+
+// --- Destruction ------------------------------------------------------------------------
+
+TEST_F(DeviceHostLife, DestructionIsSafeInEveryState)
+{
+    enum State { Fresh, Opening, Idle, InFlight, Resent, LinkGone, Stopped, states };
+    for (int state = Fresh; state < states; ++state) {
+        SCOPED_TRACE(state);
+        makeHost();
+        ASSERT_TRUE(host->isValid());
+        if (state == Opening) {
+            host->start();
+        } else if (state != Fresh) {
+            start();
+        }
+        if (state >= InFlight) {
+            host->enqueue(command(state == InFlight ? longWaitMs : shortWaitMs));
+            host->enqueue(command(longWaitMs));
+            ASSERT_TRUE(waitForCommands(state == InFlight ? 1 : 2));
+        }
+        if (state == LinkGone) {
+            link->breakDown("gone");
+        }
+        if (state == Stopped) {
+            host->stop();
+        }
+        host.reset();
+        seen.forget();
+    }
+}
+
+TEST_F(DeviceHostLife, AWatchdogOutlivesTheStopOfItsHost)
+{
+    constexpr int waitMs = 200;
+    host->setUseWatchdog(true);
+    start();
+    enqueue(waitMs);
+    ASSERT_TRUE(waitForCommands(1));
+    host->stop();
+    start();
+    enqueue(waitMs);
+    ASSERT_TRUE(waitForCommands(2));
+    ASSERT_TRUE(waitFor([&] { return seen.countFor(2, "sent") == 1; }));
+    // Switched off, the ones that are on their way still use the worker.
+    host->setUseWatchdog(false);
+    const Ticket cleared = enqueue(waitMs);
+    host->clear();
+    EXPECT_TRUE(waitFor([&] { return seen.hasEnded(cleared); }));
+    host.reset();
+    expectOneEndEach();
+    // A destroyed worker would be met here, and the address sanitizer would tell.
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(waitFor([&] { return clock.elapsed() > 3 * waitMs; }));
+}
+
+TEST_F(DeviceHostLife, WithAWatchdogEveryCommandStillEnds)
+{
+    host->setUseWatchdog(true);
+    start();
+    const Ticket silent = enqueue(shortWaitMs);
+    ASSERT_TRUE(waitForEnd(silent));
+    EXPECT_EQ(seen.outcomeOf(silent), "gaveUp");
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+    };
+    const Ticket next = enqueue();
+    ASSERT_TRUE(waitForEnd(next));
+    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    host->stop();
+}
+
+// --- From inside a slot -------------------------------------------------------------------
+
+namespace {
+
+enum class Way { Stop, StopAndStart, DeleteLater, Delete };
+
+struct FromSlot
+{
+    const char *signal;
+    Way way;
+};
+
+std::ostream &operator<<(std::ostream &out, const FromSlot &value)
+{
+    return out << value.signal << "/" << static_cast<int>(value.way);
+}
+
+std::string nameOf(const testing::TestParamInfo<FromSlot> &info)
+{
+    static const char *const ways[] = {"Stop", "StopAndStart", "DeleteLater", "Delete"};
+    return std::string(info.param.signal) + "_" + ways[static_cast<int>(info.param.way)];
+}
+
+std::vector<FromSlot> everySignalEveryWay()
+{
+    std::vector<FromSlot> all;
+    for (const char *signal : {"sent", "ended", "rejected", "late", "duplicate", "foreign", "refused", "queueSize",
+                               "linkOpened", "linkClosed"}) {
+        for (const Way way : {Way::Stop, Way::StopAndStart, Way::DeleteLater, Way::Delete}) {
+            all.push_back({signal, way});
+        }
+    }
+    return all;
+}
+
+class DeviceHostFromSlot : public DeviceHostFixture, public testing::WithParamInterface<FromSlot>
+{
+protected:
+    /** Makes every signal happen, time and again, as long as the host runs. */
+    void makeEverythingHappen()
+    {
+        host->setDeviceType(checkedModels().first().deviceType);
+        link->onCommand = [this](const model_Protocoldata &command) {
+            model_Protocoldata reply = command;
+            if (command.baData == "silent") {
+                return;
+            }
+            reply.ucHead[3] = 16; // refused by the rule
+            link->reply(reply);
+            reply.ucHead[3] = 0;
+            link->reply(reply);
+            reply.ucHead[0] = static_cast<uchar>(reply.ucHead[0] + 100);
+            link->reply(reply); // foreign
+            Q_EMIT link->received(QByteArray("garbage"));
+        };
+        giveMore();
+        QObject::connect(&m_pulse, &QTimer::timeout, [this] {
+            if (!host || m_done) {
+                return;
+            }
+            // The answered one again: a duplicate. The given-up one: late.
+            for (const model_Protocoldata &command : std::vector<model_Protocoldata>(link->commands)) {
+                link->reply(command);
+            }
+            Q_EMIT link->closed("for the test");
+            giveMore();
+        });
+        constexpr int pulseMs = 100;
+        m_pulse.start(pulseMs);
+    }
+
+    void giveMore()
+    {
+        enqueue(command(shortWaitMs, "silent"));
+        enqueue(command(longWaitMs, "answered"));
+    }
+
+    void act()
+    {
+        m_done = true;
+        m_pulse.stop();
+        switch (GetParam().way) {
+        case Way::Stop:
+            EXPECT_TRUE(host->stop().clean());
+            break;
+        case Way::StopAndStart:
+            EXPECT_TRUE(host->stop().clean());
+            EXPECT_TRUE(host->start());
+            break;
+        case Way::DeleteLater:
+            host.release()->deleteLater();
+            break;
+        case Way::Delete:
+            host.reset();
+            break;
+        }
+    }
+
+    bool m_done = false;
+    QTimer m_pulse;
+};
+
+} // namespace
+
+TEST_P(DeviceHostFromSlot, IsSafe)
+{
+    const QPointer<biz_DeviceHost> alive(host.get());
+    seen.onSignal = [this](const DeviceHostRecorder::Event &event) {
+        if (!m_done && event.signal == GetParam().signal) {
+            act();
+        }
+    };
+    makeEverythingHappen();
+    ASSERT_TRUE(host->start());
+    ASSERT_TRUE(waitFor([&] { return m_done; })) << "the signal never came";
+    if (GetParam().way == Way::Delete || GetParam().way == Way::DeleteLater) {
+        EXPECT_TRUE(waitFor([&] { return alive.isNull(); }));
+        // Nobody hears of the ends that come with a destruction; of none twice all the same.
+        for (const auto &end : seen.ends()) {
+            EXPECT_EQ(end.second.size(), 1U);
+        }
+        given.clear();
+        seen.forget();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, DeviceHostFromSlot, testing::ValuesIn(everySignalEveryWay()), nameOf);
