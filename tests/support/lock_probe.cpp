@@ -36,6 +36,13 @@ struct Probe
 
 std::atomic<Probe *> probe{nullptr};
 
+/** Never freed: a thread that is on its way out may still be looking at a former one. */
+std::vector<std::unique_ptr<Probe>> &everyProbe()
+{
+    static auto *probes = new std::vector<std::unique_ptr<Probe>>;
+    return *probes;
+}
+
 /** The watched mutex behind an address; null for all others. */
 Watched *find(Probe *active, const pthread_mutex_t *mutex)
 {
@@ -77,12 +84,13 @@ LockProbe::LockProbe(NamedLocks watched, Journal *journal)
     for (const auto &[name, mutex] : watched) {
         active->watched.push_back({name, mutex->native_handle(), false});
     }
-    probe = active.release();
+    probe = active.get();
+    everyProbe().push_back(std::move(active));
 }
 
 LockProbe::~LockProbe()
 {
-    delete probe.exchange(nullptr);
+    probe = nullptr;
 }
 
 void LockProbe::beforeLock(const std::string &name, int nth, std::function<void()> action)

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <future>
 #include <numeric>
@@ -295,6 +296,10 @@ TEST_F(DeviceChannelThreads, AWatchdogAndItsSuccessorGiveACommandUp)
 TEST_F(DeviceChannelThreads, LinesThatTwoThreadsLogAtOnceStayWhole)
 {
     constexpr int lines = 200;
+    // Without a TZ the C library reads the zone anew at each use of local time, under a lock
+    // of its own that the thread sanitizer does not know.
+    qputenv("TZ", "UTC0");
+    tzset();
     RunningWorker workers[2];
     onThreads(2, [&workers](int number) {
         model_Protocoldata reply;
