@@ -59,12 +59,14 @@ TEST_F(ChannelState, TheDestructorClearsBothRunFlags)
     auto *doomed = new biz_CMDSWork;
     doomed->m_bSendRun = true;
     doomed->m_bRecvRun = true;
+    const bool *sendFlag = &doomed->m_bSendRun;
+    const bool *receiveFlag = &doomed->m_bRecvRun;
     bool sendRun = true;
     bool receiveRun = true;
     // The base class's part of the destruction reports it, after the worker's own part.
-    QObject::connect(doomed, &QObject::destroyed, [&] {
-        sendRun = doomed->m_bSendRun;
-        receiveRun = doomed->m_bRecvRun;
+    QObject::connect(doomed, &QObject::destroyed, [&sendRun, &receiveRun, sendFlag, receiveFlag] {
+        sendRun = *sendFlag;
+        receiveRun = *receiveFlag;
     });
     delete doomed;
     EXPECT_FALSE(sendRun);
