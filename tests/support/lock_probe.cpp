@@ -57,10 +57,10 @@ Watched *find(Probe *active, const pthread_mutex_t *mutex)
     return nullptr;
 }
 
-/** What the test has planned for this lock; an error keeps it from being taken. */
-int carryOutPlan(Probe &active, const std::string &name)
+/** What the test has planned for this step; an error keeps a lock from being taken. */
+int carryOutPlan(Probe &active, const std::string &step)
 {
-    const auto plan = active.planned.find(name);
+    const auto plan = active.planned.find(step);
     if (plan == active.planned.end() || --plan->second.remaining > 0) {
         return 0;
     }
@@ -95,12 +95,17 @@ LockProbe::~LockProbe()
 
 void LockProbe::beforeLock(const std::string &name, int nth, std::function<void()> action)
 {
-    probe.load()->planned[name] = {nth, std::move(action), 0};
+    probe.load()->planned["lock " + name] = {nth, std::move(action), 0};
+}
+
+void LockProbe::beforeUnlock(const std::string &name, int nth, std::function<void()> action)
+{
+    probe.load()->planned["unlock " + name] = {nth, std::move(action), 0};
 }
 
 void LockProbe::failLock(const std::string &name, int nth, int error)
 {
-    probe.load()->planned[name] = {nth, nullptr, error};
+    probe.load()->planned["lock " + name] = {nth, nullptr, error};
 }
 
 } // namespace biz::test
@@ -135,7 +140,7 @@ BIZ_INTERPOSED int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
     if (watched == nullptr) {
         return real.load()(mutex);
     }
-    if (const int error = carryOutPlan(*active, watched->name)) {
+    if (const int error = carryOutPlan(*active, "lock " + watched->name)) {
         return error;
     }
     const int result = real.load()(mutex);
@@ -158,6 +163,7 @@ BIZ_INTERPOSED int pthread_mutex_unlock(pthread_mutex_t *mutex) noexcept
     // One that was taken by a mere try is no lock of the library's.
     if (watched != nullptr && watched->locked) {
         watched->locked = false;
+        carryOutPlan(*active, "unlock " + watched->name);
         if (active->journal != nullptr) {
             active->journal->add("unlock " + watched->name);
         }

@@ -32,6 +32,9 @@ public:
      */
     void beforeLock(const std::string &name, int nth, std::function<void()> action);
 
+    /** The same just before that mutex is left, while it is still held. */
+    void beforeUnlock(const std::string &name, int nth, std::function<void()> action);
+
     /** The `nth` lock of that mutex from now on fails with `error`. */
     void failLock(const std::string &name, int nth, int error);
 };
