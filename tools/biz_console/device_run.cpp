@@ -106,14 +106,14 @@ QString DeviceRun::progress() const
         .arg(m_host.pending() - m_host.waiting());
 }
 
-/** The codes of a command and its name, or one of them where there is no other. */
+/** The codes of a command and its name, unless that begins with them. */
 QString DeviceRun::label(host::Ticket ticket, const QString &codes) const
 {
     const LedgerEntry *entry = report().ledger().find(ticket);
-    if (entry == nullptr || entry->name == codes) {
+    if (entry == nullptr) {
         return codes;
     }
-    return codes.isEmpty() ? entry->name : QStringLiteral("%1 %2").arg(codes, entry->name);
+    return entry->name.startsWith(codes) ? entry->name : QStringLiteral("%1 %2").arg(codes, entry->name);
 }
 
 void DeviceRun::onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command)

@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <QtCore/QTemporaryDir>
+
+#include <tools/running_console.h>
+#include <tools/running_simulator.h>
+
+// The console plays the example sessions against the simulator that each is made for.
+
+using namespace biz::test;
+
+namespace {
+
+QString sessionFile(const char *name)
+{
+    return QStringLiteral(BIZ_SESSIONS "/") + QString::fromLatin1(name);
+}
+
+struct PlayedSession
+{
+    const char *session;
+    QString simulatorArguments;
+};
+
+void PrintTo(const PlayedSession &played, std::ostream *out)
+{
+    *out << played.session;
+}
+
+class PlayedDeviceSession : public testing::TestWithParam<PlayedSession>
+{
+};
+
+TEST_P(PlayedDeviceSession, EndsAsItExpects)
+{
+    RunningSimulator simulator(GetParam().simulatorArguments + QStringLiteral(" --port 0"));
+    const quint16 port = simulator.listeningPort();
+    ASSERT_NE(port, 0) << qPrintable(simulator.allErrors());
+    const QTemporaryDir logs;
+    RunningConsole console({"run", sessionFile(GetParam().session), "--device",
+                            QStringLiteral("tcp://127.0.0.1:%1").arg(port), "--log-dir", logs.path()});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output() + console.errors());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Console, PlayedDeviceSession,
+    testing::Values(PlayedSession{"a1max.json", "--model A1MAX"}, PlayedSession{"a2.json", "--model A2"},
+                    PlayedSession{"a3.json", "--model A3"}, PlayedSession{"a5.json", "--model A5"},
+                    PlayedSession{"k250.json", "--model K250"}, PlayedSession{"pvn410max.json", "--model PVN410MAX"},
+                    PlayedSession{"pvn410max2.json", "--model PVN410MAX2"},
+                    PlayedSession{"faults_a2.json", "--model A2 --script " + sessionFile("faults_a2_script.json")}));
+
+class PlayedOsdSession : public testing::TestWithParam<PlayedSession>
+{
+};
+
+TEST_P(PlayedOsdSession, EndsAsItExpects)
+{
+    RunningSimulator simulator(GetParam().simulatorArguments + QStringLiteral(" --port 0"));
+    const quint16 port = simulator.listeningPort();
+    ASSERT_NE(port, 0) << qPrintable(simulator.allErrors());
+    RunningConsole console({"osd", sessionFile(GetParam().session), "--port", QString::number(port)});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output() + console.errors());
+}
+
+INSTANTIATE_TEST_SUITE_P(Console, PlayedOsdSession,
+                         testing::Values(PlayedSession{"osd_100.json", "--osd 100 --osd-silent 10"},
+                                         PlayedSession{"osd_100_all_answer.json", "--osd 100"}));
+
+TEST(PlayedFault, WithAFaultThatItDoesNotExpectIsNotAsExpected)
+{
+    RunningSimulator simulator("--model A2 --fault 1=silence --port 0");
+    const quint16 port = simulator.listeningPort();
+    ASSERT_NE(port, 0) << qPrintable(simulator.allErrors());
+    const QTemporaryDir logs;
+    RunningConsole console({"run", sessionFile("a2.json"), "--device", QStringLiteral("tcp://127.0.0.1:%1").arg(port),
+                            "--log-dir", logs.path()});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().contains("expected answered without events, was answered with resent"))
+        << qPrintable(console.output());
+}
+
+} // namespace
