@@ -45,7 +45,7 @@ QByteArray payloadOfSize(const QString &text)
         throw UsageError(QStringLiteral("--size: a number from 0 to %1 expected, not '%2'")
                              .arg(QString::number(host::DemoFrameCodec::maxPayload), text));
     }
-    return QByteArray(size, '\0');
+    return {size, '\0'};
 }
 
 QByteArray payloadOf(const QString &text)

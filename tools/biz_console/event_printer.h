@@ -34,7 +34,7 @@ public:
     void beQuiet() { m_isQuiet = true; }
 
     void header();
-    void event(const EventLine &line);
+    void event(const EventLine &event);
     void progress(const QString &text);
 
     /** A line as it is; an empty one for a gap. */

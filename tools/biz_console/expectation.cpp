@@ -1,5 +1,8 @@
 #include <biz_console/expectation.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace biz::console {
 
 namespace {
@@ -35,13 +38,13 @@ QString eventName(Event event)
 
 bool eventFromName(const QString &name, Event *event)
 {
-    for (const EventRow &row : eventRows) {
-        if (name == QLatin1String(row.name)) {
-            *event = row.event;
-            return true;
-        }
+    const auto *const found = std::find_if(std::begin(eventRows), std::end(eventRows),
+                                           [&name](const EventRow &row) { return name == QLatin1String(row.name); });
+    if (found == std::end(eventRows)) {
+        return false;
     }
-    return false;
+    *event = found->event;
+    return true;
 }
 
 QStringList eventNames()

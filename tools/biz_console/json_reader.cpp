@@ -187,7 +187,7 @@ QByteArray ObjectReader::hexUpTo(const char *name, int maxSize) const
 
 QJsonArray ObjectReader::filledArray(const char *name, const char *ofWhat) const
 {
-    const QJsonArray array = value(name).toArray();
+    QJsonArray array = value(name).toArray();
     if (array.isEmpty()) {
         fail(name, QStringLiteral("an array of at least one %1 expected, not %2")
                        .arg(QString::fromLatin1(ofWhat),

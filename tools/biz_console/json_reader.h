@@ -32,31 +32,31 @@ class ObjectReader
 public:
     ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys);
 
-    bool has(const char *key) const;
-    QString placeOf(const char *key) const;
+    bool has(const char *name) const;
+    QString placeOf(const char *name) const;
 
     /** A whole number within the bounds; `fallback` when the key is absent. */
-    int integer(const char *key, int lowest, int highest, int fallback) const;
+    int integer(const char *name, int lowest, int highest, int fallback) const;
 
     /** A whole number, or one written as decimal or 0x text, as device types are. */
-    int code(const char *key) const;
+    int code(const char *name) const;
 
-    QString text(const char *key, const QString &fallback = {}) const;
+    QString text(const char *name, const QString &fallback = {}) const;
 
     /** Exactly `size` bytes in hexadecimal; required. */
-    QByteArray hexOfSize(const char *key, int size, const char *example) const;
+    QByteArray hexOfSize(const char *name, int size, const char *example) const;
 
     /** At most `maxSize` bytes in hexadecimal; empty when the key is absent. */
-    QByteArray hexUpTo(const char *key, int maxSize) const;
+    QByteArray hexUpTo(const char *name, int maxSize) const;
 
     /** Required, and not empty. */
-    QJsonArray filledArray(const char *key, const char *ofWhat) const;
+    QJsonArray filledArray(const char *name, const char *ofWhat) const;
 
-    QStringList textArray(const char *key) const;
+    QStringList textArray(const char *name) const;
 
-    QJsonValue value(const char *key) const { return m_object.value(QLatin1String(key)); }
+    QJsonValue value(const char *name) const { return m_object.value(QLatin1String(name)); }
 
-    [[noreturn]] void fail(const char *key, const QString &problem) const;
+    [[noreturn]] void fail(const char *name, const QString &problem) const;
 
 private:
     QString m_place;

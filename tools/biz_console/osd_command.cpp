@@ -65,7 +65,7 @@ quint16 portOf(const QCommandLineParser &parser)
 
 QString localAddressOf(const QCommandLineParser &parser)
 {
-    const QString address = parser.value(bindOption());
+    QString address = parser.value(bindOption());
     if (QHostAddress(address).isNull()) {
         throw UsageError(QStringLiteral("--bind: a local address expected, not '%1'").arg(address));
     }

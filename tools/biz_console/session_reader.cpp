@@ -20,7 +20,7 @@ constexpr int maxOsdCommands = 100'000; ///< all of them are given to the host a
 constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
-constexpr qint64 maxFileSize = 64 * 1024 * 1024;
+constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
 
 constexpr int defaultDeviceWaitMs = 500;
 constexpr int defaultOsdWaitMs = 1000;
@@ -151,7 +151,7 @@ QString canonicalAddress(const QString &place, const QString &text)
 QStringList readDeviceList(const ObjectReader &session)
 {
     session.filledArray("devices", "address");
-    const QStringList devices = session.textArray("devices");
+    QStringList devices = session.textArray("devices");
     QSet<QString> seen;
     for (int i = 0; i < devices.size(); ++i) {
         const QString place = elementPlace(session.placeOf("devices"), i);
@@ -244,7 +244,7 @@ QByteArray readSessionFile(const QString &path)
     if (!file.open(QIODevice::ReadOnly)) {
         throw SessionError(QStringLiteral("cannot be read"), file.errorString());
     }
-    const QByteArray bytes = file.read(maxFileSize + 1);
+    QByteArray bytes = file.read(maxFileSize + 1);
     if (file.error() != QFileDevice::NoError) {
         throw SessionError(QStringLiteral("cannot be read"), file.errorString());
     }
