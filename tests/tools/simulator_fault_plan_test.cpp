@@ -114,15 +114,15 @@ TEST(FaultPlan, DevicesDrawIndependently)
     EXPECT_NE(nextFaults(second, 200), nextFaults(third, 200));
 }
 
-TEST(FaultPlan, ScriptEntryLeavesTheDrawsOfOtherCommandsAlone)
+TEST(FaultPlan, ScriptDecidesBeforeTheRatesAndLeavesTheirOtherDrawsAlone)
 {
     FaultSettings settings = drawn(42);
     FaultPlan plain(settings);
-    settings.script = scripted(R"({"faults": [{"reception": 1, "fault": "late"}]})").script;
+    settings.script = scripted(R"({"faults": [{"reception": 5, "fault": "late"}]})").script;
     FaultPlan withEntry(settings);
 
-    EXPECT_EQ(nameOf(withEntry.next(readAll)), "late");
-    plain.next(readAll);
+    EXPECT_EQ(nextFaults(plain, 5), "- - - - silence");
+    EXPECT_EQ(nextFaults(withEntry, 5), "- - - - late");
     EXPECT_EQ(nextFaults(withEntry, 100), nextFaults(plain, 100));
 }
 

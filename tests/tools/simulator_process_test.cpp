@@ -3,6 +3,8 @@
 #include <csignal>
 #include <memory>
 
+#include <sys/resource.h>
+
 #include <QtCore/QElapsedTimer>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QTcpServer>
@@ -310,6 +312,24 @@ TEST(SimulatorProcess, EachOsdDeviceAnswersFromItsOwnAddress)
     }
 }
 
+TEST(SimulatorProcess, PlaysMoreDevicesThanTheUsualLimitOfOpenFilesAllows)
+{
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    if (before.rlim_max < 1000) {
+        GTEST_SKIP() << "no process may open a thousand files here";
+    }
+    const rlimit low{256, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    RunningSimulator simulator("--osd 600 --port 0");
+    const quint16 port = simulator.listeningPort();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+
+    UdpClient client(port);
+    client.send("127.1.2.88", 1);
+    EXPECT_TRUE(client.reply());
+}
+
 TEST(SimulatorProcess, RangeOfOsdDevicesIsPrinted)
 {
     RunningSimulator simulator("--osd 3 --osd-first 127.9.8.7 --port 0");
@@ -449,8 +469,9 @@ TEST(SimulatorProcess, TcpPortInUseIsStatusThree)
 
 TEST(SimulatorProcess, OsdPortInUseAtOneDeviceIsStatusThree)
 {
+    // Even one that would share its port: two simulators must not get half of the commands each.
     QUdpSocket other;
-    ASSERT_TRUE(other.bind(QHostAddress("127.7.0.3"), 0, QAbstractSocket::DontShareAddress));
+    ASSERT_TRUE(other.bind(QHostAddress("127.7.0.3"), 0, QAbstractSocket::ShareAddress));
     RunningSimulator simulator(QStringLiteral("--osd 4 --osd-first 127.7.0.1 --port %1").arg(other.localPort()));
     EXPECT_EQ(simulator.exitStatus(), 3);
     const QString errors = simulator.allErrors();

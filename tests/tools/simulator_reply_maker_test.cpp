@@ -206,6 +206,22 @@ TEST(ReplyMakerOfA2, LengthRuleGetsThePayloadThatItAsksFor)
     EXPECT_EQ(reply.baData.size(), 354);
 }
 
+TEST(ReplyMakerOfA2, ByteThatTheRuleDoesNotLookAtIsKeptBesideOneThatChanges)
+{
+    const model_Protocoldata reply = makeReply(rules::Model::OrlixA2, commandOf(0x68, 0x28, 200, 7, 200));
+    EXPECT_EQ(reply.ucHead[3], 200);
+    EXPECT_EQ(reply.ucHead[4], 7);
+    EXPECT_LE(reply.ucHead[5], 15);
+}
+
+TEST(ReplyMakerOfA1Max, ByteThatTheRuleDoesNotLookAtIsKeptBesideOneThatChanges)
+{
+    const model_Protocoldata reply = makeReply(rules::Model::OrlixA1Max, commandOf(0x72, 0x00, 200, 200, 9));
+    EXPECT_EQ(reply.ucHead[3], 200);
+    EXPECT_LE(reply.ucHead[4], 7);
+    EXPECT_EQ(reply.ucHead[5], 9);
+}
+
 TEST(ReplyMakerOfA2, EachFaultOfTheRejectingKindAppliesToAReadOfManyBytes)
 {
     const model_Protocoldata reply = makeReply(rules::Model::OrlixA2, commandOf(0xF1, 0x08, 15, 0x62, 0x01));

@@ -1,3 +1,7 @@
+#include <memory>
+
+#include <sys/resource.h>
+
 #include <QtCore/QCoreApplication>
 
 #include <biz_simulator/event_log.h>
@@ -36,6 +40,17 @@ void tellOsdDevices(const Options &options, const OsdDevices &devices)
     const QHostAddress last(options.osdFirst + static_cast<quint32>(options.osdCount) - 1);
     writeLine(stdout, QStringLiteral("listening on udp://%1 to %2 port %3")
                           .arg(first.toString(), last.toString(), QString::number(devices.port())));
+}
+
+/** Each OSD device has a socket: as many as the system lets this process have. */
+void allowManySockets()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        // Without success the default stands, and a bind that fails for it says so.
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
 /** Plays what the options ask for until a signal ends it. */
@@ -100,5 +115,6 @@ int main(int argc, char **argv)
     if (!quitOnSignals(&application)) {
         return fail(CannotBind, QStringLiteral("cannot watch for signals"));
     }
+    allowManySockets();
     return play(line.options);
 }

@@ -51,22 +51,23 @@ std::vector<int> numbersOf(const Rule &rule)
     return numbers;
 }
 
-/** Bytes 4 and 5 as one length, or as two values of their own; what the command has comes first. */
+/**
+ * What bytes 4 and 5 may become, in the order of how much of the command's is kept: as they
+ * are, one of them changed, and both as one length.
+ */
 std::vector<Reply> lengthCandidates(const Rule &rule, const Reply &own)
 {
+    const std::vector<int> numbers = numbersOf(rule);
     std::vector<Reply> candidates{own};
-    for (const int number : numbersOf(rule)) {
-        Reply candidate = own;
-        setDeclaredLength(candidate, number);
-        candidates.push_back(candidate);
-
-        candidate = own;
-        candidate.byte4 = static_cast<quint8>(number);
-        candidates.push_back(candidate);
-
-        candidate = own;
-        candidate.byte5 = static_cast<quint8>(number);
-        candidates.push_back(candidate);
+    for (const int number : numbers) {
+        candidates.push_back(own);
+        candidates.back().byte4 = static_cast<quint8>(number);
+        candidates.push_back(own);
+        candidates.back().byte5 = static_cast<quint8>(number);
+    }
+    for (const int number : numbers) {
+        candidates.push_back(own);
+        setDeclaredLength(candidates.back(), number);
     }
     return candidates;
 }
