@@ -303,7 +303,7 @@ TEST(ConsoleHelp, GoesToTheStandardOutput)
                                          QStringList{"log", "--help"}}) {
         RunningConsole console(arguments);
         EXPECT_EQ(console.exitStatus(), 0);
-        EXPECT_TRUE(console.output().startsWith("Usage: "));
+        EXPECT_TRUE(console.output().startsWith("Usage: biz_console ")) << qPrintable(console.output());
         EXPECT_EQ(console.errors(), "");
     }
 }

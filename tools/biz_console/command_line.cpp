@@ -23,6 +23,17 @@ QString helpOption()
     return QStringLiteral("help");
 }
 
+/** The parser's own text begins with the program's path and puts the options before the command. */
+QString helpText(const QCommandLineParser &parser)
+{
+    const QString text = parser.helpText();
+    const QString options = QStringLiteral("[options] ");
+    const int usage = text.indexOf(options) + options.size();
+    const int usageEnd = text.indexOf(QLatin1Char('\n'), usage);
+    return QStringLiteral("Usage: biz_console %1 [options]%2")
+        .arg(text.mid(usage, usageEnd - usage), text.mid(usageEnd));
+}
+
 } // namespace
 
 bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output)
@@ -31,7 +42,7 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
     const QStringList withProgram = QStringList{QStringLiteral("biz_console")} + arguments;
     const bool good = parser.parse(withProgram);
     if (parser.isSet(helpOption())) {
-        output.out << parser.helpText();
+        output.out << helpText(parser);
         return false;
     }
     if (!good) {
@@ -40,22 +51,30 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
     return true;
 }
 
-void addRunOptions(QCommandLineParser &parser)
+void addTraceOption(QCommandLineParser &parser)
+{
+    parser.addOption({traceOption(), QStringLiteral("Shows the library's debug messages on the error stream.")});
+}
+
+void obeyTraceOption(const QCommandLineParser &parser)
+{
+    showDebugMessages(parser.isSet(traceOption()));
+}
+
+void addLogDirOption(QCommandLineParser &parser)
 {
     parser.addOption({logDirOption(),
                       QStringLiteral("Rejected replies are logged below Errorlog in <folder>; the working directory "
                                      "by default. The folder is made when it is missing."),
                       QStringLiteral("folder")});
-    parser.addOption({traceOption(), QStringLiteral("Shows the library's debug messages on the error stream.")});
 }
 
-void applyRunOptions(const QCommandLineParser &parser)
+// The library writes its error log below the working directory.
+void obeyLogDirOption(const QCommandLineParser &parser)
 {
-    showDebugMessages(parser.isSet(traceOption()));
     if (!parser.isSet(logDirOption())) {
         return;
     }
-    // The library writes its error log below the working directory.
     const QString folder = parser.value(logDirOption());
     if (!QDir().mkpath(folder) || !QDir::setCurrent(folder)) {
         throw InputError(folder + QStringLiteral(": cannot be made or entered"));

@@ -49,11 +49,13 @@ int runRules(const QStringList &arguments, const Output &output);
 /** Parses the arguments of a command; false when it only had to print its help. Throws UsageError. */
 bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output);
 
-/** The options that every run has: --log-dir and --trace. */
-void addRunOptions(QCommandLineParser &parser);
+/** --trace. */
+void addTraceOption(QCommandLineParser &parser);
+void obeyTraceOption(const QCommandLineParser &parser);
 
-/** Obeys them. The session must have been read before: the working directory changes. */
-void applyRunOptions(const QCommandLineParser &parser);
+/** --log-dir. What is named relative to the working directory must have been read before: it changes. */
+void addLogDirOption(QCommandLineParser &parser);
+void obeyLogDirOption(const QCommandLineParser &parser);
 
 /** The one positional argument that a command takes. */
 QString onlyArgument(const QCommandLineParser &parser, const QString &what);

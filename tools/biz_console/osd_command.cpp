@@ -49,7 +49,7 @@ void describe(QCommandLineParser &parser)
                       QStringLiteral("address"), QStringLiteral("127.0.0.1")});
     parser.addOption({eventsOption(), QStringLiteral("Shows a line for each event of each device.")});
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
-    addRunOptions(parser);
+    addTraceOption(parser);
 }
 
 quint16 portOf(const QCommandLineParser &parser)
@@ -92,7 +92,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     if (hasPort) {
         session.port = port;
     }
-    applyRunOptions(parser);
+    obeyTraceOption(parser);
 
     OsdRun run(std::move(session), options, output);
     return execute(run);

@@ -42,7 +42,8 @@ int runDevice(const QStringList &arguments, const Output &output)
     parser.addOption({deviceOption, QStringLiteral("The device: tcp://HOST:PORT."), QStringLiteral("url")});
     const QString quietOption = QStringLiteral("quiet");
     parser.addOption({quietOption, QStringLiteral("Shows what was not as expected and the summary only.")});
-    addRunOptions(parser);
+    addLogDirOption(parser);
+    addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
@@ -52,7 +53,8 @@ int runDevice(const QStringList &arguments, const Output &output)
     }
     std::unique_ptr<host::DeviceLink> link = linkOf(parser.value(deviceOption));
     DeviceSession session = loadSession(path);
-    applyRunOptions(parser);
+    obeyTraceOption(parser);
+    obeyLogDirOption(parser);
 
     DeviceRun run(std::move(session), std::move(link), output);
     if (parser.isSet(quietOption)) {
