@@ -9,18 +9,21 @@ namespace {
 
 using namespace biz;
 
-bool accepts(rules::Model model, const model_Protocoldata &data)
+// The model is a template argument, so that its table's address is known at compile time.
+template<rules::Model Model>
+bool accepts(const model_Protocoldata &data)
 {
-    return rules::judge(model, rules::viewOf(data)).accepted();
+    return rules::judge(Model, rules::viewOf(data)).accepted();
 }
 
 /** A2 and PVN410MAX2 report the one reply whose refusal has always been looked for. */
-bool acceptsOrReportsBuffer(rules::Model model, const model_Protocoldata &data)
+template<rules::Model Model>
+bool acceptsOrReportsBuffer(const model_Protocoldata &data)
 {
     constexpr uchar bufferCommand = 0xF1;
     constexpr uchar bufferSubCode = 0x05;
 
-    const bool accepted = accepts(model, data);
+    const bool accepted = accepts<Model>(data);
     if (!accepted && data.ucHead[1] == bufferCommand && data.ucHead[2] == bufferSubCode) {
         diagnostics::bufferReplyRefused();
     }
@@ -56,37 +59,37 @@ bool biz_CMDSWork::checkRecvData(model_Protocoldata data)
 
 bool biz_CMDSWork::checkRecvData_ORLIX_A2(model_Protocoldata data)
 {
-    return acceptsOrReportsBuffer(rules::Model::OrlixA2, data);
+    return acceptsOrReportsBuffer<rules::Model::OrlixA2>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_ORLIX_A3(model_Protocoldata data)
 {
-    return accepts(rules::Model::OrlixA3, data);
+    return accepts<rules::Model::OrlixA3>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_ORLIX_A5(model_Protocoldata data)
 {
-    return accepts(rules::Model::OrlixA5, data);
+    return accepts<rules::Model::OrlixA5>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_ORLIX_A1MAX(model_Protocoldata data)
 {
-    return accepts(rules::Model::OrlixA1Max, data);
+    return accepts<rules::Model::OrlixA1Max>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_PVN410MAX(model_Protocoldata data)
 {
-    return accepts(rules::Model::Pvn410Max, data);
+    return accepts<rules::Model::Pvn410Max>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_PVN410MAX2(model_Protocoldata data)
 {
-    return acceptsOrReportsBuffer(rules::Model::Pvn410Max2, data);
+    return acceptsOrReportsBuffer<rules::Model::Pvn410Max2>(data);
 }
 
 bool biz_CMDSWork::checkRecvData_K250(model_Protocoldata data)
 {
-    return accepts(rules::Model::K250, data);
+    return accepts<rules::Model::K250>(data);
 }
 
 quint16 biz_CMDSWork::combineTwoByte(uchar low, uchar high)

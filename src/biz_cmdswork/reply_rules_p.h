@@ -6,7 +6,10 @@
 
 #include <biz_cmdswork/reply_rule_p.h>
 
-/** The reply rules of every model that has a checker. */
+/**
+ * The reply rules of every model that has a checker. The look-ups are inline: with the
+ * model known at compile time, judging a reply costs little beside handing it over.
+ */
 namespace biz::rules {
 
 enum class Model : std::uint8_t { OrlixA2, OrlixA1Max, OrlixA3, Pvn410Max, K250, Pvn410Max2, OrlixA5 };
@@ -28,8 +31,21 @@ inline constexpr std::array<CheckedType, 7> checkedTypes = {{
     {0x190000, Model::OrlixA5},
 }};
 
+extern const Table tableA2;        ///< A2 | PVN410MAX2
+extern const Table tableA3A5;      ///< A3 | A5
+extern const Table tableA1MaxK250; ///< A1MAX | K250
+extern const Table tablePvn410Max; ///< PVN410MAX, in both columns
+
 /** The model whose checker judges replies of a device type; none: all are accepted. */
-std::optional<Model> modelOfDeviceType(int deviceType);
+constexpr std::optional<Model> modelOfDeviceType(int deviceType)
+{
+    for (const CheckedType &type : checkedTypes) {
+        if (type.deviceType == deviceType) {
+            return type.model;
+        }
+    }
+    return std::nullopt;
+}
 
 /** A model's table, in the order of the protocol, and which rule of each row is its own. */
 struct ModelTable
@@ -37,10 +53,38 @@ struct ModelTable
     const Table *table;
     std::size_t column;
 };
-ModelTable tableOf(Model model);
+
+constexpr ModelTable tableOf(Model model)
+{
+    switch (model) {
+    case Model::OrlixA2:
+        return {&tableA2, 0};
+    case Model::Pvn410Max2:
+        return {&tableA2, 1};
+    case Model::OrlixA3:
+        return {&tableA3A5, 0};
+    case Model::OrlixA5:
+        return {&tableA3A5, 1};
+    case Model::OrlixA1Max:
+        return {&tableA1MaxK250, 0};
+    case Model::K250:
+        return {&tableA1MaxK250, 1};
+    case Model::Pvn410Max:
+        break;
+    }
+    return {&tablePvn410Max, 0};
+}
 
 /** The rule for a command and sub-code; null where the model has none. */
-const Rule *ruleFor(Model model, std::uint8_t command, std::uint8_t subCode);
+inline const Rule *ruleFor(Model model, std::uint8_t command, std::uint8_t subCode)
+{
+    const ModelTable own = tableOf(model);
+    const Row *row = own.table->find(command, subCode);
+    if (row == nullptr || row->rules[own.column].empty()) {
+        return nullptr;
+    }
+    return &row->rules[own.column];
+}
 
 struct Verdict
 {
@@ -49,12 +93,12 @@ struct Verdict
 
     bool accepted() const { return broken == nullptr; }
 };
-Verdict judge(Model model, const Reply &reply);
 
-extern const Table tableA2;        ///< A2 | PVN410MAX2
-extern const Table tableA3A5;      ///< A3 | A5
-extern const Table tableA1MaxK250; ///< A1MAX | K250
-extern const Table tablePvn410Max; ///< PVN410MAX, in both columns
+inline Verdict judge(Model model, const Reply &reply)
+{
+    const Rule *rule = ruleFor(model, reply.command, reply.subCode);
+    return {rule, rule == nullptr ? nullptr : firstBrokenClause(reply, *rule)};
+}
 
 } // namespace biz::rules
 

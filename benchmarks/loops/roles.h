@@ -1,0 +1,14 @@
+#ifndef BIZ_BENCH_ROLES_H
+#define BIZ_BENCH_ROLES_H
+
+#include <string>
+
+/**
+ * Starts the five loops in a role, on threads that run until the process ends:
+ * "twin": bare sleeps of the same periods; "idle": the library's loops with nothing to do;
+ * "busy": the library's send, receive and OSD send loops with one item waiting each pass.
+ * False for a role that does not exist.
+ */
+bool startRole(const std::string &role);
+
+#endif
