@@ -372,6 +372,26 @@ TEST_F(OsdSendLoop, SendTimeUsesAllThirtyTwoBits)
     EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFEU);
 }
 
+TEST_F(OsdSendLoop, SendTimeBeyondThirtyTwoBitsIsTheHighestValue)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    startSendLoop();
+
+    sendPassAt(0x100000005);
+
+    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFFU);
+}
+
+TEST_F(OsdSendLoop, SendTimeBeforeTheEpochIsTheHighestValue)
+{
+    Channel::addToSendQueue(record(deviceA, 1));
+    startSendLoop();
+
+    sendPassAt(-5);
+
+    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFFU);
+}
+
 TEST_F(OsdSendLoop, SendTimeDoesNotDependOnTheTimeZone)
 {
     const QByteArray before = qgetenv("TZ");
