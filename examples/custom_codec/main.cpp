@@ -20,8 +20,7 @@ public:
     {
         m_isOpen = true;
         // Never from within the call: the host is told from the event loop.
-        QMetaObject::invokeMethod(
-            this, [this] { Q_EMIT opened(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, "opened", Qt::QueuedConnection);
     }
     void close() override { m_isOpen = false; }
     bool isOpen() const override { return m_isOpen; }
@@ -37,8 +36,7 @@ public:
             record.ucHead[5] = 0;
             record.baData = "hello";
             const QByteArray answer = m_device.encode(record);
-            QMetaObject::invokeMethod(
-                this, [this, answer] { Q_EMIT received(answer); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, "received", Qt::QueuedConnection, Q_ARG(QByteArray, answer));
         }
         return true;
     }
@@ -57,14 +55,14 @@ int main(int argc, char *argv[])
     host.setDeviceType(0x1400);
     host.setLink(std::make_unique<LoopbackLink>());
     host.setCodec(std::make_unique<LineCodec>());
-    QObject::connect(&host, &biz_DeviceHost::ended, &app, [&app](Ticket, const CommandResult &result) {
+    QObject::connect(&host, &biz_DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
         qInfo().noquote() << outcomeName(result.outcome) << QString::fromLatin1(result.reply.baData);
-        app.exit(result.outcome == Outcome::Answered ? 0 : 1);
+        QCoreApplication::exit(result.outcome == Outcome::Answered ? 0 : 1);
     });
 
     model_Protocoldata command;
     command.ucHead[1] = 0xF1;
     command.ucHead[2] = 0x12;
     host.enqueue(command);
-    return host.start() ? app.exec() : 2;
+    return host.start() ? QCoreApplication::exec() : 2;
 }

@@ -36,7 +36,7 @@ void printTable(const biz_OsdHost &host)
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = app.arguments();
+    const QStringList arguments = QCoreApplication::arguments();
     const quint32 first = QHostAddress(arguments.value(1, QStringLiteral("127.1.0.1"))).toIPv4Address();
     const quint32 count = arguments.value(2, QStringLiteral("4")).toUInt();
 
@@ -48,7 +48,7 @@ int main(int argc, char *argv[])
     QObject::connect(&host, &biz_OsdHost::ended, &app, [&](Ticket, const OsdCommandResult &result) {
         QTextStream(stdout) << result.ip << ": " << outcomeName(result.outcome) << ", " << result.reason << '\n';
         if (--toEnd == 0) {
-            app.quit();
+            QCoreApplication::quit();
         }
     });
     for (quint32 device = first; device < first + count; ++device) {
@@ -59,7 +59,7 @@ int main(int argc, char *argv[])
     if (!host.start()) {
         qFatal("%s", qPrintable(host.errorString()));
     }
-    app.exec();
+    QCoreApplication::exec();
     printTable(host);
     return 0;
 }

@@ -1,5 +1,4 @@
 #include <QtCore/QCoreApplication>
-#include <QtCore/QDebug>
 #include <host/biz_devicehost.h>
 using namespace biz::host;
 
@@ -8,18 +7,19 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     biz_DeviceHost host;
     QString error;
-    host.setLink(makeLink(QUrl(app.arguments().value(1, QStringLiteral("tcp://127.0.0.1:15700"))), &error));
+    host.setLink(makeLink(QUrl(QString::fromLocal8Bit(argc > 1 ? argv[1] : "tcp://127.0.0.1:15700")), &error));
     host.setDeviceType(0x1400); // an A2: the rules of this model judge each reply
     QObject::connect(&host, &biz_DeviceHost::linkClosed, &host, [&host] { host.stop(); });
-    QObject::connect(&host, &biz_DeviceHost::ended, &app, [&app](Ticket, const CommandResult &result) {
-        qInfo().noquote() << outcomeName(result.outcome) << "-" << result.reason;
-        app.exit(result.outcome == Outcome::Answered ? 0 : 1);
+    QObject::connect(&host, &biz_DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
+        qInfo("%s - %s", qPrintable(outcomeName(result.outcome)), qPrintable(result.reason));
+        QCoreApplication::exit(result.outcome == Outcome::Answered ? 0 : 1);
     });
     model_Protocoldata command;
     command.ucHead[1] = 0xF1; // the command code
     command.ucHead[2] = 0x08; // the sub-code
     host.enqueue(command);
-    if (!host.start())
+    if (!host.start()) {
         qFatal("%s", qPrintable(error));
-    return app.exec();
+    }
+    return QCoreApplication::exec();
 }
