@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <QtCore/QFile>
+
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <biz_console/error_log_line.h>
 #include <biz_console/summary.h>
-#include <support/channel_state_guard.h>
 #include <support/scratch_folder.h>
 
 using namespace biz::console;

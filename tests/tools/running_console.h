@@ -1,7 +1,6 @@
 #ifndef BIZ_TEST_RUNNING_CONSOLE_H
 #define BIZ_TEST_RUNNING_CONSOLE_H
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>

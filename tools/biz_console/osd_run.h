@@ -1,8 +1,6 @@
 #ifndef BIZ_CONSOLE_OSD_RUN_H
 #define BIZ_CONSOLE_OSD_RUN_H
 
-#include <map>
-
 #include <QtCore/QHash>
 
 #include <biz_console/osd_table.h>
