@@ -89,6 +89,12 @@ QString keyOf(const QHostAddress &address)
     return isIpv4 ? QHostAddress(ipv4).toString() : address.toString();
 }
 
+/** What the time-out thread did under the lock is over and visible once this returns. */
+void meetTimeoutThread()
+{
+    const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
+}
+
 std::atomic<bool> channelIsHeld{false};
 
 /** When the time-out thread of the last stopped run is gone; shared by all hosts. */
@@ -196,6 +202,7 @@ biz_OsdHost::Private::Private(biz_OsdHost *host)
             tellLoopsToReturn();
             joinAll(loops, Clock::now() + exitGrace);
             std::this_thread::sleep_for(timeoutThreadLifetime);
+            meetTimeoutThread();
         }
     })
 {
@@ -339,6 +346,7 @@ void biz_OsdHost::Private::letWorkerGo()
     inbox = std::make_shared<Inbox>(&receiver);
     former.worker = std::move(worker);
     former.loops = std::move(loops);
+    former.meetThreads = meetTimeoutThread;
     loops.clear();
 }
 

@@ -26,6 +26,8 @@ public:
             std::this_thread::sleep_until(retired.safeAfter);
             if (!allReturned(retired, Clock::now() + exitGrace)) {
                 leave(retired);
+            } else if (retired.meetThreads) {
+                retired.meetThreads();
             }
         }
     }
@@ -40,7 +42,11 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         const auto isSafe = [](Retired &old) {
-            return Clock::now() >= old.safeAfter && allReturned(old, Clock::now());
+            const bool safe = Clock::now() >= old.safeAfter && allReturned(old, Clock::now());
+            if (safe && old.meetThreads) {
+                old.meetThreads();
+            }
+            return safe;
         };
         m_retired.erase(std::remove_if(m_retired.begin(), m_retired.end(), isSafe), m_retired.end());
     }

@@ -27,6 +27,9 @@ struct Retired
     std::vector<std::unique_ptr<LoopThread>> loops;
     TimePoint safeAfter{};
     std::unique_ptr<ChannelClaim> claim;
+
+    /** Called before the worker is destroyed: takes the lock that its threads last held. */
+    std::function<void()> meetThreads;
 };
 
 /**

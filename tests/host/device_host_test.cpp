@@ -4,6 +4,7 @@
 #include <host/reply_words.h>
 
 #include "device_host_fixture.h"
+#include "on_thread.h"
 
 using namespace biz::host;
 using namespace biz::test;
@@ -621,15 +622,8 @@ TEST_F(DeviceHost, AHostThatIsMovedToAnotherThreadSpeaksThere)
     thread.start();
     answerEverything();
     host->moveToThread(&thread);
-    // From here on the host is called on its own thread only.
-    const auto onItsThread = [&](auto call) {
-        QObject context;
-        context.moveToThread(&thread);
-        QMetaObject::invokeMethod(&context, call, Qt::BlockingQueuedConnection);
-        QMetaObject::invokeMethod(
-            &context, [&] { context.moveToThread(QCoreApplication::instance()->thread()); },
-            Qt::BlockingQueuedConnection);
-    };
+    QObject context;
+    context.moveToThread(&thread);
     std::atomic<bool> answered{false};
     QObject::connect(
         host.get(), &biz_DeviceHost::ended, host.get(),
@@ -637,12 +631,13 @@ TEST_F(DeviceHost, AHostThatIsMovedToAnotherThreadSpeaksThere)
             answered = QThread::currentThread() == &thread && result.outcome == Outcome::Answered;
         },
         Qt::DirectConnection);
-    onItsThread([&] {
-        ASSERT_TRUE(host->start());
+    // From here on the host is called on its own thread only.
+    runOnThreadOf(&context, [&] {
+        EXPECT_TRUE(host->start());
         given.insert(host->enqueue(command(longWaitMs)));
     });
     EXPECT_TRUE(waitFor([&] { return answered.load(); }));
-    onItsThread([&] { host.reset(); });
+    runOnThreadOf(&context, [&] { host.reset(); });
     thread.quit();
     thread.wait();
 }

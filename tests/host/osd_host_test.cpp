@@ -3,6 +3,7 @@
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
+#include "on_thread.h"
 #include "osd_host_fixture.h"
 
 using namespace biz::host;
@@ -396,16 +397,12 @@ TEST_F(OsdHost, AHostThatIsMovedToAnotherThreadSpeaksThere)
             answered = QThread::currentThread() == &thread && result.outcome == Outcome::Answered;
         },
         Qt::DirectConnection);
-    QMetaObject::invokeMethod(
-        &context,
-        [&] {
-            EXPECT_TRUE(host->start());
-            host->enqueue(command(one.ip, answeredWaitMs));
-        },
-        Qt::BlockingQueuedConnection);
+    runOnThreadOf(&context, [&] {
+        EXPECT_TRUE(host->start());
+        host->enqueue(command(one.ip, answeredWaitMs));
+    });
     EXPECT_TRUE(waitFor([&] { return answered.load(); }));
-    QMetaObject::invokeMethod(
-        &context, [&] { host.reset(); }, Qt::BlockingQueuedConnection);
+    runOnThreadOf(&context, [&] { host.reset(); });
     thread.quit();
     thread.wait();
 }
