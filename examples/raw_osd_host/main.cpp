@@ -53,6 +53,8 @@ public:
         m_sendLoop.join();
         m_receiveLoop.join();
         std::this_thread::sleep_for(750ms);
+        // Time alone orders nothing: taking the lock once puts what follows after that pass.
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
     }
 
     RawOsdHost(const RawOsdHost &) = delete;
