@@ -1,5 +1,5 @@
 # Installs the project into a scratch folder, then configures, builds and runs a consumer
-# that knows that folder alone. Given: BUILD_DIR, SCRATCH_DIR, CONSUMER_DIR, CXX, CXX_FLAGS.
+# that knows that folder alone. Given: BUILD_DIR, SCRATCH_DIR, CONSUMER_DIR, GENERATOR, CXX, CXX_FLAGS.
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 set(prefix ${SCRATCH_DIR}/prefix)
 set(consumer ${SCRATCH_DIR}/consumer)
@@ -13,7 +13,7 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer}
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer} -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${CMAKE_COMMAND} --build ${consumer})
 run(${consumer}/manage_consumer)
