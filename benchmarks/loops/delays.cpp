@@ -179,6 +179,9 @@ void resendPrecision()
         std::this_thread::yield();
     }
     worker->m_bSendRun = false;
+    // Past the resend's delay and the last pass; then the next measurement has the channel.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    biz_CMDSWork::bRetFlag = true;
     std::printf("{\"name\": \"resend_precision\", \"library_ms\": %.3f, \"twin_ms\": %.3f}\n",
                 static_cast<double>(resendAt - sentAt) / 1e6, static_cast<double>(twinNs) / 1e6);
 }
