@@ -46,12 +46,15 @@ Q_SIGNALS:
     void received(const QByteArray &bytes);
 };
 
-/** The port on which simulated devices answer over TCP unless told otherwise. */
+/** The ports on which simulated devices answer over TCP and UDP unless told otherwise. */
 constexpr int defaultTcpPort = 15700;
+constexpr int defaultUdpPort = 15700;
 
 /**
- * The link that a URL names: tcp://HOST[:PORT]. Null when the URL names none; `error` then
- * says what was wrong and what was expected.
+ * The link that a URL names: tcp://HOST[:PORT], udp://HOST[:PORT], or
+ * serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none], whose parameters
+ * are optional and stand here with what they are by default. Null when the URL names none;
+ * `error` then says what was wrong and what was expected.
  */
 BIZ_HOST_EXPORT std::unique_ptr<DeviceLink> makeLink(const QUrl &url, QString *error);
 

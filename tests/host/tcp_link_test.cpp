@@ -84,12 +84,14 @@ TEST(MakeLink, AUrlNamesHostAndPort)
 
 TEST(MakeLink, AUrlThatNamesNoLinkIsExplained)
 {
-    EXPECT_EQ(complaintAbout(""), QStringLiteral("the link's URL is empty; expected tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("127.0.0.1"), QStringLiteral("\"127.0.0.1\" has no scheme; expected tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("udp://127.0.0.1:1"),
-              QStringLiteral("\"udp://127.0.0.1:1\": there is no link of scheme \"udp\"; expected tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("localhost:15700"), QStringLiteral("\"localhost:15700\": there is no link of scheme "
-                                                                "\"localhost\"; expected tcp://HOST[:PORT]"));
+    const QString anyForm = QStringLiteral("; expected tcp://HOST[:PORT], udp://HOST[:PORT] or "
+                                           "serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none]");
+    EXPECT_EQ(complaintAbout(""), QStringLiteral("the link's URL is empty") + anyForm);
+    EXPECT_EQ(complaintAbout("127.0.0.1"), QStringLiteral("\"127.0.0.1\" has no scheme") + anyForm);
+    EXPECT_EQ(complaintAbout("http://127.0.0.1:1"),
+              QStringLiteral("\"http://127.0.0.1:1\": there is no link of scheme \"http\"") + anyForm);
+    EXPECT_EQ(complaintAbout("localhost:15700"),
+              QStringLiteral("\"localhost:15700\": there is no link of scheme \"localhost\"") + anyForm);
     EXPECT_EQ(complaintAbout("tcp://:15700"), QStringLiteral("\"tcp://:15700\" names no host; expected "
                                                              "tcp://HOST[:PORT]"));
     EXPECT_EQ(complaintAbout("tcp://127.0.0.1:0"),

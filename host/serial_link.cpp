@@ -1,0 +1,112 @@
+#include <host/serial_link_p.h>
+
+namespace biz::host {
+
+SerialLink::SerialLink(const SerialSettings &settings)
+    : m_settings(settings)
+{
+    m_port.setPortName(settings.device);
+    m_port.setBaudRate(settings.baud);
+    m_port.setParity(settings.parity);
+    m_port.setDataBits(settings.dataBits);
+    m_port.setStopBits(settings.stopBits);
+    m_port.setFlowControl(settings.flow);
+    m_opening.setSingleShot(true);
+    connect(&m_opening, &QTimer::timeout, this, &SerialLink::openPort);
+    connect(&m_port, &QSerialPort::errorOccurred, this, &SerialLink::onError);
+    connect(&m_port, &QSerialPort::readyRead, this, &SerialLink::onReadyRead);
+}
+
+SerialLink::~SerialLink()
+{
+    close();
+}
+
+void SerialLink::open()
+{
+    if (m_wanted) {
+        return;
+    }
+    m_wanted = true;
+    m_opening.start(0);
+}
+
+void SerialLink::close()
+{
+    m_wanted = false;
+    m_opening.stop();
+    if (m_open) {
+        m_open = false;
+        m_port.flush(); // what the system takes at once still goes out
+    }
+    if (m_port.isOpen()) {
+        m_port.close();
+    }
+}
+
+bool SerialLink::isOpen() const
+{
+    return m_open;
+}
+
+bool SerialLink::write(const QByteArray &bytes)
+{
+    return m_open && m_port.write(bytes) == bytes.size();
+}
+
+QString SerialLink::name() const
+{
+    return m_settings.url();
+}
+
+// The port applies its settings while it opens, and does not open when one is refused.
+void SerialLink::openPort()
+{
+    if (!m_port.open(QIODevice::ReadWrite)) {
+        end(QStringLiteral("cannot open %1: %2").arg(name(), m_port.errorString()));
+        return;
+    }
+    m_open = true;
+    Q_EMIT opened();
+}
+
+void SerialLink::onError(QSerialPort::SerialPortError error)
+{
+    // While it opens, openPort() reports; and a close clears the error, which is told as well.
+    if (!m_open || error == QSerialPort::NoError) {
+        return;
+    }
+    // A port that has gone away, as an adapter that was pulled out, shows as one of these, and
+    // goes on doing so without end.
+    const bool isGone = error == QSerialPort::ResourceError || error == QSerialPort::ReadError ||
+                        error == QSerialPort::WriteError || error == QSerialPort::PermissionError;
+    if (isGone) {
+        const QString why = m_port.errorString();
+        onReadyRead();
+        end(QStringLiteral("%1 was closed: %2").arg(name(), why));
+    }
+}
+
+void SerialLink::onReadyRead()
+{
+    const QByteArray bytes = m_port.readAll();
+    if (m_open && !bytes.isEmpty()) {
+        Q_EMIT received(bytes);
+    }
+}
+
+/** Closes the port and says why; a slot may open the link anew. */
+void SerialLink::end(const QString &reason)
+{
+    if (!m_wanted) {
+        return;
+    }
+    m_wanted = false;
+    m_open = false;
+    if (m_port.isOpen()) {
+        m_port.close();
+    }
+    Q_EMIT closed(reason);
+}
+
+} // namespace biz::host

@@ -1,0 +1,129 @@
+#include <host/udp_link_p.h>
+
+#include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QNetworkProxy>
+
+namespace biz::host {
+
+namespace {
+
+/** Read in one go; what is left then waits for the event loop's next turn. */
+constexpr int datagramsPerTurn = 1000;
+
+} // namespace
+
+UdpLink::UdpLink(const QString &host, quint16 port)
+    : m_host(host)
+    , m_port(port)
+{
+    m_socket.setProxy(QNetworkProxy::NoProxy);
+    m_opening.setSingleShot(true);
+    connect(&m_opening, &QTimer::timeout, this, &UdpLink::lookUp);
+    connect(&m_socket, &QUdpSocket::readyRead, this, &UdpLink::onReadyRead);
+}
+
+UdpLink::~UdpLink()
+{
+    close();
+}
+
+void UdpLink::open()
+{
+    if (m_wanted) {
+        return;
+    }
+    m_wanted = true;
+    m_opening.start(0);
+}
+
+void UdpLink::close()
+{
+    m_wanted = false;
+    m_open = false;
+    m_opening.stop();
+    if (m_lookup >= 0) {
+        QHostInfo::abortHostLookup(m_lookup);
+        m_lookup = -1;
+    }
+    m_socket.close();
+}
+
+bool UdpLink::isOpen() const
+{
+    return m_open;
+}
+
+bool UdpLink::write(const QByteArray &bytes)
+{
+    return m_open && m_socket.writeDatagram(bytes, m_device, m_port) == bytes.size();
+}
+
+QString UdpLink::name() const
+{
+    QUrl url;
+    url.setScheme(QStringLiteral("udp"));
+    url.setHost(m_host);
+    url.setPort(m_port);
+    return url.toString();
+}
+
+void UdpLink::lookUp()
+{
+    const QHostAddress address(m_host);
+    if (address.isNull()) {
+        m_lookup = QHostInfo::lookupHost(m_host, this, [this](const QHostInfo &info) { onLookedUp(info); });
+    } else {
+        bindFor(address);
+    }
+}
+
+void UdpLink::onLookedUp(const QHostInfo &info)
+{
+    // The answer to a request that a close() has aborted meanwhile may still be on its way.
+    if (info.lookupId() != m_lookup) {
+        return;
+    }
+    m_lookup = -1;
+    if (info.addresses().isEmpty()) {
+        fail(info.errorString());
+    } else {
+        bindFor(info.addresses().constFirst());
+    }
+}
+
+void UdpLink::bindFor(const QHostAddress &device)
+{
+    m_device = device;
+    const bool isIpv6 = device.protocol() == QAbstractSocket::IPv6Protocol;
+    // A socket of the device's own family shows senders in the spelling of `m_device`.
+    if (!m_socket.bind(QHostAddress(isIpv6 ? QHostAddress::AnyIPv6 : QHostAddress::AnyIPv4), 0)) {
+        fail(m_socket.errorString());
+        return;
+    }
+    m_open = true;
+    Q_EMIT opened();
+}
+
+void UdpLink::fail(const QString &why)
+{
+    m_wanted = false;
+    m_socket.close();
+    Q_EMIT closed(QStringLiteral("cannot reach %1: %2").arg(name(), why));
+}
+
+void UdpLink::onReadyRead()
+{
+    for (int i = 0; i < datagramsPerTurn && m_open && m_socket.hasPendingDatagrams(); ++i) {
+        const QNetworkDatagram datagram = m_socket.receiveDatagram();
+        const bool isFromDevice = datagram.senderAddress() == m_device && datagram.senderPort() == m_port;
+        if (isFromDevice && !datagram.data().isEmpty()) {
+            Q_EMIT received(datagram.data());
+        }
+    }
+    // The socket gives notice of datagrams that come from now on, not of those left here.
+    if (m_open && m_socket.hasPendingDatagrams()) {
+        QMetaObject::invokeMethod(this, &UdpLink::onReadyRead, Qt::QueuedConnection);
+    }
+}
+
+} // namespace biz::host

@@ -1,0 +1,168 @@
+#include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QUdpSocket>
+
+#include "link_journal.h"
+#include "wait_for.h"
+
+namespace {
+
+using namespace biz::test;
+
+/** A device that the test plays, and a link to it. */
+class UdpLink : public testing::Test
+{
+protected:
+    UdpLink()
+    {
+        EXPECT_TRUE(device.bind(QHostAddress(QStringLiteral("127.0.0.1")), 0));
+        journal.make(QStringLiteral("udp://127.0.0.1:%1").arg(device.localPort()));
+    }
+
+    void open()
+    {
+        const int before = journal.opened;
+        journal.link->open();
+        ASSERT_TRUE(waitFor([&] { return journal.opened > before; }));
+    }
+
+    /** The next datagram that the device gets; the way back is then known. */
+    QByteArray nextAtDevice()
+    {
+        EXPECT_TRUE(waitFor([this] { return device.hasPendingDatagrams(); }));
+        const QNetworkDatagram datagram = device.receiveDatagram();
+        linkAddress = datagram.senderAddress();
+        linkPort = static_cast<quint16>(datagram.senderPort());
+        return datagram.data();
+    }
+
+    QUdpSocket device;
+    QHostAddress linkAddress;
+    quint16 linkPort = 0;
+    LinkJournal journal;
+};
+
+} // namespace
+
+TEST(MakeUdpLink, AUrlNamesHostAndPort)
+{
+    EXPECT_EQ(nameFor("udp://127.0.0.1:1234"), QStringLiteral("udp://127.0.0.1:1234"));
+    EXPECT_EQ(nameFor("udp://device"), QStringLiteral("udp://device:15700"));
+    EXPECT_EQ(complaintAbout("udp://127.0.0.1:0"),
+              QStringLiteral("\"udp://127.0.0.1:0\": port is 0, 1 to 65535 allowed; expected udp://HOST[:PORT]"));
+    EXPECT_EQ(complaintAbout("udp://127.0.0.1/x"),
+              QStringLiteral("\"udp://127.0.0.1/x\": a UDP link takes no path, but has \"/x\"; expected "
+                             "udp://HOST[:PORT]"));
+}
+
+TEST_F(UdpLink, OpensAfterOpenHasReturned)
+{
+    journal.link->open();
+    EXPECT_EQ(journal.opened, 0);
+    EXPECT_FALSE(journal.link->isOpen());
+    EXPECT_FALSE(journal.link->write("too soon"));
+
+    ASSERT_TRUE(waitFor([this] { return journal.opened > 0; }));
+    EXPECT_TRUE(journal.link->isOpen());
+}
+
+TEST_F(UdpLink, EachWriteIsOneDatagramAndRepliesComeBack)
+{
+    open();
+    EXPECT_TRUE(journal.link->write("one"));
+    EXPECT_TRUE(journal.link->write(QByteArray("t\0wo", 4)));
+    EXPECT_EQ(nextAtDevice(), QByteArray("one"));
+    EXPECT_EQ(nextAtDevice(), QByteArray("t\0wo", 4));
+
+    device.writeDatagram("answer", linkAddress, linkPort);
+    EXPECT_TRUE(waitFor([this] { return journal.received == "answer"; }));
+}
+
+TEST_F(UdpLink, DatagramsOfOtherSendersArePassedOver)
+{
+    open();
+    journal.link->write("hello");
+    nextAtDevice();
+
+    QUdpSocket stranger;
+    ASSERT_TRUE(stranger.bind(QHostAddress(QStringLiteral("127.0.0.1")), 0));
+    stranger.writeDatagram("stranger", linkAddress, linkPort);
+    device.writeDatagram("device", linkAddress, linkPort);
+
+    ASSERT_TRUE(waitFor([this] { return journal.received.endsWith("device"); }));
+    EXPECT_EQ(journal.received, QByteArray("device"));
+}
+
+TEST_F(UdpLink, ADeviceThatIsAwayForAWhileIsReachedAgain)
+{
+    open();
+    const quint16 port = device.localPort();
+    device.close();
+    // The system tells a sender of the refusal with its next call.
+    EXPECT_TRUE(journal.link->write("nobody hears"));
+    EXPECT_TRUE(journal.link->write("nobody hears this either"));
+    ASSERT_TRUE(device.bind(QHostAddress(QStringLiteral("127.0.0.1")), port));
+
+    EXPECT_TRUE(journal.link->write("back"));
+    EXPECT_EQ(nextAtDevice(), QByteArray("back"));
+    device.writeDatagram("yes", linkAddress, linkPort);
+    EXPECT_TRUE(waitFor([this] { return journal.received == "yes"; }));
+    EXPECT_TRUE(journal.closed.isEmpty());
+}
+
+TEST_F(UdpLink, WhatFitsNoDatagramIsNotTaken)
+{
+    open();
+    EXPECT_FALSE(journal.link->write(QByteArray(70000, 'x')));
+    EXPECT_TRUE(journal.link->write("this one is"));
+    EXPECT_EQ(nextAtDevice(), QByteArray("this one is"));
+}
+
+TEST_F(UdpLink, ANameThatLeadsNowhereIsReportedOnceAndAfterOpenHasReturned)
+{
+    // No name has more than 253 letters: this one is refused without asking anybody.
+    QStringList labels;
+    for (int i = 0; i < 6; ++i) {
+        labels.append(QString(60, QLatin1Char('a')));
+    }
+    journal.make(QStringLiteral("udp://") + labels.join(QLatin1Char('.')));
+    ASSERT_NE(journal.link, nullptr);
+    journal.link->open();
+    EXPECT_TRUE(journal.closed.isEmpty());
+
+    ASSERT_TRUE(waitFor([this] { return !journal.closed.isEmpty(); }));
+    EXPECT_EQ(journal.closed.size(), 1);
+    EXPECT_TRUE(journal.closed.first().startsWith(QStringLiteral("cannot reach ") + journal.link->name()))
+        << journal.closed.first().toStdString();
+    EXPECT_FALSE(journal.link->isOpen());
+}
+
+TEST_F(UdpLink, ACloseIsSilentAlsoWhileItOpensAndItOpensAgain)
+{
+    journal.link->open();
+    journal.link->close();
+    open();
+    EXPECT_EQ(journal.opened, 1);
+    journal.link->write("first");
+    nextAtDevice();
+    journal.link->close();
+    EXPECT_FALSE(journal.link->write("too late"));
+
+    open();
+    journal.link->write("second");
+    EXPECT_EQ(nextAtDevice(), QByteArray("second"));
+    EXPECT_TRUE(journal.closed.isEmpty());
+}
+
+TEST_F(UdpLink, CanBeClosedFromTheSlotThatReceives)
+{
+    open();
+    QObject::connect(journal.link.get(), &biz::host::DeviceLink::received, journal.link.get(),
+                     [this] { journal.link->close(); });
+    journal.link->write("ask");
+    nextAtDevice();
+    device.writeDatagram("one", linkAddress, linkPort);
+    device.writeDatagram("two", linkAddress, linkPort);
+
+    ASSERT_TRUE(waitFor([this] { return !journal.link->isOpen(); }));
+    EXPECT_EQ(journal.received, QByteArray("one"));
+}
