@@ -46,7 +46,11 @@ constexpr milliseconds formerLoopsGrace{100};
  */
 constexpr int datagramsPerTurn = 1000;
 
-constexpr int defaultWaitMs = 1000;
+/**
+ * The channel counts whole seconds from the second in which it sent: with 1000 a device can be
+ * given up right after the next second has begun, so this is the least that is safe.
+ */
+constexpr int defaultWaitMs = 2000;
 
 /** What a loop's thread saw. */
 struct Message

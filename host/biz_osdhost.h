@@ -49,7 +49,10 @@ public:
     bool isValid() const;
     QString errorString() const;
 
-    /** For commands whose `iWaitTime` is 0 or less, in milliseconds; 1000 by default. */
+    /**
+     * For commands whose `iWaitTime` is 0 or less, in milliseconds; 2000 by default. The channel
+     * counts whole seconds, so 1000 can end a wait almost at once.
+     */
     void setDefaultWaitTime(int milliseconds);
 
     /** The devices' port. Not while running. */
