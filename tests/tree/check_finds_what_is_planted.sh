@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Plants one bad habit after the other in a copy of the sources; the tree check must name each.
+# Arguments: the tree, a folder to work in.
+set -euo pipefail
+
+tree=$1
+copy=$2/planted
+check=$tree/scripts/check-tree
+
+fresh_copy() {
+    rm -rf "$copy"
+    mkdir -p "$copy/tests"
+    cp -r "$tree/src" "$copy/src"
+    cp -r "$tree/tests/support" "$copy/tests/support"
+}
+
+# expect_finding WHAT FILE TEXT: after TEXT is appended to FILE, the check fails and says WHAT.
+expect_finding() {
+    local what=$1 file=$2 text=$3 output
+    fresh_copy
+    printf '%s\n' "$text" >>"$copy/$file"
+    if output=$("$check" "$copy" 2>&1); then
+        echo "not found: $what" >&2
+        exit 1
+    fi
+    if [[ $output != *"$file"*"$what"* ]]; then
+        echo "found something else than '$what' in $file: $output" >&2
+        exit 1
+    fi
+}
+
+fresh_copy
+"$check" "$copy"
+
+long_function=$(printf 'void tooLong()\n{\n' && printf '    call();\n%.0s' {1..61} && printf '}\n')
+expect_finding 'sleeps' src/manage/biz_manage.cpp 'void f() { std::this_thread::sleep_for(1s); }'
+expect_finding 'no test waits' tests/support/journal.h 'inline void f() { QThread::msleep(1); }'
+expect_finding 'detaches' src/biz_cmdswork/resend.cpp 'void f() { std::thread(g).detach(); }'
+expect_finding 'a function of 61 lines' src/biz_cmdswork/resend.cpp "$long_function"
+expect_finding 'unfinished work' src/biz_cmdswork/resend.cpp "// $(echo TO DO | tr -d ' ') later"
+expect_finding 'written down' src/biz_cmdswork/resend.cpp "// as $(echo specified), the gate opens"
+expect_finding 'path of one machine' src/biz_cmdswork/resend.cpp '// see /ho''me/somebody/notes.txt'
+expect_finding 'exempts' tests/support/tsan.supp 'race:^biz::unlocked::''another'
+expect_finding 'beyond' tests/support/tsan.supp 'race:^biz::channel::countUp'
+echo "The tree check finds all that was planted."
