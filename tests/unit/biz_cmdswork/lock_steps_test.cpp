@@ -228,6 +228,18 @@ TEST_F(Races, AClearDuringATakeLeavesTheGateClosedWithNothingInFlight)
     EXPECT_EQ(announced(), Tags{3});
 }
 
+TEST_F(Races, AClearDiscardsWhatIsPushedBehindItsFirstDiscard)
+{
+    enqueue({1});
+    probe.emplace(deviceChannelLocks());
+    probe->beforeUnlock("HexCmdlock", 1, [] { biz_CMDSWork::queueHexCmd.push(command(2)); });
+    worker.clearQueue();
+    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
+    EXPECT_TRUE(biz_CMDSWork::bRetFlag);
+    EXPECT_EQ(messages(),
+              Lines({"biz_CMDSWork::clearQueue()", "biz_CMDSWork::clearQueue()", "\"Clear QueueHexCmd!\""}));
+}
+
 TEST_F(Races, ATimeoutClearDuringATakeCanResendASettledCommand)
 {
     putInFlight(1, 15);

@@ -1,0 +1,251 @@
+#include "fuzz_target.h"
+
+#include <vector>
+
+#include <biz_osd_cmdswork/biz_osd_cmdswork.h>
+#include <support/virtual_time.h>
+
+namespace {
+
+using namespace biz::test;
+using biz::fuzz::Input;
+using biz::fuzz::require;
+
+constexpr int callsAtMost = 200;
+
+void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
+
+void resetChannel()
+{
+    biz_Osd_CMDSWork::m_qsIp.clear();
+    biz_Osd_CMDSWork::queueHexCmd.clear();
+    biz_Osd_CMDSWork::m_bRetFlag.clear();
+    biz_Osd_CMDSWork::receivequeueHexCmd = std::queue<model_OsdParam>();
+}
+
+/** One worker on the OSD channel; each byte of the input is a call or a pass of a loop. */
+class Calls
+{
+public:
+    explicit Calls(Input &input)
+        : m_input(input)
+    {
+        connect();
+        m_worker.m_bSendRun = true;
+        m_worker.m_bRecvRun = true;
+        m_sendLoop = m_time.start("send loop", [this] { m_worker.a1_GetQueueWork(); });
+        m_timeoutLoop = m_time.threadCount();
+        m_receiveLoop = m_time.start("receive loop", [this] { m_worker.a1_receiveGetQueueWork(); });
+    }
+
+    ~Calls()
+    {
+        m_worker.m_bSendRun = false;
+        m_worker.m_bRecvRun = false;
+        m_time.finish();
+    }
+
+    Calls(const Calls &) = delete;
+    Calls &operator=(const Calls &) = delete;
+
+    void run()
+    {
+        for (int i = 0; i < callsAtMost && !m_input.atEnd(); ++i) {
+            oneCall();
+        }
+    }
+
+private:
+    void connect();
+    void oneCall();
+    void enqueue();
+    void handOver();
+    void setFlag();
+    void sendPass();
+    void timeoutPass();
+    void receivePass();
+    void clear();
+    void setClock();
+    void disturb();
+    model_OsdParam record();
+
+    Input &m_input;
+    VirtualTime m_time;
+    biz_Osd_CMDSWork m_worker;
+    ThreadId m_sendLoop = 0;
+    ThreadId m_timeoutLoop = 0;
+    ThreadId m_receiveLoop = 0;
+    quint32 m_tags = 0;
+    bool m_isDisturbed = false; ///< the lists may be out of step
+    std::vector<quint32> m_sent;
+    std::vector<quint32> m_received;
+};
+
+void Calls::connect()
+{
+    const auto noteTag = [](std::vector<quint32> &tags) {
+        return [&tags](void *record) {
+            tags.push_back(static_cast<model_OsdParam *>(record)->nTag);
+        };
+    };
+    QObject::connect(&m_worker, &biz_Osd_CMDSWork::signalSendMessage, &m_worker, noteTag(m_sent), Qt::DirectConnection);
+    QObject::connect(&m_worker, &biz_Osd_CMDSWork::signalSendReceiveMessage, &m_worker, noteTag(m_received),
+                     Qt::DirectConnection);
+}
+
+void Calls::oneCall()
+{
+    switch (m_input.below(12)) {
+    case 0:
+    case 1:
+    case 2:
+        return enqueue();
+    case 3:
+        return handOver();
+    case 4:
+        return setFlag();
+    case 5:
+    case 6:
+        return sendPass();
+    case 7:
+        return timeoutPass();
+    case 8:
+        return receivePass();
+    case 9:
+        return clear();
+    case 10:
+        return setClock();
+    default:
+        return disturb();
+    }
+}
+
+model_OsdParam Calls::record()
+{
+    constexpr int devices = 4;
+    model_OsdParam record;
+    record.qsIp = QString(m_input.below(devices), u'1'); // the empty address is one, too
+    record.iWaitTime = m_input.word() - 1000;
+    record.nTag = m_tags++;
+    return record;
+}
+
+void Calls::enqueue()
+{
+    const model_OsdParam command = record();
+    const bool isKnown = biz_Osd_CMDSWork::m_qsIp.contains(command.qsIp);
+    const int devices = biz_Osd_CMDSWork::m_qsIp.size();
+    biz_Osd_CMDSWork::addToSendQueue(command);
+    require(biz_Osd_CMDSWork::m_qsIp.size() == devices + (isKnown ? 0 : 1), "a new address is a new device");
+    require(isKnown || biz_Osd_CMDSWork::m_bRetFlag.value(command.qsIp), "a new device may be sent to");
+}
+
+void Calls::handOver()
+{
+    const model_OsdParam reply = record();
+    const bool isKnown = biz_Osd_CMDSWork::m_bRetFlag.contains(reply.qsIp);
+    biz_Osd_CMDSWork::addToReceiveQueue(reply);
+    require(biz_Osd_CMDSWork::m_bRetFlag.contains(reply.qsIp) == isKnown, "a reply makes no device known");
+    require(!isKnown || biz_Osd_CMDSWork::m_bRetFlag.value(reply.qsIp), "a reply frees its device");
+    require(biz_Osd_CMDSWork::receivequeueHexCmd.back().nTag == reply.nTag, "a reply waits behind all others");
+}
+
+void Calls::setFlag()
+{
+    const model_OsdParam device = record();
+    const bool value = m_input.below(2) == 0;
+    const bool isKnown = biz_Osd_CMDSWork::m_bRetFlag.contains(device.qsIp);
+    biz_Osd_CMDSWork::setRetFlag(device.qsIp, value);
+    require(biz_Osd_CMDSWork::m_bRetFlag.contains(device.qsIp) == isKnown, "a flag makes no device known");
+    require(!isKnown || biz_Osd_CMDSWork::m_bRetFlag.value(device.qsIp) == value, "a flag has its new value");
+}
+
+void Calls::sendPass()
+{
+    std::vector<quint32> expected;
+    const auto &devices = biz_Osd_CMDSWork::m_qsIp;
+    for (int slot = 0; slot < devices.size() && slot < biz_Osd_CMDSWork::queueHexCmd.size(); ++slot) {
+        const auto &queue = biz_Osd_CMDSWork::queueHexCmd.at(slot);
+        if (biz_Osd_CMDSWork::m_bRetFlag.value(devices.at(slot), false) && !queue.empty()) {
+            expected.push_back(queue.front().nTag);
+        }
+    }
+    m_sent.clear();
+    m_time.step(m_sendLoop);
+    require(m_isDisturbed || m_sent == expected, "a pass serves each free device with a command, in their order");
+}
+
+void Calls::timeoutPass()
+{
+    const auto before = biz_Osd_CMDSWork::m_bRetFlag;
+    m_time.step(m_timeoutLoop);
+    for (auto flag = before.begin(); flag != before.end(); ++flag) {
+        require(!flag.value() || biz_Osd_CMDSWork::m_bRetFlag.value(flag.key()), "a time-out takes no flag away");
+    }
+}
+
+void Calls::receivePass()
+{
+    std::vector<quint32> expected;
+    if (!biz_Osd_CMDSWork::receivequeueHexCmd.empty()) {
+        expected.push_back(biz_Osd_CMDSWork::receivequeueHexCmd.front().nTag);
+    }
+    m_received.clear();
+    m_time.step(m_receiveLoop);
+    require(m_received == expected, "a pass announces the oldest reply");
+}
+
+void Calls::clear()
+{
+    const std::size_t replies = biz_Osd_CMDSWork::receivequeueHexCmd.size();
+    m_worker.clearQueue();
+    m_isDisturbed = false;
+    require(biz_Osd_CMDSWork::m_qsIp.isEmpty() && biz_Osd_CMDSWork::queueHexCmd.isEmpty() &&
+                biz_Osd_CMDSWork::m_bRetFlag.isEmpty() && m_worker.m_mapCurSend.isEmpty() &&
+                m_worker.m_mapSendTime.isEmpty(),
+            "a clear forgets every device");
+    require(biz_Osd_CMDSWork::receivequeueHexCmd.size() == replies, "a clear leaves the replies");
+}
+
+/** From before 1970 to beyond what 32 bits of seconds can tell. */
+void Calls::setClock()
+{
+    const qint64 seconds = (static_cast<qint64>(m_input.word()) - 0x100) * 0x20000 + m_input.word();
+    m_time.setWallClock(QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC));
+}
+
+/** What a careless host may do to the public lists. */
+void Calls::disturb()
+{
+    m_isDisturbed = true;
+    switch (m_input.below(4)) {
+    case 0:
+        biz_Osd_CMDSWork::m_bRetFlag.remove(record().qsIp);
+        break;
+    case 1:
+        biz_Osd_CMDSWork::m_qsIp.append(record().qsIp);
+        break;
+    case 2:
+        if (!biz_Osd_CMDSWork::queueHexCmd.isEmpty()) {
+            biz_Osd_CMDSWork::queueHexCmd.removeLast();
+        }
+        break;
+    default:
+        if (!biz_Osd_CMDSWork::m_qsIp.isEmpty()) {
+            biz_Osd_CMDSWork::m_qsIp.removeLast();
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const auto before = qInstallMessageHandler(silenceMessages);
+    static_cast<void>(before);
+    resetChannel();
+    Input input(data, size);
+    Calls(input).run();
+    resetChannel();
+    return 0;
+}

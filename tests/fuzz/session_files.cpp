@@ -1,0 +1,27 @@
+#include "fuzz_target.h"
+
+#include <biz_console/session_reader.h>
+
+namespace {
+
+using namespace biz::console;
+
+template<typename Reader>
+void read(Reader reader, const QByteArray &text)
+{
+    try {
+        reader(text);
+    } catch (const SessionError &error) {
+        biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    read(readDeviceSession, text);
+    read(readOsdSession, text);
+    return 0;
+}
