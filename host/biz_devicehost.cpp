@@ -162,6 +162,7 @@ private:
     InboxReceiver receiver;
     std::shared_ptr<Inbox> inbox;
     QTimer pollTimer;
+    TimePoint nextPoll;
     bool draining = false;
 
     std::unique_ptr<biz_CMDSWork> worker;
@@ -197,7 +198,7 @@ biz_DeviceHost::Private::Private(biz_DeviceHost *host)
         error = QStringLiteral("the device channel is held by another biz_DeviceHost of this process");
     }
     pollTimer.setTimerType(Qt::PreciseTimer);
-    pollTimer.setInterval(pollPeriod);
+    pollTimer.setSingleShot(true);
     QObject::connect(&pollTimer, &QTimer::timeout, host, [this] { poll(); });
 }
 
@@ -675,13 +676,27 @@ void biz_DeviceHost::Private::reportUnmatched(const model_Protocoldata &reply)
 
 // --- Time ----------------------------------------------------------------------------------
 
+/**
+ * A quarter of its wait after a write is the earliest that a command can be over without a
+ * reply: the library counts two thirds of the wait for each attempt, and a watchdog that
+ * runs beside it gives up a third after the resend. A prompt reply costs no look at all.
+ */
 void biz_DeviceHost::Private::updatePolling()
 {
-    const bool anyInFlight = tickets.pending() > tickets.waiting();
-    if (!anyInFlight) {
-        pollTimer.stop();
-    } else if (!pollTimer.isActive()) {
-        pollTimer.start();
+    constexpr int firstLookPart = 4;
+
+    TimePoint next = TimePoint::max();
+    for (const Ticket ticket : tickets.allInFlight()) {
+        const DeviceCommand *command = tickets.find(ticket);
+        next = std::min(next, command->writtenAt + milliseconds(command->record.iWaitTime) / firstLookPart);
+    }
+    if (next == TimePoint::max()) {
+        return; // a timer that still runs finds nothing, and is not started again
+    }
+    next = std::max(next, Clock::now() + pollPeriod);
+    if (!pollTimer.isActive() || next < nextPoll) {
+        nextPoll = next;
+        pollTimer.start(std::chrono::ceil<milliseconds>(next - Clock::now()));
     }
 }
 
