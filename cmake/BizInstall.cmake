@@ -1,40 +1,55 @@
 # Headers under include/BIZ_Manage/<module>/ and include/BIZ_Host/host/, the libraries, and
 # a CMake package, so that a host writes find_package(BIZ_Manage) and links BIZ::Manage, or
-# adds COMPONENTS Host and links BIZ::Host.
+# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools. The
+# components are what the packages of BizPackaging are cut along.
 include(CMakePackageConfigHelpers)
 
 set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/BIZ_Manage)
 
+# The file's prefix is told from where the file is, so that an installation can be moved.
+function(biz_install_pkg_config name component)
+    file(RELATIVE_PATH BIZ_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT ${component})
+endfunction()
+
 install(TARGETS BIZ_Manage
     EXPORT BIZ_ManageTargets
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT biz_manage NAMELINK_COMPONENT biz_manage_dev)
 
 foreach(header IN LISTS BIZ_MANAGE_PUBLIC_HEADERS)
     get_filename_component(module ${header} DIRECTORY)
     install(FILES ${PROJECT_SOURCE_DIR}/src/${header}
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Manage/${module})
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Manage/${module}
+        COMPONENT biz_manage_dev)
 endforeach()
 
 install(EXPORT BIZ_ManageTargets
     NAMESPACE BIZ::
-    DESTINATION ${BIZ_CMAKE_DIR})
+    DESTINATION ${BIZ_CMAKE_DIR}
+    COMPONENT biz_manage_dev)
+biz_install_pkg_config(BIZ_Manage biz_manage_dev)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libbiz-manage1 RENAME copyright
+    COMPONENT biz_manage)
 
 if(BIZ_BUILD_HOST)
     # A set of targets of its own: who links BIZ::Manage alone needs no Qt Network.
     install(TARGETS BIZ_Host
         EXPORT BIZ_HostTargets
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT biz_host NAMELINK_COMPONENT biz_host_dev)
     foreach(header IN LISTS BIZ_HOST_PUBLIC_HEADERS)
         install(FILES ${PROJECT_SOURCE_DIR}/host/${header}
-            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host/host)
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host/host
+            COMPONENT biz_host_dev)
     endforeach()
     install(EXPORT BIZ_HostTargets
         NAMESPACE BIZ::
-        DESTINATION ${BIZ_CMAKE_DIR})
+        DESTINATION ${BIZ_CMAKE_DIR}
+        COMPONENT biz_host_dev)
+    biz_install_pkg_config(BIZ_Host biz_host_dev)
 endif()
 
 configure_package_config_file(
@@ -47,4 +62,13 @@ write_basic_package_version_file(
 install(FILES
     ${PROJECT_BINARY_DIR}/BIZ_ManageConfig.cmake
     ${PROJECT_BINARY_DIR}/BIZ_ManageConfigVersion.cmake
-    DESTINATION ${BIZ_CMAKE_DIR})
+    DESTINATION ${BIZ_CMAKE_DIR}
+    COMPONENT biz_manage_dev)
+
+if(BIZ_BUILD_TOOLS)
+    # Found beside the libraries wherever the installation is moved to.
+    set_target_properties(biz_console biz_simulator PROPERTIES
+        INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
+    install(TARGETS biz_console biz_simulator
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT biz_tools)
+endif()

@@ -1,5 +1,5 @@
 # What every target of this project has in common: the language, hidden symbols,
-# the warnings and the strict Qt definitions.
+# the warnings and the strict Qt definitions; and how shared libraries are linked.
 
 function(biz_target_defaults target)
     set_target_properties(${target} PROPERTIES
@@ -17,4 +17,12 @@ function(biz_target_defaults target)
         QT_NO_FOREACH
         QT_STRICT_ITERATORS
         QT_DEPRECATED_WARNINGS)
+endfunction()
+
+# An unresolved symbol is found when a library is linked, not when a host loads it.
+# The sanitizers' run-time symbols are resolved by the program alone.
+function(biz_link_completely target)
+    if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+        target_link_options(${target} PRIVATE -Wl,--no-undefined)
+    endif()
 endfunction()
