@@ -9,12 +9,13 @@
 
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <host/channel_claim_p.h>
-#include <host/counters_p.h>
 #include <host/device_tickets_p.h>
 #include <host/host_threads_p.h>
+#include <host/quiet_time_p.h>
 #include <host/reply_words.h>
 #include <host/retirement_p.h>
 #include <host/signal_outbox_p.h>
+#include <host/statistics_p.h>
 #include <host/thread_inbox_p.h>
 
 using namespace biz::host;
@@ -99,7 +100,8 @@ public:
     bool skipping = false;
     std::unique_ptr<DeviceLink> link;
     std::unique_ptr<FrameCodec> codec = std::make_unique<DemoFrameCodec>();
-    Counters counters;
+    std::unique_ptr<ReplyMatcher> matcher; ///< null: by the sequence byte
+    Statistics counters;
     DeviceTickets tickets;
 
     bool isValid() const { return claim->succeeded(); }
@@ -110,6 +112,7 @@ public:
     bool start();
     StopReport stop(int deadlineMs);
     bool running = false;
+    QuietTime quiet;
 
     // Commands
     Ticket enqueue(const model_Protocoldata &command);
@@ -136,6 +139,8 @@ private:
 
     void onReceived(const QByteArray &bytes);
     void feed(model_Protocoldata reply);
+    DeviceCommand *commandOf(const model_Protocoldata &reply);
+    const EndedCommand &endedCommandOf(const model_Protocoldata &reply) const;
     void reportUnmatched(const model_Protocoldata &reply);
 
     void poll();
@@ -145,14 +150,17 @@ private:
     void settleGate();
 
     void end(Ticket ticket, Outcome outcome, const QString &reason);
+    void end(DeviceCommand &command, CommandResult result);
     void endAnswered(DeviceCommand &command, const model_Protocoldata &reply, TimePoint arrival);
     void giveUp(DeviceCommand &command);
+    void beginQuietTime(const DeviceCommand &answered, TimePoint arrival);
     void post(SignalOutbox::Emission emission) { outbox.post(std::move(emission)); }
 
     /** A good reply to a command in flight, on its way through the channel's receive queue. */
     struct FedReply
     {
         quint32 number;
+        Ticket ticket;
         TimePoint arrival;
     };
 
@@ -179,7 +187,8 @@ private:
 };
 
 biz_DeviceHost::Private::Private(biz_DeviceHost *host)
-    : q(host)
+    : quiet([this] { settleGate(); }, host)
+    , q(host)
     , outbox(host)
     , receiver([this] { drainInbox(); }, host)
     , inbox(std::make_shared<Inbox>(&receiver))
@@ -220,7 +229,7 @@ biz_DeviceHost::Private::~Private()
 bool biz_DeviceHost::Private::mayChangeSettings()
 {
     if (running) {
-        error = QStringLiteral("link and codec cannot be changed while the host runs");
+        error = QStringLiteral("link, codec and reply matcher cannot be changed while the host runs");
     }
     return !running;
 }
@@ -430,6 +439,7 @@ void biz_DeviceHost::Private::resetChannel()
         biz_CMDSWork::receivequeueHexCmd = {};
     }
     fed.clear();
+    quiet.cancel();
     updatePolling();
 }
 
@@ -444,12 +454,18 @@ Ticket biz_DeviceHost::Private::enqueue(const model_Protocoldata &command)
     if (own.iWaitTime <= 0) {
         own.iWaitTime = defaultWait;
     }
+    const QString before = tickets.pending() == 0 ? QStringLiteral("queued with nothing before it")
+                                                  : QStringLiteral("queued behind %1, the last of them ticket %2")
+                                                        .arg(tickets.pending())
+                                                        .arg(tickets.newest());
     const Ticket ticket = tickets.add(own);
+    tickets.find(ticket)->history.note(before);
     ++counters.enqueued;
     if (skipping) {
         end(ticket, Outcome::Skipped, QStringLiteral("it was given while skip mode was on"));
         return ticket;
     }
+    counters.noteWaiting(tickets.waiting());
     // Until the loops run it waits here: loops of a former run could still take it.
     if (worker) {
         queue(*tickets.find(ticket));
@@ -572,14 +588,16 @@ void biz_DeviceHost::Private::writeToLink(DeviceCommand &command)
 {
     command.writtenAt = Clock::now();
     const QByteArray bytes = codec->encode(command.record);
-    if (bytes.isEmpty()) {
-        command.lastProblem = QStringLiteral("it does not fit into a frame");
+    if (bytes.isEmpty() || !link->write(bytes)) {
+        command.lastProblem =
+            bytes.isEmpty() ? QStringLiteral("it does not fit into a frame") : QStringLiteral("the link was not open");
+        command.history.note(QStringLiteral("not sent: ") + command.lastProblem);
         return;
     }
-    if (!link->write(bytes)) {
-        command.lastProblem = QStringLiteral("the link was not open");
-        return;
-    }
+    command.history.note(command.attempts == 1
+                             ? QStringLiteral("sent with sequence byte %1").arg(command.record.ucHead[0])
+                             : QStringLiteral("resent: no acceptable reply had come within its wait"),
+                         command.writtenAt);
     ++(command.attempts == 1 ? counters.sent : counters.resent);
     counters.bytesOut += static_cast<quint64>(bytes.size());
     post([this, ticket = command.ticket, attempt = command.attempts, record = command.record] {
@@ -605,7 +623,7 @@ void biz_DeviceHost::Private::onAccepted(model_Protocoldata reply)
     const FedReply origin = fed.front();
     fed.pop_front();
     reply.nTag = 0;
-    if (DeviceCommand *command = tickets.inFlight(reply.ucHead[0])) {
+    if (DeviceCommand *command = tickets.find(origin.ticket)) {
         endAnswered(*command, reply, origin.arrival);
         settleGate();
     } else {
@@ -618,6 +636,7 @@ void biz_DeviceHost::Private::onAccepted(model_Protocoldata reply)
 void biz_DeviceHost::Private::onReceived(const QByteArray &bytes)
 {
     counters.bytesIn += static_cast<quint64>(bytes.size());
+    counters.noteSeen();
     const Decoded decoded = codec->decode(bytes);
     for (const Refusal &refusal : decoded.refusals) {
         ++counters.refusedFrames;
@@ -638,11 +657,14 @@ void biz_DeviceHost::Private::feed(model_Protocoldata reply)
     }
     // The channel logs what it refuses and tells nobody; the same rules tell us why.
     const ReplyJudgement judgement = judgeReply(biz_CMDSWork::deviceType, reply);
-    DeviceCommand *const command = tickets.inFlight(reply.ucHead[0]);
+    DeviceCommand *const command = commandOf(reply);
     if (command == nullptr) {
         reportUnmatched(reply);
-    } else if (!judgement.accepted) {
-        ++counters.rejected;
+    } else if (judgement.accepted) {
+        command->history.note(QStringLiteral("a reply came and was accepted"));
+    } else {
+        counters.noteRejected(commandText(reply) + QStringLiteral(": ") + judgement.rule);
+        command->history.note(QStringLiteral("a reply came and was refused: ") + judgement.broken);
         command->lastProblem = QStringLiteral("the last reply was refused: ") + judgement.broken;
         post([this, ticket = command->ticket, reply, why = judgement.broken] {
             Q_EMIT q->rejected(ticket, reply, why);
@@ -650,17 +672,44 @@ void biz_DeviceHost::Private::feed(model_Protocoldata reply)
     }
     reply.nTag = ++lastFed;
     if (command != nullptr && judgement.accepted) {
-        fed.push_back({lastFed, Clock::now()});
+        fed.push_back({lastFed, command->ticket, Clock::now()});
     }
 
     const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
     biz_CMDSWork::receivequeueHexCmd.push(reply);
 }
 
+/** The command in flight that a reply belongs to; null when it belongs to none. */
+DeviceCommand *biz_DeviceHost::Private::commandOf(const model_Protocoldata &reply)
+{
+    if (!matcher) {
+        return tickets.inFlight(reply.ucHead[0]);
+    }
+    std::vector<Ticket> inFlight = tickets.allInFlight();
+    std::sort(inFlight.begin(), inFlight.end());
+    for (const Ticket ticket : inFlight) {
+        DeviceCommand *const command = tickets.find(ticket);
+        if (matcher->matches(command->record, reply)) {
+            return command;
+        }
+    }
+    return nullptr;
+}
+
+/** The ended command that an unmatched reply belongs to; its ticket is 0 when there is none. */
+const EndedCommand &biz_DeviceHost::Private::endedCommandOf(const model_Protocoldata &reply) const
+{
+    static const EndedCommand none;
+    if (!matcher) {
+        return tickets.lastEnded(reply.ucHead[0]);
+    }
+    return matcher->matches(tickets.latestEndedRecord(), reply) ? tickets.latestEnded() : none;
+}
+
 /** A reply to a command that is not in flight: it changes nothing. */
 void biz_DeviceHost::Private::reportUnmatched(const model_Protocoldata &reply)
 {
-    const EndedCommand &ended = tickets.lastEnded(reply.ucHead[0]);
+    const EndedCommand &ended = endedCommandOf(reply);
     if (ended.ticket == 0) {
         ++counters.foreign;
         post([this, reply] { Q_EMIT q->foreign(reply); });
@@ -736,7 +785,7 @@ void biz_DeviceHost::Private::releaseOverdue()
  */
 void biz_DeviceHost::Private::settleGate()
 {
-    if (!worker || tickets.gatedInFlight() != nullptr) {
+    if (!worker || tickets.gatedInFlight() != nullptr || !quiet.isOver()) {
         return;
     }
     const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
@@ -751,16 +800,27 @@ void biz_DeviceHost::Private::endAnswered(DeviceCommand &command, const model_Pr
 {
     CommandResult result;
     result.outcome = Outcome::Answered;
-    result.attempts = command.attempts;
     result.reply = reply;
     result.roundTripMs = millisecondsBetween(command.writtenAt, arrival);
     result.reason = QStringLiteral("its reply came %1 ms after it was %2")
                         .arg(QString::number(result.roundTripMs, 'f', 1),
                              command.attempts > 1 ? QStringLiteral("resent") : QStringLiteral("sent"));
-    ++counters.answered;
-    const Ticket ticket = command.ticket;
-    tickets.end(ticket, Outcome::Answered);
-    post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
+    counters.noteRoundTrip(result.roundTripMs);
+    beginQuietTime(command, arrival);
+    end(command, result);
+}
+
+/** The gate stays closed a little longer, which the channel must not take for a time-out. */
+void biz_DeviceHost::Private::beginQuietTime(const DeviceCommand &answered, TimePoint arrival)
+{
+    quiet.begin(arrival);
+    // The channel counts its passes, and so a wait as less than it is; half of it is safe. Not
+    // every time, since it uses up a sequence number.
+    const milliseconds wait(answered.record.iWaitTime);
+    if (quiet.end() > arrival && quiet.end() > answered.writtenAt + wait / 2) {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        endWatch();
+    }
 }
 
 void biz_DeviceHost::Private::giveUp(DeviceCommand &command)
@@ -776,10 +836,18 @@ void biz_DeviceHost::Private::end(Ticket ticket, Outcome outcome, const QString 
 {
     CommandResult result;
     result.outcome = outcome;
-    result.attempts = tickets.find(ticket)->attempts;
     result.reason = reason;
-    ++counterOf(counters, outcome);
-    tickets.end(ticket, outcome);
+    end(*tickets.find(ticket), result);
+}
+
+void biz_DeviceHost::Private::end(DeviceCommand &command, CommandResult result)
+{
+    const Ticket ticket = command.ticket;
+    result.attempts = command.attempts;
+    command.history.note(outcomeName(result.outcome) + QStringLiteral(": ") + result.reason);
+    result.history = command.history.events();
+    ++counterOf(counters, result.outcome);
+    tickets.end(ticket, result.outcome);
     post([this, ticket, result] { Q_EMIT q->ended(ticket, result); });
 }
 
@@ -828,6 +896,18 @@ void biz_DeviceHost::setDefaultWaitTime(int milliseconds)
 void biz_DeviceHost::setUseWatchdog(bool on)
 {
     d->setUseWatchdog(on);
+}
+
+void biz_DeviceHost::setSettleTime(int milliseconds)
+{
+    d->quiet.setLength(milliseconds);
+}
+
+void biz_DeviceHost::setReplyMatcher(std::unique_ptr<ReplyMatcher> matcher)
+{
+    if (d->mayChangeSettings()) {
+        d->matcher = std::move(matcher);
+    }
 }
 
 void biz_DeviceHost::setLink(std::unique_ptr<DeviceLink> link)
@@ -899,5 +979,5 @@ int biz_DeviceHost::pending() const
 
 Counters biz_DeviceHost::counters() const
 {
-    return d->counters;
+    return d->counters.snapshot(d->tickets.waiting());
 }

@@ -9,6 +9,7 @@
 #include <host/command_result.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
+#include <host/reply_matcher.h>
 
 /**
  * Drives the device command channel for an application: give it a link and commands, and
@@ -68,11 +69,23 @@ public:
      */
     void setUseWatchdog(bool on);
 
+    /**
+     * Quiet time between an accepted reply and the next write, in milliseconds; 0 by default.
+     * The gate is opened that much later. Without a gate (setSysPlan) it has no effect.
+     */
+    void setSettleTime(int milliseconds);
+
     /** Takes the link over. While running it is refused, and errorString() says so. */
     void setLink(std::unique_ptr<biz::host::DeviceLink> link);
 
     /** Takes the codec over; the demonstration frame by default. Refused while running. */
     void setCodec(std::unique_ptr<biz::host::FrameCodec> codec);
+
+    /**
+     * Takes over how replies find their commands; null, the default, means by the sequence
+     * byte. Refused while running.
+     */
+    void setReplyMatcher(std::unique_ptr<biz::host::ReplyMatcher> matcher);
 
     // --- Running ----------------------------------------------------------------------
 
@@ -110,6 +123,7 @@ public:
     /** Commands that have not ended yet. */
     int pending() const;
 
+    /** A copy of the totals as they stand. */
     biz::host::Counters counters() const;
 
 Q_SIGNALS:

@@ -14,12 +14,12 @@
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 #include <host/channel_claim_p.h>
-#include <host/counters_p.h>
+#include <host/command_history_p.h>
 #include <host/frame_codec.h>
 #include <host/host_threads_p.h>
 #include <host/retirement_p.h>
-#include <host/round_trips_p.h>
 #include <host/signal_outbox_p.h>
+#include <host/statistics_p.h>
 #include <host/thread_inbox_p.h>
 
 using namespace biz::host;
@@ -70,19 +70,20 @@ struct Command
     int attempts = 0;      ///< 0: it waits in the channel's queue
     TimePoint writtenAt;
     QString problem; ///< what went wrong with it, for the reason of a give-up
+    CommandHistory history;
 };
 
 struct Device
 {
     QString ip;
     QHostAddress address;
-    Counters counters;
-    RoundTrips roundTrips;
+    Statistics counters;
     int waiting = 0;
     Ticket inFlight = 0;
     Ticket lastEnded = 0; ///< the last command that had been sent
     Outcome lastOutcome = Outcome::Stopped;
     TimePoint lastEndedAt;
+    model_OsdParam lastEndedRecord; ///< only while there is a matcher to look at it
 };
 
 /** A socket that takes both families shows IPv4 senders in an IPv6 spelling. */
@@ -121,6 +122,7 @@ public:
     quint16 port = defaultPort;
     QHostAddress localAddress{QHostAddress::Any};
     bool keepUnmatched = false;
+    std::unique_ptr<OsdReplyMatcher> matcher; ///< null: any datagram of the device is a reply
 
     // Running
     bool start();
@@ -133,7 +135,7 @@ public:
     int waiting = 0;
     int pending() const { return static_cast<int>(commands.size()); }
     QVector<DeviceStatus> status() const;
-    Counters counters;
+    Statistics counters;
 
 private:
     bool bindSocket();
@@ -154,6 +156,7 @@ private:
     void writeToDevice(Device &device, Command &command);
     void readDatagrams();
     void onDatagram(const QString &sender, const QByteArray &datagram);
+    bool belongsTo(const model_OsdParam &command, const model_OsdParam &reply) const;
     void onReply(Device &device, const model_OsdParam &reply);
     void freeDevice(const QString &ip, quint32 tag);
     static void handOver(const model_OsdParam &reply);
@@ -240,7 +243,7 @@ biz_OsdHost::Private::~Private()
 bool biz_OsdHost::Private::mayChangeSettings()
 {
     if (running) {
-        error = QStringLiteral("port and local address cannot be changed while the host runs");
+        error = QStringLiteral("port, local address and reply matcher cannot be changed while the host runs");
     }
     return !running;
 }
@@ -407,10 +410,15 @@ Ticket biz_OsdHost::Private::enqueue(const model_OsdParam &command)
         own.record.iWaitTime = defaultWait;
     }
     Device &device = deviceOf(command.qsIp);
+    const int before = device.waiting + (device.inFlight != 0 ? 1 : 0);
+    own.history.note(before == 0 ? QStringLiteral("queued with nothing before it")
+                                 : QStringLiteral("queued behind %1 of its device").arg(before));
     ++device.waiting;
     ++device.counters.enqueued;
     ++counters.enqueued;
     ++waiting;
+    device.counters.noteWaiting(device.waiting);
+    counters.noteWaiting(waiting);
 
     // Until the loops run it waits here: loops of a former run could still take it.
     if (worker) {
@@ -486,11 +494,11 @@ QVector<biz_OsdHost::DeviceStatus> biz_OsdHost::Private::status() const
     for (const Device &device : deviceList) {
         DeviceStatus status;
         status.ip = device.ip;
-        status.counters = device.counters;
+        status.counters = device.counters.snapshot(device.waiting);
         status.waiting = device.waiting;
         status.inFlight = device.inFlight != 0;
-        status.roundTripMedianMs = device.roundTrips.median();
-        status.roundTripMaxMs = device.roundTrips.max();
+        status.roundTripMedianMs = status.counters.roundTripMedianMs;
+        status.roundTripMaxMs = status.counters.roundTripMaxMs;
         all.append(status);
     }
     return all;
@@ -542,10 +550,12 @@ void biz_OsdHost::Private::writeToDevice(Device &device, Command &command)
     command.writtenAt = Clock::now();
     if (socket.writeDatagram(datagram, device.address, port) != datagram.size()) {
         command.problem = QStringLiteral("it could not be sent: ") + socket.errorString();
+        command.history.note(command.problem);
         post([this, why = device.ip + QStringLiteral(": ") + socket.errorString()] { Q_EMIT q->socketError(why); });
         return;
     }
-    for (Counters *totals : {&counters, &device.counters}) {
+    command.history.note(QStringLiteral("sent"), command.writtenAt);
+    for (Counters *totals : {static_cast<Counters *>(&counters), static_cast<Counters *>(&device.counters)}) {
         ++totals->sent;
         totals->bytesOut += static_cast<quint64>(datagram.size());
     }
@@ -584,11 +594,22 @@ void biz_OsdHost::Private::onDatagram(const QString &sender, const QByteArray &d
         return;
     }
     device->counters.bytesIn += static_cast<quint64>(datagram.size());
-    if (device->inFlight != 0) {
+    device->counters.noteSeen();
+    counters.noteSeen();
+    Command *const command = find(tagOf(device->inFlight));
+    if (command != nullptr && belongsTo(command->record, reply)) {
         onReply(*device, reply);
     } else {
+        if (command != nullptr) {
+            command->history.note(QStringLiteral("a datagram came that is not its reply"));
+        }
         onUnmatchedReply(*device, reply);
     }
+}
+
+bool biz_OsdHost::Private::belongsTo(const model_OsdParam &command, const model_OsdParam &reply) const
+{
+    return !matcher || matcher->matches(command, reply);
 }
 
 void biz_OsdHost::Private::onReply(Device &device, const model_OsdParam &reply)
@@ -600,7 +621,8 @@ void biz_OsdHost::Private::onReply(Device &device, const model_OsdParam &reply)
     result.roundTripMs = millisecondsBetween(command.writtenAt, Clock::now());
     result.reason =
         QStringLiteral("its reply came %1 ms after it was sent").arg(QString::number(result.roundTripMs, 'f', 1));
-    device.roundTrips.add(result.roundTripMs);
+    device.counters.noteRoundTrip(result.roundTripMs);
+    counters.noteRoundTrip(result.roundTripMs);
     freeDevice(device.ip, tagOf(command.ticket));
     end(command, result);
     handOver(reply);
@@ -631,7 +653,7 @@ void biz_OsdHost::Private::handOver(const model_OsdParam &reply)
 /** It frees no device: the channel may be sending to it at this very moment. */
 void biz_OsdHost::Private::onUnmatchedReply(Device &device, const model_OsdParam &reply)
 {
-    if (device.lastEnded == 0) {
+    if (device.lastEnded == 0 || !belongsTo(device.lastEndedRecord, reply)) {
         ++counters.foreign;
         ++device.counters.foreign;
         post([this, reply] { Q_EMIT q->foreign(reply.qsIp, reply); });
@@ -713,7 +735,10 @@ void biz_OsdHost::Private::end(Command &command, OsdCommandResult result)
         device.lastEnded = command.ticket;
         device.lastOutcome = result.outcome;
         device.lastEndedAt = Clock::now();
+        device.lastEndedRecord = matcher ? command.record : model_OsdParam();
     }
+    command.history.note(outcomeName(result.outcome) + QStringLiteral(": ") + result.reason);
+    result.history = command.history.events();
     ++counterOf(counters, result.outcome);
     ++counterOf(device.counters, result.outcome);
     const Ticket ticket = command.ticket;
@@ -774,6 +799,13 @@ void biz_OsdHost::setKeepUnmatchedReplies(bool on)
     d->keepUnmatched = on;
 }
 
+void biz_OsdHost::setReplyMatcher(std::unique_ptr<OsdReplyMatcher> matcher)
+{
+    if (d->mayChangeSettings()) {
+        d->matcher = std::move(matcher);
+    }
+}
+
 bool biz_OsdHost::start()
 {
     return d->start();
@@ -813,7 +845,7 @@ int biz_OsdHost::pending() const
 
 Counters biz_OsdHost::counters() const
 {
-    return d->counters;
+    return d->counters.snapshot(d->waiting);
 }
 
 QVector<biz_OsdHost::DeviceStatus> biz_OsdHost::devices() const

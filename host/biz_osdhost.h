@@ -9,6 +9,7 @@
 
 #include <host/biz_host_export.h>
 #include <host/command_result.h>
+#include <host/reply_matcher.h>
 
 /**
  * Drives the OSD command channel for an application: many devices at once over UDP, one
@@ -25,10 +26,10 @@
  * devices. All devices listen on one port.
  *
  * ## Replies
- * They are matched by their sender alone. A second reply to one command, or one that comes
- * when nothing is in flight, is counted and reported, and reaches the channel's receive
- * queue only with setKeepUnmatchedReplies(true); it frees no device. A datagram from an
- * address that was never given a command is counted and reported, nothing else.
+ * They are matched by their sender, and by setReplyMatcher() if there is one. A second reply to one command, or one
+ * that comes when nothing is in flight, is counted and reported, and reaches the channel's receive queue only with
+ * setKeepUnmatchedReplies(true); it frees no device. A datagram from an address that was never given a command is
+ * counted and reported, nothing else.
  *
  * ## Stop and start
  * The channel's detached time-out thread lives on for up to half a second after a stop. A
@@ -63,6 +64,12 @@ public:
 
     /** Whether replies that match no command in flight reach the receive queue. */
     void setKeepUnmatchedReplies(bool on);
+
+    /**
+     * Takes over what else than the sender makes a datagram the reply to the command in
+     * flight; null, the default: nothing. Not while running.
+     */
+    void setReplyMatcher(std::unique_ptr<biz::host::OsdReplyMatcher> matcher);
 
     /**
      * Binds the socket and starts the loops, or waits first for a former time-out thread;
@@ -109,7 +116,10 @@ Q_SIGNALS:
     void sent(biz::host::Ticket ticket, const model_OsdParam &command);
     void ended(biz::host::Ticket ticket, const biz::host::OsdCommandResult &result);
 
-    /** A reply when the device's last command had been given up or discarded. */
+    /**
+     * A reply when the device's last command had been given up or discarded; with a matcher
+     * also while another is in flight that it does not belong to.
+     */
     void late(biz::host::Ticket ticket, const model_OsdParam &reply, double afterEndMs);
 
     /** A further reply to a command that had been answered. */

@@ -1,9 +1,11 @@
 #ifndef BIZ_HOST_COMMAND_RESULT_H
 #define BIZ_HOST_COMMAND_RESULT_H
 
+#include <QtCore/QMap>
 #include <QtCore/QMetaType>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 #include <host/biz_host_export.h>
 #include <model/model_osdparam.h>
@@ -34,14 +36,25 @@ BIZ_HOST_EXPORT bool outcomeFromName(const QString &name, Outcome *outcome);
 /** All names, for messages about what was expected. */
 BIZ_HOST_EXPORT QStringList outcomeNames();
 
+/** One thing that happened to a command. */
+struct CommandEvent
+{
+    double atMs = 0.0; ///< since it was enqueued
+    QString text;
+};
+
+/** A history holds so many events at most; where there were more, the middle is left out. */
+constexpr int maxCommandEvents = 32;
+
 /** The end of a command of the device channel. */
 struct CommandResult
 {
     Outcome outcome = Outcome::Stopped;
-    int attempts = 0;          ///< times it was announced for sending: 0, 1 or 2
-    model_Protocoldata reply;  ///< with Outcome::Answered
-    double roundTripMs = -1.0; ///< with Outcome::Answered: last write to arrival; else negative
-    QString reason;            ///< one sentence that says why it ended so
+    int attempts = 0;              ///< times it was announced for sending: 0, 1 or 2
+    model_Protocoldata reply;      ///< with Outcome::Answered
+    double roundTripMs = -1.0;     ///< with Outcome::Answered: last write to arrival; else negative
+    QString reason;                ///< one sentence that says why it ended so
+    QVector<CommandEvent> history; ///< what happened to it, from "queued" to its end
 };
 
 /** The end of a command of the OSD channel. */
@@ -53,6 +66,7 @@ struct OsdCommandResult
     model_OsdParam reply;      ///< with Outcome::Answered
     double roundTripMs = -1.0; ///< with Outcome::Answered: write to arrival; else negative
     QString reason;
+    QVector<CommandEvent> history;
 };
 
 /** What a stop found, and whether it could finish. */
@@ -64,7 +78,10 @@ struct StopReport
     bool clean() const { return slowSteps.isEmpty(); }
 };
 
-/** Totals since the host was made. */
+/** The rules that are counted one by one; what breaks further ones is counted together. */
+constexpr int maxRejectedRules = 64;
+
+/** Totals since the host was made: a plain copy, which may go to any thread. */
 struct Counters
 {
     quint64 enqueued = 0;
@@ -84,6 +101,15 @@ struct Counters
     quint64 refusedFrames = 0; ///< things that the decoder refused
     quint64 bytesOut = 0;
     quint64 bytesIn = 0;
+    QMap<QString, quint64> rejectedByRule; ///< by code and rule: "F1/08: index at most 15..."
+    int queueLength = 0;                   ///< commands that wait now
+    int queueLengthMax = 0;                ///< the most that ever waited
+    qint64 lastSeenUtcMs = 0;              ///< when last heard of, in ms since 1970; 0: never
+    // Negative before the first answer. Median and p99 are within 2.2 %, the others exact.
+    double roundTripMinMs = -1.0;
+    double roundTripMedianMs = -1.0;
+    double roundTripP99Ms = -1.0;
+    double roundTripMaxMs = -1.0;
 };
 
 } // namespace biz::host

@@ -70,6 +70,8 @@ void DeviceTickets::end(Ticket ticket, Outcome outcome)
             m_inFlight[sequence] = 0;
         }
         m_ended[sequence] = {ticket, outcome, Clock::now()};
+        m_latestEnded = m_ended[sequence];
+        m_latestEndedRecord = command->record;
     }
     if (m_gated == ticket) {
         m_gated = 0;

@@ -5,6 +5,7 @@
 #include <map>
 #include <vector>
 
+#include <host/command_history_p.h>
 #include <host/command_result.h>
 #include <host/host_clock_p.h>
 
@@ -19,6 +20,7 @@ struct DeviceCommand
     bool gated = false;        ///< its take closed the gate
     TimePoint writtenAt;       ///< its last write to the link
     QString lastProblem;       ///< what last went wrong with it, for the reason of a give-up
+    CommandHistory history;
 };
 
 /** What is remembered of an ended command, to tell its further replies apart. */
@@ -69,6 +71,13 @@ public:
 
     const EndedCommand &lastEnded(quint8 sequence) const { return m_ended[sequence]; }
 
+    /** The command that ended last of those that had been sent, and its record. */
+    const EndedCommand &latestEnded() const { return m_latestEnded; }
+    const model_Protocoldata &latestEndedRecord() const { return m_latestEndedRecord; }
+
+    /** The ticket given last of those that have not ended; 0 when there is none. */
+    Ticket newest() const { return m_commands.empty() ? 0 : m_commands.rbegin()->second.ticket; }
+
     void end(Ticket ticket, Outcome outcome);
 
     /** Commands in the channel's queue, as far as the host's thread knows. */
@@ -81,6 +90,8 @@ private:
     std::map<quint32, DeviceCommand> m_commands; ///< by tag
     std::array<Ticket, sequenceBytes> m_inFlight{};
     std::array<EndedCommand, sequenceBytes> m_ended{};
+    EndedCommand m_latestEnded;
+    model_Protocoldata m_latestEndedRecord;
     Ticket m_gated = 0;
     Ticket m_last;
     int m_waiting = 0;

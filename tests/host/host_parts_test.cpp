@@ -152,18 +152,13 @@ TEST(RoundTrips, NoneYetIsNegative)
     EXPECT_LT(none.max(), 0.0);
 }
 
-TEST(RoundTrips, TheMedianIsOfTheLatestAndTheMaximumOfAll)
+TEST(RoundTrips, AFewOutliersMoveTheMaximumAndNotTheMedian)
 {
     RoundTrips trips;
     trips.add(1000.0);
-    for (int i = 1; i <= 3; ++i) {
-        trips.add(i);
-    }
-    EXPECT_DOUBLE_EQ(trips.max(), 1000.0);
-    constexpr int many = 1000;
-    for (int i = 0; i < many; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         trips.add(5.0);
     }
-    EXPECT_DOUBLE_EQ(trips.median(), 5.0);
+    EXPECT_NEAR(trips.median(), 5.0, 0.022 * 5.0);
     EXPECT_DOUBLE_EQ(trips.max(), 1000.0);
 }

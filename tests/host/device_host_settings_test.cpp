@@ -1,0 +1,279 @@
+#include <biz_cmdswork/biz_cmdswork.h>
+#include <host/reply_words.h>
+
+#include "device_host_fixture.h"
+
+using namespace biz::host;
+using namespace biz::test;
+
+namespace {
+
+class DeviceHostSettings : public DeviceHostFixture
+{
+protected:
+    using Texts = QStringList;
+
+    Texts historyOf(Ticket ticket) const
+    {
+        Texts texts;
+        for (const CommandEvent &event : seen.endOf(ticket).history) {
+            texts.append(event.text);
+        }
+        return texts;
+    }
+
+    /** The device loses the sequence byte and answers with bytes of its own. */
+    void replyWithoutSequence(const model_Protocoldata &command, uchar mark = 0)
+    {
+        model_Protocoldata reply = command;
+        reply.ucHead[0] = 0xEE;
+        reply.ucHead[6] = mark;
+        link->reply(reply);
+    }
+};
+
+/** Byte 6 of the head says what belongs together. */
+class MarkMatcher : public ReplyMatcher
+{
+public:
+    bool matches(const model_Protocoldata &command, const model_Protocoldata &reply) const override
+    {
+        return command.ucHead[6] == reply.ucHead[6];
+    }
+};
+
+model_Protocoldata marked(model_Protocoldata command, uchar mark)
+{
+    command.ucHead[6] = mark;
+    return command;
+}
+
+} // namespace
+
+// --- Settle time --------------------------------------------------------------------------
+
+TEST_F(DeviceHostSettings, TheNextCommandWaitsUntilTheLineHasSettled)
+{
+    constexpr int settleMs = 150;
+    host->setSettleTime(settleMs);
+    start();
+    enqueue();
+    const Ticket second = enqueue();
+    QElapsedTimer sinceReply;
+    link->reply(nextCommand());
+    sinceReply.start();
+    ASSERT_TRUE(waitForCommands(2));
+    EXPECT_GE(sinceReply.elapsed(), settleMs - 5);
+    link->reply(nextCommand());
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(seen.outcomeOf(second), "answered");
+}
+
+TEST_F(DeviceHostSettings, ASettleTimeBeyondTheWaitIsNoTimeOut)
+{
+    constexpr int settleMs = 400;
+    host->setSettleTime(settleMs);
+    start();
+    const Ticket first = enqueue(shortWaitMs);
+    enqueue();
+    link->reply(nextCommand());
+    QElapsedTimer sinceReply;
+    sinceReply.start();
+    ASSERT_TRUE(waitForCommands(2));
+    // The channel would have given the first one up, and opened the gate, long before.
+    EXPECT_GE(sinceReply.elapsed(), settleMs - 5);
+    EXPECT_EQ(seen.outcomeOf(first), "answered");
+    EXPECT_EQ(host->counters().resent, 0U);
+}
+
+TEST_F(DeviceHostSettings, TheEventLoopRunsWhileTheLineSettles)
+{
+    host->setSettleTime(300);
+    start();
+    const Ticket first = enqueue();
+    link->reply(nextCommand());
+    ASSERT_TRUE(waitForEnd(first));
+    EXPECT_EQ(seen.outcomeOf(first), "answered");
+    const Ticket second = enqueue();
+    EXPECT_EQ(link->commands.size(), 1U);
+    host->stop();
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(seen.outcomeOf(second), "stopped");
+
+    // Nothing of it is left for the next run.
+    start();
+    enqueue();
+    QElapsedTimer sinceStart;
+    sinceStart.start();
+    ASSERT_TRUE(waitForCommands(2));
+    EXPECT_LT(sinceStart.elapsed(), 250);
+}
+
+// --- Why-report ---------------------------------------------------------------------------
+
+TEST_F(DeviceHostSettings, TheHistoryTellsWhatHappenedInOrder)
+{
+    host->setDeviceType(checkedModels().first().deviceType);
+    start();
+    const Ticket first = enqueue(300);
+    const Ticket second = enqueue(longWaitMs);
+    model_Protocoldata sent = nextCommand();
+    model_Protocoldata refused = sent;
+    refused.ucHead[3] = 16;
+    link->reply(refused);
+    link->reply(nextCommand()); // the resend
+    ASSERT_TRUE(waitForEnd(first));
+
+    const QVector<CommandEvent> history = seen.endOf(first).history;
+    ASSERT_EQ(history.size(), 6) << historyOf(first).join(QStringLiteral("\n")).toStdString();
+    EXPECT_EQ(history[0].text, QStringLiteral("queued with nothing before it"));
+    EXPECT_EQ(history[1].text, QStringLiteral("sent with sequence byte %1").arg(sent.ucHead[0]));
+    EXPECT_EQ(history[2].text, QStringLiteral("a reply came and was refused: ") + seen.of("rejected").front().why);
+    EXPECT_EQ(history[3].text, QStringLiteral("resent: no acceptable reply had come within its wait"));
+    EXPECT_EQ(history[4].text, QStringLiteral("a reply came and was accepted"));
+    EXPECT_EQ(history[5].text, QStringLiteral("answered: ") + seen.endOf(first).reason);
+    EXPECT_GE(history[3].atMs - history[1].atMs, 150.0); // the channel counts a wait as less than it is
+    for (int i = 1; i < history.size(); ++i) {
+        EXPECT_GE(history[i].atMs, history[i - 1].atMs) << i;
+    }
+
+    link->reply(nextCommand());
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(historyOf(second).first(), QStringLiteral("queued behind 1, the last of them ticket %1").arg(first));
+}
+
+TEST_F(DeviceHostSettings, EveryWayToEndIsTheLastLineOfItsHistory)
+{
+    start();
+    const Ticket cleared = enqueue();
+    nextCommand();
+    host->clear();
+    host->setSkipping(true);
+    const Ticket skipped = enqueue();
+    host->setSkipping(false);
+    link->breakDown(QStringLiteral("pulled out"));
+    const Ticket givenUp = enqueue(shortWaitMs);
+    ASSERT_TRUE(waitForEnd(givenUp));
+    const Ticket stopped = enqueue();
+    host->stop();
+    ASSERT_TRUE(waitForEnd(stopped));
+    for (const Ticket ticket : {cleared, skipped, givenUp, stopped}) {
+        EXPECT_EQ(historyOf(ticket).last(), seen.outcomeOf(ticket) + QStringLiteral(": ") + seen.endOf(ticket).reason);
+    }
+    EXPECT_EQ(seen.outcomeOf(givenUp), "gaveUp");
+    EXPECT_EQ(historyOf(givenUp).count(QStringLiteral("not sent: the link was not open")), 2);
+}
+
+// --- Counters -----------------------------------------------------------------------------
+
+TEST_F(DeviceHostSettings, TheCountersShowQueueRulesRoundTripsAndTheLastSighting)
+{
+    const int deviceType = checkedModels().first().deviceType;
+    host->setDeviceType(deviceType);
+    start();
+    enqueue();
+    enqueue();
+    const Ticket last = enqueue();
+    nextCommand();
+    EXPECT_EQ(host->counters().queueLength, 2);
+    EXPECT_EQ(host->counters().lastSeenUtcMs, 0);
+    EXPECT_LT(host->counters().roundTripMedianMs, 0.0);
+
+    model_Protocoldata refused = link->commands.front();
+    refused.ucHead[3] = 16;
+    link->reply(refused);
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+    };
+    link->reply(link->commands.front());
+    ASSERT_TRUE(waitForEnd(last));
+
+    const Counters counters = host->counters();
+    EXPECT_EQ(counters.queueLength, 0);
+    EXPECT_GE(counters.queueLengthMax, 2);
+    EXPECT_LE(counters.queueLengthMax, 3);
+    EXPECT_GT(counters.lastSeenUtcMs, 0);
+    EXPECT_GE(counters.roundTripMinMs, 0.0);
+    EXPECT_GE(counters.roundTripMedianMs, counters.roundTripMinMs);
+    EXPECT_GE(counters.roundTripP99Ms, counters.roundTripMedianMs);
+    EXPECT_GE(counters.roundTripMaxMs, counters.roundTripP99Ms);
+    const QString rule = commandText(refused) + QStringLiteral(": ") + judgeReply(deviceType, refused).rule;
+    EXPECT_EQ(counters.rejectedByRule.keys(), QStringList(rule));
+    EXPECT_EQ(counters.rejectedByRule.value(rule), 1U);
+}
+
+// --- Reply matchers -----------------------------------------------------------------------
+
+TEST_F(DeviceHostSettings, WithoutAMatcherAReplyWithAnotherSequenceByteSettlesNothing)
+{
+    start();
+    const Ticket ticket = enqueue();
+    replyWithoutSequence(nextCommand());
+    ASSERT_TRUE(waitFor([this] { return seen.count("foreign") == 1; }));
+    EXPECT_FALSE(seen.hasEnded(ticket));
+}
+
+TEST_F(DeviceHostSettings, TheSequenceByteMatcherIsTheDefault)
+{
+    host->setReplyMatcher(std::make_unique<SequenceByteMatcher>());
+    start();
+    const Ticket ticket = enqueue();
+    const model_Protocoldata sent = nextCommand();
+    replyWithoutSequence(sent);
+    ASSERT_TRUE(waitFor([this] { return seen.count("foreign") == 1; }));
+    EXPECT_FALSE(seen.hasEnded(ticket));
+    link->reply(sent);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+}
+
+TEST_F(DeviceHostSettings, WithoutSequenceBytesAnyReplyAnswersTheCommandInFlight)
+{
+    host->setReplyMatcher(std::make_unique<AnyReplyMatcher>());
+    start();
+    const Ticket first = enqueue();
+    const Ticket second = enqueue();
+    const model_Protocoldata sent = nextCommand();
+    replyWithoutSequence(sent);
+    ASSERT_TRUE(waitForEnd(first));
+    EXPECT_EQ(seen.outcomeOf(first), "answered");
+    replyWithoutSequence(nextCommand());
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(seen.outcomeOf(second), "answered");
+
+    replyWithoutSequence(sent);
+    ASSERT_TRUE(waitFor([this] { return seen.count("duplicate") == 1; }));
+    EXPECT_EQ(seen.of("duplicate").front().ticket, second);
+}
+
+TEST_F(DeviceHostSettings, AMatcherTellsLateAndForeignRepliesApart)
+{
+    host->setReplyMatcher(std::make_unique<MarkMatcher>());
+    start();
+    const Ticket first = enqueue(marked(command(shortWaitMs), 1));
+    ASSERT_TRUE(waitForEnd(first));
+    const Ticket second = enqueue(marked(command(longWaitMs), 2));
+    ASSERT_TRUE(waitForCommands(3));
+    const model_Protocoldata sent = link->commands.back();
+
+    replyWithoutSequence(sent, 1); // late: to the first
+    replyWithoutSequence(sent, 3); // to nobody
+    ASSERT_TRUE(waitFor([this] { return seen.count("late") == 1 && seen.count("foreign") == 1; }));
+    EXPECT_EQ(seen.of("late").front().ticket, first);
+    EXPECT_FALSE(seen.hasEnded(second));
+    replyWithoutSequence(sent, 2);
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(seen.outcomeOf(second), "answered");
+}
+
+TEST_F(DeviceHostSettings, TheMatcherStaysWhileTheHostRuns)
+{
+    start();
+    host->setReplyMatcher(std::make_unique<AnyReplyMatcher>());
+    EXPECT_TRUE(host->errorString().contains(QStringLiteral("reply matcher"))) << host->errorString().toStdString();
+    const Ticket ticket = enqueue();
+    const model_Protocoldata sent = nextCommand();
+    replyWithoutSequence(sent);
+    ASSERT_TRUE(waitFor([this] { return seen.count("foreign") == 1; }));
+    EXPECT_FALSE(seen.hasEnded(ticket));
+}
