@@ -17,6 +17,7 @@ using biz::fuzz::Input;
 using biz::fuzz::require;
 
 constexpr int callsAtMost = 200;
+constexpr long resendDelay = 20000000; // nanoseconds; all other sleeps of the send loop are its passes
 
 void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
 
@@ -48,6 +49,11 @@ public:
         : m_input(input)
     {
         connect();
+        m_time.onSleep([this](const SleepRequest &request) {
+            if (request.thread == m_sendLoop) {
+                m_sendLoopSleeps = request.nanoseconds;
+            }
+        });
         m_worker.m_bSendRun = true;
         m_worker.m_bRecvRun = true;
         m_sendLoop = m_time.start("send loop", [this] { m_worker.a1_GetQueueWork(); });
@@ -92,6 +98,7 @@ private:
     biz_CMDSWork m_worker;
     ThreadId m_sendLoop = 0;
     ThreadId m_receiveLoop = 0;
+    long m_sendLoopSleeps = 0; ///< how long its present sleep is, in nanoseconds
     int m_enqueued = 0;
     int m_lastTaken = -1;
     int m_taken = 0;
@@ -183,7 +190,7 @@ void Calls::sendPass()
     const std::size_t waiting = biz_CMDSWork::queueHexCmd.size();
     const int taken = m_taken;
     const auto counter = static_cast<unsigned>(biz_CMDSWork::iSN);
-    const bool isResending = m_time.wakeUpTime(m_sendLoop) - m_time.now() > milliseconds(10);
+    const bool isResending = m_sendLoopSleeps == resendDelay;
 
     m_time.step(m_sendLoop);
     const int takes = m_taken - taken;

@@ -146,6 +146,12 @@ INSTANTIATE_TEST_SUITE_P(Console, BadOsdSession, testing::Values(
         "commands[0].flag: a whole number from 0 to 255 expected, not 256"}));
 // clang-format on
 
+TEST(ConsoleSessionReader, ANullByteInAPlaceDoesNotCutTheMessageShort)
+{
+    const SessionError error(QString(QChar(u'\0')) + QStringLiteral("name"), QStringLiteral("unknown"));
+    EXPECT_EQ(error.text(), QString(QChar(QChar::ReplacementCharacter)) + QStringLiteral("name: unknown"));
+}
+
 TEST(ConsoleSessionReader, TakesTheHeadFromByteOneOn)
 {
     const DeviceSession session = readDeviceSession(commandWith(R"("data": "01 fF", "waitMs": 300, "repeat": 2)"));

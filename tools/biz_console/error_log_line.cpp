@@ -91,10 +91,11 @@ bool readTime(Scanner &scanner, ErrorLogLine *result)
     if (!scanner.skip("[") || !scanner.upTo(']', &text)) {
         return false;
     }
-    const QDateTime time =
-        QLocale::c().toDateTime(QString::fromLatin1(text), QStringLiteral("yyyy-MM-dd hh:mm:ss zzz"));
+    const QString pattern = QStringLiteral("yyyy-MM-dd hh:mm:ss zzz");
+    const QDateTime time = QLocale::c().toDateTime(QString::fromLatin1(text), pattern);
     result->time = QLocale::c().toString(time, QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
-    return time.isValid();
+    // The parser takes a sign for a digit, and a text ends at a null byte; the log writes neither.
+    return time.isValid() && QLocale::c().toString(time, pattern).toLatin1() == text;
 }
 
 bool readHead(Scanner &scanner, ErrorLogLine *result)

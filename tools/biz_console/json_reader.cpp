@@ -39,8 +39,18 @@ bool isWhole(const QJsonValue &value)
 
 } // namespace
 
+namespace {
+
+/** A null byte, which a name in a JSON text may hold, would end the message. */
+QString withoutNullBytes(QString text)
+{
+    return text.replace(QChar(u'\0'), QChar(QChar::ReplacementCharacter));
+}
+
+} // namespace
+
 SessionError::SessionError(const QString &place, const QString &problem)
-    : std::runtime_error((place + QStringLiteral(": ") + problem).toStdString())
+    : std::runtime_error(withoutNullBytes(place + QStringLiteral(": ") + problem).toStdString())
 {
 }
 
