@@ -1,3 +1,6 @@
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <host/reply_words.h>
 
@@ -276,4 +279,26 @@ TEST_F(DeviceHostSettings, TheMatcherStaysWhileTheHostRuns)
     replyWithoutSequence(sent);
     ASSERT_TRUE(waitFor([this] { return seen.count("foreign") == 1; }));
     EXPECT_FALSE(seen.hasEnded(ticket));
+}
+
+// --- Threads ------------------------------------------------------------------------------
+
+TEST_F(DeviceHostSettings, TheLoopsThreadsCarryTheNamesThatADebuggerShows)
+{
+    const auto names = [] {
+        QStringList all;
+        const QDir threads(QStringLiteral("/proc/self/task"));
+        for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            QFile file(threads.filePath(thread + QStringLiteral("/comm")));
+            if (file.open(QIODevice::ReadOnly)) {
+                all.append(QString::fromLatin1(file.readAll().trimmed()));
+            }
+        }
+        return all;
+    };
+    EXPECT_FALSE(names().contains(QStringLiteral("biz-send")));
+    start();
+    EXPECT_TRUE(waitFor([&] {
+        return names().contains(QStringLiteral("biz-send")) && names().contains(QStringLiteral("biz-receive"));
+    })) << names().join(QLatin1Char(' ')).toStdString();
 }
