@@ -103,7 +103,7 @@ constexpr Register afterZeros(Register value, int count)
 /** The CRC of `size` bytes, from a register that started at 0 earlier: before and after them. */
 constexpr Register between(Register before, Register after, int size)
 {
-    const Register atStart = static_cast<Register>(before ^ startValue);
+    const auto atStart = static_cast<Register>(before ^ startValue);
     return static_cast<Register>(~(afterZeros(atStart, size) ^ after));
 }
 

@@ -114,7 +114,7 @@ QString readSerialUrl(const QUrl &url, SerialSettings *settings)
             return QStringLiteral("%1 is given twice").arg(item.first);
         }
         seen.append(item.first);
-        const QString problem = readParameter(item.first, item.second, settings);
+        QString problem = readParameter(item.first, item.second, settings);
         if (!problem.isEmpty()) {
             return problem;
         }
