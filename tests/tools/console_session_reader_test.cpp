@@ -212,7 +212,7 @@ TEST(ConsoleSessionReader, CountsDevicesFromTheFirstOn)
 
 TEST(ConsoleSessionReader, AMissingFileIsNamedByTheSystemsReason)
 {
-    EXPECT_EQ(errorOf([](const QByteArray &path) { readSessionFile(QString::fromUtf8(path)); }, "/no/such/session"),
+    EXPECT_EQ(errorOf([](const QByteArray &path) { biz::tools::readInputFile(QString::fromUtf8(path)); }, "/no/such/session"),
               "cannot be read: No such file or directory");
 }
 

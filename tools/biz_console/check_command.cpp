@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <biz_console/json_reader.h>
+#include <common/json_reader.h>
 #include <host/frame_codec.h>
 #include <host/reply_words.h>
 
@@ -30,7 +30,7 @@ host::CheckedModel modelNamed(const QString &name)
 QByteArray headOf(const QString &text)
 {
     QByteArray head;
-    if (!bytesFromHex(text, &head) || head.size() != judgedHeadBytes) {
+    if (!tools::bytesFromHex(text, &head) || head.size() != judgedHeadBytes) {
         throw UsageError(
             QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'").arg(text));
     }
@@ -51,7 +51,7 @@ QByteArray payloadOfSize(const QString &text)
 QByteArray payloadOf(const QString &text)
 {
     QByteArray payload;
-    if (!bytesFromHex(text, &payload)) {
+    if (!tools::bytesFromHex(text, &payload)) {
         throw UsageError(QStringLiteral("the payload in hexadecimal expected, not '%1'").arg(text));
     }
     return payload;

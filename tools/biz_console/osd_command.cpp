@@ -32,7 +32,7 @@ QString allDevicesOption()
 OsdSession loadSession(const QString &path)
 {
     try {
-        return readOsdSession(readSessionFile(path));
+        return readOsdSession(tools::readInputFile(path));
     } catch (const SessionError &error) {
         throw InputError(path + QStringLiteral(": ") + error.text());
     }

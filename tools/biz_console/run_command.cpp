@@ -14,7 +14,7 @@ namespace {
 DeviceSession loadSession(const QString &path)
 {
     try {
-        return readDeviceSession(readSessionFile(path));
+        return readDeviceSession(tools::readInputFile(path));
     } catch (const SessionError &error) {
         throw InputError(path + QStringLiteral(": ") + error.text());
     }

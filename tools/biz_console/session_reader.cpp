@@ -2,14 +2,15 @@
 
 #include <algorithm>
 
-#include <QtCore/QFile>
-#include <QtCore/QJsonDocument>
 #include <QtNetwork/QHostAddress>
 
 #include <host/biz_osdhost.h>
 #include <host/frame_codec.h>
 
 namespace biz::console {
+
+using tools::elementPlace;
+using tools::ObjectReader;
 
 namespace {
 
@@ -20,7 +21,6 @@ constexpr int maxOsdCommands = 100'000; ///< all of them are given to the host a
 constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
-constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
 
 constexpr int defaultDeviceWaitMs = 500;
 constexpr int defaultOsdWaitMs = 1000;
@@ -28,35 +28,6 @@ constexpr int defaultOsdWaitMs = 1000;
 constexpr int stampedHeadBytes = 1; ///< byte 0, which the channel fills
 constexpr int headBytes = 6;
 constexpr int osdHeadBytes = 11;
-
-/**
- * "line 3, column 7" of the last character that the parser read: it stops behind what it
- * could not use, which can be on the next line.
- */
-QString positionOf(const QByteArray &text, int offset)
-{
-    const auto isBlank = [](char character) {
-        return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-    };
-    int last = qBound(0, offset - 1, qMax(0, text.size() - 1));
-    while (last > 0 && isBlank(text.at(last))) {
-        --last;
-    }
-    const QByteArray before = text.left(last);
-    const int line = before.count('\n') + 1;
-    const int column = last - before.lastIndexOf('\n');
-    return QStringLiteral("line %1, column %2").arg(line).arg(column);
-}
-
-QJsonValue parse(const QByteArray &json)
-{
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (error.error != QJsonParseError::NoError) {
-        throw SessionError(positionOf(json, error.offset), QStringLiteral("JSON expected, but ") + error.errorString());
-    }
-    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
-}
 
 Expectation readExpectation(const ObjectReader &command)
 {
@@ -204,7 +175,8 @@ QSet<QString> readSilent(const ObjectReader &session, const QStringList &devices
 
 DeviceSession readDeviceSession(const QByteArray &json)
 {
-    const ObjectReader reader(parse(json), {}, {"description", "deviceType", "nSysPlan", "defaultWaitMs", "commands"});
+    const ObjectReader reader(tools::parseJson(json), {},
+                              {"description", "deviceType", "nSysPlan", "defaultWaitMs", "commands"});
     DeviceSession session;
     reader.text("description");
     session.deviceType = reader.code("deviceType");
@@ -221,7 +193,7 @@ DeviceSession readDeviceSession(const QByteArray &json)
 
 OsdSession readOsdSession(const QByteArray &json)
 {
-    const ObjectReader reader(parse(json), {},
+    const ObjectReader reader(tools::parseJson(json), {},
                               {"description", "defaultWaitMs", "port", "devices", "silent", "commands"});
     OsdSession session;
     reader.text("description");
@@ -236,22 +208,6 @@ OsdSession readOsdSession(const QByteArray &json)
     }
     limitCommands(reader, session.commands, session.devices.size(), maxOsdCommands);
     return session;
-}
-
-QByteArray readSessionFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        throw SessionError(QStringLiteral("cannot be read"), file.errorString());
-    }
-    QByteArray bytes = file.read(maxFileSize + 1);
-    if (file.error() != QFileDevice::NoError) {
-        throw SessionError(QStringLiteral("cannot be read"), file.errorString());
-    }
-    if (bytes.size() > maxFileSize) {
-        throw SessionError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
-    }
-    return bytes;
 }
 
 } // namespace biz::console

@@ -4,17 +4,16 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-#include <biz_console/json_reader.h>
 #include <biz_console/session.h>
+#include <common/json_reader.h>
 
 namespace biz::console {
+
+using SessionError = tools::InputError;
 
 /** The session that a JSON text holds; throws SessionError when it holds none. */
 DeviceSession readDeviceSession(const QByteArray &json);
 OsdSession readOsdSession(const QByteArray &json);
-
-/** The bytes of a session file; throws SessionError when it cannot be read. */
-QByteArray readSessionFile(const QString &path);
 
 } // namespace biz::console
 

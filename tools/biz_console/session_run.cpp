@@ -2,7 +2,7 @@
 
 #include <QtCore/QCoreApplication>
 
-#include <biz_console/stop_signals.h>
+#include <common/stop_signals.h>
 
 namespace biz::console {
 
@@ -128,8 +128,8 @@ QString repetition(int number, int count)
 
 int execute(SessionRun &run)
 {
-    const StopSignals signals;
-    QObject::connect(&signals, &StopSignals::stopRequested, &run, &SessionRun::interrupt);
+    const tools::StopSignals signals;
+    QObject::connect(&signals, &tools::StopSignals::stopRequested, &run, &SessionRun::interrupt);
     // Queued: a run can be over before the event loop runs.
     QObject::connect(&run, &SessionRun::finished, QCoreApplication::instance(), &QCoreApplication::exit,
                      Qt::QueuedConnection);

@@ -7,8 +7,8 @@
 #include <biz_simulator/event_log.h>
 #include <biz_simulator/options.h>
 #include <biz_simulator/osd_devices.h>
-#include <biz_simulator/quit_signals.h>
 #include <biz_simulator/tcp_device.h>
+#include <common/stop_signals.h>
 
 namespace {
 
@@ -112,9 +112,8 @@ int main(int argc, char **argv)
         return Success;
     }
     // Before anything listens: whoever reads that it does may send a signal at once.
-    if (!quitOnSignals(&application)) {
-        return fail(CannotBind, QStringLiteral("cannot watch for signals"));
-    }
+    const biz::tools::StopSignals signals;
+    QObject::connect(&signals, &biz::tools::StopSignals::stopRequested, &application, &QCoreApplication::quit);
     allowManySockets();
     return play(line.options);
 }

@@ -1,5 +1,5 @@
-#ifndef BIZ_CONSOLE_JSON_READER_H
-#define BIZ_CONSOLE_JSON_READER_H
+#ifndef BIZ_TOOLS_JSON_READER_H
+#define BIZ_TOOLS_JSON_READER_H
 
 #include <initializer_list>
 #include <stdexcept>
@@ -10,22 +10,28 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-namespace biz::console {
+namespace biz::tools {
 
-/** A session that cannot be used; the text says where in it, and what was expected. */
-class SessionError : public std::runtime_error
+/** An input file that cannot be used; the text says where in it, and what was expected. */
+class InputError : public std::runtime_error
 {
 public:
-    SessionError(const QString &place, const QString &problem);
+    InputError(const QString &place, const QString &problem);
     QString text() const { return QString::fromUtf8(what()); }
 };
+
+/** The bytes of a file; an InputError when it cannot be read, or is larger than any that people write. */
+QByteArray readInputFile(const QString &path);
+
+/** The one value of a JSON text; an InputError with line and column when it holds none. */
+QJsonValue parseJson(const QByteArray &json);
 
 /** The bytes of "F1 08 03" or "f10803"; false when it is not made of pairs of hexadecimal digits. */
 bool bytesFromHex(const QString &text, QByteArray *bytes);
 
 /**
  * Reads the members of one JSON object strictly: whatever is missing, of another type, out
- * of bounds or unknown is a SessionError with its place, such as `commands[3].head`.
+ * of bounds or unknown is an InputError with its place, such as `commands[3].head`.
  */
 class ObjectReader
 {
@@ -69,6 +75,6 @@ QString elementPlace(const QString &array, int index);
 /** A value as a message shows it: short, in JSON's notation. */
 QString shown(const QJsonValue &value);
 
-} // namespace biz::console
+} // namespace biz::tools
 
 #endif

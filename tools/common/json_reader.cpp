@@ -1,14 +1,16 @@
-#include <biz_console/json_reader.h>
+#include <common/json_reader.h>
 
 #include <cmath>
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 
-namespace biz::console {
+namespace biz::tools {
 
 namespace {
 
 constexpr int shownCharacters = 40;
+constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
 
 QString key(const char *name)
 {
@@ -37,21 +39,62 @@ bool isWhole(const QJsonValue &value)
     return value.isDouble() && std::floor(value.toDouble()) == value.toDouble();
 }
 
-} // namespace
-
-namespace {
-
 /** A null byte, which a name in a JSON text may hold, would end the message. */
 QString withoutNullBytes(QString text)
 {
     return text.replace(QChar(u'\0'), QChar(QChar::ReplacementCharacter));
 }
 
+/**
+ * "line 3, column 7" of the last character that the parser read: it stops behind what it
+ * could not use, which can be on the next line.
+ */
+QString positionOf(const QByteArray &text, int offset)
+{
+    const auto isSpace = [](char character) {
+        return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+    };
+    int last = qBound(0, offset - 1, qMax(0, text.size() - 1));
+    while (last > 0 && isSpace(text.at(last))) {
+        --last;
+    }
+    const QByteArray before = text.left(last);
+    const int line = before.count('\n') + 1;
+    const int column = last - before.lastIndexOf('\n');
+    return QStringLiteral("line %1, column %2").arg(line).arg(column);
+}
+
 } // namespace
 
-SessionError::SessionError(const QString &place, const QString &problem)
+InputError::InputError(const QString &place, const QString &problem)
     : std::runtime_error(withoutNullBytes(place + QStringLiteral(": ") + problem).toStdString())
 {
+}
+
+QByteArray readInputFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw InputError(QStringLiteral("cannot be read"), file.errorString());
+    }
+    QByteArray bytes = file.read(maxFileSize + 1);
+    if (file.error() != QFileDevice::NoError) {
+        throw InputError(QStringLiteral("cannot be read"), file.errorString());
+    }
+    if (bytes.size() > maxFileSize) {
+        throw InputError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
+    }
+    return bytes;
+}
+
+QJsonValue parseJson(const QByteArray &json)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError) {
+        throw InputError(positionOf(json, error.offset), QStringLiteral("JSON expected, but ") + error.errorString());
+    }
+    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
 }
 
 bool bytesFromHex(const QString &text, QByteArray *bytes)
@@ -98,8 +141,8 @@ ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initiali
     , m_object(value.toObject())
 {
     if (!value.isObject()) {
-        throw SessionError(m_place.isEmpty() ? QStringLiteral("document") : m_place,
-                           QStringLiteral("an object expected, not ") + shown(value));
+        throw InputError(m_place.isEmpty() ? QStringLiteral("document") : m_place,
+                         QStringLiteral("an object expected, not ") + shown(value));
     }
     QStringList known;
     for (const char *name : knownKeys) {
@@ -107,8 +150,8 @@ ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initiali
     }
     for (const QString &name : m_object.keys()) {
         if (!known.contains(name)) {
-            throw SessionError(m_place.isEmpty() ? name : m_place + QLatin1Char('.') + name,
-                               QStringLiteral("unknown key; expected one of ") + known.join(QStringLiteral(", ")));
+            throw InputError(m_place.isEmpty() ? name : m_place + QLatin1Char('.') + name,
+                             QStringLiteral("unknown key; expected one of ") + known.join(QStringLiteral(", ")));
         }
     }
 }
@@ -125,7 +168,7 @@ QString ObjectReader::placeOf(const char *name) const
 
 void ObjectReader::fail(const char *name, const QString &problem) const
 {
-    throw SessionError(placeOf(name), problem);
+    throw InputError(placeOf(name), problem);
 }
 
 int ObjectReader::integer(const char *name, int lowest, int highest, int fallback) const
@@ -215,12 +258,12 @@ QStringList ObjectReader::textArray(const char *name) const
     const QJsonArray array = value(name).toArray();
     for (int i = 0; i < array.size(); ++i) {
         if (!array.at(i).isString()) {
-            throw SessionError(elementPlace(placeOf(name), i),
-                               QStringLiteral("a text expected, not ") + shown(array.at(i)));
+            throw InputError(elementPlace(placeOf(name), i),
+                             QStringLiteral("a text expected, not ") + shown(array.at(i)));
         }
         texts.append(array.at(i).toString());
     }
     return texts;
 }
 
-} // namespace biz::console
+} // namespace biz::tools

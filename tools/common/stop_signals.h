@@ -1,10 +1,10 @@
-#ifndef BIZ_CONSOLE_STOP_SIGNALS_H
-#define BIZ_CONSOLE_STOP_SIGNALS_H
+#ifndef BIZ_TOOLS_STOP_SIGNALS_H
+#define BIZ_TOOLS_STOP_SIGNALS_H
 
 #include <QtCore/QObject>
 #include <QtCore/QSocketNotifier>
 
-namespace biz::console {
+namespace biz::tools {
 
 /**
  * Turns SIGINT and SIGTERM into a Qt signal on the thread of the object. The second one of
@@ -25,6 +25,6 @@ private:
     QSocketNotifier *m_notifier = nullptr;
 };
 
-} // namespace biz::console
+} // namespace biz::tools
 
 #endif

@@ -1,4 +1,4 @@
-#include <biz_console/stop_signals.h>
+#include <common/stop_signals.h>
 
 #include <cerrno>
 #include <csignal>
@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace biz::console {
+namespace biz::tools {
 
 namespace {
 
@@ -59,4 +59,4 @@ StopSignals::~StopSignals()
     close(pipeEnds[1]);
 }
 
-} // namespace biz::console
+} // namespace biz::tools
