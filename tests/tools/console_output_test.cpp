@@ -5,6 +5,7 @@
 #include <biz_console/summary.h>
 
 using namespace biz::console;
+namespace host = biz::host;
 
 namespace {
 
@@ -19,41 +20,90 @@ protected:
         return written.toStdString();
     }
 
+    EventPrinter printer(bool isTerminal) { return EventPrinter(stream, isTerminal, EventPrinter::Options()); }
+
+    static RunEvent ended(host::Outcome outcome)
+    {
+        RunEvent event;
+        event.kind = RunEvent::Kind::Ended;
+        event.utc = someTime.toUTC();
+        event.ticket = 1;
+        event.name = "get volume";
+        event.outcome = outcome;
+        return event;
+    }
+
+    static RunEvent refused()
+    {
+        RunEvent event;
+        event.kind = RunEvent::Kind::Refused;
+        event.bytes = 3;
+        event.reason = "no frame";
+        return event;
+    }
+
+    static RunProgress progress(int waiting)
+    {
+        RunProgress progress;
+        progress.total = 9;
+        progress.ended = 4;
+        progress.waiting = waiting;
+        progress.inFlight = 1;
+        return progress;
+    }
+
     QString written;
     QTextStream stream{&written};
 };
 
 TEST_F(ConsolePrinter, AnEventIsALineOfColumns)
 {
-    EventPrinter printer(stream, false);
-    printer.event({someTime, 0x2A, "F1/08 get volume", "answered", 3.2, {}});
+    RunEvent event = ended(host::Outcome::Answered);
+    event.sequence = 0x2A;
+    event.codes = "F1/08";
+    event.attempts = 1;
+    event.roundTripMs = 3.2;
+    event.reason = "an answer needs no reason";
+    printer(false).happened(event);
     EXPECT_EQ(text(), "14:03:22.007  2a   F1/08 get volume                    answered       3.2 ms\n");
 }
 
 TEST_F(ConsolePrinter, WhatIsNotKnownStaysEmpty)
 {
-    EventPrinter printer(stream, false);
-    printer.event({someTime, -1, "get volume", "skipped", -1.0, "skip mode was on"});
+    RunEvent event = ended(host::Outcome::Skipped);
+    event.reason = "skip mode was on";
+    printer(false).happened(event);
     EXPECT_EQ(text(),
               "14:03:22.007  -    get volume                          skipped                skip mode was on\n");
 }
 
-TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
+TEST_F(ConsolePrinter, ACommandStoppedBeforeItWasSentHasNoLine)
 {
-    EventPrinter printer(stream, true);
-    printer.progress("1 waiting");
-    printer.progress("0 waiting");
-    printer.line("done");
-    printer.line("quite");
-    EXPECT_EQ(text(), "1 waiting\r\033[K0 waiting\r\033[Kdone\nquite\n");
+    RunEvent event = ended(host::Outcome::Stopped);
+    event.attempts = 0;
+    printer(false).happened(event);
+    EXPECT_EQ(text(), "");
 }
 
-TEST_F(ConsolePrinter, ElsewhereProgressIsALine)
+TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
 {
-    EventPrinter printer(stream, false);
-    printer.progress("1 waiting");
-    printer.line("done");
-    EXPECT_EQ(text(), "1 waiting\ndone\n");
+    EventPrinter onTerminal = printer(true);
+    onTerminal.progressed(progress(1));
+    onTerminal.progressed(progress(0));
+    onTerminal.happened(refused());
+    onTerminal.happened(refused());
+    EXPECT_EQ(text(), "... 4 of 9 ended, 1 waiting, 1 awaiting a reply\r\033[K"
+                      "... 4 of 9 ended, 0 waiting, 1 awaiting a reply\r\033[K"
+                      "3 received bytes refused: no frame\n3 received bytes refused: no frame\n");
+}
+
+TEST_F(ConsolePrinter, ElsewhereProgressIsALineOnceASecondAtMost)
+{
+    EventPrinter elsewhere = printer(false);
+    elsewhere.progressed(progress(1));
+    elsewhere.progressed(progress(0));
+    elsewhere.happened(refused());
+    EXPECT_EQ(text(), "... 4 of 9 ended, 1 waiting, 1 awaiting a reply\n3 received bytes refused: no frame\n");
 }
 
 TEST(ConsoleRoundTrips, MedianIsTheMiddleOne)

@@ -43,6 +43,26 @@ QString mismatchText(const LedgerEntry &entry)
 
 } // namespace
 
+void CommandLedger::happened(const RunEvent &event)
+{
+    switch (event.kind) {
+    case RunEvent::Kind::Given:
+        add(event.ticket, event.name, event.which, event.expected);
+        break;
+    case RunEvent::Kind::Happened:
+        note(event.ticket, event.event, event.event == Event::Rejected ? event.reason : QString());
+        break;
+    case RunEvent::Kind::Ended:
+        end(event.ticket, event.outcome, event.reason);
+        break;
+    case RunEvent::Kind::Opened:
+    case RunEvent::Kind::Refused:
+    case RunEvent::Kind::Failed:
+    case RunEvent::Kind::Problem:
+        break;
+    }
+}
+
 void CommandLedger::add(host::Ticket ticket, const QString &name, const QString &which, const Expectation &expected)
 {
     LedgerEntry entry;

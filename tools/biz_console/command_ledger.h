@@ -8,7 +8,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_console/expectation.h>
+#include <biz_console/event_sink.h>
 #include <host/command_result.h>
 
 namespace biz::console {
@@ -28,9 +28,11 @@ struct LedgerEntry
 };
 
 /** Every command of a run, checked against what its session expects. */
-class CommandLedger
+class CommandLedger : public EventSink
 {
 public:
+    void happened(const RunEvent &event) override;
+
     void add(host::Ticket ticket, const QString &name, const QString &which, const Expectation &expected);
     void note(host::Ticket ticket, Event event, const QString &detail = {});
     void end(host::Ticket ticket, host::Outcome outcome, const QString &reason);

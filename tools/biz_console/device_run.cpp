@@ -9,6 +9,27 @@ namespace {
 /** More than the channel can send in ten seconds. */
 constexpr int commandsGivenAhead = 1000;
 
+/** The event of a command, or of a reply, as it stands in a record. */
+RunEvent eventOf(host::Ticket ticket, const model_Protocoldata &record)
+{
+    RunEvent event;
+    event.kind = RunEvent::Kind::Happened;
+    event.ticket = ticket;
+    event.head = QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead));
+    event.data = record.baData;
+    event.sequence = record.ucHead[0];
+    event.codes = host::commandText(record);
+    return event;
+}
+
+RunEvent eventOf(host::Ticket ticket, const model_Protocoldata &reply, Event what, const QString &reason)
+{
+    RunEvent event = eventOf(ticket, reply);
+    event.event = what;
+    event.reason = reason;
+    return event;
+}
+
 int totalOf(const DeviceSession &session)
 {
     int total = 0;
@@ -20,8 +41,8 @@ int totalOf(const DeviceSession &session)
 
 } // namespace
 
-DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const Output &output)
-    : SessionRun(output, true)
+DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, QTextStream &err)
+    : SessionRun(err)
     , m_session(std::move(session))
     , m_linkName(link->name())
 {
@@ -43,26 +64,24 @@ void DeviceRun::connectHost()
 
 void DeviceRun::connectReplies()
 {
-    connect(&m_host, &biz_DeviceHost::rejected, this,
-            [this](host::Ticket ticket, const model_Protocoldata &reply, const QString &why) {
-                onReply(ticket, Event::Rejected, reply, why);
-            });
-    connect(&m_host, &biz_DeviceHost::late, this,
-            [this](host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs) {
-                onReply(ticket, Event::Late, reply, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
-            });
-    connect(&m_host, &biz_DeviceHost::duplicate, this, [this](host::Ticket ticket, const model_Protocoldata &reply) {
-        onReply(ticket, Event::Duplicate, reply, QStringLiteral("it had been answered"));
-    });
+    connect(&m_host, &biz_DeviceHost::rejected, this, &DeviceRun::onRejected);
+    connect(&m_host, &biz_DeviceHost::late, this, &DeviceRun::onLate);
+    connect(&m_host, &biz_DeviceHost::duplicate, this, &DeviceRun::onDuplicate);
     connect(&m_host, &biz_DeviceHost::foreign, this, &DeviceRun::onForeign);
-    connect(&m_host, &biz_DeviceHost::refused, this, [this](int bytes, const QString &why) {
-        report().printer().line(QStringLiteral("%1 received bytes refused: %2").arg(QString::number(bytes), why));
-    });
+    connect(&m_host, &biz_DeviceHost::refused, this, &DeviceRun::onRefused);
+}
+
+RunStart DeviceRun::description() const
+{
+    RunStart run;
+    run.target = m_linkName;
+    run.deviceType = m_session.deviceType;
+    run.sysPlan = m_session.sysPlan;
+    return run;
 }
 
 bool DeviceRun::startHost(QString *error)
 {
-    report().printer().header();
     report().ledger().setTotal(totalOf(m_session));
     enqueueSome();
     const bool started = m_host.start();
@@ -78,13 +97,24 @@ void DeviceRun::enqueueSome()
 {
     while (m_nextCommand < m_session.commands.size() && m_host.pending() < commandsGivenAhead) {
         const DeviceCommand &command = m_session.commands.at(m_nextCommand);
-        const host::Ticket ticket = m_host.enqueue(command.record);
-        report().ledger().add(ticket, command.name, repetition(m_nextNumber, command.repeat), command.expected);
+        give(command);
         if (++m_nextNumber > command.repeat) {
             m_nextNumber = 1;
             ++m_nextCommand;
         }
     }
+}
+
+void DeviceRun::give(const DeviceCommand &command)
+{
+    RunEvent event = eventOf(m_host.enqueue(command.record), command.record);
+    event.kind = RunEvent::Kind::Given;
+    event.sequence = -1; // it has none before it is sent
+    event.name = command.name;
+    event.which = repetition(m_nextNumber, command.repeat);
+    event.expected = command.expected;
+    event.waitMs = command.record.iWaitTime;
+    report().tell(event);
 }
 
 void DeviceRun::countNeverGiven()
@@ -96,76 +126,89 @@ void DeviceRun::countNeverGiven()
     }
 }
 
-QString DeviceRun::progress() const
+RunProgress DeviceRun::progress() const
 {
     const CommandLedger &ledger = report().ledger();
-    return QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
-        .arg(ledger.total() - ledger.pending())
-        .arg(ledger.total())
-        .arg(ledger.total() - ledger.given() + m_host.waiting())
-        .arg(m_host.pending() - m_host.waiting());
-}
-
-/** The codes of a command and its name, unless that begins with them. */
-QString DeviceRun::label(host::Ticket ticket, const QString &codes) const
-{
-    const LedgerEntry *entry = report().ledger().find(ticket);
-    if (entry == nullptr) {
-        return codes;
-    }
-    return entry->name.startsWith(codes) ? entry->name : QStringLiteral("%1 %2").arg(codes, entry->name);
+    RunProgress progress;
+    progress.total = ledger.total();
+    progress.ended = ledger.total() - ledger.pending();
+    progress.waiting = ledger.total() - ledger.given() + m_host.waiting();
+    progress.inFlight = m_host.pending() - m_host.waiting();
+    progress.counters = m_host.counters();
+    return progress;
 }
 
 void DeviceRun::onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command)
 {
-    const Event event = attempt == 1 ? Event::Sent : Event::Resent;
-    report().noteSent();
-    report().ledger().note(ticket, event);
     m_sent.insert(ticket, command);
     m_lastSent = ticket;
-    report().printer().event({QDateTime::currentDateTime(),
-                              command.ucHead[0],
-                              label(ticket, host::commandText(command)),
-                              eventName(event),
-                              -1.0,
-                              {}});
+    RunEvent event = eventOf(ticket, command, attempt == 1 ? Event::Sent : Event::Resent, {});
+    event.attempts = attempt;
+    event.waitMs = command.iWaitTime;
+    report().tell(event);
 }
 
 void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)
 {
-    report().ledger().end(ticket, result.outcome, result.reason);
-    report().noteEnded(result.roundTripMs);
-    const bool wasSent = m_sent.contains(ticket);
-    // Those that a stop kept from being sent are accounted for in the closing list.
-    if (wasSent || result.outcome != host::Outcome::Stopped) {
+    RunEvent event;
+    if (m_sent.contains(ticket)) {
         const model_Protocoldata command = m_sent.take(ticket);
-        const bool answered = result.outcome == host::Outcome::Answered;
-        report().printer().event({QDateTime::currentDateTime(), wasSent ? command.ucHead[0] : -1,
-                                  label(ticket, wasSent ? host::commandText(command) : QString()),
-                                  host::outcomeName(result.outcome), result.roundTripMs,
-                                  answered ? QString() : result.reason});
+        const bool isAnswered = result.outcome == host::Outcome::Answered;
+        event = eventOf(ticket, isAnswered ? result.reply : command);
+        event.sequence = command.ucHead[0];
+        event.codes = host::commandText(command);
     }
+    event.kind = RunEvent::Kind::Ended;
+    event.ticket = ticket;
+    event.outcome = result.outcome;
+    event.attempts = result.attempts;
+    event.roundTripMs = result.roundTripMs;
+    event.reason = result.reason;
+    event.history = result.history;
+    report().tell(event);
     if (result.outcome != host::Outcome::Stopped) {
         enqueueSome();
     }
     finishIfDone();
 }
 
-void DeviceRun::onReply(host::Ticket ticket, Event event, const model_Protocoldata &reply, const QString &detail)
+void DeviceRun::onRejected(host::Ticket ticket, const model_Protocoldata &reply, const QString &why)
 {
-    report().ledger().note(ticket, event, event == Event::Rejected ? detail : QString());
-    report().printer().event({QDateTime::currentDateTime(), reply.ucHead[0], label(ticket, host::commandText(reply)),
-                              eventName(event), -1.0, detail});
+    RunEvent event = eventOf(ticket, reply, Event::Rejected, why);
+    event.rule = host::judgeReply(m_session.deviceType, reply).rule;
+    report().tell(event);
+    finishIfDone();
+}
+
+void DeviceRun::onLate(host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs)
+{
+    RunEvent event =
+        eventOf(ticket, reply, Event::Late, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
+    event.afterEndMs = afterEndMs;
+    report().tell(event);
+    finishIfDone();
+}
+
+void DeviceRun::onDuplicate(host::Ticket ticket, const model_Protocoldata &reply)
+{
+    report().tell(eventOf(ticket, reply, Event::Duplicate, QStringLiteral("it had been answered")));
     finishIfDone();
 }
 
 /** It belongs to no command; the one sent last is the one that its device should have answered. */
 void DeviceRun::onForeign(const model_Protocoldata &reply)
 {
-    report().ledger().note(m_lastSent, Event::Foreign);
-    report().printer().event({QDateTime::currentDateTime(), reply.ucHead[0], host::commandText(reply),
-                              eventName(Event::Foreign), -1.0, QStringLiteral("to none of the last 256 commands")});
+    report().tell(eventOf(m_lastSent, reply, Event::Foreign, QStringLiteral("to none of the last 256 commands")));
     finishIfDone();
+}
+
+void DeviceRun::onRefused(int bytes, const QString &why)
+{
+    RunEvent event;
+    event.kind = RunEvent::Kind::Refused;
+    event.bytes = bytes;
+    event.reason = why;
+    report().tell(event);
 }
 
 } // namespace biz::console

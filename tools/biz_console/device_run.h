@@ -17,30 +17,31 @@ class DeviceRun : public SessionRun
     Q_OBJECT
 
 public:
-    DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const Output &output);
-
-    /** Shows mismatches and the summary only. */
-    void beQuiet() { report().printer().beQuiet(); }
+    DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, QTextStream &err);
 
 protected:
     bool startHost(QString *error) override;
     host::StopReport stopHost(int deadlineMs) override { return m_host.stop(deadlineMs); }
     host::Counters counters() const override { return m_host.counters(); }
     QString whatIsOpened() const override { return m_linkName; }
-    QString progress() const override;
+    RunStart description() const override;
+    RunProgress progress() const override;
 
 private:
     void connectHost();
     void connectReplies();
     void enqueueSome();
+    void give(const DeviceCommand &command);
     void countNeverGiven() override;
 
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
-    void onReply(host::Ticket ticket, Event event, const model_Protocoldata &reply, const QString &detail);
+    void onRejected(host::Ticket ticket, const model_Protocoldata &reply, const QString &why);
+    void onLate(host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs);
+    void onDuplicate(host::Ticket ticket, const model_Protocoldata &reply);
     void onForeign(const model_Protocoldata &reply);
 
-    QString label(host::Ticket ticket, const QString &codes) const;
+    void onRefused(int bytes, const QString &why);
 
     DeviceSession m_session;
     int m_nextCommand = 0; ///< the place in the session of what is to be given to the host next
@@ -48,8 +49,7 @@ private:
     biz_DeviceHost m_host;
     QString m_linkName;
 
-    /** What a command's lines show beside its name, from its first sending to its end. */
-    QHash<host::Ticket, model_Protocoldata> m_sent;
+    QHash<host::Ticket, model_Protocoldata> m_sent; ///< as they were sent, until they end
     host::Ticket m_lastSent = 0;
 };
 

@@ -2,6 +2,8 @@
 
 #include <QtCore/QLocale>
 
+#include <biz_console/closing_lines.h>
+
 namespace biz::console {
 
 namespace {
@@ -12,6 +14,9 @@ constexpr int commandWidth = 34;
 constexpr int eventWidth = 9;
 constexpr int roundTripWidth = 10;
 constexpr int hexadecimal = 16;
+
+/** Where progress lines stay, more of them would bury the events. */
+constexpr int plainProgressPeriodMs = 1000;
 
 QString columns(const QString &time, const QString &sequence, const QString &command, const QString &event,
                 const QString &roundTrip, const QString &detail)
@@ -32,43 +37,92 @@ QString sequenceText(int sequence)
     return sequence < 0 ? QStringLiteral("-") : QStringLiteral("%1").arg(sequence, 2, hexadecimal, QLatin1Char('0'));
 }
 
+/** A device command by its codes and its name, unless that begins with them; an OSD command by name and device. */
+QString commandOf(const RunEvent &event)
+{
+    if (event.name.isEmpty()) {
+        return event.device.isEmpty() ? event.codes : event.device;
+    }
+    if (!event.device.isEmpty()) {
+        return QStringLiteral("%1 (%2)").arg(event.name, event.which);
+    }
+    return event.name.startsWith(event.codes) ? event.name : QStringLiteral("%1 %2").arg(event.codes, event.name);
+}
+
+QString lineOf(const RunEvent &event)
+{
+    const QString time = QLocale::c().toString(event.utc.toLocalTime(), QStringLiteral("hh:mm:ss.zzz"));
+    const QString roundTrip = event.roundTripMs < 0 ? QString() : millisecondsText(event.roundTripMs);
+    const bool isAnswer = event.kind == RunEvent::Kind::Ended && event.outcome == host::Outcome::Answered;
+    return columns(time, sequenceText(event.sequence), commandOf(event), event.kindName(), roundTrip,
+                   isAnswer ? QString() : event.reason);
+}
+
+/** Commands that a stop kept from being sent are accounted for in the closing list. */
+bool isWorthALine(const RunEvent &event)
+{
+    const bool neverSent = event.attempts == 0 && event.outcome == host::Outcome::Stopped;
+    return event.kind == RunEvent::Kind::Happened || (event.kind == RunEvent::Kind::Ended && !neverSent);
+}
+
+QString refusalOf(const RunEvent &event)
+{
+    const QString bytes = QString::number(event.bytes);
+    return event.device.isEmpty()
+               ? QStringLiteral("%1 received bytes refused: %2").arg(bytes, event.reason)
+               : QStringLiteral("%1 bytes from %2 refused: %3").arg(bytes, event.device, event.reason);
+}
+
 } // namespace
 
-QString millisecondsText(double milliseconds)
-{
-    return milliseconds < 0 ? QStringLiteral("-") : QString::number(milliseconds, 'f', 1) + QStringLiteral(" ms");
-}
-
-EventPrinter::EventPrinter(QTextStream &out, bool isTerminal)
+EventPrinter::EventPrinter(QTextStream &out, bool isTerminal, const Options &options)
     : m_out(out)
     , m_isTerminal(isTerminal)
+    , m_options(options)
 {
 }
 
-void EventPrinter::header()
+void EventPrinter::started(const RunStart & /*run*/)
 {
-    if (m_isQuiet) {
-        return;
+    m_sinceProgress.start();
+    if (m_options.events) {
+        line(columns(QStringLiteral("time"), QStringLiteral("seq"), QStringLiteral("command"), QStringLiteral("event"),
+                     QStringLiteral("round trip"), {}));
     }
-    line(columns(QStringLiteral("time"), QStringLiteral("seq"), QStringLiteral("command"), QStringLiteral("event"),
-                 QStringLiteral("round trip"), {}));
 }
 
-void EventPrinter::event(const EventLine &event)
+void EventPrinter::happened(const RunEvent &event)
 {
-    if (m_isQuiet) {
-        return;
+    if (event.kind == RunEvent::Kind::Refused) {
+        line(refusalOf(event));
+    } else if (event.kind == RunEvent::Kind::Failed) {
+        line(QStringLiteral("socket: ") + event.reason);
+    } else if (event.kind == RunEvent::Kind::Problem) {
+        line({}); // a gap: the problem itself goes to the error stream
+    } else if (m_options.events && isWorthALine(event)) {
+        line(lineOf(event));
     }
-    const QString time = QLocale::c().toString(event.time, QStringLiteral("hh:mm:ss.zzz"));
-    const QString roundTrip = event.roundTripMs < 0 ? QString() : millisecondsText(event.roundTripMs);
-    line(columns(time, sequenceText(event.sequence), event.command, event.event, roundTrip, event.detail));
 }
 
-void EventPrinter::progress(const QString &text)
+bool EventPrinter::isProgressDue()
 {
-    if (m_isQuiet) {
+    const bool isDue = m_isTerminal || !m_sinceProgress.isValid() || m_sinceProgress.hasExpired(plainProgressPeriodMs);
+    if (isDue) {
+        m_sinceProgress.start();
+    }
+    return isDue;
+}
+
+void EventPrinter::progressed(const RunProgress &progress)
+{
+    if (!m_options.progress || !isProgressDue()) {
         return;
     }
+    const QString text = QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
+                             .arg(progress.ended)
+                             .arg(progress.total)
+                             .arg(progress.waiting)
+                             .arg(progress.inFlight);
     if (!m_isTerminal) {
         line(text);
         return;
@@ -77,6 +131,13 @@ void EventPrinter::progress(const QString &text)
     m_out << text;
     m_out.flush();
     m_progressShown = true;
+}
+
+void EventPrinter::ended(const RunEnd &end)
+{
+    for (const QString &text : closingLines(end, m_options.allDevices)) {
+        line(text);
+    }
 }
 
 void EventPrinter::line(const QString &text)

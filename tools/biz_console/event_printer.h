@@ -1,52 +1,45 @@
 #ifndef BIZ_CONSOLE_EVENT_PRINTER_H
 #define BIZ_CONSOLE_EVENT_PRINTER_H
 
-#include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
+#include <biz_console/event_sink.h>
+
 namespace biz::console {
 
-/** One event of one command, as a line shows it. */
-struct EventLine
-{
-    QDateTime time;
-    int sequence = -1;         ///< negative: it has none yet
-    QString command;           ///< "get volume F1/08"
-    QString event;             ///< the name of an event or of an outcome
-    double roundTripMs = -1.0; ///< negative: there is none
-    QString detail;            ///< why, in words
-};
-
-/** "12.3 ms"; "-" for a negative time. */
-QString millisecondsText(double milliseconds);
-
 /**
- * Writes event lines, and below them a progress line that a terminal shows in place. Where
- * the output is no terminal, a progress line is a line like any other.
+ * Writes event lines for people, and below them a progress line that a terminal shows in
+ * place. Where the output is no terminal, a progress line is a line like any other.
  */
-class EventPrinter
+class EventPrinter : public EventSink
 {
 public:
-    EventPrinter(QTextStream &out, bool isTerminal);
+    struct Options
+    {
+        bool events = true;
+        bool progress = true;
+        bool allDevices = false; ///< every OSD device has a row of its own
+    };
 
-    /** Leaves event lines, their header and progress lines out from now on. */
-    void beQuiet() { m_isQuiet = true; }
+    EventPrinter(QTextStream &out, bool isTerminal, const Options &options);
 
-    void header();
-    void event(const EventLine &event);
-    void progress(const QString &text);
-
-    /** A line as it is; an empty one for a gap. */
-    void line(const QString &text);
+    void started(const RunStart &run) override;
+    void happened(const RunEvent &event) override;
+    void progressed(const RunProgress &progress) override;
+    void ended(const RunEnd &end) override;
 
 private:
+    void line(const QString &text);
     void eraseProgress();
+    bool isProgressDue();
 
     QTextStream &m_out;
     bool m_isTerminal;
-    bool m_isQuiet = false;
+    Options m_options;
     bool m_progressShown = false;
+    QElapsedTimer m_sinceProgress;
 };
 
 } // namespace biz::console

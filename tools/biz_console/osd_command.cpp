@@ -2,6 +2,7 @@
 
 #include <QtNetwork/QHostAddress>
 
+#include <biz_console/event_printer.h>
 #include <biz_console/osd_run.h>
 #include <biz_console/session_reader.h>
 
@@ -84,8 +85,6 @@ int runOsd(const QStringList &arguments, const Output &output)
     const QString path = onlyArgument(parser, QStringLiteral("the session"));
     OsdRunOptions options;
     options.localAddress = localAddressOf(parser);
-    options.showEvents = parser.isSet(eventsOption());
-    options.showAllDevices = parser.isSet(allDevicesOption());
     const bool hasPort = parser.isSet(portOption());
     const quint16 port = hasPort ? portOf(parser) : quint16(0);
     OsdSession session = loadSession(path);
@@ -94,7 +93,11 @@ int runOsd(const QStringList &arguments, const Output &output)
     }
     obeyTraceOption(parser);
 
-    OsdRun run(std::move(session), options, output);
+    OsdRun run(std::move(session), options, output.err);
+    EventPrinter::Options shown;
+    shown.events = parser.isSet(eventsOption());
+    shown.allDevices = parser.isSet(allDevicesOption());
+    run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
     return execute(run);
 }
 

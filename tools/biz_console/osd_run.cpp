@@ -1,11 +1,32 @@
 #include <biz_console/osd_run.h>
 
-#include <algorithm>
-
 namespace biz::console {
 
-OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const Output &output)
-    : SessionRun(output, false)
+namespace {
+
+constexpr double millisecondsPerSecond = 1000.0;
+
+/** What happens to a command, with the record that went or came. */
+RunEvent eventOf(host::Ticket ticket, const model_OsdParam &record, Event what = Event::Sent,
+                 const QString &reason = {})
+{
+    RunEvent event;
+    event.kind = RunEvent::Kind::Happened;
+    event.event = what;
+    event.ticket = ticket;
+    event.device = record.qsIp;
+    event.head = QByteArray(reinterpret_cast<const char *>(record.ucOsdHead), sizeof(record.ucOsdHead));
+    event.data = record.baData;
+    event.text = record.qsOsdText;
+    event.flag = record.ucOsdFlag;
+    event.reason = reason;
+    return event;
+}
+
+} // namespace
+
+OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, QTextStream &err)
+    : SessionRun(err)
     , m_session(std::move(session))
     , m_options(options)
 {
@@ -22,26 +43,23 @@ void OsdRun::connectHost()
     });
     connect(&m_host, &biz_OsdHost::sent, this, &OsdRun::onSent);
     connect(&m_host, &biz_OsdHost::ended, this, &OsdRun::onEnded);
-    connect(&m_host, &biz_OsdHost::late, this,
-            [this](host::Ticket ticket, const model_OsdParam & /*reply*/, double afterEndMs) {
-                onReply(ticket, Event::Late, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
-            });
-    connect(&m_host, &biz_OsdHost::duplicate, this,
-            [this](host::Ticket ticket) { onReply(ticket, Event::Duplicate, QStringLiteral("it had been answered")); });
+    connect(&m_host, &biz_OsdHost::late, this, &OsdRun::onLate);
+    connect(&m_host, &biz_OsdHost::duplicate, this, &OsdRun::onDuplicate);
     connect(&m_host, &biz_OsdHost::foreign, this, &OsdRun::onForeign);
-    connect(&m_host, &biz_OsdHost::refused, this, [this](const QString &sender, int bytes, const QString &why) {
-        report().printer().line(
-            QStringLiteral("%1 bytes from %2 refused: %3").arg(QString::number(bytes), sender, why));
-    });
-    connect(&m_host, &biz_OsdHost::socketError, this,
-            [this](const QString &why) { report().printer().line(QStringLiteral("socket: ") + why); });
+    connect(&m_host, &biz_OsdHost::refused, this, &OsdRun::onRefused);
+    connect(&m_host, &biz_OsdHost::socketError, this, &OsdRun::onSocketError);
+}
+
+RunStart OsdRun::description() const
+{
+    RunStart run;
+    run.isOfDevice = false;
+    run.target = QStringLiteral("%1, UDP port %2").arg(m_options.localAddress).arg(m_session.port);
+    return run;
 }
 
 bool OsdRun::startHost(QString *error)
 {
-    if (m_options.showEvents) {
-        report().printer().header();
-    }
     const bool started = m_host.start();
     *error = m_host.errorString();
     return started;
@@ -81,68 +99,103 @@ bool OsdRun::enqueue(const OsdCommand &command, const QString &device, int numbe
         return false;
     }
     const QString which = repetition(number, command.repeat);
-    report().ledger().add(ticket, command.name, which.isEmpty() ? device : device + QStringLiteral(", ") + which,
-                          expected);
+    RunEvent event = eventOf(ticket, record);
+    event.kind = RunEvent::Kind::Given;
+    event.name = command.name;
+    event.which = which.isEmpty() ? device : device + QStringLiteral(", ") + which;
+    event.expected = expected;
+    event.waitMs = record.iWaitTime;
+    report().tell(event);
     return true;
 }
 
-QString OsdRun::progress() const
+RunProgress OsdRun::progress() const
 {
-    const int all = report().ledger().total();
-    return QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
-        .arg(all - report().ledger().pending())
-        .arg(all)
-        .arg(m_host.waiting())
-        .arg(m_host.pending() - m_host.waiting());
+    RunProgress progress;
+    progress.total = report().ledger().total();
+    progress.ended = progress.total - report().ledger().pending();
+    progress.waiting = m_host.waiting();
+    progress.inFlight = m_host.pending() - m_host.waiting();
+    progress.counters = m_host.counters();
+    return progress;
 }
 
-void OsdRun::onSent(host::Ticket ticket, const model_OsdParam & /*command*/)
+void OsdRun::onSent(host::Ticket ticket, const model_OsdParam &command)
 {
-    report().noteSent();
-    report().ledger().note(ticket, Event::Sent);
-    print(label(ticket), eventName(Event::Sent), -1.0, {});
+    if (!m_sinceFirstSent.isValid()) {
+        m_sinceFirstSent.start();
+    }
+    m_sent.insert(ticket, command);
+    RunEvent event = eventOf(ticket, command);
+    event.attempts = 1;
+    event.waitMs = command.iWaitTime;
+    report().tell(event);
 }
 
 void OsdRun::onEnded(host::Ticket ticket, const host::OsdCommandResult &result)
 {
-    report().ledger().end(ticket, result.outcome, result.reason);
-    report().noteEnded(result.roundTripMs);
-    const bool answered = result.outcome == host::Outcome::Answered;
-    if (answered) {
+    const model_OsdParam command = m_sent.take(ticket);
+    const bool isAnswered = result.outcome == host::Outcome::Answered;
+    if (isAnswered) {
         DeviceTimes &times = m_times[result.ip];
         times.roundTrips.add(result.roundTripMs);
-        times.lastAnswerSeconds = report().secondsSinceFirstSent();
+        times.lastAnswerSeconds = static_cast<double>(m_sinceFirstSent.elapsed()) / millisecondsPerSecond;
     }
-    if (result.attempts > 0 || result.outcome != host::Outcome::Stopped) {
-        print(label(ticket), host::outcomeName(result.outcome), result.roundTripMs,
-              answered ? QString() : result.reason);
+    RunEvent event;
+    if (result.attempts > 0) {
+        event = eventOf(ticket, isAnswered ? result.reply : command);
     }
+    event.kind = RunEvent::Kind::Ended;
+    event.ticket = ticket;
+    event.device = result.ip;
+    event.outcome = result.outcome;
+    event.attempts = result.attempts;
+    event.roundTripMs = result.roundTripMs;
+    event.reason = result.reason;
+    event.history = result.history;
+    report().tell(event);
     finishIfDone();
 }
 
-void OsdRun::onReply(host::Ticket ticket, Event event, const QString &detail)
+void OsdRun::onLate(host::Ticket ticket, const model_OsdParam &reply, double afterEndMs)
 {
-    report().ledger().note(ticket, event);
-    print(label(ticket), eventName(event), -1.0, detail);
+    RunEvent event =
+        eventOf(ticket, reply, Event::Late, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
+    event.afterEndMs = afterEndMs;
+    report().tell(event);
     finishIfDone();
 }
 
-void OsdRun::onForeign(const QString &sender)
+void OsdRun::onDuplicate(host::Ticket ticket, const model_OsdParam &reply)
 {
-    print(sender, eventName(Event::Foreign), -1.0, QStringLiteral("it was never given a command"));
+    report().tell(eventOf(ticket, reply, Event::Duplicate, QStringLiteral("it had been answered")));
+    finishIfDone();
 }
 
-QString OsdRun::label(host::Ticket ticket) const
+/** Its sender was never given a command, so none of them is to blame. */
+void OsdRun::onForeign(const QString &sender, const model_OsdParam &reply)
 {
-    const LedgerEntry *entry = report().ledger().find(ticket);
-    return entry == nullptr ? QString() : QStringLiteral("%1 (%2)").arg(entry->name, entry->which);
+    RunEvent event = eventOf(0, reply, Event::Foreign, QStringLiteral("it was never given a command"));
+    event.device = sender;
+    report().tell(event);
 }
 
-void OsdRun::print(const QString &command, const QString &event, double roundTripMs, const QString &detail)
+void OsdRun::onRefused(const QString &sender, int bytes, const QString &why)
 {
-    if (m_options.showEvents) {
-        report().printer().event({QDateTime::currentDateTime(), -1, command, event, roundTripMs, detail});
-    }
+    RunEvent event;
+    event.kind = RunEvent::Kind::Refused;
+    event.device = sender;
+    event.bytes = bytes;
+    event.reason = why;
+    report().tell(event);
+}
+
+void OsdRun::onSocketError(const QString &why)
+{
+    RunEvent event;
+    event.kind = RunEvent::Kind::Failed;
+    event.reason = why;
+    report().tell(event);
 }
 
 void OsdRun::beforeStop()
@@ -154,28 +207,10 @@ void OsdRun::beforeStop()
         row.answered = device.counters.answered;
         row.timedOut = device.counters.gaveUp;
         row.waiting = device.waiting;
-        row.roundTrips = m_times.value(device.ip).roundTrips;
+        const DeviceTimes times = m_times.value(device.ip);
+        row.roundTrips = times.roundTrips;
+        row.lastAnswerSeconds = times.lastAnswerSeconds;
         m_rows.append(row);
-    }
-}
-
-void OsdRun::printResults()
-{
-    report().printer().line({});
-    for (const QString &line : osdTable(m_rows, m_options.showAllDevices)) {
-        report().printer().line(line);
-    }
-    int answering = 0;
-    double lastAnswer = 0.0;
-    for (const OsdTableRow &row : qAsConst(m_rows)) {
-        if (row.allAnswered()) {
-            ++answering;
-            lastAnswer = std::max(lastAnswer, m_times.value(row.device).lastAnswerSeconds);
-        }
-    }
-    if (answering > 0) {
-        report().printer().line(QStringLiteral("%1 answering devices done after %2 s")
-                                    .arg(QString::number(answering), QString::number(lastAnswer, 'f', 3)));
     }
 }
 

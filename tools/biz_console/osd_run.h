@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_OSD_RUN_H
 #define BIZ_CONSOLE_OSD_RUN_H
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 
 #include <biz_console/osd_table.h>
@@ -13,8 +14,6 @@ namespace biz::console {
 struct OsdRunOptions
 {
     QString localAddress;
-    bool showEvents = false;
-    bool showAllDevices = false;
 };
 
 /** Plays a session against many OSD devices at once and reports what happens. */
@@ -23,16 +22,17 @@ class OsdRun : public SessionRun
     Q_OBJECT
 
 public:
-    OsdRun(OsdSession session, const OsdRunOptions &options, const Output &output);
+    OsdRun(OsdSession session, const OsdRunOptions &options, QTextStream &err);
 
 protected:
     bool startHost(QString *error) override;
     host::StopReport stopHost(int deadlineMs) override { return m_host.stop(deadlineMs); }
     host::Counters counters() const override { return m_host.counters(); }
     QString whatIsOpened() const override { return QStringLiteral("the OSD channel"); }
-    QString progress() const override;
+    RunStart description() const override;
+    RunProgress progress() const override;
     void beforeStop() override;
-    void printResults() override;
+    QVector<OsdTableRow> deviceRows() const override { return m_rows; }
 
 private:
     void connectHost();
@@ -41,15 +41,16 @@ private:
 
     void onSent(host::Ticket ticket, const model_OsdParam &command);
     void onEnded(host::Ticket ticket, const host::OsdCommandResult &result);
-    void onReply(host::Ticket ticket, Event event, const QString &detail);
-    void onForeign(const QString &sender);
-
-    void print(const QString &command, const QString &event, double roundTripMs, const QString &detail);
-    QString label(host::Ticket ticket) const;
+    void onLate(host::Ticket ticket, const model_OsdParam &reply, double afterEndMs);
+    void onDuplicate(host::Ticket ticket, const model_OsdParam &reply);
+    void onForeign(const QString &sender, const model_OsdParam &reply);
+    void onRefused(const QString &sender, int bytes, const QString &why);
+    void onSocketError(const QString &why);
 
     OsdSession m_session;
     OsdRunOptions m_options;
     biz_OsdHost m_host;
+    QHash<host::Ticket, model_OsdParam> m_sent; ///< as they were sent, until they end
 
     struct DeviceTimes
     {
@@ -57,6 +58,7 @@ private:
         double lastAnswerSeconds = 0.0;
     };
     QHash<QString, DeviceTimes> m_times;
+    QElapsedTimer m_sinceFirstSent;
     QVector<OsdTableRow> m_rows; ///< as they stood when the host was stopped
 };
 

@@ -1,7 +1,5 @@
 #include <biz_console/osd_table.h>
 
-#include <biz_console/event_printer.h>
-
 namespace biz::console {
 
 namespace {

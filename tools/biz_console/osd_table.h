@@ -18,6 +18,7 @@ struct OsdTableRow
     quint64 timedOut = 0;
     int waiting = 0;
     RoundTrips roundTrips;
+    double lastAnswerSeconds = 0.0; ///< since the first command of the run was sent
 
     /** Whether every command given to it was answered. */
     bool allAnswered() const { return waiting == 0 && answered == sent; }

@@ -5,6 +5,7 @@
 #include <QtCore/QUrl>
 
 #include <biz_console/device_run.h>
+#include <biz_console/event_printer.h>
 #include <biz_console/session_reader.h>
 
 namespace biz::console {
@@ -56,10 +57,11 @@ int runDevice(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
     obeyLogDirOption(parser);
 
-    DeviceRun run(std::move(session), std::move(link), output);
-    if (parser.isSet(quietOption)) {
-        run.beQuiet();
-    }
+    DeviceRun run(std::move(session), std::move(link), output.err);
+    EventPrinter::Options shown;
+    shown.events = !parser.isSet(quietOption);
+    shown.progress = shown.events;
+    run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
     return execute(run);
 }
 

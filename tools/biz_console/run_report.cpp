@@ -7,93 +7,82 @@ namespace biz::console {
 
 namespace {
 
-constexpr int terminalPeriodMs = 200;
-constexpr int plainPeriodMs = 1000;
-constexpr double millisecondsPerSecond = 1000.0;
+constexpr double nanosecondsPerMillisecond = 1e6;
 
 } // namespace
 
-RunReport::RunReport(const Output &output, bool isOfDevice)
-    : m_output(output)
-    , m_isOfDevice(isOfDevice)
-    , m_printer(output.out, output.outIsTerminal)
+RunReport::RunReport(QTextStream &err)
+    : m_err(err)
 {
 }
 
-void RunReport::noteSent()
+template<typename Tell>
+void RunReport::tellAll(Tell tell)
 {
-    if (!m_sinceFirstSent.isValid()) {
-        m_sinceFirstSent.start();
+    tell(m_ledger);
+    tell(m_times);
+    for (const std::unique_ptr<EventSink> &sink : m_sinks) {
+        tell(*sink);
     }
 }
 
-double RunReport::secondsSinceFirstSent() const
+void RunReport::start(const RunStart &run)
 {
-    return m_sinceFirstSent.isValid() ? static_cast<double>(m_sinceFirstSent.elapsed()) / millisecondsPerSecond : 0.0;
+    m_sinceStart.start();
+    m_isOfDevice = run.isOfDevice;
+    tellAll([&run](EventSink &sink) { sink.started(run); });
 }
 
-void RunReport::noteEnded(double roundTripMs)
+void RunReport::tell(RunEvent event)
 {
-    m_secondsToLastEnd = secondsSinceFirstSent();
-    if (roundTripMs >= 0) {
-        m_roundTrips.add(roundTripMs);
+    event.utc = QDateTime::currentDateTimeUtc();
+    event.atMs = static_cast<double>(m_sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
+    const bool isForeign = event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign;
+    const LedgerEntry *entry = isForeign ? nullptr : m_ledger.find(event.ticket);
+    if (entry != nullptr) {
+        event.name = entry->name;
+        event.which = entry->which;
     }
+    tellAll([&event](EventSink &sink) { sink.happened(event); });
 }
 
-void RunReport::noteProblem(const QString &problem, ExitCode code)
+void RunReport::tellProgress(const RunProgress &progress)
 {
-    m_printer.line({});
-    m_output.err << "biz_console: " << problem << '\n';
-    m_output.err.flush();
+    tellAll([&progress](EventSink &sink) { sink.progressed(progress); });
+}
+
+void RunReport::tellProblem(const QString &problem, ExitCode code)
+{
+    RunEvent event;
+    event.kind = RunEvent::Kind::Problem;
+    event.reason = problem;
+    tell(event);
+    m_err << "biz_console: " << problem << '\n';
+    m_err.flush();
     if (m_problem == AsExpected) {
         m_problem = code;
     }
 }
 
-int RunReport::progressPeriodMs() const
+ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdTableRow> &devices)
 {
-    return m_output.outIsTerminal ? terminalPeriodMs : plainPeriodMs;
-}
-
-void RunReport::printList(const QString &title, const QStringList &lines)
-{
-    if (lines.isEmpty()) {
-        return;
-    }
-    m_printer.line({});
-    m_printer.line(title);
-    for (const QString &line : lines) {
-        m_printer.line(QStringLiteral("  ") + line);
-    }
-}
-
-ExitCode RunReport::close(const host::Counters &counters)
-{
-    const QStringList mismatches = m_ledger.mismatches();
-    printList(QStringLiteral("not as expected"), mismatches);
-    printList(QStringLiteral("stopped before they ended"), m_ledger.stoppedCommands());
-
-    Summary summary;
-    summary.counters = counters;
-    summary.counters.stopped += static_cast<quint64>(m_ledger.neverGiven());
-    summary.isOfDevice = m_isOfDevice;
-    summary.roundTrips = m_roundTrips;
-    summary.seconds = m_secondsToLastEnd;
+    RunEnd end;
+    end.summary.counters = counters;
+    end.summary.counters.stopped += static_cast<quint64>(m_ledger.neverGiven());
+    end.summary.isOfDevice = m_isOfDevice;
+    end.summary.roundTrips = m_times.roundTrips();
+    end.summary.seconds = m_times.secondsToLastEnd();
     const QString log = errorLogOfToday(QDir::currentPath());
-    summary.errorLog = counters.rejected > 0 && QFileInfo::exists(log) ? log : QString();
-    m_printer.line({});
-    for (const QString &line : summary.lines()) {
-        m_printer.line(line);
-    }
-    if (m_problem != AsExpected) {
-        return m_problem;
-    }
-    const bool good = m_ledger.allAsExpected();
-    m_printer.line(good ? QStringLiteral("  all %1 commands ended as expected").arg(m_ledger.total())
-                        : QStringLiteral("  %1 of %2 commands did not end as expected")
-                              .arg(mismatches.size())
-                              .arg(m_ledger.total()));
-    return good ? AsExpected : NotAsExpected;
+    end.summary.errorLog = counters.rejected > 0 && QFileInfo::exists(log) ? log : QString();
+    end.devices = devices;
+    end.mismatches = m_ledger.mismatches();
+    end.stopped = m_ledger.stoppedCommands();
+    end.total = m_ledger.total();
+    end.endedEarly = m_problem != AsExpected;
+    end.allAsExpected = m_ledger.allAsExpected();
+    end.exitCode = end.endedEarly ? m_problem : (end.allAsExpected ? AsExpected : NotAsExpected);
+    tellAll([&end](EventSink &sink) { sink.ended(end); });
+    return end.exitCode;
 }
 
 } // namespace biz::console

@@ -1,13 +1,16 @@
 #ifndef BIZ_CONSOLE_RUN_REPORT_H
 #define BIZ_CONSOLE_RUN_REPORT_H
 
+#include <memory>
+#include <vector>
+
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
 
 #include <biz_console/command_ledger.h>
-#include <biz_console/event_printer.h>
+#include <biz_console/event_sink.h>
 #include <biz_console/exit_codes.h>
-#include <biz_console/summary.h>
+#include <biz_console/run_times.h>
 
 namespace biz::console {
 
@@ -19,40 +22,44 @@ struct Output
     bool outIsTerminal;
 };
 
-/** What a run shows and checks, on either channel: event lines, the ledger, the closing. */
+/**
+ * Tells the sinks of a run what happens in it. The ledger and the times are the first two,
+ * so that the others find them up to date.
+ */
 class RunReport
 {
 public:
-    RunReport(const Output &output, bool isOfDevice);
+    explicit RunReport(QTextStream &err);
 
-    EventPrinter &printer() { return m_printer; }
+    void addSink(std::unique_ptr<EventSink> sink) { m_sinks.push_back(std::move(sink)); }
+
     CommandLedger &ledger() { return m_ledger; }
     const CommandLedger &ledger() const { return m_ledger; }
+    const RunTimes &times() const { return m_times; }
 
-    /** The clock of "commands a second" starts with the first command sent. */
-    void noteSent();
-    void noteEnded(double roundTripMs);
-    double secondsSinceFirstSent() const;
+    void start(const RunStart &run);
+
+    /** Fills in the times, and the name of the command that an event is about. */
+    void tell(RunEvent event);
+
+    void tellProgress(const RunProgress &progress);
 
     /** Says on the error stream why the run ends early; the exit code follows from it. */
-    void noteProblem(const QString &problem, ExitCode code);
+    void tellProblem(const QString &problem, ExitCode code);
 
-    /** How often the progress line is worth renewing, in milliseconds. */
-    int progressPeriodMs() const;
-
-    /** Mismatches, what was stopped, the summary; returns the exit code. */
-    ExitCode close(const host::Counters &counters);
+    /** Sums up and tells the end; returns the exit code. */
+    ExitCode close(const host::Counters &counters, const QVector<OsdTableRow> &devices);
 
 private:
-    void printList(const QString &title, const QStringList &lines);
+    template<typename Tell>
+    void tellAll(Tell tell);
 
-    Output m_output;
-    bool m_isOfDevice;
-    EventPrinter m_printer;
+    QTextStream &m_err;
+    QElapsedTimer m_sinceStart;
     CommandLedger m_ledger;
-    RoundTrips m_roundTrips;
-    QElapsedTimer m_sinceFirstSent;
-    double m_secondsToLastEnd = 0.0;
+    RunTimes m_times;
+    std::vector<std::unique_ptr<EventSink>> m_sinks;
+    bool m_isOfDevice = true;
     ExitCode m_problem = AsExpected;
 };
 

@@ -10,6 +10,9 @@ namespace {
 
 constexpr int openLimitMs = 5000;
 
+/** As often as people can follow. */
+constexpr int progressPeriodMs = 200;
+
 /** How long a late or duplicate reply may take that the session still expects. */
 constexpr int graceLimitMs = 2000;
 
@@ -20,15 +23,15 @@ static_assert(stopLimitMs + lastSignalsLimitMs < 2000, "a run that is broken off
 
 } // namespace
 
-SessionRun::SessionRun(const Output &output, bool isOfDevice)
-    : m_report(output, isOfDevice)
+SessionRun::SessionRun(QTextStream &err)
+    : m_report(err)
 {
     m_limit.setSingleShot(true);
     connect(&m_limit, &QTimer::timeout, this, &SessionRun::onLimit);
-    m_progress.setInterval(m_report.progressPeriodMs());
+    m_progress.setInterval(progressPeriodMs);
     connect(&m_progress, &QTimer::timeout, this, [this] {
         if (m_report.ledger().pending() > 0) {
-            m_report.printer().progress(progress());
+            m_report.tellProgress(progress());
         }
     });
 }
@@ -36,6 +39,7 @@ SessionRun::SessionRun(const Output &output, bool isOfDevice)
 void SessionRun::start()
 {
     QString error;
+    m_report.start(description());
     m_limit.start(openLimitMs);
     if (!startHost(&error)) {
         breakOff(error, LinkFailed);
@@ -48,6 +52,7 @@ void SessionRun::opened()
         m_phase = Phase::Running;
         m_limit.stop();
         m_progress.start();
+        m_report.tell(RunEvent());
     }
 }
 
@@ -77,7 +82,7 @@ void SessionRun::breakOff(const QString &problem, ExitCode code)
         return;
     }
     m_phase = Phase::Stopping;
-    m_report.noteProblem(problem, code);
+    m_report.tellProblem(problem, code);
     beforeStop();
     stop(code);
     countNeverGiven();
@@ -89,7 +94,7 @@ void SessionRun::stop(ExitCode codeIfSlow)
 {
     const host::StopReport stopped = stopHost(stopLimitMs);
     if (!stopped.clean()) {
-        m_report.noteProblem(QStringLiteral("did not stop in time: ") + stopped.slowSteps.join(QStringLiteral(", ")),
+        m_report.tellProblem(QStringLiteral("did not stop in time: ") + stopped.slowSteps.join(QStringLiteral(", ")),
                              codeIfSlow);
     }
 }
@@ -117,8 +122,7 @@ void SessionRun::finish()
         beforeStop();
         stop(NotAsExpected);
     }
-    printResults();
-    Q_EMIT finished(m_report.close(counters()));
+    Q_EMIT finished(m_report.close(counters(), deviceRows()));
 }
 
 QString repetition(int number, int count)

@@ -17,7 +17,10 @@ class SessionRun : public QObject
     Q_OBJECT
 
 public:
-    SessionRun(const Output &output, bool isOfDevice);
+    explicit SessionRun(QTextStream &err);
+
+    /** Who hears of the run; before start(). */
+    void addSink(std::unique_ptr<EventSink> sink) { m_report.addSink(std::move(sink)); }
 
     /** Starts; finished() follows. */
     void start();
@@ -37,16 +40,17 @@ protected:
     virtual host::StopReport stopHost(int deadlineMs) = 0;
     virtual host::Counters counters() const = 0;
     virtual QString whatIsOpened() const = 0;
-    virtual QString progress() const = 0;
+    virtual RunStart description() const = 0;
+    virtual RunProgress progress() const = 0;
 
     /** Just before the host is stopped at the end of the run, however it ended. */
     virtual void beforeStop() {}
 
+    /** What the devices of an OSD run came to, after its last event. */
+    virtual QVector<OsdTableRow> deviceRows() const { return {}; }
+
     /** After a stop: tells the ledger of the commands that the host was never given. */
     virtual void countNeverGiven() {}
-
-    /** After the last event, before the closing lines. */
-    virtual void printResults() {}
 
     /** The host is connected, and commands are under way. */
     void opened();

@@ -5,8 +5,6 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QLocale>
 
-#include <biz_console/event_printer.h>
-
 namespace biz::console {
 
 namespace {
@@ -47,6 +45,11 @@ QString rateText(const host::Counters &counters, double seconds)
 }
 
 } // namespace
+
+QString millisecondsText(double milliseconds)
+{
+    return milliseconds < 0 ? QStringLiteral("-") : QString::number(milliseconds, 'f', 1) + QStringLiteral(" ms");
+}
 
 void RoundTrips::add(const RoundTrips &others)
 {

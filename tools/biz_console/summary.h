@@ -10,6 +10,9 @@
 
 namespace biz::console {
 
+/** "12.3 ms"; "-" for a negative time. */
+QString millisecondsText(double milliseconds);
+
 /** The round trips of a run. */
 class RoundTrips
 {

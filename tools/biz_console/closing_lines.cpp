@@ -1,0 +1,62 @@
+#include <biz_console/closing_lines.h>
+
+#include <algorithm>
+
+namespace biz::console {
+
+namespace {
+
+void appendList(QStringList &lines, const QString &title, const QStringList &items)
+{
+    if (items.isEmpty()) {
+        return;
+    }
+    lines << QString() << title;
+    for (const QString &item : items) {
+        lines << QStringLiteral("  ") + item;
+    }
+}
+
+void appendDevices(QStringList &lines, const QVector<OsdTableRow> &devices, bool allDevices)
+{
+    lines << QString() << osdTable(devices, allDevices);
+    int answering = 0;
+    double lastAnswer = 0.0;
+    for (const OsdTableRow &device : devices) {
+        if (device.allAnswered()) {
+            ++answering;
+            lastAnswer = std::max(lastAnswer, device.lastAnswerSeconds);
+        }
+    }
+    if (answering > 0) {
+        lines << QStringLiteral("%1 answering devices done after %2 s")
+                     .arg(QString::number(answering), QString::number(lastAnswer, 'f', 3));
+    }
+}
+
+QString verdict(const RunEnd &end)
+{
+    return end.allAsExpected ? QStringLiteral("  all %1 commands ended as expected").arg(end.total)
+                             : QStringLiteral("  %1 of %2 commands did not end as expected")
+                                   .arg(end.mismatches.size())
+                                   .arg(end.total);
+}
+
+} // namespace
+
+QStringList closingLines(const RunEnd &end, bool allDevices)
+{
+    QStringList lines;
+    if (!end.summary.isOfDevice) {
+        appendDevices(lines, end.devices, allDevices);
+    }
+    appendList(lines, QStringLiteral("not as expected"), end.mismatches);
+    appendList(lines, QStringLiteral("stopped before they ended"), end.stopped);
+    lines << QString() << end.summary.lines();
+    if (!end.endedEarly) {
+        lines << verdict(end);
+    }
+    return lines;
+}
+
+} // namespace biz::console

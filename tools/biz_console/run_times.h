@@ -1,0 +1,27 @@
+#ifndef BIZ_CONSOLE_RUN_TIMES_H
+#define BIZ_CONSOLE_RUN_TIMES_H
+
+#include <biz_console/event_sink.h>
+
+namespace biz::console {
+
+/** How long the commands of a run took, one by one and together. */
+class RunTimes : public EventSink
+{
+public:
+    void happened(const RunEvent &event) override;
+
+    const RoundTrips &roundTrips() const { return m_roundTrips; }
+
+    /** From the first command sent to the last end. */
+    double secondsToLastEnd() const { return m_secondsToLastEnd; }
+
+private:
+    RoundTrips m_roundTrips;
+    double m_firstSentMs = -1.0;
+    double m_secondsToLastEnd = 0.0;
+};
+
+} // namespace biz::console
+
+#endif
