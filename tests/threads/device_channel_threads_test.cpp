@@ -4,14 +4,18 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <ctime>
 #include <functional>
 #include <future>
+#include <limits>
 #include <numeric>
 #include <thread>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -291,6 +295,33 @@ TEST_F(DeviceChannelThreads, AWatchdogAndItsSuccessorGiveACommandUp)
     }
     EXPECT_TRUE(open); // the successor's last act
     EXPECT_EQ(announced.numbers(), std::vector<int>{7});
+}
+
+TEST_F(DeviceChannelThreads, ASignalOfTheSystemEndsAWatchdogsWaitEarly)
+{
+    const auto doNothing = [](int) {
+    };
+    struct sigaction before = {};
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = doNothing;
+    ASSERT_EQ(sigaction(SIGUSR1, &interrupt, &before), 0);
+
+    RunningWorker running;
+    running.worker.m_curSend.iWaitTime = std::numeric_limits<int>::max(); // six hours, even in a hurry
+    std::promise<int> result;
+    std::future<int> answer = result.get_future();
+    std::thread watchdog([&] { result.set_value(running.worker.setWatchdogSleepTime()); });
+    const auto bound = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    // A signal that comes before the sleep interrupts nothing, hence more than one.
+    while (answer.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready &&
+           std::chrono::steady_clock::now() < bound) {
+        pthread_kill(watchdog.native_handle(), SIGUSR1);
+    }
+    const bool ended = answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    ASSERT_TRUE(ended); // a thread that sleeps on would outlive the test's patience
+    watchdog.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_EQ(answer.get(), -1);
 }
 
 TEST_F(DeviceChannelThreads, LinesThatTwoThreadsLogAtOnceStayWhole)

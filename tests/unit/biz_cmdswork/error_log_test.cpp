@@ -1,15 +1,16 @@
 #include "device_channel_fixture.h"
 
 #include <climits>
-#include <csignal>
 #include <ctime>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QLocale>
 
-#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <support/full_disk.h>
 
 using namespace biz::test;
 
@@ -249,38 +250,26 @@ TEST_F(ErrorLog, AFileThatCannotBeOpenedSwallowsTheLineSilently)
     EXPECT_EQ(entriesOf(folder.path(QStringLiteral("Errorlog"))), QStringList{QStringLiteral("20240506.log")});
 }
 
-/** While it exists, no file of the process can grow: as on a full disk, opening works and writing does not. */
-class FullDisk
-{
-public:
-    FullDisk()
-        : m_signalBefore(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_before), 0);
-        const rlimit none{0, m_before.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
-    }
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_signalBefore);
-    }
-    FullDisk(const FullDisk &) = delete;
-    FullDisk &operator=(const FullDisk &) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_signalBefore)(int);
-};
-
 TEST_F(ErrorLog, AFullDiskSwallowsTheLineSilently)
 {
     {
         const FullDisk fullDisk;
         EXPECT_NO_THROW(worker.writeErrorLog(reply(QByteArray(100000, 'x'))));
+        EXPECT_GE(fullDisk.refusals(), 1);
     }
     EXPECT_EQ(journal.lines(), Lines());
     EXPECT_EQ(today(), QByteArray());
+}
+
+TEST_F(ErrorLog, ADiskThatFillsUpInsideALineKeepsWhatItHadRoomFor)
+{
+    {
+        const FullDisk fullDisk(30);
+        EXPECT_NO_THROW(worker.writeErrorLog(reply("1")));
+        EXPECT_GE(fullDisk.refusals(), 1);
+    }
+    EXPECT_EQ(journal.lines(), Lines());
+    EXPECT_EQ(today(), QByteArray("[UnknownType][2024-05-06 14:03"));
 }
 
 TEST_F(ErrorLog, AFullDiskKeepsNoLaterReplyFromTheHost)
@@ -291,6 +280,7 @@ TEST_F(ErrorLog, AFullDiskKeepsNoLaterReplyFromTheHost)
     {
         const FullDisk fullDisk;
         receivePasses(2);
+        EXPECT_GE(fullDisk.refusals(), 1);
     }
     EXPECT_EQ(signals.tagsOf("signalSendReceiveMessage"), Tags{2});
 }
@@ -300,25 +290,47 @@ TEST_F(ErrorLog, LinesAreWrittenAgainOnceTheDiskHasRoom)
     {
         const FullDisk fullDisk;
         worker.writeErrorLog(reply("1"));
+        EXPECT_GE(fullDisk.refusals(), 1);
     }
     worker.writeErrorLog(reply("2"));
     EXPECT_EQ(today(), QByteArray("[UnknownType][2024-05-06 14:03:22 517]<0a 01 00 02 10>32\n"));
 }
 
+/** The superuser may write anywhere; false when he cannot step down. For a process that ends soon. */
+bool stepDown()
+{
+    constexpr uid_t nobody = 65534;
+    return geteuid() != 0 || seteuid(nobody) == 0;
+}
+
 TEST_F(ErrorLog, AVanishedWorkingDirectorySwallowsTheLineSilently)
 {
     const auto writeWithoutADirectory = [this] {
-        constexpr uid_t nobody = 65534;
         const QString place = folder.path(QStringLiteral("vanished"));
         QDir().mkdir(place);
         QDir::setCurrent(place);
         QDir().rmdir(place);
-        // The superuser could write beside the root, which is where the log would be then.
-        const bool mayNotWrite = geteuid() != 0 || seteuid(nobody) == 0;
+        // The log would be beside the root then.
+        const bool mayNotWrite = stepDown();
         worker.writeErrorLog(reply());
         _exit(mayNotWrite && journal.lines().empty() ? 0 : 1);
     };
     EXPECT_EXIT(writeWithoutADirectory(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ErrorLog, AnUnwritableWorkingDirectorySwallowsTheLineSilently)
+{
+    const QString place = folder.path(QStringLiteral("unwritable"));
+    QDir().mkdir(place);
+    chmod(qPrintable(folder.path()), 0755);
+    chmod(qPrintable(place), 0555);
+    const auto writeWithoutARight = [this, place] {
+        QDir::setCurrent(place);
+        const bool mayNotWrite = stepDown();
+        worker.writeErrorLog(reply());
+        _exit(mayNotWrite && journal.lines().empty() && entriesOf(place).isEmpty() ? 0 : 1);
+    };
+    EXPECT_EXIT(writeWithoutARight(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ErrorLog, TheClockIsReadOnceWhenTheFileCannotBeOpened)
