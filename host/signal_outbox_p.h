@@ -33,11 +33,9 @@ public:
         }
     }
 
-    bool event(QEvent *event) override
+protected:
+    void customEvent(QEvent * /*event*/) override
     {
-        if (event->type() != QEvent::User) {
-            return QObject::event(event);
-        }
         const Emission emission = std::move(m_emissions.front());
         m_emissions.pop_front();
         if (!m_emissions.empty()) {
@@ -45,7 +43,6 @@ public:
         }
         // Last: the slots may destroy the host, and this object with it.
         emission();
-        return true;
     }
 
 private:

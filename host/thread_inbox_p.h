@@ -74,14 +74,9 @@ public:
     {
     }
 
-    bool event(QEvent *event) override
-    {
-        if (event->type() != QEvent::User) {
-            return QObject::event(event);
-        }
-        m_callback();
-        return true;
-    }
+protected:
+    // QObject::event has looked at the type: what other threads made stays in Qt's hands.
+    void customEvent(QEvent * /*event*/) override { m_callback(); }
 
 private:
     std::function<void()> m_callback;
