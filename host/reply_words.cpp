@@ -102,6 +102,38 @@ bool declaresWrongly(const Reply &reply, const Clause &clause)
     return !rules::meets(ample, clause);
 }
 
+/** The head bytes by which a broken clause was judged: what one would change to meet it. */
+QVector<int> brokenHeadBytes(const Reply &reply, const Clause &clause)
+{
+    constexpr int index = 3;
+    constexpr int byte4 = 4;
+    constexpr int byte5 = 5;
+    switch (clause.check) {
+    case Check::IndexAtMost:
+    case Check::IndexAtMostOrAll:
+    case Check::IndexFromTo:
+    case Check::IndexNotFromTo:
+    case Check::IndexZeroOrTwo:
+        return {index};
+    case Check::Byte4AtMost:
+    case Check::Byte4FromTo:
+    case Check::Byte4AtMostOrIs:
+        return {byte4};
+    case Check::Byte5AtMost:
+        return {byte5};
+    case Check::IndexAtMostOrByte4IsOrByte5Set:
+        return {index, byte4, byte5};
+    case Check::Bytes34FromTo:
+        return {index, byte4};
+    case Check::LengthIs:
+    case Check::LengthAtLeast:
+    case Check::LengthFromTo:
+    case Check::LengthIsOrDeclares:
+        return declaresWrongly(reply, clause) ? QVector<int>{byte4, byte5} : QVector<int>();
+    }
+    return {};
+}
+
 /** Why a length clause is broken; `allowed` completes "declared length is N, must be ...". */
 QString brokenLength(const Reply &reply, const Clause &clause, const QString &allowed)
 {
@@ -226,6 +258,8 @@ ReplyJudgement judgeReply(int deviceType, const model_Protocoldata &reply)
     }
     if (verdict.broken != nullptr) {
         judgement.broken = brokenText(view, *verdict.broken);
+        judgement.brokenHeadBytes = brokenHeadBytes(view, *verdict.broken);
+        judgement.brokenPayload = judgement.brokenHeadBytes.isEmpty();
     }
     return judgement;
 }

@@ -23,8 +23,10 @@ BIZ_HOST_EXPORT QVector<CheckedModel> checkedModels();
 struct ReplyJudgement
 {
     bool accepted = true;
-    QString rule;   ///< the whole rule: "index at most 15, then length 354"; empty: there is none
-    QString broken; ///< the clause that failed, with what the reply held; empty when accepted
+    QString rule;                 ///< the whole rule: "index at most 15, then length 354"; empty: there is none
+    QString broken;               ///< the clause that failed, with what the reply held; empty when accepted
+    QVector<int> brokenHeadBytes; ///< the head bytes, by number, that the failed clause is about
+    bool brokenPayload = false;   ///< the failed clause is about the size of the payload
 };
 BIZ_HOST_EXPORT ReplyJudgement judgeReply(int deviceType, const model_Protocoldata &reply);
 

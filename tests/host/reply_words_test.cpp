@@ -67,6 +67,43 @@ void expectBroken(int deviceType, const Wire &wire, const char *broken)
 
 } // namespace
 
+class BrokenPlace : public testing::TestWithParam<std::tuple<int, Wire, QVector<int>>>
+{
+};
+
+TEST_P(BrokenPlace, IsTheBytesThatTheFailedClauseIsAbout)
+{
+    const auto &[deviceType, wire, headBytes] = GetParam();
+    const ReplyJudgement judgement = judgeReply(deviceType, replyOf(wire));
+    ASSERT_FALSE(judgement.accepted);
+    EXPECT_EQ(judgement.brokenHeadBytes, headBytes) << qPrintable(judgement.broken);
+    EXPECT_EQ(judgement.brokenPayload, headBytes.isEmpty()) << qPrintable(judgement.broken);
+}
+
+INSTANTIATE_TEST_SUITE_P(ReplyWords, BrokenPlace,
+                         testing::Values(std::tuple{a2, Wire{0x68, 0x12, 16, 0, 0, 0}, QVector<int>{3}},
+                                         std::tuple{a2, Wire{0x68, 0x14, 16, 0, 0, 0}, QVector<int>{3}},
+                                         std::tuple{a1Max, Wire{0x69, 0x07, 0, 0, 0, 0}, QVector<int>{3}},
+                                         std::tuple{a2, Wire{0x76, 0x00, 32, 0, 0, 0}, QVector<int>{3}},
+                                         std::tuple{a1Max, Wire{0x6B, 0x00, 1, 0, 0, 0}, QVector<int>{3}},
+                                         std::tuple{k250, Wire{0x72, 0x00, 0, 8, 0, 0}, QVector<int>{4}},
+                                         std::tuple{a2, Wire{0x71, 0x00, 15, 11, 0, 0}, QVector<int>{4}},
+                                         std::tuple{a1Max, Wire{0x75, 0x00, 0, 3, 0, 0}, QVector<int>{4}},
+                                         std::tuple{a2, Wire{0x68, 0x28, 0, 0, 16, 0}, QVector<int>{5}},
+                                         std::tuple{a1Max, Wire{0x72, 0x30, 9, 3, 0, 0}, QVector<int>{3, 4, 5}},
+                                         std::tuple{pvn410Max, Wire{0x68, 0x08, 1, 1, 0, 0}, QVector<int>{3, 4}},
+                                         std::tuple{a2, declaring(0xF1, 0x08, 15, 353, 354), QVector<int>{4, 5}},
+                                         std::tuple{a2, declaring(0xF1, 0x05, 0, 129, 128), QVector<int>()},
+                                         std::tuple{a3, declaring(0xF1, 0x04, 0, 5000, 8), QVector<int>()},
+                                         std::tuple{a3, declaring(0xF1, 0x09, 0, 31, 31), QVector<int>{4, 5}}));
+
+TEST(ReplyWords, AnAcceptedReplyHasNoBrokenPlace)
+{
+    const ReplyJudgement judgement = judgeReply(a2, replyOf({0x68, 0x12, 15, 0, 0, 0}));
+    EXPECT_EQ(judgement.brokenHeadBytes, QVector<int>());
+    EXPECT_FALSE(judgement.brokenPayload);
+}
+
 TEST(ReplyWords, IndexAtMost)
 {
     expectAccepted(a2, {0x68, 0x12, 15, 0, 0, 0}, "index at most 15");

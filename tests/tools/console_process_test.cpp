@@ -212,7 +212,7 @@ TEST_F(ConsoleProcess, TheErrorLogIsWrittenBelowTheLogFolderAndCanBeExplained)
 
     RunningConsole explain({"log", log});
     EXPECT_EQ(explain.exitStatus(), 0);
-    EXPECT_TRUE(explain.output().contains("2 rejected replies\n     2  A2 F1/05: payload holds 128 bytes, needs 129\n"))
+    EXPECT_TRUE(explain.output().contains("2 rejected replies\n     2  A2\n     2    F1/05: length 129\n"))
         << qPrintable(explain.output());
 }
 
@@ -252,20 +252,15 @@ TEST_P(ConsoleUsage, IsRefusedWithStatusTwo)
 
 INSTANTIATE_TEST_SUITE_P(
     Console, ConsoleUsage,
-    testing::Values(
-        BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
-        BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
-        BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
-        BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
-        BadUsage{{"run", "a", "--device", "tcp://"}, "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
-        BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
-        BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
-        BadUsage{{"check", "A9", "F1 08 03 62 01", ""},
-                 "one of the models A2, A1MAX, A3, PVN410MAX, K250, PVN410MAX2, A5 expected, not 'A9'"},
-        BadUsage{{"check", "A2", "F1 08 03 62", ""},
-                 "5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not 'F1 08 03 62'"},
-        BadUsage{{"check", "A2", "F1 08 03 62 01"}, "a model, a head and either a payload or --size expected"},
-        BadUsage{{"rules"}, "the model is missing"}));
+    testing::Values(BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
+                    BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
+                    BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
+                    BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
+                    BadUsage{{"run", "a", "--device", "tcp://"},
+                             "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
+                    BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
+                    BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
+                    BadUsage{{"rules"}, "the model is missing"}));
 
 TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndLine)
 {
@@ -394,33 +389,7 @@ TEST_F(ConsoleOsd, ExitsWithThreeWhenItCannotSendFromTheAddress)
     EXPECT_TRUE(console.errors().startsWith("biz_console: ")) << qPrintable(console.errors());
 }
 
-// --- check and rules -------------------------------------------------------------------
-
-TEST(ConsoleCheck, TellsWhichRuleAReplyMeets)
-{
-    RunningConsole console({"check", "a2", "F1 08 03 62 01", "--size", "354"});
-    EXPECT_EQ(console.exitStatus(), 0);
-    EXPECT_STREQ(
-        qPrintable(console.output()),
-        qPrintable(QString("accepted: it meets its rule\n"
-                           "  rule:  index at most 15, then length 354\n"
-                           "  reply: command F1, sub-code 08, index 3, bytes 4 and 5 62 01 (declared length 354), "
-                           "payload 354 bytes\n")));
-}
-
-TEST(ConsoleCheck, TellsWhichClauseAReplyBreaks)
-{
-    RunningConsole console({"check", "A2", "F1 08 10 62 01", "0102"});
-    EXPECT_EQ(console.exitStatus(), 1);
-    EXPECT_TRUE(console.output().startsWith("refused: index is 16, at most 15 allowed\n"));
-}
-
-TEST(ConsoleCheck, AcceptsWhatHasNoRule)
-{
-    RunningConsole console({"check", "A2", "01 02 00 00 00", ""});
-    EXPECT_EQ(console.exitStatus(), 0);
-    EXPECT_TRUE(console.output().startsWith("accepted: A2 has no rule for 01/02\n"));
-}
+// --- rules ----------------------------------------------------------------------------
 
 TEST(ConsoleRules, AreTheModelsOwn)
 {

@@ -212,8 +212,9 @@ TEST(ConsoleSessionReader, CountsDevicesFromTheFirstOn)
 
 TEST(ConsoleSessionReader, AMissingFileIsNamedByTheSystemsReason)
 {
-    EXPECT_EQ(errorOf([](const QByteArray &path) { biz::tools::readInputFile(QString::fromUtf8(path)); }, "/no/such/session"),
-              "cannot be read: No such file or directory");
+    EXPECT_EQ(
+        errorOf([](const QByteArray &path) { biz::tools::readInputFile(QString::fromUtf8(path)); }, "/no/such/session"),
+        "cannot be read: No such file or directory");
 }
 
 } // namespace

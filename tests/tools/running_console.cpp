@@ -14,13 +14,18 @@ constexpr int patienceMs = 20'000;
 
 } // namespace
 
-RunningConsole::RunningConsole(const QStringList &arguments)
+RunningConsole::RunningConsole(const QStringList &arguments, const QByteArray &input, const QString &folder)
 {
     QObject::connect(&m_process, &QProcess::readyReadStandardOutput, &m_process,
                      [this] { m_output += m_process.readAllStandardOutput(); });
     QObject::connect(&m_process, &QProcess::readyReadStandardError, &m_process,
                      [this] { m_errors += m_process.readAllStandardError(); });
+    if (!folder.isEmpty()) {
+        m_process.setWorkingDirectory(folder);
+    }
     m_process.start(QStringLiteral(BIZ_CONSOLE), arguments);
+    m_process.write(input);
+    m_process.closeWriteChannel();
 }
 
 RunningConsole::~RunningConsole()

@@ -14,7 +14,8 @@ namespace biz::test {
 class RunningConsole
 {
 public:
-    explicit RunningConsole(const QStringList &arguments);
+    /** With this as its whole standard input, and in this folder unless it is empty. */
+    explicit RunningConsole(const QStringList &arguments, const QByteArray &input = {}, const QString &folder = {});
     ~RunningConsole();
 
     /** Waits until the standard output holds the text; false when it does not in time. */

@@ -1,52 +1,113 @@
 #include <biz_console/command_line.h>
 
-#include <algorithm>
+#include <QtCore/QJsonDocument>
 
+#include <biz_console/checked_reply.h>
+#include <biz_console/input_file.h>
 #include <common/json_reader.h>
-#include <host/frame_codec.h>
-#include <host/reply_words.h>
 
 namespace biz::console {
 
 namespace {
 
-constexpr int firstHeadByte = 1;
-constexpr int judgedHeadBytes = 5;
-
-host::CheckedModel modelNamed(const QString &name)
+QString sizeOption()
 {
-    QStringList names;
-    const QVector<host::CheckedModel> models = host::checkedModels();
-    for (const host::CheckedModel &model : models) {
-        if (model.name.compare(name, Qt::CaseInsensitive) == 0) {
-            return model;
+    return QStringLiteral("size");
+}
+
+QString fileOption()
+{
+    return QStringLiteral("file");
+}
+
+QString jsonOption()
+{
+    return QStringLiteral("json");
+}
+
+void printObject(QTextStream &out, const QJsonObject &object)
+{
+    out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+}
+
+/** Judges the replies of a file and counts how they did. */
+class FileCheck
+{
+public:
+    FileCheck(const Output &output, bool asJson)
+        : m_output(output)
+        , m_asJson(asJson)
+    {
+    }
+
+    /** Each line holds a reply, of `model` or of the model that it begins with. */
+    ExitCode judge(const QString &path, const QString &model)
+    {
+        InputFile file(path);
+        QByteArray line;
+        while (file.next(&line)) {
+            const QString text = QString::fromUtf8(line).trimmed();
+            if (!text.isEmpty() && !text.startsWith(QLatin1Char('#'))) {
+                judgeLine(file, text, model);
+            }
         }
-        names.append(model.name);
+        close();
+        if (m_bad > 0) {
+            return BadInput;
+        }
+        return m_refused == 0 ? AsExpected : NotAsExpected;
     }
-    throw UsageError(
-        QStringLiteral("one of the models %1 expected, not '%2'").arg(names.join(QStringLiteral(", ")), name));
-}
 
-QByteArray headOf(const QString &text)
-{
-    QByteArray head;
-    if (!tools::bytesFromHex(text, &head) || head.size() != judgedHeadBytes) {
-        throw UsageError(
-            QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'").arg(text));
+private:
+    void judgeLine(const InputFile &file, const QString &text, const QString &model)
+    {
+        try {
+            const CheckedReply reply = model.isEmpty() ? CheckedReply::fromTextWithModel(text)
+                                                       : CheckedReply::fromText(modelNamed(model), text);
+            ++(reply.isAccepted() ? m_accepted : m_refused);
+            print(file, reply);
+        } catch (const UsageError &error) {
+            ++m_bad;
+            m_output.err << "biz_console: " << file.place() << ": " << error.text() << '\n';
+        }
     }
-    return head;
-}
 
-QByteArray payloadOfSize(const QString &text)
-{
-    bool isNumber = false;
-    const int size = text.toInt(&isNumber);
-    if (!isNumber || size < 0 || size > host::DemoFrameCodec::maxPayload) {
-        throw UsageError(QStringLiteral("--size: a number from 0 to %1 expected, not '%2'")
-                             .arg(QString::number(host::DemoFrameCodec::maxPayload), text));
+    void print(const InputFile &file, const CheckedReply &reply)
+    {
+        if (m_asJson) {
+            QJsonObject object = reply.toJson();
+            object.insert(QStringLiteral("file"), file.name());
+            object.insert(QStringLiteral("line"), file.lineNumber());
+            printObject(m_output.out, object);
+            return;
+        }
+        m_output.out << file.place() << ": " << reply.verdict() << '\n';
+        for (const QString &line : reply.explanation()) {
+            m_output.out << line << '\n';
+        }
     }
-    return {size, '\0'};
-}
+
+    void close()
+    {
+        const int replies = m_accepted + m_refused;
+        if (m_asJson) {
+            const QJsonObject summary{{QStringLiteral("replies"), replies},
+                                      {QStringLiteral("accepted"), m_accepted},
+                                      {QStringLiteral("refused"), m_refused},
+                                      {QStringLiteral("badLines"), m_bad}};
+            printObject(m_output.out, {{QStringLiteral("summary"), summary}});
+            return;
+        }
+        m_output.out << (replies == 0 ? "" : "\n") << replies << (replies == 1 ? " reply: " : " replies: ")
+                     << m_accepted << " accepted, " << m_refused << " refused\n";
+    }
+
+    const Output &m_output;
+    bool m_asJson;
+    int m_accepted = 0;
+    int m_refused = 0;
+    int m_bad = 0;
+};
 
 QByteArray payloadOf(const QString &text)
 {
@@ -57,14 +118,38 @@ QByteArray payloadOf(const QString &text)
     return payload;
 }
 
-void printReply(QTextStream &out, const model_Protocoldata &reply)
+int checkFile(const QCommandLineParser &parser, const Output &output)
 {
-    const auto byte = [&reply](int i) {
-        return QStringLiteral("%1").arg(reply.ucHead[i], 2, 16, QLatin1Char('0')).toUpper();
-    };
-    out << "  reply: command " << byte(1) << ", sub-code " << byte(2) << ", index " << reply.ucHead[3]
-        << ", bytes 4 and 5 " << byte(4) << ' ' << byte(5) << " (declared length "
-        << (reply.ucHead[5] * 256 + reply.ucHead[4]) << "), payload " << reply.baData.size() << " bytes\n";
+    const QStringList given = parser.positionalArguments();
+    if (given.size() > 1 || parser.isSet(sizeOption())) {
+        throw UsageError(QStringLiteral("--file: a model or nothing expected beside it"));
+    }
+    const QString model = given.value(0);
+    if (!given.isEmpty()) {
+        modelNamed(model);
+    }
+    return FileCheck(output, parser.isSet(jsonOption())).judge(parser.value(fileOption()), model);
+}
+
+int checkOne(const QCommandLineParser &parser, const Output &output)
+{
+    const QStringList given = parser.positionalArguments();
+    const bool hasSize = parser.isSet(sizeOption());
+    if (given.size() != (hasSize ? 2 : 3)) {
+        throw UsageError(QStringLiteral("a model, a head and either a payload or --size expected"));
+    }
+    const host::CheckedModel model = modelNamed(given.at(0));
+    const QByteArray head = checkedHeadOf(given.at(1));
+    const QByteArray payload = hasSize ? payloadOfSize(parser.value(sizeOption())) : payloadOf(given.at(2));
+    const CheckedReply reply(model, head, payload);
+    if (parser.isSet(jsonOption())) {
+        printObject(output.out, reply.toJson());
+    } else {
+        output.out << reply.verdict() << '\n'
+                   << reply.explanation().join(QLatin1Char('\n')) << '\n'
+                   << reply.meaning() << '\n';
+    }
+    return reply.isAccepted() ? AsExpected : NotAsExpected;
 }
 
 } // namespace
@@ -73,39 +158,25 @@ int runCheck(const QStringList &arguments, const Output &output)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Judges one reply by the rules of a model, without a device. Exit status: 0 accepted, 1 refused."));
+        "Judges replies by the rules of a model, without a device: one that is given, or those of a file.\n"
+        "Exit status: 0 all accepted, 1 one refused, 2 a line of the file cannot be read."));
     parser.addPositionalArgument(QStringLiteral("model"), QStringLiteral("The model, such as A2."),
                                  QStringLiteral("check MODEL"));
     parser.addPositionalArgument(QStringLiteral("head"), QStringLiteral("Bytes 1 to 5 of the head, in hexadecimal."),
                                  QStringLiteral("HEAD"));
     parser.addPositionalArgument(QStringLiteral("payload"), QStringLiteral("The payload in hexadecimal."),
                                  QStringLiteral("[PAYLOAD]"));
-    const QString sizeOption = QStringLiteral("size");
-    parser.addOption({sizeOption, QStringLiteral("A payload of <n> bytes instead."), QStringLiteral("n")});
+    parser.addOption({sizeOption(), QStringLiteral("A payload of <n> bytes instead."), QStringLiteral("n")});
+    parser.addOption({fileOption(),
+                      QStringLiteral("Judges every line of <file>, - for the standard input, such as \"A2  F1 08 03 "
+                                     "62 01  354 bytes\" or the payload in hexadecimal; without the model when it is "
+                                     "given."),
+                      QStringLiteral("file")});
+    parser.addOption({jsonOption(), QStringLiteral("Prints one JSON object for each reply, and a summary of a file.")});
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
-    const QStringList given = parser.positionalArguments();
-    const int wanted = parser.isSet(sizeOption) ? 2 : 3;
-    if (given.size() != wanted) {
-        throw UsageError(QStringLiteral("a model, a head and either a payload or --size expected"));
-    }
-    const host::CheckedModel model = modelNamed(given.at(0));
-    const QByteArray head = headOf(given.at(1));
-    model_Protocoldata reply;
-    std::copy(head.begin(), head.end(), reply.ucHead + firstHeadByte);
-    reply.baData = wanted == 2 ? payloadOfSize(parser.value(sizeOption)) : payloadOf(given.at(2));
-
-    const host::ReplyJudgement judgement = host::judgeReply(model.deviceType, reply);
-    const QString why = judgement.rule.isEmpty()
-                            ? QStringLiteral("%1 has no rule for %2").arg(model.name, host::commandText(reply))
-                            : QStringLiteral("it meets its rule");
-    output.out << (judgement.accepted ? "accepted: " + why : "refused: " + judgement.broken) << '\n';
-    if (!judgement.rule.isEmpty()) {
-        output.out << "  rule:  " << judgement.rule << '\n';
-    }
-    printReply(output.out, reply);
-    return judgement.accepted ? AsExpected : NotAsExpected;
+    return parser.isSet(fileOption()) ? checkFile(parser, output) : checkOne(parser, output);
 }
 
 int runRules(const QStringList &arguments, const Output &output)

@@ -19,6 +19,7 @@ public:
         : std::runtime_error(problem.toStdString())
     {
     }
+    QString text() const { return QString::fromUtf8(what()); }
 };
 
 /** A file or a folder that cannot be used. */
@@ -29,6 +30,7 @@ public:
         : std::runtime_error(problem.toStdString())
     {
     }
+    QString text() const { return QString::fromUtf8(what()); }
 };
 
 /** One of the console's commands: its arguments without the program and its own name. */

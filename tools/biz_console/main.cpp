@@ -77,9 +77,9 @@ int main(int argc, char **argv)
     try {
         return dispatch(QCoreApplication::arguments().mid(1), output);
     } catch (const UsageError &error) {
-        err << "biz_console: " << error.what() << "\nTry 'biz_console --help'.\n";
+        err << "biz_console: " << error.text() << "\nTry 'biz_console --help'.\n";
     } catch (const std::exception &error) {
-        err << "biz_console: " << error.what() << '\n';
+        err << "biz_console: " << QString::fromUtf8(error.what()) << '\n';
     }
     return BadInput;
 }

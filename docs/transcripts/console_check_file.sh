@@ -1,0 +1,2 @@
+cp "$tree/docs/transcripts/replies.txt" .
+show 'biz_console check --file replies.txt'
