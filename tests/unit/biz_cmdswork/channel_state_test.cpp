@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
+#include <new>
 #include <type_traits>
 
 #include <QtCore/QMetaMethod>
@@ -45,6 +47,26 @@ TEST_F(ChannelState, AFreshObjectHasNoParentSendsAndHoldsEmptyRecords)
     EXPECT_FALSE(fresh.m_bSkipSendcmd);
     EXPECT_EQ(fresh.m_curSend.iWaitTime, 0);
     EXPECT_TRUE(fresh.m_curRecv.baData.isEmpty());
+}
+
+/** Whether a worker made in memory full of that byte has it in both run flags. */
+bool runFlagsAreLeftAs(uchar byte)
+{
+    alignas(biz_CMDSWork) uchar memory[sizeof(biz_CMDSWork)];
+    std::memset(memory, byte, sizeof memory);
+    auto *made = new (memory) biz_CMDSWork;
+    // Looked at as bytes: a flag that nobody has set has no value to be read.
+    uchar flags[2];
+    std::memcpy(&flags[0], &made->m_bSendRun, 1);
+    std::memcpy(&flags[1], &made->m_bRecvRun, 1);
+    made->~biz_CMDSWork();
+    return flags[0] == byte && flags[1] == byte;
+}
+
+TEST_F(ChannelState, TheConstructorLeavesTheRunFlagsAsTheMemoryWas)
+{
+    EXPECT_TRUE(runFlagsAreLeftAs(0)) << "a flag is set";
+    EXPECT_TRUE(runFlagsAreLeftAs(1)) << "a flag is cleared";
 }
 
 TEST_F(ChannelState, TheConstructorStartsNoThreadAndTouchesNoSharedState)
