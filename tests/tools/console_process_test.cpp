@@ -2,59 +2,14 @@
 
 #include <csignal>
 
-#include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QTemporaryDir>
-#include <QtNetwork/QNetworkDatagram>
-#include <QtNetwork/QUdpSocket>
 
-#include <tools/fake_device.h>
-#include <tools/running_console.h>
+#include <tools/console_process.h>
 
 using namespace biz::test;
 
 namespace {
-
-constexpr int stopLimitMs = 2000;
-
-class ConsoleProcess : public testing::Test
-{
-protected:
-    QString file(const QString &name) const { return folder.filePath(name); }
-
-    QString write(const QString &name, const QByteArray &content) const
-    {
-        QFile target(file(name));
-        EXPECT_TRUE(target.open(QIODevice::WriteOnly));
-        target.write(content);
-        return target.fileName();
-    }
-
-    /** A session with these commands for a device whose replies nobody judges. */
-    QString session(const QByteArray &commands, const QByteArray &deviceType = "-1") const
-    {
-        return write("session.json",
-                     R"({"deviceType": )" + deviceType + R"(, "defaultWaitMs": 100, "commands": [)" + commands + "]}");
-    }
-
-    QStringList runArguments(const QString &sessionFile, const QString &url) const
-    {
-        return {"run", sessionFile, "--device", url, "--log-dir", file("logs")};
-    }
-
-    QStringList errorLogs() const { return QDir(file("logs/Errorlog")).entryList(QDir::Files); }
-
-    QTemporaryDir folder;
-};
-
-const QByteArray getVolume = R"({"name": "get volume", "head": "F1 08 03 62 01 00"})";
-
-QByteArray getVolumeTimes(int times)
-{
-    return R"({"name": "get volume", "head": "F1 08 03 62 01 00", "repeat": )" + QByteArray::number(times) + "}";
-}
 
 // --- run ------------------------------------------------------------------------------
 
@@ -187,22 +142,9 @@ TEST_F(ConsoleProcess, ProgressIsShownAtMostOnceASecondOutsideATerminal)
     EXPECT_LE(console.outputLines().filter("...").size(), time.elapsed() / 1000 + 1);
 }
 
-/** An A2 whose answer to F1/05 is a byte short: the rule asks for 129 bytes. */
-void answerShort(FakeDevice &device, const model_Protocoldata &command)
-{
-    model_Protocoldata reply = command;
-    reply.ucHead[4] = 129;
-    reply.ucHead[5] = 0;
-    reply.baData = QByteArray(128, '\x80');
-    device.send(reply);
-}
-
-const QByteArray refusedCommand = R"({"head": "F1 05 00 00 00 00", "expect": {"outcome": "gaveUp",
-                                      "events": ["rejected", "resent"]}})";
-
 TEST_F(ConsoleProcess, TheErrorLogIsWrittenBelowTheLogFolderAndCanBeExplained)
 {
-    FakeDevice device(answerShort);
+    FakeDevice device(FakeDevice::answerShort);
     RunningConsole console(runArguments(session(refusedCommand, "5120"), device.url()));
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
     ASSERT_EQ(errorLogs().size(), 1);
@@ -218,7 +160,7 @@ TEST_F(ConsoleProcess, TheErrorLogIsWrittenBelowTheLogFolderAndCanBeExplained)
 
 TEST_F(ConsoleProcess, TraceShowsTheLibrarysDebugMessages)
 {
-    FakeDevice device(answerShort);
+    FakeDevice device(FakeDevice::answerShort);
     const QStringList arguments = runArguments(session(refusedCommand, "5120"), device.url());
     RunningConsole silent(arguments);
     EXPECT_EQ(silent.exitStatus(), 0);
@@ -311,43 +253,6 @@ TEST(ConsoleHelp, TheVersionIsTheProjects)
 }
 
 // --- osd ------------------------------------------------------------------------------
-
-/** OSD devices at 127.3.0.x of this process: those with an odd x answer. */
-class ConsoleOsd : public ConsoleProcess
-{
-protected:
-    void SetUp() override
-    {
-        for (int i = 0; i < 3; ++i) {
-            QUdpSocket &socket = sockets[i];
-            ASSERT_TRUE(socket.bind(QHostAddress(QString("127.3.0.%1").arg(i + 1)), i == 0 ? quint16(0) : port));
-            port = socket.localPort();
-            QObject::connect(&socket, &QUdpSocket::readyRead, &socket, [&socket, i] {
-                while (socket.hasPendingDatagrams()) {
-                    const QNetworkDatagram datagram = socket.receiveDatagram();
-                    if (i % 2 == 0) {
-                        socket.writeDatagram(datagram.data(), datagram.senderAddress(),
-                                             static_cast<quint16>(datagram.senderPort()));
-                    }
-                }
-            });
-        }
-    }
-
-    QString osdSession(const QByteArray &silent) const
-    {
-        return write("osd.json", R"({"devices": {"first": "127.3.0.1", "count": 3}, "silent": )" + silent + R"(,
-            "commands": [{"name": "show text", "head": "0D 01 00 00 00 00 00 00 00 00 00", "repeat": 2}]})");
-    }
-
-    QStringList osdArguments(const QString &sessionFile) const
-    {
-        return {"osd", sessionFile, "--port", QString::number(port)};
-    }
-
-    QUdpSocket sockets[3];
-    quint16 port = 0;
-};
 
 TEST_F(ConsoleOsd, SilentDevicesAreExpectedToBeGivenUp)
 {

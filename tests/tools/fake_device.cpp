@@ -40,6 +40,15 @@ void FakeDevice::send(const model_Protocoldata &reply)
     m_socket->write(m_codec.encode(reply));
 }
 
+void FakeDevice::answerShort(FakeDevice &device, const model_Protocoldata &command)
+{
+    model_Protocoldata reply = command;
+    reply.ucHead[4] = 129;
+    reply.ucHead[5] = 0;
+    reply.baData = QByteArray(128, '\x80');
+    device.send(reply);
+}
+
 void FakeDevice::sendAfter(int milliseconds, const model_Protocoldata &reply)
 {
     QTimer::singleShot(milliseconds, m_socket, [this, reply] { send(reply); });

@@ -29,6 +29,9 @@ public:
     /** A behaviour: the command comes back as its own reply. */
     static void echo(FakeDevice &device, const model_Protocoldata &command) { device.send(command); }
 
+    /** A behaviour of an A2: the answer to F1/05 is a byte short, the rule asks for 129 bytes. */
+    static void answerShort(FakeDevice &device, const model_Protocoldata &command);
+
     /** A behaviour: nothing comes back. */
     static void stayAway(FakeDevice & /*device*/, const model_Protocoldata & /*command*/) {}
 

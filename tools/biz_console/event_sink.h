@@ -22,6 +22,7 @@ struct RunStart
     QString target;         ///< "tcp://127.0.0.1:15700"; of the OSD channel "127.0.0.1, UDP port 15701"
     int deviceType = -1;    ///< of the device channel
     int sysPlan = 0;        ///< of the device channel
+    QDateTime utc;          ///< the report fills it in
 };
 
 /**
@@ -97,6 +98,10 @@ struct RunEnd
     bool endedEarly = false;
     bool allAsExpected = false;
     ExitCode exitCode = AsExpected;
+
+    /** As of events; the report fills both in. */
+    QDateTime utc;
+    double atMs = 0.0;
 };
 
 /**

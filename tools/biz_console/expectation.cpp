@@ -56,12 +56,7 @@ QStringList eventNames()
     return names;
 }
 
-bool Expectation::isMetBy(host::Outcome actualOutcome, Events actualEvents) const
-{
-    return actualOutcome == outcome && withoutSent(actualEvents) == withoutSent(events);
-}
-
-QString endingText(host::Outcome outcome, Events events)
+QStringList namesOf(Events events)
 {
     QStringList names;
     for (const EventRow &row : eventRows) {
@@ -69,6 +64,17 @@ QString endingText(host::Outcome outcome, Events events)
             names.append(QString::fromLatin1(row.name));
         }
     }
+    return names;
+}
+
+bool Expectation::isMetBy(host::Outcome actualOutcome, Events actualEvents) const
+{
+    return actualOutcome == outcome && withoutSent(actualEvents) == withoutSent(events);
+}
+
+QString endingText(host::Outcome outcome, Events events)
+{
+    const QStringList names = namesOf(events);
     const QString what = names.isEmpty() ? QStringLiteral(" without events")
                                          : QStringLiteral(" with ") + names.join(QStringLiteral(", "));
     return host::outcomeName(outcome) + what;

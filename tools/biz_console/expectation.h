@@ -25,6 +25,9 @@ QString eventName(Event event);
 bool eventFromName(const QString &name, Event *event);
 QStringList eventNames();
 
+/** The names of those that are set, but of `sent`: whether a command was sent follows from the rest. */
+QStringList namesOf(Events events);
+
 /** Events that may still come when the command has ended. */
 constexpr Events eventsAfterTheEnd = Events(Event::Late) | Event::Duplicate | Event::Foreign;
 

@@ -2,8 +2,8 @@
 
 #include <QtNetwork/QHostAddress>
 
-#include <biz_console/event_printer.h>
 #include <biz_console/osd_run.h>
+#include <biz_console/run_options.h>
 #include <biz_console/session_reader.h>
 
 namespace biz::console {
@@ -50,6 +50,8 @@ void describe(QCommandLineParser &parser)
                       QStringLiteral("address"), QStringLiteral("127.0.0.1")});
     parser.addOption({eventsOption(), QStringLiteral("Shows a line for each event of each device.")});
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
+    addQuietOption(parser);
+    addJsonOption(parser);
     addTraceOption(parser);
 }
 
@@ -95,9 +97,10 @@ int runOsd(const QStringList &arguments, const Output &output)
 
     OsdRun run(std::move(session), options, output.err);
     EventPrinter::Options shown;
-    shown.events = parser.isSet(eventsOption());
+    shown.events = parser.isSet(eventsOption()) && !isQuiet(parser);
+    shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
-    run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
+    addOutputSink(run, parser, output, shown);
     return execute(run);
 }
 

@@ -5,7 +5,7 @@
 #include <QtCore/QUrl>
 
 #include <biz_console/device_run.h>
-#include <biz_console/event_printer.h>
+#include <biz_console/run_options.h>
 #include <biz_console/session_reader.h>
 
 namespace biz::console {
@@ -40,9 +40,12 @@ int runDevice(const QStringList &arguments, const Output &output)
     parser.addPositionalArgument(QStringLiteral("session"), QStringLiteral("The session, a JSON file."),
                                  QStringLiteral("run SESSION.json"));
     const QString deviceOption = QStringLiteral("device");
-    parser.addOption({deviceOption, QStringLiteral("The device: tcp://HOST:PORT."), QStringLiteral("url")});
-    const QString quietOption = QStringLiteral("quiet");
-    parser.addOption({quietOption, QStringLiteral("Shows what was not as expected and the summary only.")});
+    parser.addOption(
+        {deviceOption,
+         QStringLiteral("The device: tcp://HOST[:PORT], udp://HOST[:PORT] or serial:///dev/NAME[?baud=N]."),
+         QStringLiteral("url")});
+    addQuietOption(parser);
+    addJsonOption(parser);
     addLogDirOption(parser);
     addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
@@ -59,9 +62,9 @@ int runDevice(const QStringList &arguments, const Output &output)
 
     DeviceRun run(std::move(session), std::move(link), output.err);
     EventPrinter::Options shown;
-    shown.events = !parser.isSet(quietOption);
+    shown.events = !isQuiet(parser);
     shown.progress = shown.events;
-    run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
+    addOutputSink(run, parser, output, shown);
     return execute(run);
 }
 

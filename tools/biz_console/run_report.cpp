@@ -26,8 +26,14 @@ void RunReport::tellAll(Tell tell)
     }
 }
 
-void RunReport::start(const RunStart &run)
+double RunReport::millisecondsSinceStart() const
 {
+    return static_cast<double>(m_sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
+}
+
+void RunReport::start(RunStart run)
+{
+    run.utc = QDateTime::currentDateTimeUtc();
     m_sinceStart.start();
     m_isOfDevice = run.isOfDevice;
     tellAll([&run](EventSink &sink) { sink.started(run); });
@@ -36,7 +42,7 @@ void RunReport::start(const RunStart &run)
 void RunReport::tell(RunEvent event)
 {
     event.utc = QDateTime::currentDateTimeUtc();
-    event.atMs = static_cast<double>(m_sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
+    event.atMs = millisecondsSinceStart();
     const bool isForeign = event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign;
     const LedgerEntry *entry = isForeign ? nullptr : m_ledger.find(event.ticket);
     if (entry != nullptr) {
@@ -81,6 +87,8 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdTable
     end.endedEarly = m_problem != AsExpected;
     end.allAsExpected = m_ledger.allAsExpected();
     end.exitCode = end.endedEarly ? m_problem : (end.allAsExpected ? AsExpected : NotAsExpected);
+    end.utc = QDateTime::currentDateTimeUtc();
+    end.atMs = millisecondsSinceStart();
     tellAll([&end](EventSink &sink) { sink.ended(end); });
     return end.exitCode;
 }

@@ -37,7 +37,7 @@ public:
     const CommandLedger &ledger() const { return m_ledger; }
     const RunTimes &times() const { return m_times; }
 
-    void start(const RunStart &run);
+    void start(RunStart run);
 
     /** Fills in the times, and the name of the command that an event is about. */
     void tell(RunEvent event);
@@ -51,6 +51,8 @@ public:
     ExitCode close(const host::Counters &counters, const QVector<OsdTableRow> &devices);
 
 private:
+    double millisecondsSinceStart() const;
+
     template<typename Tell>
     void tellAll(Tell tell);
 

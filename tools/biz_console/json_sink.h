@@ -1,0 +1,34 @@
+#ifndef BIZ_CONSOLE_JSON_SINK_H
+#define BIZ_CONSOLE_JSON_SINK_H
+
+#include <QtCore/QJsonObject>
+#include <QtCore/QTextStream>
+
+#include <biz_console/event_sink.h>
+
+namespace biz::console {
+
+/**
+ * Writes a run as JSON in UTF-8: an object a line for its start, for each event and for its
+ * summary. A key whose value an event does not have is left out.
+ */
+class JsonSink : public EventSink
+{
+public:
+    /** Without `events` the start and the summary are all that is written. */
+    JsonSink(QTextStream &out, bool events);
+
+    void started(const RunStart &run) override;
+    void happened(const RunEvent &event) override;
+    void ended(const RunEnd &end) override;
+
+private:
+    void line(const QJsonObject &object);
+
+    QTextStream &m_out;
+    bool m_events;
+};
+
+} // namespace biz::console
+
+#endif

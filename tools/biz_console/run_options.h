@@ -1,0 +1,27 @@
+#ifndef BIZ_CONSOLE_RUN_OPTIONS_H
+#define BIZ_CONSOLE_RUN_OPTIONS_H
+
+#include <QtCore/QCommandLineParser>
+
+#include <biz_console/event_printer.h>
+#include <biz_console/session_run.h>
+
+namespace biz::console {
+
+/** What `run`, `osd` and `send` have in common. */
+void addJsonOption(QCommandLineParser &parser);
+bool wantsJson(const QCommandLineParser &parser);
+
+/**
+ * Gives a run the sink that shows it: JSON, or lines for people as `shown` says. JSON has
+ * every event unless --quiet is an option of the command and set.
+ */
+void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
+                   const EventPrinter::Options &shown);
+
+void addQuietOption(QCommandLineParser &parser);
+bool isQuiet(const QCommandLineParser &parser);
+
+} // namespace biz::console
+
+#endif
