@@ -86,9 +86,9 @@
  *
  * ## Errors
  * There are none of the channel's own. An unknown device type, command or sub-code is
- * accepted; an error log that cannot be opened is passed over. A mutex that fails to lock
- * raises std::system_error out of the operation or thread body that took it; a successor
- * thread that cannot be started raises it out of timeoutWatchdog().
+ * accepted; an error log that cannot be opened is passed over. What a slot throws, and the
+ * std::system_error of a mutex that fails to lock, leave the operation or thread body; so
+ * does that of a successor thread that cannot be started, out of timeoutWatchdog().
  */
 class BIZ_MANAGE_EXPORT biz_CMDSWork : public QObject
 {

@@ -64,9 +64,9 @@
  *
  * ## Errors
  * There are none of the channel's own: an unknown IP is passed over, and a command that is
- * never answered is given up without a word. A mutex that fails to lock raises
- * std::system_error out of the operation or thread body that took it; a time-out thread
- * that cannot be started raises it out of a1_GetQueueWork().
+ * never answered is given up without a word. What a slot throws, and the
+ * std::system_error of a mutex that fails to lock, leave the operation or thread body; so
+ * does that of a time-out thread that cannot be started, out of a1_GetQueueWork().
  */
 class BIZ_MANAGE_EXPORT biz_Osd_CMDSWork : public QObject
 {
