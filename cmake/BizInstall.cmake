@@ -71,4 +71,13 @@ if(BIZ_BUILD_TOOLS)
         INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
     install(TARGETS biz_console biz_simulator
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT biz_tools)
+    foreach(tool IN ITEMS biz_console biz_simulator)
+        install(FILES ${PROJECT_SOURCE_DIR}/tools/${tool}/${tool}.1
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+            COMPONENT biz_tools)
+        # bash-completion looks for a file of the program's name.
+        install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools.bash
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${tool}
+            COMPONENT biz_tools)
+    endforeach()
 endif()

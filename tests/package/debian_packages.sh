@@ -35,6 +35,14 @@ dpkg-deb -f "$scratch"/packages/libbiz-manage1_*.deb Depends | grep -q 'libqt5co
 ! dpkg-deb -c "$scratch"/packages/libbiz-manage1_*.deb | grep -E '\.(h|pc|cmake)$|\.so ->' || fail "libbiz-manage1 holds these"
 ! dpkg-deb -c "$scratch"/packages/libbiz-manage-dev_*.deb | grep -E '^-.*\.so' || fail "libbiz-manage-dev holds these"
 
+# The tools come with their manual pages, and with completion under the names that bash looks for.
+share=$scratch/root/usr/share
+for tool in biz_console biz_simulator; do
+    [ -f "$share/man/man1/$tool.1" ] || fail "biz-tools has no manual page of $tool"
+    bash -c 'source "$0" && complete -p "$1"' "$share/bash-completion/completions/$tool" "$tool" >/dev/null ||
+        fail "biz-tools completes no $tool"
+done
+
 bin=$scratch/root/usr/bin
 unset LD_LIBRARY_PATH
 simulator_id=
