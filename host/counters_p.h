@@ -5,24 +5,26 @@
 
 namespace biz::host {
 
+using Counter = quint64 Counters::*;
+
 /** The counter of an outcome. */
-inline quint64 &counterOf(Counters &counters, Outcome outcome)
+inline Counter counterOf(Outcome outcome)
 {
     switch (outcome) {
     case Outcome::Answered:
-        return counters.answered;
+        return &Counters::answered;
     case Outcome::GaveUp:
-        return counters.gaveUp;
+        return &Counters::gaveUp;
     case Outcome::Cleared:
-        return counters.cleared;
+        return &Counters::cleared;
     case Outcome::Skipped:
-        return counters.skipped;
+        return &Counters::skipped;
     case Outcome::Released:
-        return counters.released;
+        return &Counters::released;
     case Outcome::Stopped:
         break;
     }
-    return counters.stopped;
+    return &Counters::stopped;
 }
 
 } // namespace biz::host

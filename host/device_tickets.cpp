@@ -4,20 +4,10 @@ namespace biz::host {
 
 Ticket DeviceTickets::add(const model_Protocoldata &record)
 {
-    // The tag 0 stands for no command.
-    m_last += tagOf(m_last + 1) == 0 ? 2 : 1;
-    const Ticket ticket = m_last;
-    DeviceCommand &command = m_commands[tagOf(ticket)];
-    command.ticket = ticket;
+    DeviceCommand &command = TicketBook::add();
     command.record = record;
     ++m_waiting;
-    return ticket;
-}
-
-DeviceCommand *DeviceTickets::find(quint32 tag)
-{
-    const auto found = m_commands.find(tag);
-    return found == m_commands.end() ? nullptr : &found->second;
+    return command.ticket;
 }
 
 Ticket DeviceTickets::markInFlight(DeviceCommand &command, quint8 sequence, bool gated)
@@ -45,16 +35,6 @@ std::vector<Ticket> DeviceTickets::allInFlight() const
     return tickets;
 }
 
-std::vector<Ticket> DeviceTickets::all() const
-{
-    std::vector<Ticket> tickets;
-    tickets.reserve(m_commands.size());
-    for (const auto &entry : m_commands) {
-        tickets.push_back(entry.second.ticket);
-    }
-    return tickets;
-}
-
 void DeviceTickets::end(Ticket ticket, Outcome outcome)
 {
     const DeviceCommand *command = find(ticket);
@@ -76,7 +56,7 @@ void DeviceTickets::end(Ticket ticket, Outcome outcome)
     if (m_gated == ticket) {
         m_gated = 0;
     }
-    m_commands.erase(tagOf(ticket));
+    remove(ticket);
 }
 
 } // namespace biz::host

@@ -2,12 +2,12 @@
 #define BIZ_HOST_DEVICE_TICKETS_P_H
 
 #include <array>
-#include <map>
 #include <vector>
 
 #include <host/command_history_p.h>
-#include <host/command_result.h>
+#include <host/ended_command_p.h>
 #include <host/host_clock_p.h>
+#include <host/ticket_book_p.h>
 
 namespace biz::host {
 
@@ -23,35 +23,16 @@ struct DeviceCommand
     CommandHistory history;
 };
 
-/** What is remembered of an ended command, to tell its further replies apart. */
-struct EndedCommand
-{
-    Ticket ticket = 0; ///< 0: no command has used this sequence byte yet
-    Outcome outcome = Outcome::Stopped;
-    TimePoint endedAt;
-};
-
 /**
  * The book of one channel's commands: which wait, which are in flight under which sequence
  * byte, and which used a sequence byte before. Used on the host's thread only.
  */
-class DeviceTickets
+class DeviceTickets : public TicketBook<DeviceCommand>
 {
 public:
-    /** Tickets count up from the one after `last`. */
-    explicit DeviceTickets(Ticket last = 0)
-        : m_last(last)
-    {
-    }
+    using TicketBook::TicketBook;
 
     Ticket add(const model_Protocoldata &record);
-
-    /** The command that a record in the channel stands for; null once it has ended. */
-    DeviceCommand *find(quint32 tag);
-    DeviceCommand *find(Ticket ticket) { return find(tagOf(ticket)); }
-
-    /** The number that stands in `nTag` of the queued copy while it is in the channel. */
-    static quint32 tagOf(Ticket ticket) { return static_cast<quint32>(ticket); }
 
     /**
      * The command has been announced for the first time under a sequence byte. Returns the
@@ -66,34 +47,25 @@ public:
 
     std::vector<Ticket> allInFlight() const;
 
-    /** All commands that have not ended, oldest first. */
-    std::vector<Ticket> all() const;
-
     const EndedCommand &lastEnded(quint8 sequence) const { return m_ended[sequence]; }
 
     /** The command that ended last of those that had been sent, and its record. */
     const EndedCommand &latestEnded() const { return m_latestEnded; }
     const model_Protocoldata &latestEndedRecord() const { return m_latestEndedRecord; }
 
-    /** The ticket given last of those that have not ended; 0 when there is none. */
-    Ticket newest() const { return m_commands.empty() ? 0 : m_commands.rbegin()->second.ticket; }
-
     void end(Ticket ticket, Outcome outcome);
 
     /** Commands in the channel's queue, as far as the host's thread knows. */
     int waiting() const { return m_waiting; }
-    int pending() const { return static_cast<int>(m_commands.size()); }
 
 private:
     static constexpr std::size_t sequenceBytes = 256;
 
-    std::map<quint32, DeviceCommand> m_commands; ///< by tag
     std::array<Ticket, sequenceBytes> m_inFlight{};
     std::array<EndedCommand, sequenceBytes> m_ended{};
     EndedCommand m_latestEnded;
     model_Protocoldata m_latestEndedRecord;
     Ticket m_gated = 0;
-    Ticket m_last;
     int m_waiting = 0;
 };
 

@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_STATISTICS_P_H
 #define BIZ_HOST_STATISTICS_P_H
 
+#include <mutex>
+
 #include <QtCore/QDateTime>
 
 #include <host/counters_p.h>
@@ -8,11 +10,15 @@
 
 namespace biz::host {
 
-/** The counters of a host or a device while they are counted; on the host's thread only. */
+/** The counters of a host or a device while they are counted; who shares them guards them. */
 class Statistics : public Counters
 {
 public:
-    void noteWaiting(int waiting) { queueLengthMax = std::max(queueLengthMax, waiting); }
+    void setWaiting(int waiting)
+    {
+        queueLength = waiting;
+        queueLengthMax = std::max(queueLengthMax, waiting);
+    }
 
     void noteSeen() { lastSeenUtcMs = QDateTime::currentMSecsSinceEpoch(); }
 
@@ -24,15 +30,20 @@ public:
         ++rejectedByRule[hasRoom ? rule : QStringLiteral("other rules")];
     }
 
+    void noteRefused(int bytes)
+    {
+        ++refusedFrames;
+        refusedBytes += static_cast<quint64>(bytes);
+    }
+
     void noteRoundTrip(double ms) { m_roundTrips.add(ms); }
 
     const RoundTrips &roundTrips() const { return m_roundTrips; }
 
     /** All of it as it stands. */
-    Counters snapshot(int waiting) const
+    Counters snapshot() const
     {
         Counters copy = *this;
-        copy.queueLength = waiting;
         if (m_roundTrips.max() >= 0.0) {
             copy.roundTripMinMs = m_roundTrips.min();
             copy.roundTripMedianMs = m_roundTrips.median();
@@ -44,6 +55,29 @@ public:
 
 private:
     RoundTrips m_roundTrips;
+};
+
+/** Counters that are counted on the host's thread and copied on any. */
+class SharedStatistics
+{
+public:
+    /** `change` gets the statistics under their lock: it counts, and nothing else. */
+    template<typename Change>
+    void count(const Change &change)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        change(m_statistics);
+    }
+
+    Counters snapshot() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_statistics.snapshot();
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    Statistics m_statistics;
 };
 
 } // namespace biz::host

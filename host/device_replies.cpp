@@ -1,0 +1,109 @@
+#include <host/device_replies_p.h>
+
+#include <algorithm>
+
+#include <host/device_channel_p.h>
+
+namespace biz::host {
+
+void DeviceReplies::take(model_Protocoldata reply)
+{
+    // The channel logs what it refuses and tells nobody; the same rules tell us why.
+    const ReplyJudgement judgement = judgeReply(device_channel::deviceType(), reply);
+    DeviceCommand *const command = commandOf(reply);
+    if (command == nullptr) {
+        reportUnmatched(reply);
+    } else {
+        report(*command, reply, judgement);
+    }
+    reply.nTag = ++m_lastFed;
+    if (command != nullptr && judgement.accepted) {
+        m_fed.push_back({m_lastFed, command->ticket, Clock::now()});
+    }
+    device_channel::pushReply(reply);
+}
+
+void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &reply, const ReplyJudgement &judgement)
+{
+    if (judgement.accepted) {
+        command.history.note(QStringLiteral("a reply came and was accepted"));
+        return;
+    }
+    const QString rule = commandText(reply) + QStringLiteral(": ") + judgement.rule;
+    m_ledger->count([&rule](Statistics &totals) { totals.noteRejected(rule); });
+    command.history.note(QStringLiteral("a reply came and was refused: ") + judgement.broken);
+    command.lastProblem = QStringLiteral("the last reply was refused: ") + judgement.broken;
+    m_signals->post(&biz_DeviceHost::rejected, command.ticket, reply, judgement.broken);
+}
+
+std::optional<DeviceReplies::Answer> DeviceReplies::onAccepted(model_Protocoldata reply)
+{
+    // The channel hands replies on in the order in which they were fed. It has refused by
+    // itself, without a word, those that are passed over: the device type has been changed
+    // since they were judged here.
+    const auto wasFedBefore = [&reply](const FedReply &other) {
+        return static_cast<qint32>(other.number - reply.nTag) < 0;
+    };
+    while (!m_fed.empty() && wasFedBefore(m_fed.front())) {
+        m_fed.pop_front();
+    }
+    // Those that stood for nothing in flight were reported when they came.
+    if (m_fed.empty() || m_fed.front().number != reply.nTag) {
+        return std::nullopt;
+    }
+    const FedReply origin = m_fed.front();
+    m_fed.pop_front();
+    reply.nTag = 0;
+    DeviceCommand *const command = m_ledger->tickets().find(origin.ticket);
+    if (command == nullptr) {
+        reportUnmatched(reply);
+        return std::nullopt;
+    }
+    return Answer{command, std::move(reply), origin.arrival};
+}
+
+/** The command in flight that a reply belongs to; null when it belongs to none. */
+DeviceCommand *DeviceReplies::commandOf(const model_Protocoldata &reply)
+{
+    DeviceTickets &tickets = m_ledger->tickets();
+    if (!m_matcher) {
+        return tickets.inFlight(reply.ucHead[0]);
+    }
+    std::vector<Ticket> inFlight = tickets.allInFlight();
+    std::sort(inFlight.begin(), inFlight.end());
+    for (const Ticket ticket : inFlight) {
+        DeviceCommand *const command = tickets.find(ticket);
+        if (m_matcher->matches(command->record, reply)) {
+            return command;
+        }
+    }
+    return nullptr;
+}
+
+/** The ended command that an unmatched reply belongs to; its ticket is 0 when there is none. */
+const EndedCommand &DeviceReplies::endedCommandOf(const model_Protocoldata &reply) const
+{
+    static const EndedCommand none;
+    const DeviceTickets &tickets = m_ledger->tickets();
+    if (!m_matcher) {
+        return tickets.lastEnded(reply.ucHead[0]);
+    }
+    return m_matcher->matches(tickets.latestEndedRecord(), reply) ? tickets.latestEnded() : none;
+}
+
+/** A reply to a command that is not in flight: it changes nothing. */
+void DeviceReplies::reportUnmatched(const model_Protocoldata &reply)
+{
+    const EndedCommand &ended = endedCommandOf(reply);
+    m_ledger->count([&ended](Statistics &totals) { ++(totals.*counterOfUnmatched(ended)); });
+    if (ended.ticket == 0) {
+        m_signals->post(&biz_DeviceHost::foreign, reply);
+    } else if (ended.outcome == Outcome::Answered) {
+        m_signals->post(&biz_DeviceHost::duplicate, ended.ticket, reply);
+    } else {
+        const double afterEndMs = millisecondsBetween(ended.endedAt, Clock::now());
+        m_signals->post(&biz_DeviceHost::late, ended.ticket, reply, afterEndMs);
+    }
+}
+
+} // namespace biz::host

@@ -1,0 +1,70 @@
+#ifndef BIZ_HOST_DEVICE_REPLIES_P_H
+#define BIZ_HOST_DEVICE_REPLIES_P_H
+
+#include <deque>
+#include <memory>
+#include <optional>
+
+#include <host/device_ledger_p.h>
+#include <host/reply_matcher.h>
+#include <host/reply_words.h>
+
+namespace biz::host {
+
+/**
+ * The replies on their way through the channel: each is judged once when it comes, handed to
+ * the channel, and recognised when the channel hands it on as accepted.
+ */
+class DeviceReplies
+{
+public:
+    /** A reply that the channel has accepted for a command in flight. */
+    struct Answer
+    {
+        DeviceCommand *command;
+        model_Protocoldata reply;
+        TimePoint arrival;
+    };
+
+    DeviceReplies(DeviceLedger *ledger, DeviceSignals *signalsOfHost)
+        : m_ledger(ledger)
+        , m_signals(signalsOfHost)
+    {
+    }
+
+    /** Null: by the sequence byte. */
+    void setMatcher(std::unique_ptr<ReplyMatcher> matcher) { m_matcher = std::move(matcher); }
+
+    /** A reply has come from the device. */
+    void take(model_Protocoldata reply);
+
+    /** The channel has accepted a reply; none when it answers nothing. */
+    std::optional<Answer> onAccepted(model_Protocoldata reply);
+
+    /** The channel's receive queue has been emptied. */
+    void forget() { m_fed.clear(); }
+
+private:
+    /** A good reply to a command in flight, on its way through the channel's receive queue. */
+    struct FedReply
+    {
+        quint32 number;
+        Ticket ticket;
+        TimePoint arrival;
+    };
+
+    void report(DeviceCommand &command, const model_Protocoldata &reply, const ReplyJudgement &judgement);
+    DeviceCommand *commandOf(const model_Protocoldata &reply);
+    const EndedCommand &endedCommandOf(const model_Protocoldata &reply) const;
+    void reportUnmatched(const model_Protocoldata &reply);
+
+    DeviceLedger *const m_ledger;
+    DeviceSignals *const m_signals;
+    std::unique_ptr<ReplyMatcher> m_matcher;
+    std::deque<FedReply> m_fed;
+    quint32 m_lastFed = 0;
+};
+
+} // namespace biz::host
+
+#endif

@@ -1,0 +1,64 @@
+#include <host/osd_channel_p.h>
+
+#include <mutex>
+
+namespace biz::host::osd_channel {
+
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+} // namespace
+
+void reset()
+{
+    {
+        const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
+        biz_Osd_CMDSWork::m_qsIp.clear();
+        biz_Osd_CMDSWork::queueHexCmd.clear();
+        biz_Osd_CMDSWork::m_bRetFlag.clear();
+    }
+    const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    biz_Osd_CMDSWork::receivequeueHexCmd = {};
+}
+
+void push(const model_OsdParam &command)
+{
+    biz_Osd_CMDSWork::addToSendQueue(command);
+}
+
+void freeDevice(const biz_Osd_CMDSWork &worker, const QString &ip, quint32 tag)
+{
+    const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
+    const auto current = worker.m_mapCurSend.constFind(ip);
+    const auto flag = biz_Osd_CMDSWork::m_bRetFlag.find(ip);
+    if (current != worker.m_mapCurSend.constEnd() && current->nTag == tag &&
+        flag != biz_Osd_CMDSWork::m_bRetFlag.end()) {
+        *flag = true;
+    }
+}
+
+void pushReply(const model_OsdParam &reply)
+{
+    const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
+}
+
+QStringList freeAmong(const QStringList &ips)
+{
+    QStringList free;
+    const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
+    for (const QString &ip : ips) {
+        if (biz_Osd_CMDSWork::m_bRetFlag.value(ip, false)) {
+            free.append(ip);
+        }
+    }
+    return free;
+}
+
+void meetTimeoutThread()
+{
+    const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
+}
+
+} // namespace biz::host::osd_channel
