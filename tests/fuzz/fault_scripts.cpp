@@ -1,5 +1,6 @@
 #include "fuzz_target.h"
 
+#include <biz_simulator/device_file.h>
 #include <biz_simulator/fault_script.h>
 
 namespace {
@@ -7,17 +8,25 @@ namespace {
 using namespace biz::simulator;
 using biz::fuzz::require;
 
+template<typename Reader>
+void read(Reader reader, const QByteArray &text)
+{
+    try {
+        reader(text);
+    } catch (const biz::tools::InputError &refusal) {
+        require(refusal.what()[0] != '\0', "a refused file is explained");
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    read(readFaultScript, text);
+    read(readDeviceFile, text);
+
     QString error;
-
-    QVector<ScriptEntry> entries;
-    require(readFaultScript(text, &entries, &error) || !error.isEmpty(), "a refused script is explained");
-
-    error.clear();
     ScriptEntry entry;
     require(readFaultOption(QString::fromUtf8(text), &entry, &error) || !error.isEmpty(),
             "a refused option is explained");

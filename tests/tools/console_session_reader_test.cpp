@@ -214,7 +214,7 @@ TEST(ConsoleSessionReader, AMissingFileIsNamedByTheSystemsReason)
 {
     EXPECT_EQ(
         errorOf([](const QByteArray &path) { biz::tools::readInputFile(QString::fromUtf8(path)); }, "/no/such/session"),
-        "cannot be read: No such file or directory");
+        "cannot be read: No such file or directory; a readable file expected");
 }
 
 } // namespace

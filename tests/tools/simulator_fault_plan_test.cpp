@@ -13,8 +13,7 @@ constexpr CommandCode readName{0xF1, 0x03};
 FaultSettings scripted(const char *json)
 {
     FaultSettings settings;
-    QString error;
-    EXPECT_TRUE(readFaultScript(json, &settings.script, &error)) << error.toStdString();
+    settings.script = readFaultScript(json);
     return settings;
 }
 
@@ -73,10 +72,10 @@ TEST(FaultPlan, EntryMayCarryItsOwnLateness)
 {
     FaultSettings settings = scripted(R"({"faults": [{"reception": 1, "fault": "late", "lateBy": 900},
                                                      {"reception": 2, "fault": "late"}]})");
-    settings.lateByMs = 70;
+    settings.measures.lateByMs = 70;
     FaultPlan plan(settings);
-    EXPECT_EQ(plan.next(readAll)->lateByMs, 900);
-    EXPECT_EQ(plan.next(readAll)->lateByMs, 70);
+    EXPECT_EQ(plan.next(readAll)->measures.lateByMs, 900);
+    EXPECT_EQ(plan.next(readAll)->measures.lateByMs, 70);
 }
 
 TEST(FaultPlan, EntriesOfAnOsdDeviceConcernNoOther)
@@ -154,28 +153,36 @@ class BadScripts : public testing::TestWithParam<BadScript>
 
 TEST_P(BadScripts, AreRefusedWithTheirPlace)
 {
-    QVector<ScriptEntry> entries;
     QString error;
-    EXPECT_FALSE(readFaultScript(GetParam().json, &entries, &error));
+    try {
+        readFaultScript(GetParam().json);
+    } catch (const biz::tools::InputError &refusal) {
+        error = refusal.text();
+    }
     EXPECT_TRUE(error.contains(GetParam().error)) << error.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, BadScripts,
-    testing::Values(BadScript{"{\"faults\": [\n{,}\n]}", "line 2: "}, BadScript{"", "expected a JSON document"},
-                    BadScript{"[]", "faults: expected"}, BadScript{R"({"faults": 3})", "faults: expected"},
-                    BadScript{R"({"faults": [7]})", "faults[0].fault: expected one of silence"},
-                    BadScript{R"({"faults": [{"fault": "slience"}]})", "faults[0].fault: \"slience\" is no fault"},
-                    BadScript{R"({"faults": [{"fault": "late"}, {}]})", "faults[1].fault: expected one of"},
-                    BadScript{R"({"faults": [{"reception": 0, "fault": "late"}]})", "reception: expected a whole"},
-                    BadScript{R"({"faults": [{"reception": "1", "fault": "late"}]})", "reception: expected a whole"},
-                    BadScript{R"({"faults": [{"reception": 1.5, "fault": "late"}]})", "reception: expected a whole"},
-                    BadScript{R"({"faults": [{"times": 0, "fault": "late"}]})", "times: expected a whole number"},
-                    BadScript{R"({"faults": [{"lateBy": -1, "fault": "late"}]})", "lateBy: expected a whole number"},
-                    BadScript{R"({"faults": [{"command": "F1", "fault": "late"}]})", "command: expected command"},
-                    BadScript{R"({"faults": [{"device": "127.1", "fault": "late"}]})", "device: expected an address"},
-                    BadScript{R"({"faults": [{"device": "127.1.0.1", "command": "F1/08", "fault": "late"}]})",
-                              "device: expected no \"command\""},
-                    BadScript{R"({"faults": [{"recption": 1, "fault": "late"}]})", "faults[0].recption: unknown"}));
+    testing::Values(
+        BadScript{"{\"faults\": [\n{,}\n]}", "line 2, column 2: "}, BadScript{"", "JSON expected"},
+        BadScript{"[]", "document: an object expected"}, BadScript{"{}", "faults: an array"},
+        BadScript{R"({"faults": 3})", "faults: an array of faults expected, not 3"},
+        BadScript{R"({"faults": [7]})", "faults[0]: an object expected, not 7"},
+        BadScript{R"({"faults": [{"fault": "slience"}]})", "faults[0].fault: \"slience\" is no fault"},
+        BadScript{R"({"faults": [{"fault": "late"}, {}]})", "faults[1].fault: expected one of"},
+        BadScript{R"({"faults": [{"reception": 0, "fault": "late"}]})", "reception: a whole number from 1"},
+        BadScript{R"({"faults": [{"reception": "1", "fault": "late"}]})", "reception: a whole number from 1"},
+        BadScript{R"({"faults": [{"reception": 1.5, "fault": "late"}]})", "reception: a whole number from 1"},
+        BadScript{R"({"faults": [{"times": 0, "fault": "late"}]})", "times: a whole number from 1"},
+        BadScript{R"({"faults": [{"lateBy": -1, "fault": "late"}]})", "lateBy: a whole number from 0"},
+        BadScript{R"({"faults": [{"command": "F1", "fault": "late"}]})", "command: command and sub-code"},
+        BadScript{R"({"faults": [{"device": "127.1", "fault": "late"}]})", "device: an address"},
+        BadScript{R"({"faults": [{"device": "127.1.0.1", "command": "F1/08", "fault": "late"}]})",
+                  "device: no \"command\""},
+        BadScript{R"({"faults": [{"recption": 1, "fault": "late"}]})", "faults[0].recption: unknown key"},
+        BadScript{R"({"faults": [{"fault": "vanish", "vanishFor": "x"}]})", "vanishFor: a whole number from 0"},
+        BadScript{R"({"faults": [{"fault": "burst", "burstSize": 0}]})", "burstSize: a whole number from 1"},
+        BadScript{R"({"fault": []})", "fault: unknown key"}));
 
 } // namespace

@@ -14,44 +14,61 @@ CommandLine read(const QString &arguments)
     return readCommandLine(QStringLiteral("biz_simulator %1").arg(arguments).trimmed().split(QLatin1Char(' ')));
 }
 
+/** The one device of the device channel that the arguments ask for. */
+DeviceSettings onlyDevice(const QString &arguments)
+{
+    const auto devices = read(arguments).options.settings.devices;
+    EXPECT_EQ(devices.size(), 1) << arguments.toStdString();
+    return devices.value(0);
+}
+
+/** The one row of OSD devices that the arguments ask for. */
+OsdSettings onlyGroup(const QString &arguments)
+{
+    const auto groups = read(arguments).options.settings.osdGroups;
+    EXPECT_EQ(groups.size(), 1) << arguments.toStdString();
+    return groups.value(0);
+}
+
 TEST(SimulatorOptions, TcpDeviceIsOnLoopbackAndTheDefaultPort)
 {
     const CommandLine line = read("--model A2");
     EXPECT_EQ(line.error, "");
-    EXPECT_EQ(line.options.model, biz::rules::Model::OrlixA2);
-    EXPECT_EQ(line.options.bindAddress, QHostAddress(QHostAddress::LocalHost));
-    EXPECT_EQ(line.options.port, 15700);
-    EXPECT_EQ(line.options.osdCount, 0);
+    ASSERT_EQ(line.options.settings.devices.size(), 1);
+    const DeviceSettings device = line.options.settings.devices.first();
+    EXPECT_EQ(device.model, biz::rules::Model::OrlixA2);
+    EXPECT_EQ(urlOf(device.listen.scheme, device.listen.host, device.listen.port), "tcp://127.0.0.1:15700");
+    EXPECT_TRUE(line.options.settings.osdGroups.isEmpty());
 }
 
 TEST(SimulatorOptions, EveryModelIsKnownByItsName)
 {
     using biz::rules::Model;
-    EXPECT_EQ(read("--model A1MAX").options.model, Model::OrlixA1Max);
-    EXPECT_EQ(read("--model a3").options.model, Model::OrlixA3);
-    EXPECT_EQ(read("--model PVN410MAX").options.model, Model::Pvn410Max);
-    EXPECT_EQ(read("--model PVN410MAX2").options.model, Model::Pvn410Max2);
-    EXPECT_EQ(read("--model K250").options.model, Model::K250);
-    EXPECT_EQ(read("--model A5").options.model, Model::OrlixA5);
+    EXPECT_EQ(onlyDevice("--model A1MAX").model, Model::OrlixA1Max);
+    EXPECT_EQ(onlyDevice("--model a3").model, Model::OrlixA3);
+    EXPECT_EQ(onlyDevice("--model PVN410MAX").model, Model::Pvn410Max);
+    EXPECT_EQ(onlyDevice("--model PVN410MAX2").model, Model::Pvn410Max2);
+    EXPECT_EQ(onlyDevice("--model K250").model, Model::K250);
+    EXPECT_EQ(onlyDevice("--model A5").model, Model::OrlixA5);
 }
 
 TEST(SimulatorOptions, PortBelongsToTheOnlyKindOfDeviceThatIsPlayed)
 {
-    EXPECT_EQ(read("--model A2 --port 9000").options.port, 9000);
-    EXPECT_EQ(read("--osd 3 --port 9000").options.osdPort, 9000);
-    EXPECT_EQ(read("--osd 3").options.osdPort, 15701);
+    EXPECT_EQ(onlyDevice("--model A2 --port 9000").listen.port, 9000);
+    EXPECT_EQ(onlyGroup("--osd 3 --port 9000").port, 9000);
+    EXPECT_EQ(onlyGroup("--osd 3").port, 15701);
 }
 
 TEST(SimulatorOptions, BothKindsHavePortsOfTheirOwn)
 {
-    const Options options = read("--model A2 --osd 5 --port 9000 --osd-port 9001").options;
-    EXPECT_EQ(options.port, 9000);
-    EXPECT_EQ(options.osdPort, 9001);
+    const QString arguments = "--model A2 --osd 5 --port 9000 --osd-port 9001";
+    EXPECT_EQ(onlyDevice(arguments).listen.port, 9000);
+    EXPECT_EQ(onlyGroup(arguments).port, 9001);
 }
 
 TEST(SimulatorOptions, SilentDevicesAreTheLastOnes)
 {
-    const auto script = read("--osd 300 --osd-silent 2").options.faults.script;
+    const auto script = onlyGroup("--osd 300 --osd-silent 2").faults.script;
     ASSERT_EQ(script.size(), 2);
     EXPECT_EQ(script.at(0).device, "127.1.1.43");
     EXPECT_EQ(script.at(1).device, "127.1.1.44");
@@ -68,12 +85,14 @@ TEST(SimulatorOptions, FaultsAreReadFromOptionsAndScriptInThisOrder)
 
     const auto line = read("--model A2 --script script.json --fault 3=silence --fault F1/08=late --late-by 20");
     EXPECT_EQ(line.error, "");
-    const auto script = line.options.faults.script;
+    ASSERT_EQ(line.options.settings.devices.size(), 1);
+    const FaultSettings faults = line.options.settings.devices.first().faults;
+    const auto script = faults.script;
     ASSERT_EQ(script.size(), 3);
     EXPECT_EQ(script.at(0).reception, 3);
     EXPECT_EQ(script.at(1).code, (CommandCode{0xF1, 0x08}));
     EXPECT_EQ(script.at(2).reception, 7);
-    EXPECT_EQ(line.options.faults.lateByMs, 20);
+    EXPECT_EQ(faults.measures.lateByMs, 20);
 }
 
 TEST(SimulatorOptions, HelpAndVersionAreTexts)

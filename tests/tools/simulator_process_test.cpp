@@ -420,7 +420,7 @@ TEST_P(SimulatorSignal, EndsWithSummaryAndStatusZero)
 
     simulator.sendSignal(GetParam());
     EXPECT_EQ(simulator.exitStatus(), 0);
-    EXPECT_EQ(simulator.lineWith("A2: "), "A2: 3 commands, 2 replies, 1 faults");
+    EXPECT_EQ(simulator.lineWith("A2: "), "A2: 3 commands, 2 replies, 1 faults (1 silence)");
     EXPECT_EQ(simulator.nextLine(), "2 OSD devices: 0 commands, 0 replies, 0 faults");
 }
 

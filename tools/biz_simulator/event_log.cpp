@@ -25,23 +25,30 @@ void EventLog::write(const QString &text) const
     }
 }
 
-Counters &Counters::operator+=(const Counters &other)
+namespace {
+
+/** "3 faults (1 silence, 2 junk)" */
+QString faultsText(const Counters &counters)
 {
-    received += other.received;
-    replies += other.replies;
-    faults += other.faults;
-    unfit += other.unfit;
-    lost += other.lost;
-    refused += other.refused;
-    connections += other.connections;
-    return *this;
+    quint64 all = 0;
+    QStringList kinds;
+    for (int i = 0; i < faultKinds; ++i) {
+        const quint64 count = counters.faults[static_cast<std::size_t>(i)];
+        all += count;
+        if (count != 0) {
+            kinds << QStringLiteral("%1 %2").arg(QString::number(count), faultName(static_cast<FaultKind>(i)));
+        }
+    }
+    const QString text = QStringLiteral("%1 faults").arg(all);
+    return kinds.isEmpty() ? text : QStringLiteral("%1 (%2)").arg(text, kinds.join(QStringLiteral(", ")));
 }
+
+} // namespace
 
 QString summaryText(const Counters &counters)
 {
     QStringList parts{QStringLiteral("%1 commands").arg(counters.received),
-                      QStringLiteral("%1 replies").arg(counters.replies),
-                      QStringLiteral("%1 faults").arg(counters.faults)};
+                      QStringLiteral("%1 replies").arg(counters.replies), faultsText(counters)};
     if (counters.unfit != 0) {
         parts << QStringLiteral("%1 faults did not apply").arg(counters.unfit);
     }

@@ -20,7 +20,16 @@ constexpr std::array namedFaults = {
     NamedFault{FaultKind::IndexOutOfRange, "indexOutOfRange"},
     NamedFault{FaultKind::Duplicate, "duplicate"},
     NamedFault{FaultKind::WrongSequence, "wrongSequence"},
+    NamedFault{FaultKind::FlippedBits, "flippedBits"},
+    NamedFault{FaultKind::SplitFrames, "splitFrames"},
+    NamedFault{FaultKind::MergedFrames, "mergedFrames"},
+    NamedFault{FaultKind::Junk, "junk"},
+    NamedFault{FaultKind::Close, "close"},
+    NamedFault{FaultKind::Vanish, "vanish"},
+    NamedFault{FaultKind::Burst, "burst"},
 };
+
+static_assert(namedFaults.size() == faultKinds, "every kind has a name");
 
 } // namespace
 

@@ -8,7 +8,7 @@
 
 namespace biz::simulator {
 
-/** What a simulated device can do wrong with one command. */
+/** What a simulated device, or the line to it, can do wrong with one command. */
 enum class FaultKind {
     Silence,         ///< no reply
     Late,            ///< a good reply, later than the host waits
@@ -17,7 +17,16 @@ enum class FaultKind {
     IndexOutOfRange, ///< an index byte that the rule refuses
     Duplicate,       ///< a good reply, twice
     WrongSequence,   ///< a good reply to a command that was not given
+    FlippedBits,     ///< a good reply, up to three bits of whose frame are turned
+    SplitFrames,     ///< a good reply, in pieces that arrive one after the other
+    MergedFrames,    ///< a good reply that waits for the next one and leaves in one write with it
+    Junk,            ///< a good reply behind bytes of no frame
+    Close,           ///< no reply; the connection is closed
+    Vanish,          ///< no reply; nothing listens at the address for a while
+    Burst,           ///< many replies that nobody asked for, and then a good one
 };
+
+constexpr int faultKinds = static_cast<int>(FaultKind::Burst) + 1;
 
 /** The name as scripts and the command line write it: "silence", "declaredLength"... */
 QString faultName(FaultKind kind);

@@ -7,11 +7,15 @@ namespace biz::simulator {
 namespace {
 
 /** The generator of a device. Its numbers are the same on every platform. */
-std::mt19937 generatorFor(quint32 seed, const QString &device)
+template<typename... Number>
+std::mt19937 generatorFor(const FaultSettings &settings, const QString &device, Number... purpose)
 {
-    std::seed_seq sequence{seed, device.isEmpty() ? quint32{0} : QHostAddress(device).toIPv4Address()};
+    const quint32 stream = device.isEmpty() ? settings.stream : QHostAddress(device).toIPv4Address();
+    std::seed_seq sequence{settings.seed, stream, purpose...};
     return std::mt19937(sequence);
 }
+
+constexpr quint32 forDetails = 1;
 
 /** A number from 0 to just under 1. Scaled by hand: the standard's distributions differ by library. */
 double fraction(std::mt19937 &generator)
@@ -24,8 +28,9 @@ double fraction(std::mt19937 &generator)
 
 FaultPlan::FaultPlan(const FaultSettings &settings, const QString &device)
     : m_rates(settings.rates)
-    , m_generator(generatorFor(settings.seed, device))
-    , m_lateByMs(settings.lateByMs)
+    , m_generator(generatorFor(settings, device))
+    , m_detailGenerator(generatorFor(settings, device, forDetails))
+    , m_measures(settings.measures)
 {
     for (const ScriptEntry &entry : settings.script) {
         if (entry.device == device) {
@@ -40,7 +45,12 @@ std::optional<Fault> FaultPlan::next(CommandCode code)
     // Drawn even when the script decides: an entry more must not change the rest of the run.
     const auto byChance = drawn();
     const auto byScript = scripted(code);
-    return byScript ? byScript : byChance;
+    const auto draw = static_cast<quint32>(m_detailGenerator());
+    auto fault = byScript ? byScript : byChance;
+    if (fault) {
+        fault->draw = draw;
+    }
+    return fault;
 }
 
 std::optional<Fault> FaultPlan::scripted(CommandCode code)
@@ -51,10 +61,16 @@ std::optional<Fault> FaultPlan::scripted(CommandCode code)
             (!entry.reception || *entry.reception == m_receptions) && (!entry.code || *entry.code == code);
         if (matches && (entry.times == 0 || counted.used < entry.times)) {
             ++counted.used;
-            return Fault{entry.fault, entry.lateByMs.value_or(m_lateByMs)};
+            return Fault{entry.fault, measuresOf(entry)};
         }
     }
     return std::nullopt;
+}
+
+FaultMeasures FaultPlan::measuresOf(const ScriptEntry &entry) const
+{
+    return {entry.lateByMs.value_or(m_measures.lateByMs), entry.vanishForMs.value_or(m_measures.vanishForMs),
+            entry.burstSize.value_or(m_measures.burstSize)};
 }
 
 std::optional<Fault> FaultPlan::drawn()
@@ -62,7 +78,7 @@ std::optional<Fault> FaultPlan::drawn()
     std::optional<Fault> fault;
     for (const FaultRate &rate : m_rates) {
         if (fraction(m_generator) < rate.probability && !fault) {
-            fault = Fault{rate.fault, m_lateByMs};
+            fault = Fault{rate.fault, m_measures};
         }
     }
     return fault;

@@ -19,15 +19,25 @@ struct CommandCode
     bool operator==(const CommandCode &other) const { return command == other.command && subCode == other.subCode; }
 };
 
+/** How much of a fault there is, where it has a measure. */
+struct FaultMeasures
+{
+    int lateByMs = 1000;    ///< FaultKind::Late: from the command to its reply
+    int vanishForMs = 2000; ///< FaultKind::Vanish: from the command until the device listens again
+    int burstSize = 50;     ///< FaultKind::Burst: replies that nobody asked for
+};
+
 /** One line of a script: which commands go wrong, and how. What is not set matches all. */
 struct ScriptEntry
 {
-    QString device;                  ///< an OSD device's address; empty: the TCP device
+    QString device;                  ///< an OSD device's address; empty: a device of the device channel
     std::optional<int> reception;    ///< the n-th command that the device receives, from 1
-    std::optional<CommandCode> code; ///< commands of this code, on the TCP device
+    std::optional<CommandCode> code; ///< commands of this code, on the device channel
     int times = 0;                   ///< how often the entry may act; 0: always
     FaultKind fault = FaultKind::Silence;
-    std::optional<int> lateByMs; ///< with FaultKind::Late, in place of the common value
+    std::optional<int> lateByMs; ///< this and the next two: in place of the common measure
+    std::optional<int> vanishForMs;
+    std::optional<int> burstSize;
 };
 
 /** A fault that strikes each command with a probability. */
@@ -37,20 +47,22 @@ struct FaultRate
     double probability = 0.0;
 };
 
-/** All faults of one run of the simulator. */
+/** All faults of a device, or of a group of OSD devices. */
 struct FaultSettings
 {
     QVector<ScriptEntry> script;
     QVector<FaultRate> rates;
     quint32 seed = 1;
-    int lateByMs = 1000;
+    quint32 stream = 0; ///< tells devices of one seed apart; OSD devices have their addresses for it
+    FaultMeasures measures;
 };
 
 /** What goes wrong with one command. */
 struct Fault
 {
     FaultKind kind = FaultKind::Silence;
-    int lateByMs = 0; ///< with FaultKind::Late: from the command to its reply
+    FaultMeasures measures;
+    quint32 draw = 0; ///< decides what the kind leaves open, such as which bits are flipped
 };
 
 /**
@@ -63,7 +75,7 @@ struct Fault
 class FaultPlan
 {
 public:
-    /** The plan of an OSD device, or with an empty address of the TCP device. */
+    /** The plan of an OSD device, or with an empty address of a device of the device channel. */
     explicit FaultPlan(const FaultSettings &settings, const QString &device = QString());
 
     /** Counts one received command and says what goes wrong with it; none: nothing. */
@@ -81,11 +93,13 @@ private:
 
     std::optional<Fault> scripted(CommandCode code);
     std::optional<Fault> drawn();
+    FaultMeasures measuresOf(const ScriptEntry &entry) const;
 
     QVector<CountedEntry> m_script;
     QVector<FaultRate> m_rates;
     std::mt19937 m_generator;
-    int m_lateByMs;
+    std::mt19937 m_detailGenerator;
+    FaultMeasures m_measures;
     int m_receptions = 0;
 };
 

@@ -1,14 +1,15 @@
 #include <biz_simulator/fault_script.h>
 
-#include <limits>
+#include <climits>
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QHostAddress>
 
+#include <biz_simulator/settings.h>
+
 namespace biz::simulator {
+
+using tools::ObjectReader;
 
 namespace {
 
@@ -47,102 +48,54 @@ bool isDeviceAddress(const QString &text)
            address.toString() == text;
 }
 
-/** One entry of a script. The first thing that is wrong is kept in `error`. */
-class EntryReader
+void readCommand(const ObjectReader &reader, ScriptEntry *entry)
 {
-public:
-    EntryReader(const QJsonObject &object, const QString &place)
-        : m_object(object)
-        , m_place(place)
-    {
-    }
-
-    ScriptEntry read()
-    {
-        refuseOtherKeys({QStringLiteral("reception"), QStringLiteral("command"), QStringLiteral("device"),
-                         QStringLiteral("times"), QStringLiteral("fault"), QStringLiteral("lateBy")});
-        ScriptEntry entry;
-        entry.reception = number(QStringLiteral("reception"), 1);
-        entry.times = number(QStringLiteral("times"), 1).value_or(0);
-        entry.lateByMs = number(QStringLiteral("lateBy"), 0);
-        readCommand(&entry);
-        readDevice(&entry);
-        readFaultOf(&entry);
-        return entry;
-    }
-
-    QString error() const { return m_error; }
-
-private:
-    void fail(const QString &key, const QString &message)
-    {
-        if (m_error.isEmpty()) {
-            m_error = QStringLiteral("%1.%2: %3").arg(m_place, key, message);
+    if (reader.has("command")) {
+        entry->code = codeFromText(reader.text("command"));
+        if (!entry->code) {
+            reader.fail("command",
+                        QStringLiteral("command and sub-code in hexadecimal expected, like \"F1/08\", not ") +
+                            tools::shown(reader.value("command")));
         }
     }
+}
 
-    void refuseOtherKeys(const QStringList &known)
-    {
-        for (const QString &key : m_object.keys()) {
-            if (!known.contains(key)) {
-                fail(key, QStringLiteral("unknown; expected ") + known.join(QStringLiteral(", ")));
-            }
-        }
+void readDevice(const ObjectReader &reader, ScriptEntry *entry)
+{
+    if (!reader.has("device")) {
+        return;
     }
-
-    std::optional<int> number(const QString &key, int least)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined()) {
-            return std::nullopt;
-        }
-        const int number = value.toInt(least - 1); // a fraction or a text yields the default
-        if (number < least) {
-            fail(key, QStringLiteral("expected a whole number from %1").arg(least));
-            return std::nullopt;
-        }
-        return number;
+    entry->device = reader.text("device");
+    if (!isDeviceAddress(entry->device)) {
+        reader.fail("device", QStringLiteral("an address like \"127.1.0.3\" expected, not ") +
+                                  tools::shown(reader.value("device")));
     }
-
-    void readCommand(ScriptEntry *entry)
-    {
-        const QString key = QStringLiteral("command");
-        if (m_object.contains(key)) {
-            entry->code = codeFromText(m_object.value(key).toString());
-            if (!entry->code) {
-                fail(key, QStringLiteral("expected command and sub-code in hexadecimal, like \"F1/08\""));
-            }
-        }
+    if (entry->code) {
+        reader.fail("device", QStringLiteral("no \"command\" beside it expected: OSD commands carry no code"));
     }
+}
 
-    void readDevice(ScriptEntry *entry)
-    {
-        const QString key = QStringLiteral("device");
-        if (m_object.contains(key)) {
-            entry->device = m_object.value(key).toString();
-            if (!isDeviceAddress(entry->device)) {
-                fail(key, QStringLiteral("expected an address like \"127.1.0.3\""));
-            } else if (entry->code) {
-                fail(key, QStringLiteral("expected no \"command\" beside it: OSD commands carry no code"));
-            }
-        }
+ScriptEntry readEntry(const QJsonValue &value, const QString &place)
+{
+    const ObjectReader reader(value, place,
+                              {"reception", "command", "device", "times", "fault", "lateBy", "vanishFor", "burstSize"});
+    ScriptEntry entry;
+    entry.reception = reader.integerIfAny("reception", 1, INT_MAX);
+    entry.times = reader.integer("times", 1, INT_MAX, 0);
+    entry.lateByMs = reader.integerIfAny("lateBy", 0, longestTimeMs);
+    entry.vanishForMs = reader.integerIfAny("vanishFor", 0, longestTimeMs);
+    entry.burstSize = reader.integerIfAny("burstSize", 1, largestBurst);
+    readCommand(reader, &entry);
+    readDevice(reader, &entry);
+    QString error;
+    if (!reader.value("fault").isString()) {
+        reader.fail("fault", expectedFaults());
     }
-
-    void readFaultOf(ScriptEntry *entry)
-    {
-        const QString key = QStringLiteral("fault");
-        QString message;
-        if (!m_object.value(key).isString()) {
-            fail(key, expectedFaults());
-        } else if (!readFault(m_object.value(key).toString(), &entry->fault, &message)) {
-            fail(key, message);
-        }
+    if (!readFault(reader.text("fault"), &entry.fault, &error)) {
+        reader.fail("fault", error);
     }
-
-    QJsonObject m_object;
-    QString m_place;
-    QString m_error;
-};
+    return entry;
+}
 
 bool splitAssignment(const QString &text, QString *left, QString *right)
 {
@@ -154,32 +107,39 @@ bool splitAssignment(const QString &text, QString *left, QString *right)
 
 } // namespace
 
-bool readFaultScript(const QByteArray &json, QVector<ScriptEntry> *entries, QString *error)
+QVector<ScriptEntry> readFaultScript(const QByteArray &json)
 {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
-    if (document.isNull()) {
-        const auto line = json.left(parseError.offset).count('\n') + 1;
-        *error = QStringLiteral("line %1: %2; expected a JSON document")
-                     .arg(QString::number(line), parseError.errorString());
-        return false;
+    const ObjectReader reader(tools::parseJson(json), {}, {"faults"});
+    if (!reader.has("faults")) {
+        reader.fail("faults", QStringLiteral("an array of faults expected, not nothing"));
     }
-    const QJsonValue faults = document.object().value(QStringLiteral("faults"));
-    if (!faults.isArray()) {
-        *error = QStringLiteral("faults: expected an object with a list of this name");
-        return false;
+    return readFaultEntries(reader);
+}
+
+QVector<ScriptEntry> readFaultEntries(const tools::ObjectReader &reader)
+{
+    QVector<ScriptEntry> entries;
+    const QJsonArray faults = reader.array("faults", "faults");
+    for (int i = 0; i < faults.size(); ++i) {
+        entries.append(readEntry(faults.at(i), tools::elementPlace(reader.placeOf("faults"), i)));
     }
-    int place = 0;
-    const QJsonArray list = faults.toArray();
-    for (const QJsonValue &value : list) {
-        EntryReader reader(value.toObject(), QStringLiteral("faults[%1]").arg(place++));
-        entries->append(reader.read());
-        if (!reader.error().isEmpty()) {
-            *error = reader.error();
-            return false;
+    return entries;
+}
+
+QVector<FaultRate> readFaultRates(const tools::ObjectReader &reader)
+{
+    QVector<FaultRate> rates;
+    if (!reader.has("rates")) {
+        return rates;
+    }
+    const ObjectReader members(reader.value("rates"), reader.placeOf("rates"), faultNames());
+    for (const QString &name : faultNames()) {
+        const QByteArray key = name.toLatin1();
+        if (members.has(key.constData())) {
+            rates.append({*faultFromName(name), members.probability(key.constData())});
         }
     }
-    return true;
+    return rates;
 }
 
 bool readFaultOption(const QString &text, ScriptEntry *entry, QString *error)

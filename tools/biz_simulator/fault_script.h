@@ -4,6 +4,7 @@
 #include <QtCore/QByteArray>
 
 #include <biz_simulator/fault_plan.h>
+#include <common/json_reader.h>
 
 /**
  * Scripts of faults, as a JSON document or one by one from the command line.
@@ -11,13 +12,20 @@
  *     {"faults": [
  *         {"reception": 2, "fault": "silence"},
  *         {"command": "F1/08", "times": 1, "fault": "shortPayload"},
- *         {"device": "127.1.0.3", "reception": 1, "fault": "late", "lateBy": 3000}
+ *         {"device": "127.1.0.3", "reception": 1, "fault": "late", "lateBy": 3000},
+ *         {"reception": 9, "fault": "vanish", "vanishFor": 500}
  *     ]}
  */
 namespace biz::simulator {
 
-/** Reads a document; false: `error` says where in it, and what was expected. */
-bool readFaultScript(const QByteArray &json, QVector<ScriptEntry> *entries, QString *error);
+/** The entries of a script; throws tools::InputError when it cannot be used. */
+QVector<ScriptEntry> readFaultScript(const QByteArray &json);
+
+/** The same of an object's member `faults`; none when it is absent. */
+QVector<ScriptEntry> readFaultEntries(const tools::ObjectReader &reader);
+
+/** An object's member `rates`, {"silence": 0.1, "junk": 0.02}, in the order of the kinds; none when it is absent. */
+QVector<FaultRate> readFaultRates(const tools::ObjectReader &reader);
 
 /** Reads "N=KIND", "F1/08=KIND" or "127.1.0.3=KIND". */
 bool readFaultOption(const QString &text, ScriptEntry *entry, QString *error);

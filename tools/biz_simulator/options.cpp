@@ -3,53 +3,46 @@
 #include <limits>
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QFile>
 
+#include <biz_simulator/device_file.h>
 #include <biz_simulator/fault_script.h>
-#include <host/biz_osdhost.h>
-#include <host/device_link.h>
-#include <host/reply_words.h>
 
 namespace biz::simulator {
 
 namespace {
 
-constexpr int largestPort = 0xFFFF;
-constexpr int largestDelayMs = 3'600'000;
-constexpr quint32 lastLoopbackAddress = 0x7FFFFFFE; // 127.255.255.255 is a broadcast address
-
-QStringList modelNames()
-{
-    QStringList names;
-    for (const host::CheckedModel &model : host::checkedModels()) {
-        names << model.name;
-    }
-    return names;
-}
-
 void addDeviceOptions(QCommandLineParser &parser)
 {
     parser.addOptions({
         {QStringLiteral("model"),
-         QStringLiteral("Play a device of this model on TCP: %1.").arg(modelNames().join(QStringLiteral(", "))),
+         QStringLiteral("Play a device of this model: %1.").arg(modelNames().join(QStringLiteral(", "))),
          QStringLiteral("MODEL")},
+        {QStringLiteral("listen"),
+         QStringLiteral("Where that device waits for hosts: tcp://ADDRESS[:PORT], udp://ADDRESS[:PORT], serial: for a "
+                        "pseudo-terminal, whose name is printed, or serial:///PATH to name it by a symbolic link. Port "
+                        "0 takes a free one and prints it. Default: tcp://127.0.0.1:%1.")
+             .arg(host::defaultTcpPort),
+         QStringLiteral("URL")},
         {QStringLiteral("port"),
-         QStringLiteral("Port of the TCP device, or without one of the OSD devices; 0 takes a free port and prints "
-                        "it. Default: %1, OSD devices %2.")
+         QStringLiteral("Port of the device on TCP, or without --model of the OSD devices; 0 takes a free port and "
+                        "prints it. Default: %1, OSD devices %2.")
              .arg(host::defaultTcpPort)
              .arg(biz_OsdHost::defaultPort),
          QStringLiteral("PORT")},
-        {QStringLiteral("bind"), QStringLiteral("Address of the TCP device. Default: 127.0.0.1."),
-         QStringLiteral("ADDRESS"), QStringLiteral("127.0.0.1")},
+        {QStringLiteral("bind"), QStringLiteral("Address of the device on TCP. Default: 127.0.0.1."),
+         QStringLiteral("ADDRESS")},
         {QStringLiteral("osd"), QStringLiteral("Play N OSD devices on UDP, one loopback address each."),
          QStringLiteral("N")},
         {QStringLiteral("osd-first"), QStringLiteral("Address of the first OSD device. Default: 127.1.0.1."),
          QStringLiteral("ADDRESS"), QStringLiteral("127.1.0.1")},
-        {QStringLiteral("osd-port"), QStringLiteral("Port of the OSD devices beside a TCP device."),
-         QStringLiteral("PORT")},
+        {QStringLiteral("osd-port"), QStringLiteral("Port of the OSD devices beside --model."), QStringLiteral("PORT")},
         {QStringLiteral("osd-silent"), QStringLiteral("The last N OSD devices never answer."), QStringLiteral("N")},
         {QStringLiteral("osd-silent-list"), QStringLiteral("These OSD devices never answer."),
          QStringLiteral("ADDRESS,...")},
+        {QStringLiteral("config"),
+         QStringLiteral(
+             "A JSON file that describes any number of devices; only --seed and --events may stand beside it."),
+         QStringLiteral("FILE")},
     });
 }
 
@@ -61,8 +54,13 @@ void addFaultOptions(QCommandLineParser &parser)
         {QStringLiteral("late-by"),
          QStringLiteral("Time from a command to a late reply; choose more than the host waits. Default: 1000."),
          QStringLiteral("MS"), QStringLiteral("1000")},
+        {QStringLiteral("vanish-for"),
+         QStringLiteral("How long nothing listens at the address of a device that vanishes. Default: 2000."),
+         QStringLiteral("MS"), QStringLiteral("2000")},
+        {QStringLiteral("burst-size"), QStringLiteral("Replies in a burst that nobody asked for. Default: 50."),
+         QStringLiteral("N"), QStringLiteral("50")},
         {QStringLiteral("fault"),
-         QStringLiteral("A fault for the N-th command of the TCP device (a resend counts), or instead of N for all "
+         QStringLiteral("A fault for the N-th command of the device (a resend counts), or instead of N for all "
                         "commands of a code (F1/08) or of an OSD device (its address). May be repeated. Kinds: %1.")
              .arg(faultNames().join(QStringLiteral(", "))),
          QStringLiteral("N=KIND")},
@@ -92,14 +90,12 @@ public:
             fail(QStringLiteral("\"%1\": unexpected; expected options only")
                      .arg(m_parser.positionalArguments().constFirst()));
         }
-        readModel();
-        readOsdDevices();
-        readPorts();
-        readTimes();
-        readFaults();
-        readSilentDevices();
-        checkScriptedDevices();
         m_options.events = m_parser.isSet(QStringLiteral("events"));
+        if (m_parser.isSet(QStringLiteral("config"))) {
+            readConfig();
+        } else {
+            readDevices();
+        }
         return m_options;
     }
 
@@ -131,94 +127,155 @@ private:
         return value;
     }
 
-    void readModel()
+    void readConfig()
+    {
+        const QString option = QStringLiteral("config");
+        const QStringList others{option, QStringLiteral("seed"), QStringLiteral("events")};
+        for (const QString &name : m_parser.optionNames()) {
+            if (!others.contains(name)) {
+                failOption(name, QStringLiteral("expected in the file of --config, not beside it"));
+            }
+        }
+        const QString name = m_parser.value(option);
+        try {
+            m_options.settings = readDeviceFile(tools::readInputFile(name));
+        } catch (const tools::InputError &error) {
+            failOption(option, QStringLiteral("%1: %2").arg(name, error.text()));
+        }
+        if (m_parser.isSet(QStringLiteral("seed"))) {
+            replaceSeed(readSeed());
+        }
+    }
+
+    void replaceSeed(quint32 seed)
+    {
+        m_options.settings.seed = seed;
+        for (DeviceSettings &device : m_options.settings.devices) {
+            device.faults.seed = seed;
+        }
+        for (OsdSettings &group : m_options.settings.osdGroups) {
+            group.faults.seed = seed;
+        }
+    }
+
+    void readDevices()
+    {
+        const bool hasModel = m_parser.isSet(QStringLiteral("model"));
+        const bool hasOsd = m_parser.isSet(QStringLiteral("osd"));
+        if (!hasModel && !hasOsd) {
+            fail(QStringLiteral("nothing to play; expected --model, --osd or --config"));
+        }
+        if (hasModel) {
+            readDeviceModel();
+            readListenAddress();
+        } else if (m_parser.isSet(QStringLiteral("listen"))) {
+            failOption(QStringLiteral("listen"), QStringLiteral("expected --model beside it"));
+        }
+        readOsdDevices();
+        readOsdPort(hasModel);
+        const auto delayMs = static_cast<int>(number(QStringLiteral("delay"), 0, longestTimeMs));
+        m_device.delayMs = delayMs;
+        m_group.delayMs = delayMs;
+        readFaults();
+        shareFaults(hasModel, hasOsd);
+    }
+
+    void readDeviceModel()
     {
         const QString option = QStringLiteral("model");
-        if (!m_parser.isSet(option)) {
-            if (!m_parser.isSet(QStringLiteral("osd"))) {
-                fail(QStringLiteral("nothing to play; expected --model or --osd"));
-            }
-            return;
-        }
         const QString wanted = m_parser.value(option);
-        for (const host::CheckedModel &model : host::checkedModels()) {
-            if (model.name.compare(wanted, Qt::CaseInsensitive) == 0) {
-                m_options.model = rules::modelOfDeviceType(model.deviceType);
-                m_options.modelName = model.name;
-            }
-        }
-        if (!m_options.model) {
+        if (!readModel(wanted, &m_device.model, &m_device.name)) {
             failOption(option, QStringLiteral("\"%1\" is no model: expected one of %2")
                                    .arg(wanted, modelNames().join(QStringLiteral(", "))));
         }
-        readBindAddress();
     }
 
-    void readBindAddress()
+    void readListenAddress()
     {
-        const QString option = QStringLiteral("bind");
-        if (!m_options.bindAddress.setAddress(m_parser.value(option))) {
-            failOption(option, QStringLiteral("\"%1\": expected an IP address").arg(m_parser.value(option)));
+        const QString listen = QStringLiteral("listen");
+        const QString port = QStringLiteral("port");
+        const QString bind = QStringLiteral("bind");
+        ListenAddress &address = m_device.listen;
+        if (m_parser.isSet(listen)) {
+            QString error;
+            if (!readListenUrl(m_parser.value(listen), &address, &error)) {
+                failOption(listen, error);
+            }
+            for (const QString &other : {port, bind}) {
+                if (m_parser.isSet(other)) {
+                    failOption(other, QStringLiteral("expected in the URL of --listen, not beside it"));
+                }
+            }
+        } else if (m_parser.isSet(port)) {
+            address.port = static_cast<quint16>(number(port, 0, largestPort));
         }
+        if (m_parser.isSet(bind) && !address.host.setAddress(m_parser.value(bind))) {
+            failOption(bind, QStringLiteral("\"%1\": expected an IP address").arg(m_parser.value(bind)));
+        }
+        m_device.label = schemeName(address.scheme);
     }
 
     void readOsdDevices()
     {
         const QString option = QStringLiteral("osd-first");
-        const QHostAddress first(m_parser.value(option));
-        if (first.protocol() != QAbstractSocket::IPv4Protocol || !first.isLoopback()) {
+        if (!readFirstOsdAddress(m_parser.value(option), &m_group.first)) {
             failOption(option, QStringLiteral("\"%1\": expected an address from 127.0.0.0 to 127.255.255.254")
                                    .arg(m_parser.value(option)));
             return;
         }
-        m_options.osdFirst = first.toIPv4Address();
         if (m_parser.isSet(QStringLiteral("osd"))) {
-            const qint64 room = qint64{lastLoopbackAddress} - m_options.osdFirst + 1;
-            m_options.osdCount = static_cast<int>(number(QStringLiteral("osd"), 1, room));
+            const qint64 room = qint64{lastLoopbackAddress} - m_group.first + 1;
+            m_group.count = static_cast<int>(number(QStringLiteral("osd"), 1, room));
+            m_group.name = QStringLiteral("%1 OSD devices").arg(m_group.count);
         }
     }
 
-    void readPorts()
+    void readOsdPort(bool hasModel)
     {
         const QString port = QStringLiteral("port");
         const QString osdPort = QStringLiteral("osd-port");
-        m_options.port = host::defaultTcpPort;
-        m_options.osdPort = biz_OsdHost::defaultPort;
-        if (m_parser.isSet(port)) {
-            quint16 &target = m_options.model ? m_options.port : m_options.osdPort;
-            target = static_cast<quint16>(number(port, 0, largestPort));
+        for (const QString &option : hasModel ? QStringList{osdPort} : QStringList{port, osdPort}) {
+            if (m_parser.isSet(option)) {
+                m_group.port = static_cast<quint16>(number(option, 0, largestPort));
+            }
         }
-        if (m_parser.isSet(osdPort)) {
-            m_options.osdPort = static_cast<quint16>(number(osdPort, 0, largestPort));
-        }
-    }
-
-    void readTimes()
-    {
-        m_options.delayMs = static_cast<int>(number(QStringLiteral("delay"), 0, largestDelayMs));
-        m_options.faults.lateByMs = static_cast<int>(number(QStringLiteral("late-by"), 0, largestDelayMs));
     }
 
     void readFaults()
     {
+        readMeasures();
         QString error;
         for (const QString &text : m_parser.values(QStringLiteral("fault"))) {
             ScriptEntry entry;
             if (!readFaultOption(text, &entry, &error)) {
                 failOption(QStringLiteral("fault"), error);
             }
-            m_options.faults.script.append(entry);
+            m_faults.script.append(entry);
         }
         for (const QString &text : m_parser.values(QStringLiteral("fault-rate"))) {
             FaultRate rate;
             if (!readFaultRate(text, &rate, &error)) {
                 failOption(QStringLiteral("fault-rate"), error);
             }
-            m_options.faults.rates.append(rate);
+            m_faults.rates.append(rate);
         }
-        m_options.faults.seed =
-            static_cast<quint32>(number(QStringLiteral("seed"), 0, std::numeric_limits<quint32>::max()));
+        m_faults.seed = readSeed();
+        m_options.settings.seed = m_faults.seed;
         readScript();
+        readSilentDevices();
+    }
+
+    void readMeasures()
+    {
+        FaultMeasures &measures = m_faults.measures;
+        measures.lateByMs = static_cast<int>(number(QStringLiteral("late-by"), 0, longestTimeMs));
+        measures.vanishForMs = static_cast<int>(number(QStringLiteral("vanish-for"), 0, longestTimeMs));
+        measures.burstSize = static_cast<int>(number(QStringLiteral("burst-size"), 1, largestBurst));
+    }
+
+    quint32 readSeed()
+    {
+        return static_cast<quint32>(number(QStringLiteral("seed"), 0, std::numeric_limits<quint32>::max()));
     }
 
     void readScript()
@@ -228,12 +285,10 @@ private:
             return;
         }
         const QString name = m_parser.value(option);
-        QFile file(name);
-        QString error;
-        if (!file.open(QIODevice::ReadOnly)) {
-            failOption(option, QStringLiteral("%1: %2; expected a readable file").arg(name, file.errorString()));
-        } else if (!readFaultScript(file.readAll(), &m_options.faults.script, &error)) {
-            failOption(option, QStringLiteral("%1: %2").arg(name, error));
+        try {
+            m_faults.script += readFaultScript(tools::readInputFile(name));
+        } catch (const tools::InputError &error) {
+            failOption(option, QStringLiteral("%1: %2").arg(name, error.text()));
         }
     }
 
@@ -241,9 +296,9 @@ private:
     {
         const QString count = QStringLiteral("osd-silent");
         if (m_parser.isSet(count)) {
-            const auto silent = static_cast<int>(number(count, 0, m_options.osdCount));
-            for (int i = m_options.osdCount - silent; i < m_options.osdCount; ++i) {
-                silence(QHostAddress(m_options.osdFirst + static_cast<quint32>(i)).toString());
+            const auto silent = static_cast<int>(number(count, 0, m_group.count));
+            for (int i = m_group.count - silent; i < m_group.count; ++i) {
+                silence(QHostAddress(m_group.first + static_cast<quint32>(i)).toString());
             }
         }
         const QString list = QStringLiteral("osd-silent-list");
@@ -259,31 +314,41 @@ private:
         ScriptEntry entry;
         entry.device = address;
         entry.fault = FaultKind::Silence;
-        m_options.faults.script.append(entry);
+        m_faults.script.append(entry);
     }
 
-    void checkScriptedDevices()
+    /** Gives the device and the OSD devices their faults: entries of a script name whom they concern, rates do not. */
+    void shareFaults(bool hasModel, bool hasOsd)
     {
-        for (const ScriptEntry &entry : m_options.faults.script) {
-            if (!entry.device.isEmpty() && !isPlayed(entry.device)) {
-                fail(QStringLiteral("\"%1\" is none of the OSD devices; expected an address that --osd plays")
-                         .arg(entry.device));
-            }
-            if (entry.device.isEmpty() && !m_options.model) {
-                fail(QStringLiteral("a fault by number or code is for a TCP device; expected --model"));
-            }
+        m_device.faults = m_faults;
+        m_group.faults = m_faults;
+        m_device.faults.script.clear();
+        m_group.faults.script.clear();
+        for (const ScriptEntry &entry : m_faults.script) {
+            (entry.device.isEmpty() ? m_device.faults : m_group.faults).script.append(entry);
         }
-    }
-
-    bool isPlayed(const QString &text) const
-    {
-        const QHostAddress address(text);
-        const qint64 place = qint64{address.toIPv4Address()} - m_options.osdFirst;
-        return place >= 0 && place < m_options.osdCount && address.toString() == text;
+        if (!hasModel && !m_device.faults.script.isEmpty()) {
+            fail(QStringLiteral("a fault by number or code is for a device of the device channel; expected --model"));
+        }
+        if (!hasOsd && !m_group.faults.script.isEmpty()) {
+            fail(QStringLiteral("\"%1\" is none of the OSD devices; expected an address that --osd plays")
+                     .arg(m_group.faults.script.constFirst().device));
+        }
+        if (hasModel) {
+            fail(problemWith(m_device.faults, m_device.listen.scheme));
+            m_options.settings.devices.append(m_device);
+        }
+        if (hasOsd) {
+            fail(problemWith(m_group));
+            m_options.settings.osdGroups.append(m_group);
+        }
     }
 
     const QCommandLineParser &m_parser;
     Options m_options;
+    DeviceSettings m_device;
+    OsdSettings m_group;
+    FaultSettings m_faults;
     QString m_error;
 };
 
@@ -293,9 +358,9 @@ CommandLine readCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Plays display devices: one of a checked model on TCP, any number of OSD devices on UDP.\n"
-                       "Ends on SIGINT and SIGTERM, with a summary. Exit status: 0, 2 for bad usage, 3 when an\n"
-                       "address cannot be bound."));
+        QStringLiteral("Plays display devices: one of a checked model on TCP, UDP or a serial line, any number of OSD\n"
+                       "devices on UDP, or all that a file describes. Ends on SIGINT and SIGTERM, with a summary.\n"
+                       "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at."));
     addDeviceOptions(parser);
     addFaultOptions(parser);
     // Qt's own help option would bring one for all its options along.

@@ -1,30 +1,16 @@
 #ifndef BIZ_SIMULATOR_OPTIONS_H
 #define BIZ_SIMULATOR_OPTIONS_H
 
-#include <optional>
-
 #include <QtCore/QStringList>
-#include <QtNetwork/QHostAddress>
 
-#include <biz_cmdswork/reply_rules_p.h>
-#include <biz_simulator/fault_plan.h>
+#include <biz_simulator/settings.h>
 
 namespace biz::simulator {
 
 /** What the command line asks for. */
 struct Options
 {
-    std::optional<rules::Model> model; ///< none: no TCP device
-    QString modelName;
-    QHostAddress bindAddress{QHostAddress::LocalHost};
-    quint16 port = 0;
-
-    int osdCount = 0; ///< 0: no OSD devices
-    quint32 osdFirst = 0;
-    quint16 osdPort = 0;
-
-    FaultSettings faults;
-    int delayMs = 0;
+    Settings settings;
     bool events = false;
 };
 

@@ -3,6 +3,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QNetworkDatagram>
 
+#include <biz_simulator/wire_faults.h>
 #include <host/frame_codec.h>
 
 namespace biz::simulator {
@@ -12,25 +13,48 @@ namespace {
 /** How many free ports of the first address are tried on the others. */
 constexpr int portAttempts = 50;
 
+/** Until the next try to listen at an address that somebody else has taken meanwhile. */
+constexpr int returnRetryMs = 500;
+
+/** A reply with the fault in it, as the datagrams that leave; empty when the fault is none of an OSD device's. */
+QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
+{
+    switch (fault.kind) {
+    case FaultKind::Late:
+        return {reply};
+    case FaultKind::Duplicate:
+        return {reply, reply};
+    case FaultKind::FlippedBits:
+        return {withFlippedBits(reply, fault.draw)};
+    case FaultKind::Junk:
+        return {junkBytes(fault.draw), reply};
+    case FaultKind::Burst:
+        // No number tells OSD replies apart: those that nobody asked for are copies.
+        return QVector<QByteArray>(fault.measures.burstSize + 1, reply);
+    default:
+        return {};
+    }
+}
+
 } // namespace
 
-OsdDevices::OsdDevices(quint32 firstAddress, int count, const FaultSettings &faults, int delayMs, const EventLog &log,
-                       QObject *parent)
+OsdDevices::OsdDevices(const OsdSettings &settings, const EventLog &log, QObject *parent)
     : QObject(parent)
-    , m_delayMs(delayMs)
+    , m_settings(settings)
     , m_log(log)
 {
-    m_devices.reserve(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        const QHostAddress address(firstAddress + static_cast<quint32>(i));
-        m_devices.push_back({address, FaultPlan(faults, address.toString()), nullptr});
+    m_devices.reserve(static_cast<std::size_t>(settings.count));
+    for (int i = 0; i < settings.count; ++i) {
+        const QHostAddress address(settings.first + static_cast<quint32>(i));
+        m_devices.push_back({address, FaultPlan(settings.faults, address.toString()), nullptr});
     }
 }
 
 OsdDevices::~OsdDevices() = default;
 
-bool OsdDevices::listen(quint16 port)
+bool OsdDevices::listen()
 {
+    const quint16 port = m_settings.port;
     for (int attempt = 0; attempt < (port == 0 ? portAttempts : 1); ++attempt) {
         if (bindAll(port)) {
             return true;
@@ -44,17 +68,25 @@ bool OsdDevices::bindAll(quint16 port)
 {
     m_port = port;
     for (Device &device : m_devices) {
-        auto socket = std::make_unique<QUdpSocket>();
-        // Not shared: a second simulator on the same port must fail, not take some of the datagrams.
-        if (!socket->bind(device.address, m_port, QAbstractSocket::DontShareAddress)) {
-            m_error = QStringLiteral("%1 port %2: %3")
-                          .arg(device.address.toString(), QString::number(m_port), socket->errorString());
+        if (!bind(device, m_port)) {
             return false;
         }
-        m_port = socket->localPort();
-        connect(socket.get(), &QUdpSocket::readyRead, this, [this, &device] { read(device); });
-        device.socket = std::move(socket);
+        m_port = device.socket->localPort();
     }
+    return true;
+}
+
+bool OsdDevices::bind(Device &device, quint16 port)
+{
+    auto socket = std::make_unique<QUdpSocket>();
+    // Not shared: a second simulator on the same port must fail, not take some of the datagrams.
+    if (!socket->bind(device.address, port, QAbstractSocket::DontShareAddress)) {
+        m_error = QStringLiteral("%1 port %2: %3")
+                      .arg(device.address.toString(), QString::number(port), socket->errorString());
+        return false;
+    }
+    connect(socket.get(), &QUdpSocket::readyRead, this, [this, &device] { read(device); });
+    device.socket = std::move(socket);
     return true;
 }
 
@@ -67,7 +99,8 @@ void OsdDevices::unbindAll()
 
 void OsdDevices::read(Device &device)
 {
-    while (device.socket->hasPendingDatagrams()) {
+    // A device that vanishes hears no more.
+    while (device.socket && device.socket->hasPendingDatagrams()) {
         const QNetworkDatagram datagram = device.socket->receiveDatagram();
         if (datagram.isValid()) {
             receive(device, datagram.data(), {datagram.senderAddress(), static_cast<quint16>(datagram.senderPort())});
@@ -96,47 +129,79 @@ void OsdDevices::answer(Device &device, const model_OsdParam &command, const Pee
         QStringLiteral("osd %1 #%2").arg(device.address.toString(), QString::number(device.plan.receptions()));
     // Head, flag and payload come back as they are: the channel has no rules for OSD replies.
     const QByteArray reply = host::OsdDatagramCodec::encode(command);
-    if (!fault) {
-        m_log.write(QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())));
-        sendAfter(device, m_delayMs, reply, peer);
+    if (fault) {
+        answerWith(*fault, device, reply, peer, who);
         return;
     }
-    ++m_counters.faults;
-    m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault->kind)));
-    switch (fault->kind) {
-    case FaultKind::Silence:
-        break;
-    case FaultKind::Late:
-        sendAfter(device, fault->lateByMs, reply, peer);
-        break;
-    case FaultKind::Duplicate:
-        sendAfter(device, m_delayMs, reply, peer);
-        sendAfter(device, m_delayMs, reply, peer);
-        break;
-    default:
-        ++m_counters.unfit;
-        m_log.write(QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault->kind)));
-        sendAfter(device, m_delayMs, reply, peer);
-        break;
-    }
+    m_log.write(QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())));
+    sendAfter(device, m_settings.delayMs, {reply}, peer);
 }
 
-void OsdDevices::sendAfter(Device &device, int delayMs, const QByteArray &datagram, const Peer &peer)
+void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply, const Peer &peer,
+                            const QString &who)
 {
-    const auto send = [this, &device, datagram, peer] {
-        if (device.socket->writeDatagram(datagram, peer.address, peer.port) == datagram.size()) {
-            ++m_counters.replies;
-        } else {
-            ++m_counters.lost;
-            m_log.write(QStringLiteral("osd %1 reply not delivered: %2")
-                            .arg(device.address.toString(), device.socket->errorString()));
+    m_counters.count(fault.kind);
+    m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)));
+    if (fault.kind == FaultKind::Silence) {
+        return;
+    }
+    if (fault.kind == FaultKind::Vanish) {
+        vanish(device, fault.measures.vanishForMs);
+        return;
+    }
+    QVector<QByteArray> datagrams = datagramsWith(fault, reply);
+    if (datagrams.isEmpty()) {
+        ++m_counters.unfit;
+        m_log.write(QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)));
+        datagrams = {reply};
+    }
+    const int delayMs = fault.kind == FaultKind::Late ? fault.measures.lateByMs : m_settings.delayMs;
+    sendAfter(device, delayMs, datagrams, peer);
+}
+
+void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const Peer &peer)
+{
+    const auto sendAll = [this, &device, datagrams, peer] {
+        for (const QByteArray &datagram : datagrams) {
+            send(device, datagram, peer);
         }
     };
     if (delayMs == 0) {
-        send();
+        sendAll();
     } else {
-        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, send);
+        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, sendAll);
     }
+}
+
+void OsdDevices::send(Device &device, const QByteArray &datagram, const Peer &peer)
+{
+    const bool isThere = device.socket != nullptr;
+    if (isThere && device.socket->writeDatagram(datagram, peer.address, peer.port) == datagram.size()) {
+        ++m_counters.replies;
+        return;
+    }
+    ++m_counters.lost;
+    m_log.write(QStringLiteral("osd %1 reply not delivered: %2")
+                    .arg(device.address.toString(),
+                         isThere ? device.socket->errorString() : QStringLiteral("the device has vanished")));
+}
+
+void OsdDevices::vanish(Device &device, int forMs)
+{
+    // What it is reading now was read from this socket.
+    device.socket->close();
+    device.socket.release()->deleteLater();
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, [this, &device] { comeBack(device); });
+}
+
+void OsdDevices::comeBack(Device &device)
+{
+    if (bind(device, m_port)) {
+        m_log.write(QStringLiteral("osd %1 listens again").arg(device.address.toString()));
+        return;
+    }
+    writeLine(stderr, QStringLiteral("biz_simulator: cannot listen again on udp %1; trying on").arg(m_error));
+    QTimer::singleShot(returnRetryMs, this, [this, &device] { comeBack(device); });
 }
 
 } // namespace biz::simulator

@@ -8,7 +8,7 @@
 #include <QtNetwork/QUdpSocket>
 
 #include <biz_simulator/event_log.h>
-#include <biz_simulator/fault_plan.h>
+#include <biz_simulator/settings.h>
 #include <model/model_osdparam.h>
 
 namespace biz::simulator {
@@ -22,15 +22,14 @@ class OsdDevices : public QObject
     Q_OBJECT
 
 public:
-    OsdDevices(quint32 firstAddress, int count, const FaultSettings &faults, int delayMs, const EventLog &log,
-               QObject *parent = nullptr);
+    OsdDevices(const OsdSettings &settings, const EventLog &log, QObject *parent = nullptr);
     ~OsdDevices() override;
 
     /**
      * Binds every device; port 0 finds one that is free at all addresses. False when that
      * fails; errorString() then says where and why.
      */
-    bool listen(quint16 port);
+    bool listen();
 
     quint16 port() const { return m_port; }
     QString errorString() const { return m_error; }
@@ -52,13 +51,18 @@ private:
 
     bool bindAll(quint16 port);
     void unbindAll();
+    bool bind(Device &device, quint16 port);
     void read(Device &device);
     void receive(Device &device, const QByteArray &datagram, const Peer &peer);
     void answer(Device &device, const model_OsdParam &command, const Peer &peer);
-    void sendAfter(Device &device, int delayMs, const QByteArray &datagram, const Peer &peer);
+    void answerWith(const Fault &fault, Device &device, const QByteArray &reply, const Peer &peer, const QString &who);
+    void sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const Peer &peer);
+    void send(Device &device, const QByteArray &datagram, const Peer &peer);
+    void vanish(Device &device, int forMs);
+    void comeBack(Device &device);
 
     std::vector<Device> m_devices;
-    int m_delayMs;
+    OsdSettings m_settings;
     const EventLog &m_log;
     quint16 m_port = 0;
     QString m_error;

@@ -17,6 +17,15 @@ QString key(const char *name)
     return QString::fromLatin1(name);
 }
 
+QStringList namesOf(std::initializer_list<const char *> keys)
+{
+    QStringList names;
+    for (const char *name : keys) {
+        names.append(key(name));
+    }
+    return names;
+}
+
 bool isBlank(QChar character)
 {
     return character == QLatin1Char(' ') || character == QLatin1Char('\t');
@@ -75,11 +84,13 @@ QByteArray readInputFile(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        throw InputError(QStringLiteral("cannot be read"), file.errorString());
+        throw InputError(QStringLiteral("cannot be read"),
+                         file.errorString() + QStringLiteral("; a readable file expected"));
     }
     QByteArray bytes = file.read(maxFileSize + 1);
     if (file.error() != QFileDevice::NoError) {
-        throw InputError(QStringLiteral("cannot be read"), file.errorString());
+        throw InputError(QStringLiteral("cannot be read"),
+                         file.errorString() + QStringLiteral("; a readable file expected"));
     }
     if (bytes.size() > maxFileSize) {
         throw InputError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
@@ -137,6 +148,11 @@ QString shown(const QJsonValue &value)
 }
 
 ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys)
+    : ObjectReader(value, std::move(place), namesOf(knownKeys))
+{
+}
+
+ObjectReader::ObjectReader(const QJsonValue &value, QString place, const QStringList &knownKeys)
     : m_place(std::move(place))
     , m_object(value.toObject())
 {
@@ -144,14 +160,10 @@ ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initiali
         throw InputError(m_place.isEmpty() ? QStringLiteral("document") : m_place,
                          QStringLiteral("an object expected, not ") + shown(value));
     }
-    QStringList known;
-    for (const char *name : knownKeys) {
-        known.append(key(name));
-    }
     for (const QString &name : m_object.keys()) {
-        if (!known.contains(name)) {
+        if (!knownKeys.contains(name)) {
             throw InputError(m_place.isEmpty() ? name : m_place + QLatin1Char('.') + name,
-                             QStringLiteral("unknown key; expected one of ") + known.join(QStringLiteral(", ")));
+                             QStringLiteral("unknown key; expected one of ") + knownKeys.join(QStringLiteral(", ")));
         }
     }
 }
@@ -182,6 +194,20 @@ int ObjectReader::integer(const char *name, int lowest, int highest, int fallbac
                        .arg(QString::number(lowest), QString::number(highest), shown(value(name))));
     }
     return static_cast<int>(number);
+}
+
+std::optional<int> ObjectReader::integerIfAny(const char *name, int lowest, int highest) const
+{
+    return has(name) ? std::optional(integer(name, lowest, highest, lowest)) : std::nullopt;
+}
+
+double ObjectReader::probability(const char *name) const
+{
+    const double number = value(name).toDouble(-1.0);
+    if (number < 0.0 || number > 1.0) {
+        fail(name, QStringLiteral("a probability from 0 to 1 expected, not ") + shown(value(name)));
+    }
+    return number;
 }
 
 int ObjectReader::code(const char *name) const
@@ -249,19 +275,25 @@ QJsonArray ObjectReader::filledArray(const char *name, const char *ofWhat) const
     return array;
 }
 
-QStringList ObjectReader::textArray(const char *name) const
+QJsonArray ObjectReader::array(const char *name, const char *ofWhat) const
 {
     if (has(name) && !value(name).isArray()) {
-        fail(name, QStringLiteral("an array of texts expected, not ") + shown(value(name)));
+        fail(name,
+             QStringLiteral("an array of %1 expected, not %2").arg(QString::fromLatin1(ofWhat), shown(value(name))));
     }
+    return value(name).toArray();
+}
+
+QStringList ObjectReader::textArray(const char *name) const
+{
     QStringList texts;
-    const QJsonArray array = value(name).toArray();
-    for (int i = 0; i < array.size(); ++i) {
-        if (!array.at(i).isString()) {
+    const QJsonArray values = array(name, "texts");
+    for (int i = 0; i < values.size(); ++i) {
+        if (!values.at(i).isString()) {
             throw InputError(elementPlace(placeOf(name), i),
-                             QStringLiteral("a text expected, not ") + shown(array.at(i)));
+                             QStringLiteral("a text expected, not ") + shown(values.at(i)));
         }
-        texts.append(array.at(i).toString());
+        texts.append(values.at(i).toString());
     }
     return texts;
 }

@@ -2,6 +2,7 @@
 #define BIZ_TOOLS_JSON_READER_H
 
 #include <initializer_list>
+#include <optional>
 #include <stdexcept>
 
 #include <QtCore/QByteArray>
@@ -37,12 +38,19 @@ class ObjectReader
 {
 public:
     ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys);
+    ObjectReader(const QJsonValue &value, QString place, const QStringList &knownKeys);
 
     bool has(const char *name) const;
     QString placeOf(const char *name) const;
 
     /** A whole number within the bounds; `fallback` when the key is absent. */
     int integer(const char *name, int lowest, int highest, int fallback) const;
+
+    /** The same without a fallback: none when the key is absent. */
+    std::optional<int> integerIfAny(const char *name, int lowest, int highest) const;
+
+    /** Any number from 0 to 1; required. */
+    double probability(const char *name) const;
 
     /** A whole number, or one written as decimal or 0x text, as device types are. */
     int code(const char *name) const;
@@ -57,6 +65,9 @@ public:
 
     /** Required, and not empty. */
     QJsonArray filledArray(const char *name, const char *ofWhat) const;
+
+    /** Empty when the key is absent. */
+    QJsonArray array(const char *name, const char *ofWhat) const;
 
     QStringList textArray(const char *name) const;
 

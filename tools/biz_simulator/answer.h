@@ -1,0 +1,26 @@
+#ifndef BIZ_SIMULATOR_ANSWER_H
+#define BIZ_SIMULATOR_ANSWER_H
+
+#include <optional>
+
+#include <QtCore/QVector>
+
+#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_simulator/fault_plan.h>
+#include <model/model_protocoldata.h>
+
+namespace biz::simulator {
+
+/** What a device says to one command, before anything happens to it on its way. */
+struct Answer
+{
+    QVector<model_Protocoldata> replies; ///< in the order in which they leave
+    int unrequested = 0;                 ///< how many of them, from the first, nobody asked for
+    bool faultApplies = true;            ///< false: the fault could do the reply no harm
+};
+
+Answer answerTo(rules::Model model, const model_Protocoldata &command, const std::optional<Fault> &fault);
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef BIZ_SIMULATOR_DEVICE_FILE_H
+#define BIZ_SIMULATOR_DEVICE_FILE_H
+
+#include <QtCore/QByteArray>
+
+#include <biz_simulator/settings.h>
+
+/**
+ * A JSON file that describes any number of devices.
+ *
+ *     {
+ *         "seed": 7,
+ *         "devices": [
+ *             {"model": "A2", "listen": "tcp://127.0.0.1:15700", "delay": 5, "rates": {"junk": 0.1}},
+ *             {"name": "spare", "model": "A2", "listen": "serial:",
+ *              "faults": [{"reception": 2, "fault": "close"}]}
+ *         ],
+ *         "osd": [{"first": "127.1.0.1", "count": 10, "port": 15701, "silent": ["127.1.0.3"]}]
+ *     }
+ */
+namespace biz::simulator {
+
+/** What the file describes; throws tools::InputError when it cannot be used. */
+Settings readDeviceFile(const QByteArray &json);
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,36 @@
+#ifndef BIZ_SIMULATOR_LISTEN_ADDRESS_H
+#define BIZ_SIMULATOR_LISTEN_ADDRESS_H
+
+#include <QtCore/QString>
+#include <QtNetwork/QHostAddress>
+
+#include <host/device_link.h>
+
+namespace biz::simulator {
+
+enum class Scheme { Tcp, Udp, Serial };
+
+/** Where a device of the device channel waits for hosts. */
+struct ListenAddress
+{
+    Scheme scheme = Scheme::Tcp;
+    QHostAddress host{QHostAddress::LocalHost};
+    quint16 port = static_cast<quint16>(host::defaultTcpPort); ///< 0: a free one
+    QString path; ///< of a symbolic link to the pseudo-terminal; empty: none
+};
+
+/** "tcp", "udp" or "serial" */
+QString schemeName(Scheme scheme);
+
+/** "tcp://127.0.0.1:15700": the URL by which hosts reach it. */
+QString urlOf(Scheme scheme, const QHostAddress &host, quint16 port);
+
+/**
+ * Reads tcp://ADDRESS[:PORT], udp://ADDRESS[:PORT], serial: or serial:///PATH. False: `error`
+ * says what was wrong, and what was expected.
+ */
+bool readListenUrl(const QString &text, ListenAddress *address, QString *error);
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,57 @@
+#ifndef BIZ_SIMULATOR_PEER_H
+#define BIZ_SIMULATOR_PEER_H
+
+#include <memory>
+
+#include <QtCore/QObject>
+#include <QtCore/QQueue>
+#include <QtCore/QTimer>
+
+#include <host/frame_codec.h>
+
+namespace biz::simulator {
+
+/** A host as a device sees it: the other end of a connection or a line, or a sender of datagrams. */
+class Peer : public QObject
+{
+    Q_OBJECT
+
+public:
+    Peer();
+    ~Peer() override;
+
+    virtual bool isOpen() const = 0;
+
+    /** Ends the connection, where there is one. */
+    virtual void hangUp() = 0;
+
+    /**
+     * Writes each of the parts by itself, with a pause before each but the first. What is sent
+     * later waits for them. False when the peer is gone.
+     */
+    bool send(const QVector<QByteArray> &parts, int pauseMs);
+
+    host::DemoFrameCodec codec; ///< takes what comes from the peer
+    QByteArray heldReply;       ///< waits for the next one, to leave in one write with it
+
+protected:
+    virtual void write(const QByteArray &bytes) = 0;
+
+private:
+    struct Part
+    {
+        QByteArray bytes;
+        int pauseMs;
+    };
+
+    void sendParts();
+
+    QQueue<Part> m_parts;
+    QTimer m_pause;
+};
+
+using PeerPointer = std::shared_ptr<Peer>;
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,218 @@
+#include <biz_simulator/simulated_device.h>
+
+#include <utility>
+
+#include <QtCore/QTimer>
+
+#include <biz_simulator/wire_faults.h>
+
+namespace biz::simulator {
+
+namespace {
+
+/** Between the pieces of a frame: long enough for a host to read each by itself. */
+constexpr int piecePauseMs = 20;
+
+/** Until the next try to listen at an address that somebody else has taken meanwhile. */
+constexpr int returnRetryMs = 500;
+
+QString hexByte(uchar byte)
+{
+    return QStringLiteral("%1").arg(byte, 2, 16, QLatin1Char('0')).toUpper();
+}
+
+/** "F1/08 sn 3 index 15 declares 354 payload 354" */
+QString recordText(const model_Protocoldata &record)
+{
+    return QStringLiteral("%1/%2 sn %3 index %4 declares %5 payload %6")
+        .arg(hexByte(record.ucHead[1]), hexByte(record.ucHead[2]))
+        .arg(record.ucHead[0])
+        .arg(record.ucHead[3])
+        .arg(rules::combineTwoByte(record.ucHead[4], record.ucHead[5]))
+        .arg(record.baData.size());
+}
+
+} // namespace
+
+SimulatedDevice::SimulatedDevice(const DeviceSettings &settings, const EventLog &log, QObject *parent)
+    : QObject(parent)
+    , m_settings(settings)
+    , m_plan(settings.faults)
+    , m_log(log)
+    , m_transport(makeTransport(settings.listen))
+{
+    connect(m_transport.get(), &Transport::received, this, &SimulatedDevice::read);
+    connect(m_transport.get(), &Transport::moved, this, &SimulatedDevice::moved);
+    connect(m_transport.get(), &Transport::told, this,
+            [this](const QString &text) { m_log.write(QStringLiteral("%1 %2").arg(m_settings.label, text)); });
+}
+
+SimulatedDevice::~SimulatedDevice() = default;
+
+bool SimulatedDevice::listen()
+{
+    return m_transport->open();
+}
+
+void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
+{
+    const host::Decoded decoded = peer->codec.decode(bytes);
+    for (const host::Refusal &refusal : decoded.refusals) {
+        refuse(refusal.bytes, refusal.reason);
+    }
+    if (m_transport->keepsMessagesApart() && peer->codec.heldBytes() > 0) {
+        refuse(peer->codec.heldBytes(), QStringLiteral("the rest of the frame is not in the datagram"));
+        peer->codec.reset();
+    }
+    for (const model_Protocoldata &command : decoded.records) {
+        // A device that closes its connection or vanishes hears no more, even of what came with it.
+        if (!peer->isOpen()) {
+            break;
+        }
+        receive(peer, command);
+    }
+}
+
+void SimulatedDevice::refuse(int bytes, const QString &reason)
+{
+    ++m_counters.refused;
+    m_log.write(QStringLiteral("%1 refused %2 bytes: %3").arg(m_settings.label, QString::number(bytes), reason));
+}
+
+void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata &command)
+{
+    ++m_counters.received;
+    const auto fault = m_plan.next({command.ucHead[1], command.ucHead[2]});
+    const QString who = QStringLiteral("%1 #%2").arg(m_settings.label, QString::number(m_plan.receptions()));
+    m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
+
+    const Delivery delivery{peer, who, answerTo(m_settings.model, command, fault), fault};
+    if (fault) {
+        tellFault(delivery);
+    }
+    if (delivery.has(FaultKind::Close)) {
+        hangUp(peer);
+    } else if (delivery.has(FaultKind::Vanish)) {
+        vanish(fault->measures.vanishForMs);
+    } else {
+        deliverLater(delivery);
+    }
+}
+
+void SimulatedDevice::tellFault(const Delivery &delivery)
+{
+    m_counters.count(delivery.fault->kind);
+    const bool applies = delivery.answer.faultApplies;
+    m_counters.unfit += applies ? 0 : 1;
+    m_log.write(QStringLiteral("%1 fault %2%3")
+                    .arg(delivery.who, faultName(delivery.fault->kind),
+                         applies ? QString() : QStringLiteral(" does not apply")));
+}
+
+void SimulatedDevice::hangUp(const PeerPointer &peer)
+{
+    peer->hangUp();
+    // A line that was hung up is no line any more; a server goes on without the connection.
+    if (!m_transport->isOpen()) {
+        QTimer::singleShot(0, this, &SimulatedDevice::comeBack);
+    }
+}
+
+void SimulatedDevice::vanish(int forMs)
+{
+    m_transport->close();
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &SimulatedDevice::comeBack);
+}
+
+void SimulatedDevice::comeBack()
+{
+    if (m_transport->open()) {
+        m_log.write(QStringLiteral("%1 listens again").arg(m_settings.label));
+        return;
+    }
+    writeLine(stderr, QStringLiteral("biz_simulator: cannot listen again on %1: %2; trying on")
+                          .arg(m_transport->url(), m_transport->errorString()));
+    QTimer::singleShot(returnRetryMs, this, &SimulatedDevice::comeBack);
+}
+
+void SimulatedDevice::deliverLater(const Delivery &delivery)
+{
+    const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : m_settings.delayMs;
+    if (delayMs == 0) {
+        deliver(delivery);
+    } else {
+        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, delivery] { deliver(delivery); });
+    }
+}
+
+void SimulatedDevice::deliver(const Delivery &delivery)
+{
+    QVector<QByteArray> frames = framesOf(delivery);
+    if (frames.isEmpty()) {
+        return;
+    }
+    if (delivery.has(FaultKind::MergedFrames) && delivery.peer->heldReply.isEmpty()) {
+        hold(delivery, frames.constFirst());
+        return;
+    }
+    if (delivery.has(FaultKind::FlippedBits)) {
+        frames.first() = withFlippedBits(frames.constFirst(), delivery.fault->draw);
+    } else if (delivery.has(FaultKind::SplitFrames)) {
+        frames = piecesOf(frames.constFirst(), delivery.fault->draw);
+    } else if (delivery.has(FaultKind::Junk)) {
+        frames.prepend(junkBytes(delivery.fault->draw));
+    }
+    write(delivery, frames);
+}
+
+QVector<QByteArray> SimulatedDevice::framesOf(const Delivery &delivery)
+{
+    QVector<QByteArray> frames;
+    for (const model_Protocoldata &reply : delivery.answer.replies) {
+        const QByteArray frame = host::DemoFrameCodec().encode(reply);
+        if (frame.isEmpty()) {
+            ++m_counters.lost;
+            m_log.write(
+                QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame").arg(delivery.who));
+        } else {
+            frames.append(frame);
+        }
+    }
+    return frames;
+}
+
+void SimulatedDevice::hold(const Delivery &delivery, const QByteArray &frame)
+{
+    delivery.peer->heldReply = frame;
+    m_log.write(QStringLiteral("%1 holds its reply for the next one").arg(delivery.who));
+}
+
+void SimulatedDevice::write(const Delivery &delivery, const QVector<QByteArray> &parts)
+{
+    const QByteArray held = std::exchange(delivery.peer->heldReply, {});
+    QVector<QByteArray> all = parts;
+    all.first().prepend(held);
+    const auto replies = static_cast<quint64>(delivery.answer.replies.size() + (held.isEmpty() ? 0 : 1));
+
+    if (delivery.peer->send(all, delivery.has(FaultKind::SplitFrames) ? piecePauseMs : 0)) {
+        m_counters.replies += replies;
+        tellReplies(delivery);
+    } else {
+        m_counters.lost += replies;
+        m_log.write(QStringLiteral("%1 reply not delivered: the host is gone").arg(delivery.who));
+    }
+}
+
+void SimulatedDevice::tellReplies(const Delivery &delivery)
+{
+    const Answer &answer = delivery.answer;
+    if (answer.unrequested > 0) {
+        m_log.write(QStringLiteral("%1 sends %2 replies that nobody asked for")
+                        .arg(delivery.who, QString::number(answer.unrequested)));
+    }
+    for (int i = answer.unrequested; i < answer.replies.size(); ++i) {
+        m_log.write(QStringLiteral("%1 answers %2").arg(delivery.who, recordText(answer.replies.at(i))));
+    }
+}
+
+} // namespace biz::simulator

@@ -1,0 +1,97 @@
+#include <biz_simulator/simulation.h>
+
+#include <algorithm>
+
+namespace biz::simulator {
+
+namespace {
+
+void printAddress(const QString &name, const QString &where)
+{
+    const QString line = QStringLiteral("listening on ") + where;
+    writeLine(stdout, name.isEmpty() ? line : name + QLatin1Char(' ') + line);
+}
+
+QString addressesOf(const OsdSettings &group, quint16 port)
+{
+    return QStringLiteral("udp://%1 to %2 port %3")
+        .arg(QHostAddress(group.first).toString(), QHostAddress(group.last()).toString(), QString::number(port));
+}
+
+void printCounters(const QString &name, const Counters &counters)
+{
+    writeLine(stdout, QStringLiteral("%1: %2").arg(name, summaryText(counters)));
+}
+
+bool drawsFaults(const Settings &settings)
+{
+    const auto draws = [](const auto &item) {
+        return !item.faults.rates.isEmpty();
+    };
+    return std::any_of(settings.devices.begin(), settings.devices.end(), draws) ||
+           std::any_of(settings.osdGroups.begin(), settings.osdGroups.end(), draws);
+}
+
+} // namespace
+
+Simulation::Simulation(const Settings &settings, const EventLog &log)
+    : m_settings(settings)
+{
+    for (const DeviceSettings &device : settings.devices) {
+        m_devices.push_back(std::make_unique<SimulatedDevice>(device, log));
+    }
+    for (const OsdSettings &group : settings.osdGroups) {
+        m_osdGroups.push_back(std::make_unique<OsdDevices>(group, log));
+    }
+}
+
+bool Simulation::start()
+{
+    if (!listenAll()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < m_devices.size(); ++i) {
+        SimulatedDevice *device = m_devices[i].get();
+        const QString name = m_settings.namesDevices ? m_settings.devices.at(static_cast<int>(i)).name : QString();
+        printAddress(name, device->url());
+        QObject::connect(device, &SimulatedDevice::moved, device,
+                         [device, name] { printAddress(name, device->url()); });
+    }
+    for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
+        printAddress({}, addressesOf(m_settings.osdGroups.at(static_cast<int>(i)), m_osdGroups[i]->port()));
+    }
+    if (drawsFaults(m_settings)) {
+        writeLine(stdout, QStringLiteral("seed %1").arg(m_settings.seed));
+    }
+    return true;
+}
+
+bool Simulation::listenAll()
+{
+    for (const auto &device : m_devices) {
+        if (!device->listen()) {
+            m_error = QStringLiteral("cannot listen on %1: %2; expected an address that is free")
+                          .arg(device->url(), device->errorString());
+            return false;
+        }
+    }
+    for (const auto &group : m_osdGroups) {
+        if (!group->listen()) {
+            m_error = QStringLiteral("cannot listen on udp %1; expected a free port").arg(group->errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
+void Simulation::printSummary() const
+{
+    for (std::size_t i = 0; i < m_devices.size(); ++i) {
+        printCounters(m_settings.devices.at(static_cast<int>(i)).name, m_devices[i]->counters());
+    }
+    for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
+        printCounters(m_settings.osdGroups.at(static_cast<int>(i)).name, m_osdGroups[i]->counters());
+    }
+}
+
+} // namespace biz::simulator

@@ -1,0 +1,37 @@
+#ifndef BIZ_SIMULATOR_SIMULATION_H
+#define BIZ_SIMULATOR_SIMULATION_H
+
+#include <memory>
+#include <vector>
+
+#include <biz_simulator/osd_devices.h>
+#include <biz_simulator/simulated_device.h>
+
+namespace biz::simulator {
+
+/** All devices of one run of the simulator. */
+class Simulation
+{
+public:
+    Simulation(const Settings &settings, const EventLog &log);
+
+    /** Starts every device and prints where it listens; false: errorString() says which cannot, and why. */
+    bool start();
+
+    QString errorString() const { return m_error; }
+
+    /** Prints a line for each device and for each group of OSD devices. */
+    void printSummary() const;
+
+private:
+    bool listenAll();
+
+    std::vector<std::unique_ptr<SimulatedDevice>> m_devices;
+    std::vector<std::unique_ptr<OsdDevices>> m_osdGroups;
+    Settings m_settings;
+    QString m_error;
+};
+
+} // namespace biz::simulator
+
+#endif

@@ -1,0 +1,29 @@
+#include <biz_simulator/transport.h>
+
+#include <biz_simulator/pty_transport.h>
+#include <biz_simulator/tcp_transport.h>
+#include <biz_simulator/udp_transport.h>
+
+namespace biz::simulator {
+
+Transport::Transport(QObject *parent)
+    : QObject(parent)
+{
+}
+
+Transport::~Transport() = default;
+
+std::unique_ptr<Transport> makeTransport(const ListenAddress &address)
+{
+    switch (address.scheme) {
+    case Scheme::Tcp:
+        return std::make_unique<TcpTransport>(address.host, address.port);
+    case Scheme::Udp:
+        return std::make_unique<UdpTransport>(address.host, address.port);
+    case Scheme::Serial:
+        break;
+    }
+    return std::make_unique<PtyTransport>(address.path);
+}
+
+} // namespace biz::simulator

@@ -1,0 +1,48 @@
+#ifndef BIZ_SIMULATOR_TRANSPORT_H
+#define BIZ_SIMULATOR_TRANSPORT_H
+
+#include <biz_simulator/listen_address.h>
+#include <biz_simulator/peer.h>
+
+namespace biz::simulator {
+
+/** Where a device waits for hosts. */
+class Transport : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Transport(QObject *parent = nullptr);
+    ~Transport() override;
+
+    /** Starts to listen; false: errorString() says why not. Once it did, the address stays the same. */
+    virtual bool open() = 0;
+
+    /** Stops to listen, and drops every host. */
+    virtual void close() = 0;
+
+    virtual bool isOpen() const = 0;
+
+    /** Where hosts reach it; before it was open, where they are meant to. */
+    virtual QString url() const = 0;
+
+    virtual QString errorString() const = 0;
+
+    /** Whether what comes in one piece is a message of its own, not a part of a stream. */
+    virtual bool keepsMessagesApart() const { return false; }
+
+Q_SIGNALS:
+    void received(const biz::simulator::PeerPointer &peer, const QByteArray &bytes);
+
+    /** Something worth an event line happened. */
+    void told(const QString &text);
+
+    /** Hosts reach it at another url() from now on. */
+    void moved();
+};
+
+std::unique_ptr<Transport> makeTransport(const ListenAddress &address);
+
+} // namespace biz::simulator
+
+#endif

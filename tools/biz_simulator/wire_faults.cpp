@@ -1,0 +1,85 @@
+#include <biz_simulator/wire_faults.h>
+
+#include <random>
+#include <set>
+
+namespace biz::simulator {
+
+namespace {
+
+constexpr int bitsOfByte = 8;
+constexpr int mostFlippedBits = 3;
+constexpr int fewestPieces = 2;
+constexpr int mostPieces = 4;
+constexpr int mostJunkBytes = 64;
+constexpr char marker[] = "\xA5\x5A";
+
+/** A row of numbers that is the same on every platform: the standard's distributions are not. */
+class Numbers
+{
+public:
+    explicit Numbers(quint32 draw)
+        : m_generator(draw)
+    {
+    }
+
+    int below(int limit) { return static_cast<int>(m_generator() % static_cast<quint32>(limit)); }
+    int fromTo(int least, int most) { return least + below(most - least + 1); }
+
+    /** `count` different numbers from 0 to under `limit`, or all of them if there are not so many. */
+    std::set<int> different(int count, int limit)
+    {
+        std::set<int> numbers;
+        while (static_cast<int>(numbers.size()) < std::min(count, limit)) {
+            numbers.insert(below(limit));
+        }
+        return numbers;
+    }
+
+private:
+    std::mt19937 m_generator;
+};
+
+} // namespace
+
+QByteArray withFlippedBits(const QByteArray &frame, quint32 draw)
+{
+    Numbers numbers(draw);
+    QByteArray flipped = frame;
+    const int count = numbers.fromTo(1, mostFlippedBits);
+    for (const int bit : numbers.different(count, frame.size() * bitsOfByte)) {
+        const int at = bit / bitsOfByte;
+        flipped[at] = static_cast<char>(flipped.at(at) ^ 1 << bit % bitsOfByte);
+    }
+    return flipped;
+}
+
+QVector<QByteArray> piecesOf(const QByteArray &frame, quint32 draw)
+{
+    Numbers numbers(draw);
+    const int cuts = numbers.fromTo(fewestPieces, mostPieces) - 1;
+    QVector<QByteArray> pieces;
+    int from = 0;
+    for (const int cut : numbers.different(cuts, frame.size() - 1)) {
+        pieces.append(frame.mid(from, cut + 1 - from));
+        from = cut + 1;
+    }
+    pieces.append(frame.mid(from));
+    return pieces;
+}
+
+QByteArray junkBytes(quint32 draw)
+{
+    Numbers numbers(draw);
+    QByteArray junk;
+    if (numbers.below(2) == 0) {
+        junk.append(marker);
+    }
+    const int size = numbers.fromTo(1, mostJunkBytes);
+    while (junk.size() < size) {
+        junk.append(static_cast<char>(numbers.below(0x100)));
+    }
+    return junk;
+}
+
+} // namespace biz::simulator
