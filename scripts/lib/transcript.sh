@@ -63,11 +63,11 @@ note_port() {
 }
 
 # start_simulator COMMAND OUTPUT: starts it on free ports and notes them. Every port is named in
-# the command; the simulator tells them in that order.
+# the command; the simulator tells them in that order. One that names none plays a serial line.
 start_simulator() {
     local shown real command
     mapfile -t shown < <(grep -oE -- '-port [0-9]+' <<<"$1" | sed 's/.* //')
-    [ ${#shown[@]} -gt 0 ] || fail "'$1' names no port"
+    [ ${#shown[@]} -gt 0 ] || [[ $1 == *serial:* ]] || fail "'$1' names no port"
     command=$(to_real "$(sed -E 's/(-port) [0-9]+/\1 0/g' <<<"$1")")
     bash -c "exec $command" >"$2" 2>&1 </dev/null &
     simulator_id=$!
@@ -75,7 +75,7 @@ start_simulator() {
     # The ports are told as soon as they are open; ten seconds are the bound for a broken build.
     for _ in $(seq 200); do
         mapfile -t real < <(sed -nE 's/^listening on .*[: ]([0-9]+)$/\1/p' "$2")
-        [ ${#real[@]} -lt ${#shown[@]} ] || break
+        [ ${#real[@]} -lt ${#shown[@]} ] || ! grep -q '^listening on ' "$2" || break
         sleep 0.05
     done
     [ ${#real[@]} -eq ${#shown[@]} ] || fail "'$1' does not listen on ${#shown[@]} ports: $(cat "$2")"
