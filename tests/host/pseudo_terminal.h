@@ -15,12 +15,12 @@
 
 namespace biz::test {
 
-/** A serial line whose far end is the test. */
+/** A serial line whose far end is the test, and none of the processes that it starts. */
 class PseudoTerminal
 {
 public:
     PseudoTerminal()
-        : m_far(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK))
+        : m_far(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
     {
         EXPECT_GE(m_far, 0);
         EXPECT_EQ(grantpt(m_far), 0);

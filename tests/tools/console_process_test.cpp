@@ -194,15 +194,41 @@ TEST_P(ConsoleUsage, IsRefusedWithStatusTwo)
 
 INSTANTIATE_TEST_SUITE_P(
     Console, ConsoleUsage,
-    testing::Values(BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
-                    BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
-                    BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
-                    BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
-                    BadUsage{{"run", "a", "--device", "tcp://"},
-                             "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
-                    BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
-                    BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
-                    BadUsage{{"rules"}, "the model is missing"}));
+    testing::Values(
+        BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
+        BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
+        BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
+        BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
+        BadUsage{{"run", "a", "--device", "tcp://"}, "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
+        BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
+        BadUsage{{"run", "a", "--device", "file:///tmp/x"},
+                 "--device: \"file:///tmp/x\": there is no link of scheme \"file\"; expected tcp://HOST[:PORT], "
+                 "udp://HOST[:PORT] or "
+                 "serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none]"},
+        BadUsage{{"send"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
+        BadUsage{{"send", "--device", "tcp://h"}, "the head is missing"},
+        BadUsage{{"send", "--device", "tcp://h", "F1 08"},
+                 "the head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" expected, not 'F1 08'"},
+        BadUsage{{"send", "--device", "tcp://h", "F1", "08"}, "unexpected argument '08'"},
+        BadUsage{{"send", "--device", "tcp://h", "F10803620100", "--data", "0"},
+                 "--data: at most 65535 bytes in hexadecimal expected, not '0'"},
+        BadUsage{{"send", "--device", "tcp://h", "F10803620100", "--wait", "0"},
+                 "--wait: a number from 1 to 3600000 expected, not '0'"},
+        BadUsage{{"send", "--device", "tcp://h", "F10803620100", "--model", "A9"},
+                 "one of the models A2, A1MAX, A3, PVN410MAX, K250, PVN410MAX2, A5 expected, not 'A9'"},
+        BadUsage{{"send", "--device", "tcp://h", "F10803620100", "--text", "a"},
+                 "--text is for OSD devices, with --osd"},
+        BadUsage{{"send", "--osd", "127.1.0.1", "--device", "tcp://h", "F1"}, "--device is not for OSD devices"},
+        BadUsage{{"send", "--osd", "127.1", "F1"}, "--osd: an address such as 127.1.0.1 expected, not '127.1'"},
+        BadUsage{{"send", "--osd", "127.1.0.1", "F1"},
+                 "the head: 11 bytes in hexadecimal such as \"0D 01 00 00 00 00 00 00 00 00 00\" expected, not 'F1'"},
+        BadUsage{{"send", "--osd", "127.1.0.1", "--flag", "256", "0D0100000000000000000000"},
+                 "the head: 11 bytes in hexadecimal such as \"0D 01 00 00 00 00 00 00 00 00 00\" expected, not "
+                 "'0D0100000000000000000000'"},
+        BadUsage{{"send", "--osd", "127.1.0.1", "--flag", "256", "0D01000000000000000000"},
+                 "--flag: a number from 0 to 255 expected, not '256'"},
+        BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
+        BadUsage{{"rules"}, "the model is missing"}));
 
 TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndLine)
 {
@@ -245,11 +271,14 @@ TEST(ConsoleHelp, GoesToTheStandardOutput)
     }
 }
 
-TEST(ConsoleHelp, TheVersionIsTheProjects)
+TEST(ConsoleHelp, TheVersionIsTheProjectsAlsoBehindACommand)
 {
-    RunningConsole console({"--version"});
-    EXPECT_EQ(console.exitStatus(), 0);
-    EXPECT_STREQ(qPrintable(console.output()), qPrintable(QString("biz_console " BIZ_VERSION "\n")));
+    for (const QStringList &arguments : {QStringList{"--version"}, QStringList{"run", "--version"},
+                                         QStringList{"send", "-v"}, QStringList{"check", "--version"}}) {
+        RunningConsole console(arguments);
+        EXPECT_EQ(console.exitStatus(), 0);
+        EXPECT_STREQ(qPrintable(console.output()), qPrintable(QString("biz_console " BIZ_VERSION "\n")));
+    }
 }
 
 // --- osd ------------------------------------------------------------------------------

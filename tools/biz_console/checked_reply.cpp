@@ -90,7 +90,8 @@ CheckedReply CheckedReply::fromText(const host::CheckedModel &model, const QStri
         return {model, checkedHeadOf(match.captured(1)), payloadOfSize(match.captured(2))};
     }
     QByteArray bytes;
-    if (!tools::bytesFromHex(text, &bytes) || bytes.size() < judgedHeadBytes || bytes.size() > judgedHeadBytes + maxPayload) {
+    if (!tools::bytesFromHex(text, &bytes) || bytes.size() < judgedHeadBytes ||
+        bytes.size() > judgedHeadBytes + maxPayload) {
         throw UsageError(QStringLiteral("5 head bytes and the payload in hexadecimal, or its size, such as "
                                         "\"F1 08 03 62 01  354 bytes\" expected, not '%1'")
                              .arg(text));

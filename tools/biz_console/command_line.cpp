@@ -23,6 +23,11 @@ QString helpOption()
     return QStringLiteral("help");
 }
 
+QString versionOption()
+{
+    return QStringLiteral("version");
+}
+
 /** The parser's own text begins with the program's path and puts the options before the command. */
 QString helpText(const QCommandLineParser &parser)
 {
@@ -36,13 +41,23 @@ QString helpText(const QCommandLineParser &parser)
 
 } // namespace
 
+void printVersion(QTextStream &out)
+{
+    out << "biz_console " << BIZ_CONSOLE_VERSION << '\n';
+}
+
 bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output)
 {
     parser.addOption({{QStringLiteral("h"), helpOption()}, QStringLiteral("Shows this help.")});
+    parser.addOption({{QStringLiteral("v"), versionOption()}, QStringLiteral("Shows the version.")});
     const QStringList withProgram = QStringList{QStringLiteral("biz_console")} + arguments;
     const bool good = parser.parse(withProgram);
     if (parser.isSet(helpOption())) {
         output.out << helpText(parser);
+        return false;
+    }
+    if (parser.isSet(versionOption())) {
+        printVersion(output.out);
         return false;
     }
     if (!good) {
@@ -79,6 +94,18 @@ void obeyLogDirOption(const QCommandLineParser &parser)
     if (!QDir().mkpath(folder) || !QDir::setCurrent(folder)) {
         throw InputError(folder + QStringLiteral(": cannot be made or entered"));
     }
+}
+
+int numberOf(const QCommandLineParser &parser, const QString &option, int lowest, int highest)
+{
+    bool isNumber = false;
+    const QString text = parser.value(option);
+    const int number = text.toInt(&isNumber);
+    if (!isNumber || number < lowest || number > highest) {
+        throw UsageError(QStringLiteral("--%1: a number from %2 to %3 expected, not '%4'")
+                             .arg(option, QString::number(lowest), QString::number(highest), text));
+    }
+    return number;
 }
 
 QString onlyArgument(const QCommandLineParser &parser, const QString &what)

@@ -43,12 +43,15 @@ struct Command
 };
 
 int runDevice(const QStringList &arguments, const Output &output);
+int runSend(const QStringList &arguments, const Output &output);
 int runOsd(const QStringList &arguments, const Output &output);
 int runLog(const QStringList &arguments, const Output &output);
 int runCheck(const QStringList &arguments, const Output &output);
 int runRules(const QStringList &arguments, const Output &output);
 
-/** Parses the arguments of a command; false when it only had to print its help. Throws UsageError. */
+void printVersion(QTextStream &out);
+
+/** Parses the arguments of a command; false when it only had to print its help or the version. Throws UsageError. */
 bool parse(QCommandLineParser &parser, const QStringList &arguments, const Output &output);
 
 /** --trace. */
@@ -58,6 +61,9 @@ void obeyTraceOption(const QCommandLineParser &parser);
 /** --log-dir. What is named relative to the working directory must have been read before: it changes. */
 void addLogDirOption(QCommandLineParser &parser);
 void obeyLogDirOption(const QCommandLineParser &parser);
+
+/** A number that an option was given, within bounds. Throws UsageError, which names the option. */
+int numberOf(const QCommandLineParser &parser, const QString &option, int lowest, int highest);
 
 /** The one positional argument that a command takes. */
 QString onlyArgument(const QCommandLineParser &parser, const QString &what);

@@ -12,6 +12,7 @@ using namespace biz::console;
 
 constexpr Command commands[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
+    {"send", "--device URL HEAD", "gives one command and tells what became of it", runSend},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
     {"log", "[FILE...]", "explains the lines of error logs", runLog},
     {"check", "MODEL HEAD PAYLOAD", "judges one reply without a device", runCheck},
@@ -56,7 +57,7 @@ int dispatch(const QStringList &arguments, const Output &output)
         return AsExpected;
     }
     if (first == QLatin1String("--version") || first == QLatin1String("-v")) {
-        output.out << "biz_console " << BIZ_CONSOLE_VERSION << '\n';
+        printVersion(output.out);
         return AsExpected;
     }
     const Command *command = commandNamed(first);

@@ -1,9 +1,5 @@
 #include <biz_console/command_line.h>
 
-#include <memory>
-
-#include <QtCore/QUrl>
-
 #include <biz_console/device_run.h>
 #include <biz_console/run_options.h>
 #include <biz_console/session_reader.h>
@@ -21,16 +17,6 @@ DeviceSession loadSession(const QString &path)
     }
 }
 
-std::unique_ptr<host::DeviceLink> linkOf(const QString &device)
-{
-    QString error;
-    std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(device), &error);
-    if (!link) {
-        throw UsageError(QStringLiteral("--device: ") + error);
-    }
-    return link;
-}
-
 } // namespace
 
 int runDevice(const QStringList &arguments, const Output &output)
@@ -39,11 +25,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     parser.setApplicationDescription(QStringLiteral("Plays a session against one device."));
     parser.addPositionalArgument(QStringLiteral("session"), QStringLiteral("The session, a JSON file."),
                                  QStringLiteral("run SESSION.json"));
-    const QString deviceOption = QStringLiteral("device");
-    parser.addOption(
-        {deviceOption,
-         QStringLiteral("The device: tcp://HOST[:PORT], udp://HOST[:PORT] or serial:///dev/NAME[?baud=N]."),
-         QStringLiteral("url")});
+    addDeviceOption(parser);
     addQuietOption(parser);
     addJsonOption(parser);
     addLogDirOption(parser);
@@ -52,10 +34,7 @@ int runDevice(const QStringList &arguments, const Output &output)
         return AsExpected;
     }
     const QString path = onlyArgument(parser, QStringLiteral("the session"));
-    if (!parser.isSet(deviceOption)) {
-        throw UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
-    }
-    std::unique_ptr<host::DeviceLink> link = linkOf(parser.value(deviceOption));
+    std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
     DeviceSession session = loadSession(path);
     obeyTraceOption(parser);
     obeyLogDirOption(parser);

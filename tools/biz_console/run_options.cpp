@@ -1,5 +1,9 @@
 #include <biz_console/run_options.h>
 
+#include <QtCore/QUrl>
+#include <QtNetwork/QHostAddress>
+
+#include <biz_console/command_line.h>
 #include <biz_console/json_sink.h>
 
 namespace biz::console {
@@ -11,12 +15,74 @@ QString jsonOption()
     return QStringLiteral("json");
 }
 
+QString deviceOption()
+{
+    return QStringLiteral("device");
+}
+
+QString portOption()
+{
+    return QStringLiteral("port");
+}
+
+QString bindOption()
+{
+    return QStringLiteral("bind");
+}
+
 QString quietOption()
 {
     return QStringLiteral("quiet");
 }
 
 } // namespace
+
+void addDeviceOption(QCommandLineParser &parser)
+{
+    parser.addOption(
+        {deviceOption(),
+         QStringLiteral("The device: tcp://HOST[:PORT], udp://HOST[:PORT] or serial:///dev/NAME[?baud=115200]."),
+         QStringLiteral("url")});
+}
+
+std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser)
+{
+    if (!parser.isSet(deviceOption())) {
+        throw UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
+    }
+    QString error;
+    std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(parser.value(deviceOption())), &error);
+    if (!link) {
+        throw UsageError(QStringLiteral("--device: ") + error);
+    }
+    return link;
+}
+
+void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort, const QString &defaultAddress)
+{
+    parser.addOption({portOption(), QStringLiteral("The devices' UDP port; %1 by default.").arg(defaultPort),
+                      QStringLiteral("port")});
+    parser.addOption({bindOption(),
+                      QStringLiteral("The local address to send from; %1 by default.").arg(defaultAddress),
+                      QStringLiteral("address")});
+}
+
+quint16 osdPort(const QCommandLineParser &parser, quint16 fallback)
+{
+    return parser.isSet(portOption()) ? static_cast<quint16>(numberOf(parser, portOption(), 1, UINT16_MAX)) : fallback;
+}
+
+QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallback)
+{
+    if (!parser.isSet(bindOption())) {
+        return fallback;
+    }
+    QString address = parser.value(bindOption());
+    if (QHostAddress(address).isNull()) {
+        throw UsageError(QStringLiteral("--bind: a local address expected, not '%1'").arg(address));
+    }
+    return address;
+}
 
 void addJsonOption(QCommandLineParser &parser)
 {

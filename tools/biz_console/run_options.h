@@ -1,14 +1,30 @@
 #ifndef BIZ_CONSOLE_RUN_OPTIONS_H
 #define BIZ_CONSOLE_RUN_OPTIONS_H
 
+#include <memory>
+
 #include <QtCore/QCommandLineParser>
 
 #include <biz_console/event_printer.h>
 #include <biz_console/session_run.h>
+#include <host/device_link.h>
 
 namespace biz::console {
 
-/** What `run`, `osd` and `send` have in common. */
+// What `run`, `osd` and `send` have in common. All that read an option throw UsageError.
+
+/** --device. */
+void addDeviceOption(QCommandLineParser &parser);
+std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser);
+
+/** --port and --bind of the OSD channel. */
+void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort, const QString &defaultAddress);
+
+/** Without the option, `fallback`. */
+quint16 osdPort(const QCommandLineParser &parser, quint16 fallback);
+QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallback);
+
+/** --json. */
 void addJsonOption(QCommandLineParser &parser);
 bool wantsJson(const QCommandLineParser &parser);
 

@@ -12,6 +12,13 @@
 
 namespace biz::console {
 
+constexpr int maxWaitMs = 3'600'000;
+constexpr int defaultDeviceWaitMs = 500;
+
+constexpr int stampedHeadBytes = 1; ///< byte 0 of a head, which the channel fills
+constexpr int headBytes = 6;        ///< the bytes of a head that people write
+constexpr int osdHeadBytes = 11;
+
 /** A command of a session, given to the channel `repeat` times. */
 struct DeviceCommand
 {

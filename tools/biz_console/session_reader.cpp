@@ -14,7 +14,6 @@ using tools::ObjectReader;
 
 namespace {
 
-constexpr int maxWaitMs = 3'600'000;
 constexpr int maxRepeat = 1'000'000;
 constexpr int maxCommands = 1'000'000;  ///< of a session in all: each one takes memory
 constexpr int maxOsdCommands = 100'000; ///< all of them are given to the host at once
@@ -22,12 +21,7 @@ constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
 
-constexpr int defaultDeviceWaitMs = 500;
 constexpr int defaultOsdWaitMs = 1000;
-
-constexpr int stampedHeadBytes = 1; ///< byte 0, which the channel fills
-constexpr int headBytes = 6;
-constexpr int osdHeadBytes = 11;
 
 Expectation readExpectation(const ObjectReader &command)
 {

@@ -1,0 +1,209 @@
+#include <biz_console/command_line.h>
+
+#include <algorithm>
+
+#include <QtNetwork/QHostAddress>
+
+#include <biz_console/checked_reply.h>
+#include <biz_console/device_run.h>
+#include <biz_console/json_sink.h>
+#include <biz_console/osd_run.h>
+#include <biz_console/run_options.h>
+#include <biz_console/send_printer.h>
+#include <common/json_reader.h>
+#include <host/frame_codec.h>
+
+namespace biz::console {
+
+namespace {
+
+/** The OSD channel counts whole seconds, so less can end a wait almost at once. */
+constexpr int defaultOsdWaitMs = 2000;
+constexpr int maxFlag = 0xFF;
+
+QString osdOption()
+{
+    return QStringLiteral("osd");
+}
+
+QString modelOption()
+{
+    return QStringLiteral("model");
+}
+
+QString dataOption()
+{
+    return QStringLiteral("data");
+}
+
+QString waitOption()
+{
+    return QStringLiteral("wait");
+}
+
+QString textOption()
+{
+    return QStringLiteral("text");
+}
+
+QString flagOption()
+{
+    return QStringLiteral("flag");
+}
+
+void describe(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(
+        QStringLiteral("Gives one command to a device, or to an OSD device with --osd, and tells what became of it.\n"
+                       "Exit status: 0 answered, 1 not answered, 2 bad usage, 3 the device cannot be reached."));
+    parser.addPositionalArgument(
+        QStringLiteral("head"),
+        QStringLiteral("Bytes 1 to 6 of the head in hexadecimal; of an OSD command all eleven bytes."),
+        QStringLiteral("send HEAD"));
+    addDeviceOption(parser);
+    parser.addOption({modelOption(),
+                      QStringLiteral("The model whose rules judge the reply, such as A2; every reply is accepted by "
+                                     "default."),
+                      QStringLiteral("model")});
+    parser.addOption({dataOption(), QStringLiteral("The payload in hexadecimal."), QStringLiteral("hex")});
+    parser.addOption({waitOption(),
+                      QStringLiteral("How long a reply is waited for; %1 by default, %2 for an OSD device.")
+                          .arg(defaultDeviceWaitMs)
+                          .arg(defaultOsdWaitMs),
+                      QStringLiteral("ms")});
+    parser.addOption({osdOption(), QStringLiteral("An OSD device instead of --device."), QStringLiteral("address")});
+    addOsdOptions(parser, QString::number(biz_OsdHost::defaultPort), QStringLiteral("any"));
+    parser.addOption({textOption(), QStringLiteral("The text of an OSD command."), QStringLiteral("text")});
+    parser.addOption({flagOption(), QStringLiteral("The flag of an OSD command, 0 by default."), QStringLiteral("n")});
+    addJsonOption(parser);
+    addLogDirOption(parser);
+    addTraceOption(parser);
+}
+
+/** A misplaced option would silently do nothing. */
+void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QString> options, const char *why)
+{
+    for (const QString &option : options) {
+        if (parser.isSet(option)) {
+            throw UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
+        }
+    }
+}
+
+QByteArray headOf(const QString &text, int size, const char *example)
+{
+    QByteArray head;
+    if (!tools::bytesFromHex(text, &head) || head.size() != size) {
+        throw UsageError(QStringLiteral("the head: %1 bytes in hexadecimal such as \"%2\" expected, not '%3'")
+                             .arg(QString::number(size), QLatin1String(example), text));
+    }
+    return head;
+}
+
+QByteArray dataOf(const QCommandLineParser &parser, int maxSize)
+{
+    QByteArray data;
+    const QString text = parser.value(dataOption());
+    if (!tools::bytesFromHex(text, &data) || data.size() > maxSize) {
+        throw UsageError(QStringLiteral("--data: at most %1 bytes in hexadecimal expected, not '%2'")
+                             .arg(QString::number(maxSize), text));
+    }
+    return data;
+}
+
+int waitOf(const QCommandLineParser &parser, int fallback)
+{
+    return parser.isSet(waitOption()) ? numberOf(parser, waitOption(), 1, maxWaitMs) : fallback;
+}
+
+DeviceSession deviceSession(const QCommandLineParser &parser)
+{
+    const QByteArray head = headOf(onlyArgument(parser, QStringLiteral("the head")), headBytes, "F1 08 03 62 01 00");
+    DeviceCommand command;
+    std::copy(head.begin(), head.end(), command.record.ucHead + stampedHeadBytes);
+    command.name = host::commandText(command.record);
+    command.record.baData = dataOf(parser, host::DemoFrameCodec::maxPayload);
+    command.record.iWaitTime = waitOf(parser, defaultDeviceWaitMs);
+    DeviceSession session;
+    session.deviceType = parser.isSet(modelOption()) ? modelNamed(parser.value(modelOption())).deviceType : -1;
+    session.commands.append(command);
+    return session;
+}
+
+OsdSession osdSession(const QCommandLineParser &parser)
+{
+    const QByteArray head =
+        headOf(onlyArgument(parser, QStringLiteral("the head")), osdHeadBytes, "0D 01 00 00 00 00 00 00 00 00 00");
+    OsdCommand command;
+    std::copy(head.begin(), head.end(), command.record.ucOsdHead);
+    command.name = QString::fromLatin1(head.left(2).toHex('/').toUpper());
+    command.record.baData = dataOf(parser, host::OsdDatagramCodec::maxPayload);
+    command.record.iWaitTime = waitOf(parser, defaultOsdWaitMs);
+    command.record.qsOsdText = parser.value(textOption());
+    if (parser.isSet(flagOption())) {
+        command.record.ucOsdFlag = static_cast<quint8>(numberOf(parser, flagOption(), 0, maxFlag));
+    }
+    OsdSession session;
+    session.port = osdPort(parser, biz_OsdHost::defaultPort);
+    session.devices.append(parser.value(osdOption()));
+    session.commands.append(command);
+    return session;
+}
+
+/** Any local address of the device's kind: the system picks the one on its way. */
+QString anyAddressFor(const QString &device)
+{
+    const QHostAddress address(device);
+    if (address.isNull() || address.toString() != device) {
+        throw UsageError(QStringLiteral("--osd: an address such as 127.1.0.1 expected, not '%1'").arg(device));
+    }
+    const bool isIpv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
+    return QHostAddress(isIpv6 ? QHostAddress::AnyIPv6 : QHostAddress::AnyIPv4).toString();
+}
+
+int play(SessionRun &run, const QCommandLineParser &parser, const Output &output)
+{
+    if (wantsJson(parser)) {
+        run.addSink(std::make_unique<JsonSink>(output.out, true));
+    } else {
+        run.addSink(std::make_unique<SendPrinter>(output.out));
+    }
+    return execute(run);
+}
+
+int sendToDevice(const QCommandLineParser &parser, const Output &output)
+{
+    refuseOptions(parser, {textOption(), flagOption(), QStringLiteral("port"), QStringLiteral("bind")},
+                  "is for OSD devices, with --osd");
+    std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
+    DeviceSession session = deviceSession(parser);
+    obeyTraceOption(parser);
+    obeyLogDirOption(parser);
+    DeviceRun run(std::move(session), std::move(link), output.err);
+    return play(run, parser, output);
+}
+
+int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
+{
+    refuseOptions(parser, {QStringLiteral("device"), modelOption()}, "is not for OSD devices");
+    OsdRunOptions options;
+    options.localAddress = osdLocalAddress(parser, anyAddressFor(parser.value(osdOption())));
+    OsdSession session = osdSession(parser);
+    obeyTraceOption(parser);
+    OsdRun run(std::move(session), options, output.err);
+    return play(run, parser, output);
+}
+
+} // namespace
+
+int runSend(const QStringList &arguments, const Output &output)
+{
+    QCommandLineParser parser;
+    describe(parser);
+    if (!parse(parser, arguments, output)) {
+        return AsExpected;
+    }
+    return parser.isSet(osdOption()) ? sendToOsdDevice(parser, output) : sendToDevice(parser, output);
+}
+
+} // namespace biz::console

@@ -1,0 +1,72 @@
+#include <biz_console/send_printer.h>
+
+namespace biz::console {
+
+namespace {
+
+constexpr int bytesPerRow = 16;
+constexpr int rowsShown = 8;
+constexpr int timeWidth = 10;
+
+QString hexOf(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+} // namespace
+
+SendPrinter::SendPrinter(QTextStream &out)
+    : m_out(out)
+{
+}
+
+void SendPrinter::happened(const RunEvent &event)
+{
+    if (event.kind == RunEvent::Kind::Refused) {
+        m_out << event.bytes << " received bytes were no reply: " << event.reason << '\n';
+    } else if (event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign) {
+        m_out << "a reply came that belongs to no command: " << hexOf(event.head) << '\n';
+    } else if (event.kind == RunEvent::Kind::Failed) {
+        m_out << "socket: " << event.reason << '\n';
+    } else if (event.kind == RunEvent::Kind::Ended) {
+        m_out << event.kindName() << ": " << event.reason << '\n';
+        if (event.outcome == host::Outcome::Answered) {
+            printReply(event);
+        }
+        printHistory(event);
+    }
+    m_out.flush();
+}
+
+void SendPrinter::printReply(const RunEvent &event)
+{
+    m_out << "reply\n  head  " << hexOf(event.head) << '\n';
+    if (!event.text.isEmpty()) {
+        m_out << "  text  " << event.text << '\n';
+    }
+    const int shown = qMin(event.data.size(), bytesPerRow * rowsShown);
+    for (int first = 0; first < shown; first += bytesPerRow) {
+        m_out << (first == 0 ? "  data  " : "        ") << hexOf(event.data.mid(first, bytesPerRow)) << '\n';
+    }
+    if (shown < event.data.size()) {
+        m_out << "        and " << event.data.size() - shown << " bytes more; --json shows all\n";
+    }
+}
+
+void SendPrinter::printHistory(const RunEvent &event)
+{
+    m_out << "history\n";
+    for (const host::CommandEvent &step : event.history) {
+        m_out << millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << step.text << '\n';
+    }
+}
+
+void SendPrinter::ended(const RunEnd &end)
+{
+    if (!end.summary.errorLog.isEmpty()) {
+        m_out << "error log  " << end.summary.errorLog << '\n';
+    }
+    m_out.flush();
+}
+
+} // namespace biz::console

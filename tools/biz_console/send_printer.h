@@ -1,0 +1,28 @@
+#ifndef BIZ_CONSOLE_SEND_PRINTER_H
+#define BIZ_CONSOLE_SEND_PRINTER_H
+
+#include <QtCore/QTextStream>
+
+#include <biz_console/event_sink.h>
+
+namespace biz::console {
+
+/** Tells people how the one command of a run ended, and what had happened to it. */
+class SendPrinter : public EventSink
+{
+public:
+    explicit SendPrinter(QTextStream &out);
+
+    void happened(const RunEvent &event) override;
+    void ended(const RunEnd &end) override;
+
+private:
+    void printReply(const RunEvent &event);
+    void printHistory(const RunEvent &event);
+
+    QTextStream &m_out;
+};
+
+} // namespace biz::console
+
+#endif
