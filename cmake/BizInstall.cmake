@@ -6,9 +6,22 @@ include(CMakePackageConfigHelpers)
 
 set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/BIZ_Manage)
 
-# The file's prefix is told from where the file is, so that an installation can be moved.
+# The file's prefix is told from where the file is, so that an installation can be moved; one
+# that was given an absolute folder for its libraries is where it is.
 function(biz_install_pkg_config name component)
-    file(RELATIVE_PATH BIZ_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+    if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+        set(BIZ_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+    else()
+        file(RELATIVE_PATH toPrefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+        string(REGEX REPLACE "/$" "" toPrefix ${toPrefix})
+        set(BIZ_PC_PREFIX "\${pcfiledir}/${toPrefix}")
+    endif()
+    foreach(folder LIBDIR INCLUDEDIR)
+        set(BIZ_PC_${folder} ${CMAKE_INSTALL_${folder}})
+        if(NOT IS_ABSOLUTE ${CMAKE_INSTALL_${folder}})
+            set(BIZ_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
+        endif()
+    endforeach()
     configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
@@ -31,9 +44,8 @@ install(EXPORT BIZ_ManageTargets
     DESTINATION ${BIZ_CMAKE_DIR}
     COMPONENT biz_manage_dev)
 biz_install_pkg_config(BIZ_Manage biz_manage_dev)
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libbiz-manage1 RENAME copyright
-    COMPONENT biz_manage)
+# The packages carry it in folders of their own.
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT biz_license)
 
 if(BIZ_BUILD_HOST)
     # A set of targets of its own: who links BIZ::Manage alone needs no Qt Network.
@@ -67,8 +79,12 @@ install(FILES
 
 if(BIZ_BUILD_TOOLS)
     # Found beside the libraries wherever the installation is moved to.
-    set_target_properties(biz_console biz_simulator PROPERTIES
-        INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
+    if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+        set(libraries ${CMAKE_INSTALL_LIBDIR})
+    else()
+        set(libraries $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
+    endif()
+    set_target_properties(biz_console biz_simulator PROPERTIES INSTALL_RPATH ${libraries})
     install(TARGETS biz_console biz_simulator
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT biz_tools)
     foreach(tool IN ITEMS biz_console biz_simulator)

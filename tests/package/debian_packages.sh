@@ -1,50 +1,79 @@
 #!/usr/bin/env bash
-# debian_packages.sh CPACK BUILD_DIR SCRATCH_DIR SESSION
-# Makes the Debian packages, unpacks them all into one folder, and lets the console found there
-# play a session against the simulator found there.
+# debian_packages.sh SOURCE_DIR SCRATCH_DIR
+# Makes the Debian packages, looks into them, unpacks them all into one folder, and lets the console
+# found there play a session against the simulator found there.
 set -euo pipefail
 
-cpack=$1
-build=$2
-scratch=$3
-session=$4
+source=$1
+scratch=$2
+names='libbiz-manage1 libbiz-manage-dev libbiz-host1 libbiz-host-dev biz-tools'
 
 fail() {
     echo "$*" >&2
     exit 1
 }
 
-rm -rf "$scratch"
-mkdir -p "$scratch/root" "$scratch/run"
-"$cpack" --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 || {
-    cat "$scratch/cpack.log" >&2
+mkdir -p "$scratch"
+# The build stays from one run to the next; what is made of it does not.
+rm -rf "$scratch/root" "$scratch/run" "$scratch/unpacked"
+mkdir -p "$scratch/root" "$scratch/run" "$scratch/unpacked"
+"$source/scripts/packages" "$scratch/build" >"$scratch/packages.log" 2>&1 || {
+    tail -n 50 "$scratch/packages.log" >&2
     exit 1
 }
 
-for package in libbiz-manage1 libbiz-manage-dev libbiz-host1 libbiz-host-dev biz-tools; do
-    file=$(find "$scratch/packages" -maxdepth 1 -name "${package}_*.deb")
-    [ -n "$file" ] || fail "there is no package $package"
+for name in $names; do
+    file=$(find "$scratch/build/packages" -maxdepth 1 -name "${name}_*.deb")
+    [ -n "$file" ] || fail "there is no package $name"
     dpkg-deb -x "$file" "$scratch/root"
+    dpkg-deb -R "$file" "$scratch/unpacked/$name"
 done
 
+# needs PACKAGE REGEX: one of the packages that it depends on.
+needs() {
+    grep -qE "^Depends:.* $2" "$scratch/unpacked/$1/DEBIAN/control" || fail "$1 does not depend on $2"
+}
+# holds_none PACKAGE REGEX: of the paths in it.
+holds_none() {
+    ! (cd "$scratch/unpacked/$1" && find . -path ./DEBIAN -prune -o -print) | grep -E "$2" || fail "$1 holds these"
+}
+
 # Whoever installs the tools gets the libraries that they load.
-dpkg-deb -f "$scratch"/packages/biz-tools_*.deb Depends | grep -q 'libbiz-host1 (= ' || fail "biz-tools needs no host kit"
-dpkg-deb -f "$scratch"/packages/libbiz-host1_*.deb Depends | grep -q 'libbiz-manage1 (= ' || fail "the host kit needs no library"
-dpkg-deb -f "$scratch"/packages/libbiz-manage1_*.deb Depends | grep -q 'libqt5core5a' || fail "the library needs no Qt"
+needs biz-tools 'libbiz-host1 \(= '
+needs libbiz-host1 'libbiz-manage1 \(= '
+needs libbiz-manage1 'libqt5core5a \('
+# Whoever builds a host gets the headers that its own include.
+needs libbiz-host-dev 'libbiz-manage-dev \(= '
+needs libbiz-manage-dev 'qtbase5-dev'
 # Run-time packages hold nothing that a program is built with, and the other way round.
-! dpkg-deb -c "$scratch"/packages/libbiz-manage1_*.deb | grep -E '\.(h|pc|cmake)$|\.so ->' || fail "libbiz-manage1 holds these"
-! dpkg-deb -c "$scratch"/packages/libbiz-manage-dev_*.deb | grep -E '^-.*\.so' || fail "libbiz-manage-dev holds these"
+for name in libbiz-manage libbiz-host; do
+    holds_none ${name}1 '\.(h|pc|cmake|so)$'
+    holds_none $name-dev '\.so\.'
+done
+# Each carries its licence, and libraries lie where this machine's kind of them does.
+libraries=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+for name in $names; do
+    [ -s "$scratch/unpacked/$name/usr/share/doc/$name/copyright" ] || fail "$name has no copyright file"
+    holds_none "$name" '^\./usr/lib/[^/]*\.(so|pc)'
+done
 
 # The tools come with their manual pages, and with completion under the names that bash looks for.
 share=$scratch/root/usr/share
 for tool in biz_console biz_simulator; do
-    [ -f "$share/man/man1/$tool.1" ] || fail "biz-tools has no manual page of $tool"
+    [ -f "$share/man/man1/$tool.1.gz" ] || fail "biz-tools has no manual page of $tool"
     bash -c 'source "$0" && complete -p "$1"' "$share/bash-completion/completions/$tool" "$tool" >/dev/null ||
         fail "biz-tools completes no $tool"
 done
 
+# A package of a program that uses the libraries learns from them what it depends on.
+mkdir -p "$scratch/run/debian"
+printf 'Source: host\n\nPackage: host\nArchitecture: any\n' >"$scratch/run/debian/control"
+depends=$(cd "$scratch/run" && dpkg-shlibdeps -O -S"$scratch/unpacked/libbiz-manage1" -S"$scratch/unpacked/libbiz-host1" \
+    -e"$scratch/root/usr/bin/biz_console" 2>"$scratch/shlibdeps.log") || fail "$(cat "$scratch/shlibdeps.log")"
+[[ $depends == *'libbiz-host1 (>= 1.0.0)'* ]] || fail "a host learns that it depends on: $depends"
+
+export LD_LIBRARY_PATH=$scratch/root/$libraries
 bin=$scratch/root/usr/bin
-unset LD_LIBRARY_PATH
 simulator_id=
 trap '[ -z "$simulator_id" ] || kill "$simulator_id" 2>/dev/null || true' EXIT
 cd "$scratch/run"
@@ -60,6 +89,6 @@ url=$(sed -nE 's/^listening on (tcp:[^ ]+).*/\1/p' listening)
 [ -n "$url" ] || fail "the simulator did not say where it listens: $(cat listening)"
 # The loaded libraries are the unpacked ones, not those of the build or of the system.
 for library in libBIZ_Manage libBIZ_Host; do
-    grep -qF "$scratch/root/usr/lib" <(grep "$library" "/proc/$simulator_id/maps") || fail "$library was loaded from elsewhere"
+    grep -qF "$scratch/root/$libraries" <(grep "$library" "/proc/$simulator_id/maps") || fail "$library was loaded from elsewhere"
 done
-timeout 60 "$bin/biz_console" run "$session" --device "$url" --log-dir "$scratch/run" --quiet
+timeout 60 "$bin/biz_console" run "$source/examples/sessions/a2.json" --device "$url" --log-dir "$scratch/run" --quiet

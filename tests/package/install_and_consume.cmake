@@ -1,5 +1,6 @@
-# Installs the project into a scratch folder, then configures, builds and runs a consumer
-# that knows that folder alone. Given: BUILD_DIR, SCRATCH_DIR, CONSUMER_DIR, GENERATOR, CXX, CXX_FLAGS.
+# Installs the project into a scratch folder, then configures, builds and runs hosts that know that
+# folder alone; with MOVED the folder is renamed before they see it.
+# Given: BUILD_DIR, SCRATCH_DIR, CONSUMER_DIR, HEADERS (by commas), MOVED, GENERATOR, CXX, CXX_FLAGS.
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 set(prefix ${SCRATCH_DIR}/prefix)
 set(consumer ${SCRATCH_DIR}/consumer)
@@ -7,8 +8,24 @@ set(consumer ${SCRATCH_DIR}/consumer)
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+if(MOVED)
+    file(RENAME ${prefix} ${SCRATCH_DIR}/moved)
+    set(prefix ${SCRATCH_DIR}/moved)
+endif()
+
+# Exactly the public headers; no private one among them.
+string(REPLACE "," ";" expected "${HEADERS}")
+list(SORT expected)
+file(GLOB_RECURSE found RELATIVE ${prefix}/include ${prefix}/include/*)
+list(SORT found)
+if(expected STREQUAL "" OR NOT found STREQUAL expected)
+    message(FATAL_ERROR "installed headers: ${found}\nexpected: ${expected}")
+endif()
+
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer} -G ${GENERATOR}
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
+    -DCMAKE_PREFIX_PATH=${prefix} -DEXPECTED_PREFIX=${prefix}
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${CMAKE_COMMAND} --build ${consumer})
-run(${consumer}/manage_consumer)
-run(${consumer}/host_consumer)
+foreach(host manage_consumer static_members_consumer host_consumer)
+    run(${consumer}/${host})
+endforeach()

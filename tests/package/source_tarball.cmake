@@ -20,5 +20,6 @@ run(${CMAKE_COMMAND} -S ${SUBPROJECT_DIR} -B ${host} -G ${GENERATOR}
     -DBIZ_SOURCE=${source} -DCONSUMER_DIR=${CONSUMER_DIR} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${CMAKE_COMMAND} --build ${host})
-run(${host}/manage_consumer)
-run(${host}/host_consumer)
+foreach(consumer manage_consumer static_members_consumer host_consumer)
+    run(${host}/${consumer})
+endforeach()
