@@ -1,5 +1,6 @@
-# Compares what the library exports with a checked-in list.
-#   cmake -DNM=nm -DLIBRARY=libBIZ_Manage.so -DLIST=exported_symbols.txt [-DWRITE=ON] -P this_file
+# Compares what a library exports with a checked-in list.
+#   cmake -DNM=nm -DLIBRARY=libX.so -DLIST=list.txt -DINTERNAL=regex [-DIGNORED=regex] [-DWRITE=ON] -P this_file
+# What matches INTERNAL must not be exported at all; what matches IGNORED is no part of the interface.
 # Weak symbols are the compiler's: inline code and templates, which differ between compilers
 # and levels of optimisation. Of these only the classes' own tables and types are listed.
 execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY}
@@ -21,10 +22,13 @@ foreach(line IN LISTS lines)
     if(name MATCHES "^__odr_asan" OR name MATCHES "^guard variable for ")
         continue() # the address sanitizer's marks; function-local statics
     endif()
-    if(name MATCHES "(^|[^A-Za-z0-9_])biz::")
+    if(IGNORED AND name MATCHES "${IGNORED}")
+        continue()
+    endif()
+    if(name MATCHES "${INTERNAL}")
         string(APPEND internal "\n  ${name}")
     endif()
-    if(NOT type MATCHES "[VWvwu]" OR name MATCHES "^(vtable|typeinfo|typeinfo name) for (biz_|BIZ_)")
+    if(NOT type MATCHES "[VWvwu]" OR name MATCHES "^(vtable|typeinfo|typeinfo name) for (biz_|BIZ_|biz::)")
         list(APPEND exported "${name}")
     endif()
 endforeach()
@@ -36,7 +40,8 @@ list(REMOVE_DUPLICATES exported)
 
 if(WRITE)
     string(REPLACE ";" "\n" text "${exported}")
-    file(WRITE ${LIST} "# What libBIZ_Manage.so exports. Write it anew, then read the difference:\n"
+    get_filename_component(library ${LIBRARY} NAME_WE)
+    file(WRITE ${LIST} "# What ${library}.so exports. Write it anew, then read the difference:\n"
         "# cmake --build <build folder> --target update_exported_symbols\n${text}\n")
     message(STATUS "written: ${LIST}")
     return()

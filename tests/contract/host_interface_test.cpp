@@ -1,0 +1,230 @@
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <host/biz_devicehost.h>
+#include <host/biz_osdhost.h>
+#include <host/command_result.h>
+#include <host/device_link.h>
+#include <host/frame_codec.h>
+#include <host/reply_matcher.h>
+#include <host/reply_words.h>
+
+#include "same_type.h"
+
+// What applications that were compiled earlier hold by value or derive from: the structures of the
+// host kit, and the places of the virtual functions.
+
+namespace {
+
+using namespace biz::host;
+using DeviceStatus = biz_OsdHost::DeviceStatus;
+
+BIZ_HAS_TYPE(CommandEvent::atMs, double);
+BIZ_HAS_TYPE(CommandEvent::text, QString);
+static_assert(std::is_standard_layout<CommandEvent>::value, "the places below need it");
+BIZ_LIES_AT(CommandEvent, atMs, 0);
+BIZ_LIES_AT(CommandEvent, text, 8);
+static_assert(sizeof(void *) != 8 || sizeof(CommandEvent) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(CommandResult::outcome, Outcome);
+BIZ_HAS_TYPE(CommandResult::attempts, int);
+BIZ_HAS_TYPE(CommandResult::reply, model_Protocoldata);
+BIZ_HAS_TYPE(CommandResult::roundTripMs, double);
+BIZ_HAS_TYPE(CommandResult::reason, QString);
+BIZ_HAS_TYPE(CommandResult::history, QVector<CommandEvent>);
+static_assert(std::is_standard_layout<CommandResult>::value, "the places below need it");
+BIZ_LIES_AT(CommandResult, outcome, 0);
+BIZ_LIES_AT(CommandResult, attempts, 4);
+BIZ_LIES_AT(CommandResult, reply, 8);
+BIZ_LIES_AT(CommandResult, roundTripMs, 88);
+BIZ_LIES_AT(CommandResult, reason, 96);
+BIZ_LIES_AT(CommandResult, history, 104);
+static_assert(sizeof(void *) != 8 || sizeof(CommandResult) == 112, "a field was added or removed");
+
+BIZ_HAS_TYPE(OsdCommandResult::outcome, Outcome);
+BIZ_HAS_TYPE(OsdCommandResult::ip, QString);
+BIZ_HAS_TYPE(OsdCommandResult::attempts, int);
+BIZ_HAS_TYPE(OsdCommandResult::reply, model_OsdParam);
+BIZ_HAS_TYPE(OsdCommandResult::roundTripMs, double);
+BIZ_HAS_TYPE(OsdCommandResult::reason, QString);
+BIZ_HAS_TYPE(OsdCommandResult::history, QVector<CommandEvent>);
+static_assert(std::is_standard_layout<OsdCommandResult>::value, "the places below need it");
+BIZ_LIES_AT(OsdCommandResult, outcome, 0);
+BIZ_LIES_AT(OsdCommandResult, ip, 8);
+BIZ_LIES_AT(OsdCommandResult, attempts, 16);
+BIZ_LIES_AT(OsdCommandResult, reply, 24);
+BIZ_LIES_AT(OsdCommandResult, roundTripMs, 80);
+BIZ_LIES_AT(OsdCommandResult, reason, 88);
+BIZ_LIES_AT(OsdCommandResult, history, 96);
+static_assert(sizeof(void *) != 8 || sizeof(OsdCommandResult) == 104, "a field was added or removed");
+
+BIZ_HAS_TYPE(StopReport::pending, int);
+BIZ_HAS_TYPE(StopReport::slowSteps, QStringList);
+static_assert(std::is_standard_layout<StopReport>::value, "the places below need it");
+BIZ_LIES_AT(StopReport, pending, 0);
+BIZ_LIES_AT(StopReport, slowSteps, 8);
+static_assert(sizeof(void *) != 8 || sizeof(StopReport) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(Counters::enqueued, quint64);
+BIZ_HAS_TYPE(Counters::sent, quint64);
+BIZ_HAS_TYPE(Counters::resent, quint64);
+BIZ_HAS_TYPE(Counters::answered, quint64);
+BIZ_HAS_TYPE(Counters::gaveUp, quint64);
+BIZ_HAS_TYPE(Counters::cleared, quint64);
+BIZ_HAS_TYPE(Counters::skipped, quint64);
+BIZ_HAS_TYPE(Counters::stopped, quint64);
+BIZ_HAS_TYPE(Counters::released, quint64);
+BIZ_HAS_TYPE(Counters::rejected, quint64);
+BIZ_HAS_TYPE(Counters::late, quint64);
+BIZ_HAS_TYPE(Counters::duplicate, quint64);
+BIZ_HAS_TYPE(Counters::foreign, quint64);
+BIZ_HAS_TYPE(Counters::refusedBytes, quint64);
+BIZ_HAS_TYPE(Counters::refusedFrames, quint64);
+BIZ_HAS_TYPE(Counters::bytesOut, quint64);
+BIZ_HAS_TYPE(Counters::bytesIn, quint64);
+BIZ_HAS_TYPE(Counters::rejectedByRule, QMap<QString, quint64>);
+BIZ_HAS_TYPE(Counters::queueLength, int);
+BIZ_HAS_TYPE(Counters::queueLengthMax, int);
+BIZ_HAS_TYPE(Counters::lastSeenUtcMs, qint64);
+BIZ_HAS_TYPE(Counters::roundTripMinMs, double);
+BIZ_HAS_TYPE(Counters::roundTripMedianMs, double);
+BIZ_HAS_TYPE(Counters::roundTripP99Ms, double);
+BIZ_HAS_TYPE(Counters::roundTripMaxMs, double);
+static_assert(std::is_standard_layout<Counters>::value, "the places below need it");
+BIZ_LIES_AT(Counters, enqueued, 0);
+BIZ_LIES_AT(Counters, sent, 8);
+BIZ_LIES_AT(Counters, resent, 16);
+BIZ_LIES_AT(Counters, answered, 24);
+BIZ_LIES_AT(Counters, gaveUp, 32);
+BIZ_LIES_AT(Counters, cleared, 40);
+BIZ_LIES_AT(Counters, skipped, 48);
+BIZ_LIES_AT(Counters, stopped, 56);
+BIZ_LIES_AT(Counters, released, 64);
+BIZ_LIES_AT(Counters, rejected, 72);
+BIZ_LIES_AT(Counters, late, 80);
+BIZ_LIES_AT(Counters, duplicate, 88);
+BIZ_LIES_AT(Counters, foreign, 96);
+BIZ_LIES_AT(Counters, refusedBytes, 104);
+BIZ_LIES_AT(Counters, refusedFrames, 112);
+BIZ_LIES_AT(Counters, bytesOut, 120);
+BIZ_LIES_AT(Counters, bytesIn, 128);
+BIZ_LIES_AT(Counters, rejectedByRule, 136);
+BIZ_LIES_AT(Counters, queueLength, 144);
+BIZ_LIES_AT(Counters, queueLengthMax, 148);
+BIZ_LIES_AT(Counters, lastSeenUtcMs, 152);
+BIZ_LIES_AT(Counters, roundTripMinMs, 160);
+BIZ_LIES_AT(Counters, roundTripMedianMs, 168);
+BIZ_LIES_AT(Counters, roundTripP99Ms, 176);
+BIZ_LIES_AT(Counters, roundTripMaxMs, 184);
+static_assert(sizeof(void *) != 8 || sizeof(Counters) == 192, "a field was added or removed");
+
+BIZ_HAS_TYPE(Refusal::bytes, int);
+BIZ_HAS_TYPE(Refusal::reason, QString);
+static_assert(std::is_standard_layout<Refusal>::value, "the places below need it");
+BIZ_LIES_AT(Refusal, bytes, 0);
+BIZ_LIES_AT(Refusal, reason, 8);
+static_assert(sizeof(void *) != 8 || sizeof(Refusal) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(Decoded::records, QVector<model_Protocoldata>);
+BIZ_HAS_TYPE(Decoded::refusals, QVector<Refusal>);
+static_assert(std::is_standard_layout<Decoded>::value, "the places below need it");
+BIZ_LIES_AT(Decoded, records, 0);
+BIZ_LIES_AT(Decoded, refusals, 8);
+static_assert(sizeof(void *) != 8 || sizeof(Decoded) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(CheckedModel::deviceType, int);
+BIZ_HAS_TYPE(CheckedModel::name, QString);
+static_assert(std::is_standard_layout<CheckedModel>::value, "the places below need it");
+BIZ_LIES_AT(CheckedModel, deviceType, 0);
+BIZ_LIES_AT(CheckedModel, name, 8);
+static_assert(sizeof(void *) != 8 || sizeof(CheckedModel) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(ReplyJudgement::accepted, bool);
+BIZ_HAS_TYPE(ReplyJudgement::rule, QString);
+BIZ_HAS_TYPE(ReplyJudgement::broken, QString);
+BIZ_HAS_TYPE(ReplyJudgement::brokenHeadBytes, QVector<int>);
+BIZ_HAS_TYPE(ReplyJudgement::brokenPayload, bool);
+static_assert(std::is_standard_layout<ReplyJudgement>::value, "the places below need it");
+BIZ_LIES_AT(ReplyJudgement, accepted, 0);
+BIZ_LIES_AT(ReplyJudgement, rule, 8);
+BIZ_LIES_AT(ReplyJudgement, broken, 16);
+BIZ_LIES_AT(ReplyJudgement, brokenHeadBytes, 24);
+BIZ_LIES_AT(ReplyJudgement, brokenPayload, 32);
+static_assert(sizeof(void *) != 8 || sizeof(ReplyJudgement) == 40, "a field was added or removed");
+
+BIZ_HAS_TYPE(RuleInWords::command, quint8);
+BIZ_HAS_TYPE(RuleInWords::subCodes, QString);
+BIZ_HAS_TYPE(RuleInWords::rule, QString);
+static_assert(std::is_standard_layout<RuleInWords>::value, "the places below need it");
+BIZ_LIES_AT(RuleInWords, command, 0);
+BIZ_LIES_AT(RuleInWords, subCodes, 8);
+BIZ_LIES_AT(RuleInWords, rule, 16);
+static_assert(sizeof(void *) != 8 || sizeof(RuleInWords) == 24, "a field was added or removed");
+
+BIZ_HAS_TYPE(DeviceStatus::ip, QString);
+BIZ_HAS_TYPE(DeviceStatus::counters, Counters);
+BIZ_HAS_TYPE(DeviceStatus::waiting, int);
+BIZ_HAS_TYPE(DeviceStatus::inFlight, bool);
+BIZ_HAS_TYPE(DeviceStatus::roundTripMedianMs, double);
+BIZ_HAS_TYPE(DeviceStatus::roundTripMaxMs, double);
+static_assert(std::is_standard_layout<DeviceStatus>::value, "the places below need it");
+BIZ_LIES_AT(DeviceStatus, ip, 0);
+BIZ_LIES_AT(DeviceStatus, counters, 8);
+BIZ_LIES_AT(DeviceStatus, waiting, 200);
+BIZ_LIES_AT(DeviceStatus, inFlight, 204);
+BIZ_LIES_AT(DeviceStatus, roundTripMedianMs, 208);
+BIZ_LIES_AT(DeviceStatus, roundTripMaxMs, 216);
+static_assert(sizeof(void *) != 8 || sizeof(DeviceStatus) == 224, "a field was added or removed");
+
+static_assert(sizeof(Outcome) == sizeof(int), "results hold it by value");
+static_assert(static_cast<int>(Outcome::Answered) == 0 && static_cast<int>(Outcome::GaveUp) == 1 &&
+                  static_cast<int>(Outcome::Cleared) == 2 && static_cast<int>(Outcome::Skipped) == 3 &&
+                  static_cast<int>(Outcome::Stopped) == 4 && static_cast<int>(Outcome::Released) == 5,
+              "applications hold the numbers");
+
+// What an application derives from has a table of virtual functions and nothing that may grow; its
+// hosts and codecs hide their members behind a pointer.
+static_assert(sizeof(DeviceLink) == sizeof(QObject), "a link of an application begins with it");
+static_assert(sizeof(FrameCodec) == sizeof(void *), "a codec of an application begins with it");
+static_assert(sizeof(ReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
+static_assert(sizeof(OsdReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
+static_assert(sizeof(biz_DeviceHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
+static_assert(sizeof(biz_OsdHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
+static_assert(sizeof(DemoFrameCodec) == 2 * sizeof(void *), "an application makes it by value");
+
+/** The place of a virtual function in its table, as this platform's compilers keep it in a pointer to it. */
+template<typename Function>
+std::ptrdiff_t placeOf(Function function)
+{
+    std::ptrdiff_t bytesAndMark = 0;
+    std::memcpy(&bytesAndMark, &function, sizeof bytesAndMark);
+    return (bytesAndMark - 1) / static_cast<std::ptrdiff_t>(sizeof(void *));
+}
+
+TEST(HostInterface, FunctionsOfALinkStandBehindThoseOfItsBase)
+{
+    const std::ptrdiff_t first = placeOf(&DeviceLink::open);
+    // Behind the twelve of a QObject, its two destructors among them.
+    EXPECT_EQ(first, 12);
+    EXPECT_EQ(placeOf(&DeviceLink::close), first + 1);
+    EXPECT_EQ(placeOf(&DeviceLink::isOpen), first + 2);
+    EXPECT_EQ(placeOf(&DeviceLink::write), first + 3);
+    EXPECT_EQ(placeOf(&DeviceLink::name), first + 4);
+}
+
+TEST(HostInterface, FunctionsOfACodecKeepTheirPlaces)
+{
+    // Behind the two destructors.
+    EXPECT_EQ(placeOf(&FrameCodec::encode), 2);
+    EXPECT_EQ(placeOf(&FrameCodec::decode), 3);
+    EXPECT_EQ(placeOf(&FrameCodec::reset), 4);
+}
+
+TEST(HostInterface, FunctionsOfAMatcherKeepTheirPlaces)
+{
+    EXPECT_EQ(placeOf(&ReplyMatcher::matches), 2);
+    EXPECT_EQ(placeOf(&OsdReplyMatcher::matches), 2);
+}
+
+} // namespace
