@@ -20,6 +20,9 @@ UdpLink::UdpLink(const QString &host, quint16 port)
     m_opening.setSingleShot(true);
     connect(&m_opening, &QTimer::timeout, this, &UdpLink::lookUp);
     connect(&m_socket, &QUdpSocket::readyRead, this, &UdpLink::onReadyRead);
+    m_lookUp.setProxy(QNetworkProxy::NoProxy);
+    // Queued: whoever hears of the end may close, or destroy, the link.
+    connect(&m_lookUp, &QUdpSocket::stateChanged, this, &UdpLink::onLookUpMoved, Qt::QueuedConnection);
 }
 
 UdpLink::~UdpLink()
@@ -41,10 +44,8 @@ void UdpLink::close()
     m_wanted = false;
     m_open = false;
     m_opening.stop();
-    if (m_lookup >= 0) {
-        QHostInfo::abortHostLookup(m_lookup);
-        m_lookup = -1;
-    }
+    m_lookingUp = false;
+    m_lookUp.abort();
     m_socket.close();
 }
 
@@ -71,23 +72,28 @@ void UdpLink::lookUp()
 {
     const QHostAddress address(m_host);
     if (address.isNull()) {
-        m_lookup = QHostInfo::lookupHost(m_host, this, [this](const QHostInfo &info) { onLookedUp(info); });
+        m_lookingUp = true;
+        m_lookUp.connectToHost(m_host, m_port);
     } else {
         bindFor(address);
     }
 }
 
-void UdpLink::onLookedUp(const QHostInfo &info)
+void UdpLink::onLookUpMoved()
 {
-    // The answer to a request that a close() has aborted meanwhile may still be on its way.
-    if (info.lookupId() != m_lookup) {
+    // News of a look-up that a close() has ended may still be on its way.
+    const bool isFound = m_lookUp.state() == QAbstractSocket::ConnectedState;
+    if (!m_lookingUp || (!isFound && m_lookUp.state() != QAbstractSocket::UnconnectedState)) {
         return;
     }
-    m_lookup = -1;
-    if (info.addresses().isEmpty()) {
-        fail(info.errorString());
+    m_lookingUp = false;
+    const QHostAddress device = m_lookUp.peerAddress();
+    const QString problem = m_lookUp.errorString();
+    m_lookUp.abort();
+    if (isFound) {
+        bindFor(device);
     } else {
-        bindFor(info.addresses().constFirst());
+        fail(problem);
     }
 }
 

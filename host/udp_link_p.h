@@ -2,7 +2,6 @@
 #define BIZ_HOST_UDP_LINK_P_H
 
 #include <QtCore/QTimer>
-#include <QtNetwork/QHostInfo>
 #include <QtNetwork/QUdpSocket>
 
 #include <host/device_link.h>
@@ -30,7 +29,7 @@ public:
 
 private:
     void lookUp();
-    void onLookedUp(const QHostInfo &info);
+    void onLookUpMoved();
     void bindFor(const QHostAddress &device);
     void fail(const QString &why);
     void onReadyRead();
@@ -43,7 +42,9 @@ private:
     /** Opens from the event loop, so that open() returns before opened() or closed(). */
     QTimer m_opening{this};
 
-    int m_lookup = -1; ///< the name's resolution under way; negative: none
+    /** Finds the address of a name, and among several one that there is a way to. */
+    QUdpSocket m_lookUp{this};
+    bool m_lookingUp = false;
     bool m_wanted = false;
     bool m_open = false;
 };

@@ -19,7 +19,7 @@ using biz::fuzz::require;
 constexpr int callsAtMost = 200;
 constexpr long resendDelay = 20000000; // nanoseconds; all other sleeps of the send loop are its passes
 
-void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
+void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 /** The error log follows the working directory. */
 void moveToScratchFolder()

@@ -13,7 +13,7 @@ using biz::fuzz::require;
 
 constexpr int callsAtMost = 200;
 
-void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
+void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 void resetChannel()
 {

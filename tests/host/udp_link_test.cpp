@@ -1,3 +1,4 @@
+#include <QtNetwork/QHostInfo>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QUdpSocket>
 
@@ -115,6 +116,36 @@ TEST_F(UdpLink, WhatFitsNoDatagramIsNotTaken)
     EXPECT_FALSE(journal.link->write(QByteArray(70000, 'x')));
     EXPECT_TRUE(journal.link->write("this one is"));
     EXPECT_EQ(nextAtDevice(), QByteArray("this one is"));
+}
+
+TEST_F(UdpLink, ANameIsLookedUp)
+{
+    QUdpSocket named;
+    const QHostAddress address = QHostInfo::fromName(QStringLiteral("localhost")).addresses().value(0);
+    ASSERT_TRUE(named.bind(address, 0));
+    journal.make(QStringLiteral("udp://localhost:%1").arg(named.localPort()));
+    open();
+    EXPECT_TRUE(journal.link->write("by name"));
+    ASSERT_TRUE(waitFor([&] { return named.hasPendingDatagrams(); }));
+    EXPECT_EQ(named.receiveDatagram().data(), QByteArray("by name"));
+}
+
+TEST_F(UdpLink, ACloseDuringALookUpIsSilentAndTheNextOneSucceeds)
+{
+    const QString url = QStringLiteral("udp://localhost:%1").arg(device.localPort());
+    journal.make(url);
+    journal.link->open();
+    QCoreApplication::processEvents(); // the look-up is under way
+    journal.link->close();
+
+    LinkJournal later;
+    later.make(url);
+    later.link->open();
+    ASSERT_TRUE(waitFor([&] { return later.opened == 1; }));
+    EXPECT_EQ(journal.opened, 0);
+    open();
+    EXPECT_EQ(journal.opened, 1);
+    EXPECT_TRUE(journal.closed.isEmpty());
 }
 
 TEST_F(UdpLink, ANameThatLeadsNowhereIsReportedOnceAndAfterOpenHasReturned)

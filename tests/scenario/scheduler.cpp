@@ -359,7 +359,7 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
     return 0;
 }
 
-BIZ_INTERPOSED int gettimeofday(timeval *time, void *) noexcept
+BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
 {
     std::chrono::nanoseconds now{};
     if (Scheduler::isTask()) {

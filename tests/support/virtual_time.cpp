@@ -122,12 +122,8 @@ std::string describeLiving()
 
 bool nobodyRuns()
 {
-    for (const auto &thread : state->threads) {
-        if (thread->phase == Phase::Running) {
-            return false;
-        }
-    }
-    return true;
+    return std::none_of(state->threads.begin(), state->threads.end(),
+                        [](const auto &thread) { return thread->phase == Phase::Running; });
 }
 
 void settle(Lock &lock)
@@ -621,7 +617,7 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
     return static_cast<int>(syscall(SYS_nanosleep, &real, remaining));
 }
 
-BIZ_INTERPOSED int gettimeofday(timeval *time, void *) noexcept
+BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
 {
     using namespace biz::test;
     nanoseconds now{};
