@@ -8,7 +8,7 @@ namespace {
 
 using biz::fuzz::require;
 
-void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
+void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 /** An arbitrary record: no byte of it but those that the oracle names may matter. */
 model_Protocoldata arbitraryRecord(biz::fuzz::Input &input)

@@ -23,7 +23,7 @@ constexpr int defaultTimeout = 6000;
 /** Give-ups open the gate; the library says so in its debug messages alone. */
 int giveUpMessages = 0;
 
-void countGiveUps(QtMsgType, const QMessageLogContext &, const QString &message)
+void countGiveUps(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &message)
 {
     giveUpMessages += message == QLatin1String("Resend stop") ? 1 : 0;
 }

@@ -39,7 +39,7 @@ struct DueReply
 
 using Flags = QMap<QString, bool>;
 
-void silenceMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
+void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 void resetChannel()
 {

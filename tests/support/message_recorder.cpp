@@ -27,7 +27,7 @@ MessageRecorder::~MessageRecorder()
     current = nullptr;
 }
 
-void MessageRecorder::handle(QtMsgType type, const QMessageLogContext &, const QString &text)
+void MessageRecorder::handle(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
 {
     if (MessageRecorder *recorder = current) {
         recorder->record(type, text);

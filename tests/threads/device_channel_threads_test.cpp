@@ -69,6 +69,7 @@ const model_Protocoldata &recordAt(void *pointer)
 void onThreads(int count, const std::function<void(int)> &body)
 {
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         threads.emplace_back(body, i);
     }
@@ -322,6 +323,53 @@ TEST_F(DeviceChannelThreads, ASignalOfTheSystemEndsAWatchdogsWaitEarly)
     watchdog.join();
     sigaction(SIGUSR1, &before, nullptr);
     EXPECT_EQ(answer.get(), -1);
+}
+
+TEST_F(DeviceChannelThreads, SkipModeIsSetWhileAnotherThreadLooksAtIt)
+{
+    biz_CMDSWork worker;
+    std::atomic<bool> changing{true};
+    std::thread host([&] {
+        for (int i = 0; i < 1000; ++i) {
+            worker.setSkipSendcmd(i % 2 == 0);
+        }
+        worker.setSkipSendcmd(true);
+        changing = false;
+    });
+    int looks = 0;
+    int skipping = 0;
+    do {
+        skipping += worker.m_bSkipSendcmd ? 1 : 0; // as a host's display does it
+        ++looks;
+    } while (changing);
+    host.join();
+    EXPECT_LE(skipping, looks);
+    EXPECT_TRUE(worker.m_bSkipSendcmd);
+}
+
+TEST(DeviceChannelThreadsAtTheirPace, SkipModeDestroysOnTheLoopsThreadWhatAHostQueuedOnItsOwn)
+{
+    const DeviceChannelGuard guard;
+    const QByteArray payload(1000, 'x');
+    RunningWorker running;
+    running.runSendLoop();
+    // The loop's first pass finds skip mode on, and has shared no lock with this thread.
+    locked(biz_CMDSWork::HexCmdlock, [&payload] {
+        model_Protocoldata record;
+        record.baData = payload;
+        for (int i = 0; i < 10; ++i) {
+            biz_CMDSWork::queueHexCmd.push(record);
+        }
+    });
+    running.worker.setSkipSendcmd(true);
+
+    const auto bound = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!payload.isDetached() && std::chrono::steady_clock::now() < bound) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(payload.isDetached()); // nobody else holds it any more
+    EXPECT_TRUE(running.stop());
+    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
 }
 
 TEST_F(DeviceChannelThreads, LinesThatTwoThreadsLogAtOnceStayWhole)

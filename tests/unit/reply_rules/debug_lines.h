@@ -27,7 +27,7 @@ public:
     }
 
 private:
-    static void take(QtMsgType type, const QMessageLogContext &, const QString &text)
+    static void take(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
     {
         ++s_count;
         s_last = (type == QtDebugMsg ? std::string() : std::string("not a debug line: ")) + text.toStdString();
