@@ -56,3 +56,15 @@ Decoded LineCodec::decode(const QByteArray &bytes)
     }
     return decoded;
 }
+
+QByteArray greetEachRecord(LineCodec *device, const QByteArray &bytes)
+{
+    QByteArray answers;
+    for (model_Protocoldata &record : device->decode(bytes).records) {
+        record.baData = "hello";
+        record.ucHead[4] = static_cast<unsigned char>(record.baData.size());
+        record.ucHead[5] = 0;
+        answers += device->encode(record);
+    }
+    return answers;
+}

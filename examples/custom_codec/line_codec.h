@@ -18,4 +18,10 @@ private:
     QByteArray m_line; ///< a line that has not ended yet
 };
 
+/**
+ * What the device of this example answers: each record with "hello" as its payload, which are the five
+ * bytes that an A2 has to answer to F1/12.
+ */
+QByteArray greetEachRecord(LineCodec *device, const QByteArray &bytes);
+
 #endif

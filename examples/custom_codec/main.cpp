@@ -1,10 +1,13 @@
-// A wire format and a link of the application's own, with the host kit. The link leads to a
-// device that answers in this process, so that the program shows itself without a network.
+// A wire format of the application's own, over TCP or any other link that a URL names, as in
+// "custom_codec tcp://127.0.0.1:4711"; line_device plays such a device. Without a URL the link is the
+// application's own as well: it leads to a device that answers in this process, without a network.
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
+#include <QtCore/QUrl>
 
 #include <host/biz_devicehost.h>
+#include <host/device_link.h>
 
 #include "line_codec.h"
 
@@ -12,7 +15,7 @@ using namespace biz::host;
 
 namespace {
 
-/** A link to a device that answers F1/12 with the five bytes that an A2 has to. */
+/** A link to a device that lives in this process. */
 class LoopbackLink : public DeviceLink
 {
 public:
@@ -31,13 +34,8 @@ public:
         if (!m_isOpen) {
             return false;
         }
-        for (model_Protocoldata &record : m_device.decode(bytes).records) {
-            record.ucHead[4] = 5;
-            record.ucHead[5] = 0;
-            record.baData = "hello";
-            const QByteArray answer = m_device.encode(record);
-            QMetaObject::invokeMethod(this, "received", Qt::QueuedConnection, Q_ARG(QByteArray, answer));
-        }
+        QMetaObject::invokeMethod(this, "received", Qt::QueuedConnection,
+                                  Q_ARG(QByteArray, greetEachRecord(&m_device, bytes)));
         return true;
     }
 
@@ -46,6 +44,19 @@ private:
     bool m_isOpen = false;
 };
 
+std::unique_ptr<DeviceLink> linkFor(const QStringList &arguments)
+{
+    if (arguments.size() < 2) {
+        return std::make_unique<LoopbackLink>();
+    }
+    QString error;
+    auto link = makeLink(QUrl(arguments.at(1)), &error);
+    if (!link) {
+        qFatal("%s", qPrintable(error));
+    }
+    return link;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -53,7 +64,7 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     biz_DeviceHost host;
     host.setDeviceType(0x1400);
-    host.setLink(std::make_unique<LoopbackLink>());
+    host.setLink(linkFor(QCoreApplication::arguments()));
     host.setCodec(std::make_unique<LineCodec>());
     QObject::connect(&host, &biz_DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
         qInfo().noquote() << outcomeName(result.outcome) << QString::fromLatin1(result.reply.baData);

@@ -1,0 +1,1 @@
+show 'biz_console rules PVN410MAX'
