@@ -31,7 +31,8 @@
  *    `Stopped`, but nobody hears of it any more: stop first where that matters.
  *
  * ## What it asks for
- *  - An event loop on the object's thread, and calls from that thread only.
+ *  - An event loop on the object's thread, and calls from that thread only; counters() may be
+ *    called from any.
  *  - One object per process at a time: the channel is one per process. A second one is not
  *    valid and takes no commands.
  *  - No other use of the channel's queues meanwhile. Replies that it feeds carry a number
@@ -123,7 +124,7 @@ public:
     /** Commands that have not ended yet. */
     int pending() const;
 
-    /** A copy of the totals as they stand. */
+    /** A copy of the totals as they stand; on any thread, also while this object's is busy. */
     biz::host::Counters counters() const;
 
 Q_SIGNALS:

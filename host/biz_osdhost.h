@@ -18,7 +18,8 @@
  * It makes the promises of biz_DeviceHost: every command ends exactly once, all signals
  * leave on the object's thread from its event loop, unnested and with no lock held, any
  * call is legal from any slot, stop() is bounded and destruction is safe in any state. It
- * asks for the same: an event loop, calls from the object's thread, one object per process.
+ * asks for the same: an event loop, calls from the object's thread but for counters() and
+ * devices(), one object per process.
  *
  * ## Devices
  * A device's key is its address in the canonical text of QHostAddress ("127.0.0.1", not
@@ -94,7 +95,7 @@ public:
     int waiting() const;
     int pending() const;
 
-    /** Totals of all devices. */
+    /** Totals of all devices; on any thread, also while this object's is busy. */
     biz::host::Counters counters() const;
 
     /** One device's share. */
@@ -108,7 +109,7 @@ public:
         double roundTripMaxMs = -1.0;
     };
 
-    /** Every device in the order in which it was first given a command. */
+    /** Every device in the order in which it was first given a command; on any thread as well. */
     QVector<DeviceStatus> devices() const;
 
 Q_SIGNALS:

@@ -81,7 +81,7 @@ struct StopReport
 /** The rules that are counted one by one; what breaks further ones is counted together. */
 constexpr int maxRejectedRules = 64;
 
-/** Totals since the host was made: a plain copy, which may go to any thread. */
+/** Totals since the host was made: a plain copy of one moment. */
 struct Counters
 {
     quint64 enqueued = 0;

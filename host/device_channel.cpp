@@ -35,14 +35,17 @@ void setSysPlan(int sysPlan)
 
 void reset()
 {
+    // What was in the queues is destroyed without their locks.
+    std::queue<model_Protocoldata> commands;
+    std::queue<model_Protocoldata> replies;
     {
         const Lock lock(biz_CMDSWork::HexCmdlock);
-        biz_CMDSWork::queueHexCmd = {};
+        commands.swap(biz_CMDSWork::queueHexCmd);
         biz_CMDSWork::bRetFlag = true;
         countSequenceUp();
     }
     const Lock lock(biz_CMDSWork::receiveHexCmdlock);
-    biz_CMDSWork::receivequeueHexCmd = {};
+    replies.swap(biz_CMDSWork::receivequeueHexCmd);
 }
 
 void push(const model_Protocoldata &command)
@@ -61,8 +64,9 @@ std::queue<model_Protocoldata> takeQueue()
 
 void clear()
 {
+    std::queue<model_Protocoldata> commands; // destroyed without the lock
     const Lock lock(biz_CMDSWork::HexCmdlock);
-    biz_CMDSWork::queueHexCmd = {};
+    commands.swap(biz_CMDSWork::queueHexCmd);
     countSequenceUp();
 }
 

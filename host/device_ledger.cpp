@@ -1,5 +1,7 @@
 #include <host/device_ledger_p.h>
 
+#include <host/joint_end_p.h>
+
 namespace biz::host {
 
 DeviceCommand &DeviceLedger::enter(const model_Protocoldata &record)
@@ -71,19 +73,31 @@ void DeviceLedger::end(Ticket ticket, Outcome outcome, const QString &reason)
 
 int DeviceLedger::endAll(Outcome outcome, const EndReason &reason)
 {
-    const std::vector<Ticket> all = m_tickets.all();
-    for (const Ticket ticket : all) {
-        end(ticket, outcome, reason.of(m_tickets.find(ticket)->attempts));
+    const int pending = m_tickets.pending();
+    for (const Ticket ticket : m_tickets.allInFlight()) {
+        end(ticket, outcome, reason.whenSent);
     }
-    return static_cast<int>(all.size());
+    endWaiting(outcome, reason.whenWaiting);
+    return pending;
+}
+
+void DeviceLedger::endWaiting(Outcome outcome, const QString &reason)
+{
+    const JointEnd<DeviceCommand, CommandResult> joint(m_tickets.takeWaiting(), outcome, reason);
+    count([&joint, outcome](Statistics &totals) {
+        totals.*counterOf(outcome) += joint.size();
+        totals.setWaiting(0);
+    });
+    m_signals->postRepeated(joint.size(), [joint](biz_DeviceHost *host) {
+        DeviceCommand command = joint.takeNext();
+        Q_EMIT host->ended(command.ticket, joint.resultOf(command));
+    });
 }
 
 void DeviceLedger::end(DeviceCommand &command, CommandResult result)
 {
     const Ticket ticket = command.ticket;
-    result.attempts = command.attempts;
-    command.history.note(outcomeName(result.outcome) + QStringLiteral(": ") + result.reason);
-    result.history = command.history.events();
+    result = closeHistory(command, std::move(result));
     m_tickets.end(ticket, result.outcome);
     count([this, &result](Statistics &totals) {
         ++(totals.*counterOf(result.outcome));

@@ -51,6 +51,7 @@ public:
     int endAll(Outcome outcome, const EndReason &reason);
 
 private:
+    void endWaiting(Outcome outcome, const QString &reason);
     DeviceCommand &add(const model_Protocoldata &record);
     void end(DeviceCommand &command, CommandResult result);
 

@@ -55,6 +55,13 @@ public:
 
     void end(Ticket ticket, Outcome outcome);
 
+    /** Takes all out of the book when none is in flight. */
+    std::map<quint32, DeviceCommand> takeWaiting()
+    {
+        m_waiting = 0;
+        return takeAll();
+    }
+
     /** Commands in the channel's queue, as far as the host's thread knows. */
     int waiting() const { return m_waiting; }
 

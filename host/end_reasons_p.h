@@ -11,8 +11,6 @@ struct EndReason
 {
     QString whenSent;
     QString whenWaiting;
-
-    const QString &of(int attempts) const { return attempts > 0 ? whenSent : whenWaiting; }
 };
 
 inline EndReason stoppedReason()

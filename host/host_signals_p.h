@@ -29,6 +29,13 @@ public:
         });
     }
 
+    /** An emission that is made so many times; it makes its arguments itself. */
+    template<typename Emission>
+    void postRepeated(std::size_t times, Emission emission)
+    {
+        m_outbox.postRepeated(times, [host = m_host, emit = std::move(emission)] { emit(host); });
+    }
+
 private:
     Host *const m_host;
     SignalOutbox m_outbox; ///< a child of the host, so that it follows it to another thread

@@ -1,5 +1,7 @@
 #include <host/osd_ledger_p.h>
 
+#include <host/joint_end_p.h>
+
 namespace biz::host {
 
 OsdCommand &OsdLedger::enter(const model_OsdParam &record)
@@ -78,12 +80,35 @@ void OsdLedger::giveUp(OsdCommand &command)
 
 int OsdLedger::endAll(Outcome outcome, const EndReason &reason)
 {
-    const std::vector<Ticket> all = m_commands.all();
-    for (const Ticket ticket : all) {
-        OsdCommand &command = *m_commands.find(ticket);
-        end(command, outcome, reason.of(command.attempts));
+    const int pending = m_commands.pending();
+    for (OsdDevice &device : m_devices) {
+        if (OsdCommand *command = inFlightTo(device)) {
+            end(*command, outcome, reason.whenSent);
+        }
     }
-    return static_cast<int>(all.size());
+    endWaiting(outcome, reason.whenWaiting);
+    return pending;
+}
+
+void OsdLedger::endWaiting(Outcome outcome, const QString &reason)
+{
+    const JointEnd<OsdCommand, OsdCommandResult> joint(m_commands.takeAll(), outcome, reason);
+    m_waiting = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_countersLock);
+        for (OsdDevice &device : m_devices) {
+            device.statistics.*counterOf(outcome) += static_cast<quint64>(std::exchange(device.waiting, 0));
+            device.statistics.setWaiting(0);
+        }
+        m_totals.*counterOf(outcome) += joint.size();
+        m_totals.setWaiting(0);
+    }
+    m_signals->postRepeated(joint.size(), [joint](biz_OsdHost *host) {
+        OsdCommand command = joint.takeNext();
+        OsdCommandResult result = joint.resultOf(command);
+        result.ip = command.record.qsIp;
+        Q_EMIT host->ended(command.ticket, result);
+    });
 }
 
 void OsdLedger::end(OsdCommand &command, Outcome outcome, const QString &reason)
@@ -99,7 +124,6 @@ void OsdLedger::end(OsdCommand &command, OsdCommandResult result)
     OsdDevice &device = deviceOf(command.record.qsIp);
     const Ticket ticket = command.ticket;
     result.ip = device.ip;
-    result.attempts = command.attempts;
     if (command.attempts == 0) {
         changeWaiting(device, -1);
     } else {
@@ -107,8 +131,7 @@ void OsdLedger::end(OsdCommand &command, OsdCommandResult result)
         device.lastEnded = {ticket, result.outcome, Clock::now()};
         device.lastEndedRecord = m_keepsEndedRecords ? command.record : model_OsdParam();
     }
-    command.history.note(outcomeName(result.outcome) + QStringLiteral(": ") + result.reason);
-    result.history = command.history.events();
+    result = closeHistory(command, std::move(result));
     count(&device, [&result](Statistics &statistics) {
         ++(statistics.*counterOf(result.outcome));
         if (result.outcome == Outcome::Answered) {

@@ -104,6 +104,7 @@ public:
     QVector<biz_OsdHost::DeviceStatus> status() const;
 
 private:
+    void endWaiting(Outcome outcome, const QString &reason);
     OsdDevice &deviceOf(const QString &ip);
     void setInFlight(OsdDevice &device, Ticket ticket);
     void changeWaiting(OsdDevice &device, int change);

@@ -25,10 +25,16 @@ public:
     {
     }
 
-    void post(Emission emission)
+    void post(Emission emission) { postRepeated(1, std::move(emission)); }
+
+    /** An emission that is made so many times, each with an event of its own. */
+    void postRepeated(std::size_t times, Emission emission)
     {
-        m_emissions.push_back(std::move(emission));
-        if (m_emissions.size() == 1) {
+        if (times == 0) {
+            return;
+        }
+        m_series.push_back({std::move(emission), times});
+        if (m_series.size() == 1) {
             wake();
         }
     }
@@ -36,9 +42,8 @@ public:
 protected:
     void customEvent(QEvent * /*event*/) override
     {
-        const Emission emission = std::move(m_emissions.front());
-        m_emissions.pop_front();
-        if (!m_emissions.empty()) {
+        const Emission emission = takeNext();
+        if (!m_series.empty()) {
             wake();
         }
         // Last: the slots may destroy the host, and this object with it.
@@ -46,9 +51,26 @@ protected:
     }
 
 private:
+    struct Series
+    {
+        Emission emission;
+        std::size_t times;
+    };
+
+    Emission takeNext()
+    {
+        Series &front = m_series.front();
+        if (--front.times > 0) {
+            return front.emission;
+        }
+        Emission last = std::move(front.emission);
+        m_series.pop_front();
+        return last;
+    }
+
     void wake() { QCoreApplication::postEvent(this, new QEvent(QEvent::User)); }
 
-    std::deque<Emission> m_emissions;
+    std::deque<Series> m_series;
 };
 
 } // namespace biz::host

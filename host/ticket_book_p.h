@@ -2,6 +2,7 @@
 #define BIZ_HOST_TICKET_BOOK_P_H
 
 #include <map>
+#include <utility>
 #include <vector>
 
 #include <host/command_result.h>
@@ -41,6 +42,9 @@ public:
     Command *find(Ticket ticket) { return find(tagOf(ticket)); }
 
     void remove(Ticket ticket) { m_commands.erase(tagOf(ticket)); }
+
+    /** Takes all of them out of the book. */
+    std::map<quint32, Command> takeAll() { return std::exchange(m_commands, {}); }
 
     /** All commands that have not ended, oldest first. */
     std::vector<Ticket> all() const

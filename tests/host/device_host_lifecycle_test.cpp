@@ -2,6 +2,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <utility>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QPointer>
@@ -122,6 +123,48 @@ TEST_F(DeviceHostLife, AStopIsQuickWhileCommandsTimeOut)
     EXPECT_LT(clock.elapsed(), 1000 + slackMs);
     EXPECT_TRUE(report.clean());
     EXPECT_GE(report.pending, 100);
+}
+
+TEST_F(DeviceHostLife, AStopWithAHundredThousandPendingTellsEachItsEndInOrder)
+{
+    constexpr int count = 100000;
+    start();
+    for (int i = 0; i < count; ++i) {
+        given.insert(host->enqueue(command(longWaitMs)));
+    }
+    nextCommand();
+    const StopReport report = host->stop();
+    EXPECT_TRUE(report.clean());
+    EXPECT_EQ(report.pending, count);
+    EXPECT_EQ(host->pending(), 0);
+    EXPECT_EQ(host->counters().stopped, static_cast<quint64>(count));
+    EXPECT_EQ(host->counters().queueLength, 0);
+
+    Ticket last = 0;
+    bool isInOrder = true;
+    seen.onSignal = [&](const DeviceHostRecorder::Event &event) {
+        isInOrder = isInOrder && (event.signal != "ended" || event.ticket > std::exchange(last, event.ticket));
+    };
+    ASSERT_TRUE(waitFor([&] { return seen.ends().size() == given.size(); }));
+    EXPECT_TRUE(isInOrder);
+    seen.onSignal = nullptr;
+    const CommandResult end = seen.endOf(last);
+    EXPECT_EQ(end.outcome, Outcome::Stopped);
+    EXPECT_EQ(end.history.size(), 2);
+    EXPECT_EQ(end.history.last().text, QStringLiteral("stopped: ") + end.reason);
+}
+
+TEST_F(DeviceHostLife, ADestroyedHostTellsNobodyOfWhatAStopEnded)
+{
+    for (int i = 0; i < 100; ++i) {
+        host->enqueue(command(longWaitMs));
+    }
+    host->stop();
+    ASSERT_TRUE(waitFor([this] { return seen.ends().size() == 10; }));
+    host.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seen.ends().size(), 10U);
+    seen.forget();
 }
 
 TEST_F(DeviceHostLife, ASecondStopFindsNothing)

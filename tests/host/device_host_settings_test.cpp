@@ -1,3 +1,8 @@
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 
@@ -112,6 +117,24 @@ TEST_F(DeviceHostSettings, TheEventLoopRunsWhileTheLineSettles)
     EXPECT_LT(sinceStart.elapsed(), 250);
 }
 
+TEST_F(DeviceHostSettings, TheSettleTimeOfAStoppedRunHoldsNothingBackInTheNext)
+{
+    constexpr int minuteMs = 60000;
+    host->setSettleTime(minuteMs);
+    start();
+    const Ticket answered = enqueue();
+    link->reply(nextCommand());
+    ASSERT_TRUE(waitForEnd(answered));
+    host->stop();
+
+    start();
+    enqueue(minuteMs);
+    nextCommand();
+    host->clear(); // opens the gate for the next one, unless the line has still to settle
+    enqueue(minuteMs);
+    nextCommand();
+}
+
 // --- Why-report ---------------------------------------------------------------------------
 
 TEST_F(DeviceHostSettings, TheHistoryTellsWhatHappenedInOrder)
@@ -203,6 +226,56 @@ TEST_F(DeviceHostSettings, TheCountersShowQueueRulesRoundTripsAndTheLastSighting
     const QString rule = commandText(refused) + QStringLiteral(": ") + judgeReply(deviceType, refused).rule;
     EXPECT_EQ(counters.rejectedByRule.keys(), QStringList(rule));
     EXPECT_EQ(counters.rejectedByRule.value(rule), 1U);
+}
+
+TEST_F(DeviceHostSettings, CountersAreCopiedOnAnyThreadWhileTheHostCounts)
+{
+    link->onCommand = [this](const model_Protocoldata &command) {
+        link->reply(command);
+        link->reply(command);
+    };
+    start();
+    std::atomic<bool> isOver{false};
+    std::atomic<int> copies{0};
+    std::atomic<int> contradictions{0};
+    std::thread reader([&] {
+        while (!isOver) {
+            const Counters counters = host->counters();
+            const quint64 ended = counters.answered + counters.gaveUp + counters.stopped;
+            const bool isConsistent = ended <= counters.enqueued && counters.queueLength <= counters.queueLengthMax;
+            contradictions += isConsistent ? 0 : 1;
+            ++copies;
+        }
+    });
+    Ticket last = 0;
+    for (int i = 0; i < 30; ++i) {
+        last = enqueue();
+    }
+    EXPECT_TRUE(waitForEnd(last));
+    isOver = true;
+    reader.join();
+    EXPECT_GT(copies, 0);
+    EXPECT_EQ(contradictions, 0);
+}
+
+TEST_F(DeviceHostSettings, CountersAreCopiedWhileTheHostsThreadIsBusy)
+{
+    start();
+    Counters copy;
+    bool wasInTime = false;
+    seen.onSignal = [&](const DeviceHostRecorder::Event &event) {
+        if (event.signal == "sent") {
+            // This slot keeps the host's thread until the other one has its copy.
+            auto other = std::async(std::launch::async, [this] { return host->counters(); });
+            wasInTime = other.wait_for(std::chrono::milliseconds(patienceMs)) == std::future_status::ready;
+            copy = other.get();
+        }
+    };
+    enqueue();
+    ASSERT_TRUE(waitFor([this] { return seen.count("sent") == 1; }));
+    EXPECT_TRUE(wasInTime);
+    EXPECT_EQ(copy.sent, 1U);
+    seen.onSignal = nullptr;
 }
 
 // --- Reply matchers -----------------------------------------------------------------------

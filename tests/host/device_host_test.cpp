@@ -642,6 +642,26 @@ TEST_F(DeviceHost, AHostThatIsMovedToAnotherThreadSpeaksThere)
     thread.wait();
 }
 
+TEST_F(DeviceHost, ASlotThatAlwaysBringsAboutTheNextSignalLeavesTheEventLoopItsTurn)
+{
+    constexpr std::size_t farTooMany = 20000;
+    bool timerHadItsTurn = false;
+    const auto enqueueNext = [&] {
+        if (!timerHadItsTurn && given.size() < farTooMany) {
+            given.insert(host->enqueue(command(longWaitMs))); // skipped at once, which is told
+        }
+    };
+    seen.onSignal = [&](const DeviceHostRecorder::Event & /*event*/) {
+        enqueueNext();
+    };
+    host->setSkipping(true);
+    enqueueNext();
+    QTimer::singleShot(0, [&] { timerHadItsTurn = true; });
+    ASSERT_TRUE(waitFor([&] { return timerHadItsTurn; }));
+    EXPECT_LT(given.size(), farTooMany);
+    seen.onSignal = nullptr;
+}
+
 TEST_F(DeviceHost, ASlotMayRunAnEventLoopOfItsOwn)
 {
     answerEverything();

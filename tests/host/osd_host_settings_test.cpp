@@ -1,3 +1,7 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "osd_host_fixture.h"
 
 using namespace biz::host;
@@ -81,6 +85,36 @@ TEST_F(OsdHostSettings, TheHistoryTellsWhatHappenedInOrder)
     EXPECT_EQ(result.history[2].text, QStringLiteral("answered: ") + result.reason);
     EXPECT_NEAR(result.history[2].atMs - result.history[1].atMs, result.roundTripMs, 5.0);
     EXPECT_EQ(ends[second].front().history.first().text, QStringLiteral("queued behind 1 of its device"));
+}
+
+TEST_F(OsdHostSettings, CountersAreCopiedOnAnyThreadWhileTheHostCounts)
+{
+    std::atomic<bool> isOver{false};
+    std::atomic<int> copies{0};
+    std::atomic<int> contradictions{0};
+    std::thread reader([&] {
+        while (!isOver) {
+            quint64 enqueued = 0;
+            for (const biz_OsdHost::DeviceStatus &status : host->devices()) {
+                enqueued += status.counters.enqueued;
+                contradictions += status.waiting == status.counters.queueLength ? 0 : 1;
+            }
+            // The totals are copied later, and count what was enqueued meanwhile.
+            contradictions += enqueued <= host->counters().enqueued ? 0 : 1;
+            ++copies;
+        }
+    });
+    start();
+    std::vector<Ticket> tickets;
+    for (int i = 1; i <= 20; ++i) {
+        tickets.push_back(enqueue(device(i)));
+        tickets.push_back(enqueue(device(i)));
+    }
+    EXPECT_TRUE(waitFor([&] { return ends.size() == tickets.size(); }));
+    isOver = true;
+    reader.join();
+    EXPECT_GT(copies, 0);
+    EXPECT_EQ(contradictions, 0);
 }
 
 TEST_F(OsdHostSettings, EachDevicesCountersShowItsQueueRoundTripsAndLastSighting)
