@@ -67,10 +67,7 @@ faults=$(expected_words "$simulator" --model A2 --fault 1=none)
 
 # Every option that a help prints is offered, and no other.
 for command in $commands; do
-    case $command in
-    record) expect "biz_console record rec.jsonl run -" "$(printed_options "$console" run)" ;;
-    *) expect "biz_console $command -" "$(printed_options "$console" "$command")" ;;
-    esac
+    expect "biz_console $command -" "$(printed_options "$console" "$command")"
 done
 expect "biz_simulator -" "$(printed_options "$simulator")"
 
@@ -83,6 +80,8 @@ expect "biz_console run sess" "session.json"
 expect "biz_console run session.json --log-dir " "logs"
 expect "biz_console run session.json --log-dir=l" "logs"
 expect "biz_console run session.json --device tcp:" ""
+expect "biz_console run session.json --record se" "session.json"
+expect "biz_console replay sc" "script.json"
 expect "biz_console rules " "$models"
 expect "biz_console check a" "A2 A1MAX A3 A5"
 expect "biz_console check A2 --file s" "session.json script.json"

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QTemporaryDir>
 
-#include <tools/running_console.h>
+#include <tools/console_process.h>
 
 using namespace biz::test;
 
@@ -24,18 +22,13 @@ QVector<QJsonObject> objectsOf(const QString &output)
     return objects;
 }
 
-class ConsoleCheckFile : public testing::Test
+class ConsoleCheckFile : public ConsoleProcess
 {
 protected:
     QString write(const QByteArray &content, const QString &name = "replies.txt") const
     {
-        QFile target(folder.filePath(name));
-        EXPECT_TRUE(target.open(QIODevice::WriteOnly));
-        target.write(content);
-        return target.fileName();
+        return ConsoleProcess::write(name, content);
     }
-
-    QTemporaryDir folder;
 };
 
 // --- One reply ------------------------------------------------------------------------

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QTemporaryDir>
 
 #include <biz_console/summary.h>
-#include <tools/running_console.h>
+#include <tools/console_process.h>
 
 using namespace biz::test;
 using biz::console::errorLogOfToday;
@@ -26,18 +23,13 @@ QByteArray highIndex(const char *time)
     return QByteArray("[ORLIXA2][2024-05-06 ") + time + "]<f1 08 10 62 01>\n";
 }
 
-class ConsoleLog : public testing::Test
+class ConsoleLog : public ConsoleProcess
 {
 protected:
     QString write(const QByteArray &content, const QString &name = "some.log") const
     {
-        QFile target(folder.filePath(name));
-        EXPECT_TRUE(target.open(QIODevice::WriteOnly));
-        target.write(content);
-        return target.fileName();
+        return ConsoleProcess::write(name, content);
     }
-
-    QTemporaryDir folder;
 };
 
 TEST_F(ConsoleLog, TellsWhichClauseEachReplyBroke)

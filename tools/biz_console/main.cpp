@@ -14,6 +14,7 @@ constexpr Command commands[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
     {"send", "--device URL HEAD", "gives one command and tells what became of it", runSend},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
+    {"replay", "FILE", "plays a recording again and compares", runReplay},
     {"log", "[FILE...]", "explains the lines of error logs", runLog},
     {"check", "MODEL HEAD PAYLOAD", "judges one reply without a device", runCheck},
     {"rules", "MODEL", "prints a model's reply rules in words", runRules},
@@ -31,7 +32,7 @@ const Command *commandNamed(const QString &name)
 
 void printHelp(QTextStream &out)
 {
-    constexpr int nameWidth = 6;
+    constexpr int nameWidth = 8;
     constexpr int argumentsWidth = 28;
     out << "Usage: biz_console COMMAND [options]\n"
            "Drives display devices through libBIZ_Manage and reports what happens.\n\n"

@@ -1,6 +1,7 @@
 #include <biz_console/command_line.h>
 
 #include <biz_console/osd_run.h>
+#include <biz_console/record_option.h>
 #include <biz_console/run_options.h>
 #include <biz_console/session_reader.h>
 
@@ -37,6 +38,7 @@ void describe(QCommandLineParser &parser)
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
     addQuietOption(parser);
     addJsonOption(parser);
+    addRecordOption(parser);
     addTraceOption(parser);
 }
 
@@ -59,13 +61,17 @@ int runOsd(const QStringList &arguments, const Output &output)
     }
     obeyTraceOption(parser);
 
+    RecordingFile recording(parser);
     OsdRun run(std::move(session), options, output.err);
+    recording.record(run);
     EventPrinter::Options shown;
     shown.events = parser.isSet(eventsOption()) && !isQuiet(parser);
     shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
     addOutputSink(run, parser, output, shown);
-    return execute(run);
+    const int exitCode = execute(run);
+    recording.finish();
+    return exitCode;
 }
 
 } // namespace biz::console

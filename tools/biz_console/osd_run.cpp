@@ -87,7 +87,7 @@ void OsdRun::enqueueAll()
 
 bool OsdRun::enqueue(const OsdCommand &command, const QString &device, int number)
 {
-    Expectation expected = command.expected;
+    Expectation expected = command.expectedOf.value(device, command.expected);
     if (m_session.silent.contains(device)) {
         expected = Expectation();
         expected.outcome = host::Outcome::GaveUp;

@@ -1,6 +1,7 @@
 #include <biz_console/command_line.h>
 
 #include <biz_console/device_run.h>
+#include <biz_console/record_option.h>
 #include <biz_console/run_options.h>
 #include <biz_console/session_reader.h>
 
@@ -28,6 +29,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     addDeviceOption(parser);
     addQuietOption(parser);
     addJsonOption(parser);
+    addRecordOption(parser);
     addLogDirOption(parser);
     addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
@@ -37,14 +39,18 @@ int runDevice(const QStringList &arguments, const Output &output)
     std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
     DeviceSession session = loadSession(path);
     obeyTraceOption(parser);
+    RecordingFile recording(parser);
     obeyLogDirOption(parser);
 
-    DeviceRun run(std::move(session), std::move(link), output.err);
+    DeviceRun run(std::move(session), recording.wrap(std::move(link)), output.err);
+    recording.record(run);
     EventPrinter::Options shown;
     shown.events = !isQuiet(parser);
     shown.progress = shown.events;
     addOutputSink(run, parser, output, shown);
-    return execute(run);
+    const int exitCode = execute(run);
+    recording.finish();
+    return exitCode;
 }
 
 } // namespace biz::console

@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_SESSION_H
 #define BIZ_CONSOLE_SESSION_H
 
+#include <QtCore/QHash>
 #include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -43,6 +44,7 @@ struct OsdCommand
     model_OsdParam record; ///< without the address
     int repeat = 1;
     Expectation expected;
+    QHash<QString, Expectation> expectedOf; ///< of those devices where it is another one
 };
 
 /** What `biz_console osd` is to do. */

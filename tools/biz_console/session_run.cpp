@@ -73,7 +73,7 @@ void SessionRun::onLimit()
 
 void SessionRun::interrupt()
 {
-    breakOff(QStringLiteral("interrupted"), NotAsExpected);
+    breakOff(QString::fromLatin1(interruptedText), NotAsExpected);
 }
 
 void SessionRun::breakOff(const QString &problem, ExitCode code)

@@ -76,6 +76,9 @@ private:
 /** "3 of 5"; empty for a command that is given once. */
 QString repetition(int number, int count);
 
+/** The problem of a run that was interrupted. */
+constexpr char interruptedText[] = "interrupted";
+
 /** Runs an event loop until the run has finished or been interrupted; returns its exit code. */
 int execute(SessionRun &run);
 

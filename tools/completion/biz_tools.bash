@@ -109,23 +109,16 @@ _biz_options_or_values() {
     fi
 }
 
-# Of the words, the place of the one that names the command: `record` runs another one.
-_biz_command_at() {
-    [[ ${words[1]} == record ]] && ((${#words[@]} > 3)) && echo 3 && return
-    echo 1
-}
-
 _biz_console() {
-    local program words at
+    local program words
     COMPREPLY=()
     _biz_join_words
     program=${words[0]/#\~/$HOME}
-    at=$(_biz_command_at)
-    if ((${#words[@]} - 1 > at)); then
-        _biz_options_or_values "$(_biz_help "${words[at]}")"
+    if ((${#words[@]} > 2)); then
+        _biz_options_or_values "$(_biz_help "${words[1]}")"
     else
         # shellcheck disable=SC2046
-        _biz_offer "${words[at]}" $(_biz_commands "$(_biz_help)") --help --version
+        _biz_offer "${words[1]}" $(_biz_commands "$(_biz_help)") --help --version
     fi
 }
 

@@ -1,0 +1,383 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <biz_console/command_line.h>
+#include <biz_console/recording_compare.h>
+#include <biz_console/recording_reader.h>
+#include <host/version.h>
+#include <tools/console_process.h>
+
+using namespace biz::test;
+using namespace biz::console;
+
+namespace {
+
+QString recordingFile(const char *name)
+{
+    return QStringLiteral(BIZ_RECORDINGS "/") + QString::fromLatin1(name);
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
+    return file.readAll();
+}
+
+QVector<QJsonObject> objectsOf(const QByteArray &lines)
+{
+    QVector<QJsonObject> objects;
+    for (const QByteArray &line : lines.trimmed().split('\n')) {
+        objects.append(QJsonDocument::fromJson(line).object());
+    }
+    return objects;
+}
+
+QVector<QJsonObject> eventsNamed(const QVector<QJsonObject> &objects, const QString &event)
+{
+    QVector<QJsonObject> found;
+    for (const QJsonObject &object : objects) {
+        if (object.value("event") == event) {
+            found.append(object);
+        }
+    }
+    return found;
+}
+
+class ConsoleRecord : public ConsoleProcess
+{
+protected:
+    QStringList recordArguments(const FakeDevice &device, const QByteArray &commands) const
+    {
+        return runArguments(session(commands, "5120"), device.url()) + QStringList{"--record", file("rec.jsonl")};
+    }
+
+    void expectReplayed(const QString &recording, const char *result) const
+    {
+        RunningConsole console({"replay", recording}, {}, folder.path());
+        EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
+        EXPECT_STREQ(qPrintable(console.output()), result);
+        EXPECT_EQ(console.errors(), "");
+    }
+};
+
+const QByteArray giveBytes = R"({"name": "give bytes", "head": "01 02 03 62 01 00", "data": "AA BB"})";
+const QByteArray getShort = R"({"name": "get timer", "head": "F1 05 00 81 00 00"})";
+
+// --- Recording ------------------------------------------------------------------------
+
+TEST_F(ConsoleRecord, TheFirstLineSaysWhatWasRecorded)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    const QJsonObject head = objectsOf(contentOf(file("rec.jsonl"))).first();
+    EXPECT_EQ(head.value("event"), "recording");
+    EXPECT_EQ(head.value("format"), 1);
+    EXPECT_EQ(head.value("tool"), "biz_console " BIZ_VERSION);
+    EXPECT_EQ(head.value("library"), biz::host::libraryVersion());
+    EXPECT_EQ(head.value("channel"), "device");
+    EXPECT_EQ(head.value("link"), device.url());
+    EXPECT_EQ(head.value("deviceType"), 5120);
+    EXPECT_EQ(head.value("nSysPlan"), 0);
+    EXPECT_TRUE(QDateTime::fromString(head.value("utc").toString(), Qt::ISODateWithMs).isValid());
+}
+
+TEST_F(ConsoleRecord, EverythingAtTheBoundaryIsALineWithBothTimes)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    QVector<QJsonObject> lines = objectsOf(contentOf(file("rec.jsonl")));
+    lines.removeFirst();
+    QStringList events;
+    double before = 0.0;
+    for (const QJsonObject &line : qAsConst(lines)) {
+        events.append(line.value("event").toString());
+        EXPECT_TRUE(QDateTime::fromString(line.value("utc").toString(), Qt::ISODateWithMs).isValid());
+        // The clocks of events and bytes start one after the other.
+        EXPECT_GE(line.value("atMs").toDouble(-1.0), before - 1.0) << qPrintable(events.last());
+        before = line.value("atMs").toDouble();
+    }
+    EXPECT_EQ(events.join(' '), "given linkOpened opened bytesOut sent bytesIn answered summary")
+        << qPrintable(events.join(' '));
+}
+
+TEST_F(ConsoleRecord, TheBytesAreThoseOfTheLink)
+{
+    QByteArray answered;
+    FakeDevice device([&answered](FakeDevice &self, const model_Protocoldata &command) {
+        answered = biz::host::DemoFrameCodec().encode(command);
+        self.send(command);
+    });
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    const QVector<QJsonObject> lines = objectsOf(contentOf(file("rec.jsonl")));
+    for (const char *event : {"bytesOut", "bytesIn"}) {
+        const QVector<QJsonObject> transfers = eventsNamed(lines, event);
+        ASSERT_EQ(transfers.size(), 1);
+        EXPECT_EQ(QByteArray::fromHex(transfers.first().value("data").toString().toLatin1()), answered);
+    }
+}
+
+TEST_F(ConsoleRecord, AFileThatCannotBeWrittenIsBadInputBeforeAnythingIsSent)
+{
+    FakeDevice device(FakeDevice::echo);
+    QStringList arguments = recordArguments(device, giveBytes);
+    arguments.last() = file("missing/rec.jsonl");
+    RunningConsole console(arguments);
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.errors(),
+              "biz_console: " + arguments.last() + ": cannot be written: No such file or directory\n");
+    EXPECT_EQ(device.commands(), 0);
+}
+
+TEST_F(ConsoleRecord, AFullDiskIsTold)
+{
+    FakeDevice device(FakeDevice::echo);
+    QStringList arguments = recordArguments(device, giveBytes);
+    arguments.last() = "/dev/full";
+    RunningConsole console(arguments);
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().startsWith("biz_console: /dev/full: the recording could not be written"))
+        << qPrintable(console.errors());
+}
+
+// --- Replaying what was recorded ------------------------------------------------------
+
+TEST_F(ConsoleRecord, FaultsOfADeviceAreReplayedFromTheTree)
+{
+    expectReplayed(recordingFile("device_faults.jsonl"), "6 commands went as recorded\n");
+    EXPECT_EQ(QDir(folder.path()).entryList({"Errorlog"}), QStringList()) << "a replay logs nothing here";
+}
+
+TEST_F(ConsoleRecord, FaultsOfOsdDevicesAreReplayedFromTheTree)
+{
+    expectReplayed(recordingFile("osd_faults.jsonl"), "4 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, DevicesThatWereNotOfTheLoopbackNetworkGetOtherAddresses)
+{
+    const QString elsewhere =
+        write("site.jsonl", contentOf(recordingFile("osd_faults.jsonl")).replace("127.1.0.", "192.0.2."));
+    expectReplayed(elsewhere, "4 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, ALinkThatBrokeBreaksAgain)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() < 2) {
+            self.send(command);
+        } else {
+            self.closeLink();
+        }
+    });
+    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes + "," + giveBytes));
+    EXPECT_EQ(console.exitStatus(), 3);
+    expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, ADeviceThatCouldNotBeReachedCannotBeReachedAgain)
+{
+    FakeDevice device(FakeDevice::echo);
+    QStringList arguments = recordArguments(device, giveBytes);
+    arguments[3] = "tcp://127.0.0.1:1";
+    RunningConsole console(arguments);
+    EXPECT_EQ(console.exitStatus(), 3);
+    expectReplayed(file("rec.jsonl"), "1 command went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AnInterruptedRunIsInterruptedAgain)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    RunningConsole console(
+        recordArguments(device, R"({"name": "wait", "head": "01 02 03 62 01 00", "waitMs": 60000, "repeat": 3})"));
+    ASSERT_TRUE(console.waitForOutput(" sent\n"));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 1);
+    expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, ARecordingMayComeFromTheStandardInput)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0);
+    RunningConsole replay({"replay", "-", "--events"}, contentOf(file("rec.jsonl")));
+    EXPECT_EQ(replay.exitStatus(), 0);
+    EXPECT_TRUE(replay.output().contains("give bytes")) << qPrintable(replay.output());
+    EXPECT_TRUE(replay.output().endsWith("1 command went as recorded\n"));
+}
+
+// --- Replaying something else ---------------------------------------------------------
+
+TEST_F(ConsoleRecord, AReplyThatIsNotAcceptedAnyMoreIsADifference)
+{
+    FakeDevice device(FakeDevice::answerShort);
+    RunningConsole console(recordArguments(device, getShort));
+    EXPECT_EQ(console.exitStatus(), 1);
+    // As if the reply had been accepted when it was recorded: the library is stricter now.
+    QByteArray altered;
+    for (const QByteArray &line : contentOf(file("rec.jsonl")).split('\n')) {
+        if (!line.contains(R"("event":"rejected")")) {
+            altered += line + '\n';
+        }
+    }
+    RunningConsole replay({"replay", write("altered.jsonl", altered.trimmed())});
+    EXPECT_EQ(replay.exitStatus(), 1);
+    EXPECT_TRUE(replay.output().startsWith("get timer, given in line 2\n    recorded: resent: "))
+        << qPrintable(replay.output());
+    EXPECT_TRUE(replay.output().contains("    replayed: rejected: ")) << qPrintable(replay.output());
+    EXPECT_TRUE(replay.output().contains("payload holds 128 bytes, needs 129\n"));
+    EXPECT_TRUE(replay.output().endsWith("\n1 command replayed, not as recorded\n")) << qPrintable(replay.output());
+}
+
+TEST_F(ConsoleRecord, AReplyThatIsMissingIsADifference)
+{
+    QByteArray altered;
+    bool isFirst = true;
+    for (const QByteArray &line : contentOf(recordingFile("device_faults.jsonl")).split('\n')) {
+        const bool isReply = line.contains(R"("event":"bytesIn")");
+        if (!isReply || !isFirst) {
+            altered += line + '\n';
+        }
+        isFirst = isFirst && !isReply;
+    }
+    RunningConsole replay({"replay", write("altered.jsonl", altered.trimmed())});
+    EXPECT_EQ(replay.exitStatus(), 1);
+    EXPECT_TRUE(replay.output().startsWith("get scene, given in line 2\n    recorded: answered after 1 attempt: "))
+        << qPrintable(replay.output());
+}
+
+TEST_F(ConsoleRecord, AnInterruptedReplayIsNotAsRecorded)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    RunningConsole console(recordArguments(device, R"({"name": "wait", "head": "01 02 03 62 01 00", "waitMs": 2000})"));
+    EXPECT_EQ(console.exitStatus(), 1);
+    RunningConsole replay({"replay", file("rec.jsonl"), "--events"});
+    ASSERT_TRUE(replay.waitForOutput(" sent\n"));
+    replay.sendSignal(SIGINT);
+    EXPECT_EQ(replay.exitStatus(), 1);
+    EXPECT_EQ(replay.errors(), "biz_console: interrupted\n");
+}
+
+// --- What is no recording -------------------------------------------------------------
+
+/** A recording of one OSD command, with a line replaced. */
+QByteArray linesWith(int number, const QByteArray &line)
+{
+    QList<QByteArray> lines{
+        R"({"event":"recording","format":1,"channel":"device","link":"x","deviceType":5,"nSysPlan":0,"utc":"2026-01-01T00:00:00.000Z"})",
+        R"({"event":"given","ticket":1,"name":"n","head":"00 01 02 03 04 05 06","waitMs":100,"atMs":1})",
+        R"({"event":"sent","ticket":1,"head":"01 01 02 03 04 05 06","atMs":2})",
+        R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":300})", R"({"event":"summary"})"};
+    lines[number - 1] = line;
+    return lines.join('\n') + '\n';
+}
+
+struct BadRecording
+{
+    const char *name;
+    QByteArray content;
+    const char *message;
+};
+
+class ConsoleBadRecording : public testing::TestWithParam<BadRecording>
+{
+};
+
+TEST_P(ConsoleBadRecording, IsRefusedWithItsLine)
+{
+    RunningConsole console({"replay", "-"}, GetParam().content);
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.output(), "");
+    EXPECT_STREQ(qPrintable(console.errors()),
+                 qPrintable(QString("biz_console: standard input:%1\n").arg(GetParam().message)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Console, ConsoleBadRecording,
+    testing::Values(
+        BadRecording{"Nothing", "", "1: the summary expected: the recording was cut off"},
+        BadRecording{"NoJson", "hello\n", "1: a line of a recording expected, but illegal value"},
+        BadRecording{"NoHead", "{\"event\":\"start\"}\n",
+                     "1: the head of a recording expected, as 'biz_console run --record' writes it"},
+        BadRecording{"AnotherFormat", linesWith(1, R"({"event":"recording","format":7})"),
+                     "1: format 1 expected, not 7"},
+        BadRecording{"AnUnknownEvent", linesWith(3, R"({"event":"danced"})"),
+                     "3: event: one of a recording expected, not \"danced\""},
+        BadRecording{"AShortHead", linesWith(2, R"({"event":"given","ticket":1,"name":"n","head":"00","waitMs":100})"),
+                     "2: head: 7 bytes in hexadecimal expected, not \"00\""},
+        BadRecording{"NoWait", linesWith(2, R"({"event":"given","ticket":1,"name":"n","head":"00 01 02 03 04 05 06"})"),
+                     "2: waitMs: a whole number expected"},
+        BadRecording{"ACommandThatWasNotGiven", linesWith(3, R"({"event":"sent","ticket":9,"atMs":2})"),
+                     "3: ticket: that of a command given before expected, not 9"},
+        BadRecording{"TwoEnds", linesWith(3, R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":3})"),
+                     "4: ticket: that of a command that has not ended expected"},
+        BadRecording{"NoEnd", linesWith(4, R"({"event":"opened"})"),
+                     "5: the end of the command of line 2 expected before the summary"},
+        BadRecording{"ATimeBeforeTheStart", linesWith(4, R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":-3})"),
+                     "4: atMs: a time in milliseconds expected, not -3"},
+        BadRecording{"CutOff", linesWith(5, R"({"event":"opened"})"),
+                     "6: the summary expected: the recording was cut off"},
+        BadRecording{"SomethingBehindTheSummary",
+                     linesWith(4, R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":3})") +
+                         "{\"event\":\"opened\"}\n",
+                     "6: nothing expected behind the summary"}),
+    [](const auto &row) { return row.param.name; });
+
+// --- The comparison -------------------------------------------------------------------
+
+TEST(RecordingDifferences, ARecordingDoesNotDifferFromItself)
+{
+    const Recording recording = readRecordingFile(recordingFile("device_faults.jsonl"));
+    EXPECT_EQ(differences(recording, recording), QStringList());
+}
+
+TEST(RecordingDifferences, AnotherByteOnTheWireIsOne)
+{
+    const Recording recorded = readRecordingFile(recordingFile("device_faults.jsonl"));
+    Recording replayed = recorded;
+    replayed.writes[1][4] = '\x7F';
+    const QStringList lines = differences(recorded, replayed);
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines.first(), "bytes of write 2");
+}
+
+TEST(RecordingDifferences, AWriteMoreIsOne)
+{
+    const Recording recorded = readRecordingFile(recordingFile("device_faults.jsonl"));
+    Recording replayed = recorded;
+    replayed.writes.append("x");
+    EXPECT_EQ(differences(recorded, replayed).value(1), "    recorded: none");
+}
+
+TEST(RecordingDifferences, WhatBelongsToNoCommandCounts)
+{
+    const Recording recorded = readRecordingFile(recordingFile("device_faults.jsonl"));
+    Recording replayed = recorded;
+    replayed.strays.append("refused: 3 bytes, noise");
+    EXPECT_EQ(differences(recorded, replayed), (QStringList{"what belongs to no command", "    recorded: nothing more",
+                                                            "    replayed: refused: 3 bytes, noise"}));
+}
+
+TEST(RecordingSteps, AReplyFollowsTheWritesAndEndsThatItFollowed)
+{
+    const Recording recording = readRecordingFile(recordingFile("device_faults.jsonl"));
+    ASSERT_EQ(recording.steps.first().kind, RecordedStep::Kind::Opened);
+    const RecordedStep &answer = recording.steps.at(1);
+    EXPECT_EQ(answer.kind, RecordedStep::Kind::Received);
+    EXPECT_EQ(answer.writesBefore, 1);
+    EXPECT_EQ(answer.endsBefore, 0);
+    // The late reply of the second command came when that had ended and the third was under way.
+    const RecordedStep &late = recording.steps.at(3);
+    EXPECT_EQ(late.writesBefore, 4);
+    EXPECT_EQ(late.endsBefore, 2);
+    EXPECT_GT(late.delayMs, 50.0);
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+#include <biz_console/recorder.h>
+
+#include <QtCore/QDateTime>
+#include <QtCore/QJsonDocument>
+
+#include <biz_console/json_sink.h>
+#include <host/version.h>
+
+namespace biz::console {
+
+namespace {
+
+constexpr double microsecondsPerMillisecond = 1e3;
+constexpr qint64 nanosecondsPerMicrosecond = 1000;
+
+QString key(const char *name)
+{
+    return QString::fromLatin1(name);
+}
+
+} // namespace
+
+/** Events are recorded as `--json` prints them; the first line says more than its own. */
+class Recorder::Sink : public EventSink
+{
+public:
+    explicit Sink(Recorder &recorder)
+        : m_recorder(recorder)
+        , m_events(recorder.m_out, true)
+    {
+    }
+
+    void started(const RunStart &run) override { m_recorder.start(run); }
+    void happened(const RunEvent &event) override { m_events.happened(event); }
+    void ended(const RunEnd &end) override { m_events.ended(end); }
+
+private:
+    Recorder &m_recorder;
+    JsonSink m_events;
+};
+
+class Recorder::Link : public host::DeviceLink
+{
+public:
+    Link(Recorder &recorder, std::unique_ptr<host::DeviceLink> inner)
+        : m_recorder(recorder)
+        , m_inner(std::move(inner))
+    {
+        connect(m_inner.get(), &host::DeviceLink::opened, this, [this] {
+            m_recorder.noteLink(recorded::linkOpened, {});
+            Q_EMIT opened();
+        });
+        connect(m_inner.get(), &host::DeviceLink::closed, this, [this](const QString &reason) {
+            m_recorder.noteLink(recorded::linkClosed, {}, reason);
+            Q_EMIT closed(reason);
+        });
+        connect(m_inner.get(), &host::DeviceLink::received, this, [this](const QByteArray &bytes) {
+            m_recorder.noteLink(recorded::bytesIn, bytes);
+            Q_EMIT received(bytes);
+        });
+    }
+
+    void open() override { m_inner->open(); }
+    void close() override { m_inner->close(); }
+    bool isOpen() const override { return m_inner->isOpen(); }
+    QString name() const override { return m_inner->name(); }
+
+    // Noted first: a link may answer within its write.
+    bool write(const QByteArray &bytes) override
+    {
+        if (m_inner->isOpen()) {
+            m_recorder.noteLink(recorded::bytesOut, bytes);
+        }
+        return m_inner->write(bytes);
+    }
+
+private:
+    Recorder &m_recorder;
+    std::unique_ptr<host::DeviceLink> m_inner;
+};
+
+Recorder::Recorder(QIODevice &device)
+    : m_out(&device)
+{
+    m_out.setCodec("UTF-8");
+}
+
+std::unique_ptr<EventSink> Recorder::sink()
+{
+    return std::make_unique<Sink>(*this);
+}
+
+std::unique_ptr<host::DeviceLink> Recorder::wrap(std::unique_ptr<host::DeviceLink> link)
+{
+    return std::make_unique<Link>(*this, std::move(link));
+}
+
+bool Recorder::finish()
+{
+    m_out.flush();
+    return m_out.status() == QTextStream::Ok;
+}
+
+void Recorder::start(const RunStart &run)
+{
+    m_sinceStart.start();
+    QJsonObject object{{key("event"), key(recorded::head)},
+                       {key("format"), formatVersion},
+                       {key("tool"), QStringLiteral("biz_console " BIZ_CONSOLE_VERSION)},
+                       {key("library"), host::libraryVersion()},
+                       {key("utc"), run.utc.toString(Qt::ISODateWithMs)},
+                       {key("channel"), run.isOfDevice ? key("device") : key("osd")},
+                       {key("link"), run.target}};
+    if (run.isOfDevice) {
+        object.insert(key("deviceType"), run.deviceType);
+        object.insert(key("nSysPlan"), run.sysPlan);
+    }
+    line(object);
+}
+
+void Recorder::noteLink(const char *event, const QByteArray &bytes, const QString &reason)
+{
+    // Whole microseconds: the further digits of a clock are noise.
+    const auto microseconds = static_cast<double>(m_sinceStart.nsecsElapsed() / nanosecondsPerMicrosecond);
+    QJsonObject object{{key("event"), key(event)},
+                       {key("utc"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
+                       {key("atMs"), microseconds / microsecondsPerMillisecond}};
+    if (!bytes.isEmpty()) {
+        object.insert(key("data"), QString::fromLatin1(bytes.toHex(' ').toUpper()));
+    }
+    if (!reason.isEmpty()) {
+        object.insert(key("reason"), reason);
+    }
+    line(object);
+}
+
+void Recorder::line(const QJsonObject &object)
+{
+    m_out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+    m_out.flush();
+}
+
+} // namespace biz::console

@@ -1,0 +1,93 @@
+#include <biz_console/recording_line.h>
+
+#include <cmath>
+#include <limits>
+
+#include <QtCore/QJsonDocument>
+
+#include <biz_console/command_line.h>
+#include <common/json_reader.h>
+
+namespace biz::console {
+
+RecordingLine::RecordingLine(const QByteArray &json, QString place)
+    : m_place(std::move(place))
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError) {
+        fail(QStringLiteral("a line of a recording expected, but ") + error.errorString());
+    }
+    if (!document.isObject()) {
+        fail(QStringLiteral("a JSON object expected"));
+    }
+    m_object = document.object();
+}
+
+QString RecordingLine::text(const char *name) const
+{
+    if (!value(name).isString()) {
+        failAt(name, QStringLiteral("a text"));
+    }
+    return value(name).toString();
+}
+
+QString RecordingLine::text(const char *name, const QString &fallback) const
+{
+    return has(name) ? text(name) : fallback;
+}
+
+int RecordingLine::number(const char *name) const
+{
+    const double number = value(name).toDouble(std::nan(""));
+    if (std::floor(number) != number || std::fabs(number) > std::numeric_limits<int>::max()) {
+        failAt(name, QStringLiteral("a whole number"));
+    }
+    return static_cast<int>(number);
+}
+
+int RecordingLine::number(const char *name, int fallback) const
+{
+    return has(name) ? number(name) : fallback;
+}
+
+double RecordingLine::milliseconds(const char *name) const
+{
+    constexpr double longestRunMs = 1e9; // more than a week, and still a whole number of a timer
+    const double number = value(name).toDouble(-1.0);
+    if (number < 0 || number > longestRunMs) {
+        failAt(name, QStringLiteral("a time in milliseconds"));
+    }
+    return number;
+}
+
+QByteArray RecordingLine::bytes(const char *name) const
+{
+    QByteArray bytes;
+    if (has(name) && !tools::bytesFromHex(text(name), &bytes)) {
+        failAt(name, QStringLiteral("bytes in hexadecimal"));
+    }
+    return bytes;
+}
+
+QByteArray RecordingLine::bytesOfSize(const char *name, int size) const
+{
+    const QByteArray all = bytes(name);
+    if (all.size() != size) {
+        failAt(name, QStringLiteral("%1 bytes in hexadecimal").arg(size));
+    }
+    return all;
+}
+
+void RecordingLine::fail(const QString &expected) const
+{
+    throw InputError(QStringLiteral("%1: %2").arg(m_place, expected));
+}
+
+void RecordingLine::failAt(const char *name, const QString &expected) const
+{
+    const QString found = has(name) ? QStringLiteral(", not ") + tools::shown(value(name)) : QString();
+    fail(QStringLiteral("%1: %2 expected%3").arg(QLatin1String(name), expected, found));
+}
+
+} // namespace biz::console

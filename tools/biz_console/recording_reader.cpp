@@ -1,0 +1,309 @@
+#include <biz_console/recording_reader.h>
+
+#include <algorithm>
+
+#include <QtCore/QCryptographicHash>
+
+#include <biz_console/command_line.h>
+#include <biz_console/input_file.h>
+#include <biz_console/recorder.h>
+#include <biz_console/session_run.h>
+#include <host/frame_codec.h>
+
+namespace biz::console {
+
+namespace {
+
+constexpr int deviceHeadSize = sizeof(model_Protocoldata::ucHead);
+constexpr int osdHeadSize = sizeof(model_OsdParam::ucOsdHead);
+
+QString hex(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+/** A payload in words: long ones by their size and what tells them from others. */
+QString payloadText(const QByteArray &payload)
+{
+    constexpr int shownBytes = 16;
+    constexpr int shownDigits = 8;
+    if (payload.isEmpty()) {
+        return QStringLiteral("no payload");
+    }
+    if (payload.size() <= shownBytes) {
+        return QStringLiteral("payload ") + hex(payload);
+    }
+    const QByteArray hash = QCryptographicHash::hash(payload, QCryptographicHash::Sha1).toHex().left(shownDigits);
+    return QStringLiteral("payload of %1 bytes (SHA-1 %2...)").arg(QString::number(payload.size()), QString(hash));
+}
+
+/** Whether a stop meets a command before or after it was taken is up to the threads. */
+QString attemptsText(host::Outcome outcome, int attempts)
+{
+    if (outcome == host::Outcome::Stopped) {
+        return {};
+    }
+    return attempts == 1 ? QStringLiteral(" after 1 attempt") : QStringLiteral(" after %1 attempts").arg(attempts);
+}
+
+} // namespace
+
+RecordingReader::Reader RecordingReader::readerOf(const QString &event)
+{
+    static const QHash<QString, Reader> readers{
+        {QLatin1String(recorded::linkOpened), &RecordingReader::readLink},
+        {QLatin1String(recorded::linkClosed), &RecordingReader::readLink},
+        {QLatin1String(recorded::bytesIn), &RecordingReader::readLink},
+        {QLatin1String(recorded::bytesOut), &RecordingReader::readBytesOut},
+        {QStringLiteral("opened"), &RecordingReader::passOver},
+        {QStringLiteral("failed"), &RecordingReader::passOver},
+        {QStringLiteral("given"), &RecordingReader::readGiven},
+        {QStringLiteral("refused"), &RecordingReader::readRefused},
+        {QStringLiteral("problem"), &RecordingReader::readProblem},
+        {QStringLiteral("summary"), &RecordingReader::readSummary},
+        {eventName(Event::Sent), &RecordingReader::readSent},
+        {eventName(Event::Resent), &RecordingReader::readSent},
+    };
+    host::Outcome outcome{};
+    Event reply{};
+    if (host::outcomeFromName(event, &outcome)) {
+        return &RecordingReader::readEnd;
+    }
+    return readers.value(event, eventFromName(event, &reply) ? &RecordingReader::readReply : nullptr);
+}
+
+void RecordingReader::read(const QByteArray &json, const QString &name, int lineNumber)
+{
+    m_lineNumber = lineNumber;
+    const RecordingLine line(json, QStringLiteral("%1:%2").arg(name, QString::number(lineNumber)));
+    if (lineNumber == 1) {
+        readHead(line);
+        return;
+    }
+    if (m_isComplete) {
+        line.fail(QStringLiteral("nothing expected behind the summary"));
+    }
+    const Reader reader = readerOf(line.event());
+    if (reader == nullptr) {
+        line.fail(QStringLiteral("event: one of a recording expected, not \"%1\"").arg(line.event()));
+    }
+    (this->*reader)(line);
+}
+
+void RecordingReader::readHead(const RecordingLine &line)
+{
+    if (line.event() != QLatin1String(recorded::head)) {
+        line.fail(QStringLiteral("the head of a recording expected, as 'biz_console run --record' writes it"));
+    }
+    if (line.number("format") != Recorder::formatVersion) {
+        line.fail(QStringLiteral("format %1 expected, not %2")
+                      .arg(QString::number(Recorder::formatVersion), QString::number(line.number("format"))));
+    }
+    m_recording.isOfDevice = line.text("channel") == QLatin1String("device");
+    m_recording.link = line.text("link");
+    m_recording.utc = QDateTime::fromString(line.text("utc"), Qt::ISODateWithMs);
+    if (!m_recording.utc.isValid()) {
+        line.fail(QStringLiteral("utc: a date and time expected, not \"%1\"").arg(line.text("utc")));
+    }
+    if (m_recording.isOfDevice) {
+        m_recording.deviceType = line.number("deviceType");
+        m_recording.sysPlan = line.number("nSysPlan");
+    }
+}
+
+void RecordingReader::readGiven(const RecordingLine &line)
+{
+    RecordedCommand command;
+    const QString which = line.text("which", {});
+    command.line = m_lineNumber;
+    command.name = which.isEmpty() ? line.text("name") : QStringLiteral("%1 (%2)").arg(line.text("name"), which);
+    command.head = line.bytesOfSize("head", m_recording.isOfDevice ? deviceHeadSize : osdHeadSize);
+    command.data = line.bytes("data");
+    command.waitMs = line.number("waitMs");
+    if (!m_recording.isOfDevice) {
+        command.device = line.text("device");
+        command.text = line.text("text", {});
+        command.flag = line.number("flag");
+    }
+    m_placeOfTicket.insert(line.number("ticket"), m_recording.commands.size());
+    m_recording.commands.append(command);
+}
+
+/** The command that a line is about; null when it is about none. */
+RecordedCommand *RecordingReader::commandOf(const RecordingLine &line)
+{
+    if (!line.has("ticket")) {
+        return nullptr;
+    }
+    const int place = m_placeOfTicket.value(line.number("ticket"), -1);
+    if (place < 0) {
+        line.fail(QStringLiteral("ticket: that of a command given before expected, not %1").arg(line.number("ticket")));
+    }
+    return &m_recording.commands[place];
+}
+
+/** The record of a line in words. */
+QString RecordingReader::recordText(const RecordingLine &line) const
+{
+    QString text = QStringLiteral("%1, %2").arg(hex(line.bytes("head")), payloadText(line.bytes("data")));
+    if (!m_recording.isOfDevice) {
+        text += QStringLiteral(", flag %1").arg(line.number("flag", 0));
+    }
+    return text;
+}
+
+void RecordingReader::readSent(const RecordingLine &line)
+{
+    RecordedCommand *command = commandOf(line);
+    if (command == nullptr) {
+        line.fail(QStringLiteral("ticket: that of the command sent expected"));
+    }
+    command->happenings.append(QStringLiteral("%1: %2").arg(line.event(), recordText(line)));
+    if (line.event() == eventName(Event::Resent)) {
+        command->outcome.events |= Event::Resent;
+    }
+    if (!m_recording.isOfDevice) {
+        Anchor &anchor = m_anchors[keyOf(line)];
+        ++anchor.writes;
+        anchor.atMs = line.milliseconds("atMs");
+    }
+}
+
+/** A reply that was not the answer: rejected, late, duplicate or foreign. */
+void RecordingReader::readReply(const RecordingLine &line)
+{
+    Event event{};
+    eventFromName(line.event(), &event);
+    const QString why = line.has("broken") ? QStringLiteral(", ") + line.text("broken") : QString();
+    const QString text = QStringLiteral("%1: %2%3").arg(line.event(), recordText(line), why);
+    RecordedCommand *command = commandOf(line);
+    if (command != nullptr) {
+        command->happenings.append(text);
+        command->outcome.events |= event;
+    } else {
+        m_recording.strays.append(text);
+    }
+    addDatagram(line, line.milliseconds("atMs"));
+}
+
+void RecordingReader::readEnd(const RecordingLine &line)
+{
+    RecordedCommand *command = commandOf(line);
+    if (command == nullptr || command->hasEnded) {
+        line.fail(QStringLiteral("ticket: that of a command that has not ended expected"));
+    }
+    host::outcomeFromName(line.event(), &command->outcome.outcome);
+    const bool isAnswered = command->outcome.outcome == host::Outcome::Answered;
+    command->hasEnded = true;
+    command->happenings.append(line.event() + attemptsText(command->outcome.outcome, line.number("attempts")) +
+                               (isAnswered ? QStringLiteral(": ") + recordText(line) : QString()));
+    Anchor &anchor = m_anchors[keyOf(line)];
+    if (isAnswered) {
+        addDatagram(line, anchor.atMs + line.milliseconds("roundTripMs"));
+    }
+    ++anchor.ends;
+    anchor.atMs = line.milliseconds("atMs");
+}
+
+void RecordingReader::readRefused(const RecordingLine &line)
+{
+    // What a refused datagram held is not in the events of the OSD channel: nothing can be played.
+    if (m_recording.isOfDevice) {
+        m_recording.strays.append(
+            QStringLiteral("refused: %1 bytes, %2").arg(QString::number(line.number("bytes")), line.text("reason")));
+    }
+}
+
+void RecordingReader::readProblem(const RecordingLine &line)
+{
+    if (line.text("reason") == QLatin1String(interruptedText)) {
+        addStep(RecordedStep::Kind::Interrupted, line, line.milliseconds("atMs"));
+    }
+}
+
+void RecordingReader::readLink(const RecordingLine &line)
+{
+    RecordedStep::Kind kind = RecordedStep::Kind::Received;
+    if (line.event() == QLatin1String(recorded::linkOpened)) {
+        kind = RecordedStep::Kind::Opened;
+    } else if (line.event() == QLatin1String(recorded::linkClosed)) {
+        kind = RecordedStep::Kind::Closed;
+    }
+    addStep(kind, line, line.milliseconds("atMs"));
+    m_recording.steps.last().bytes = line.bytes("data");
+    m_recording.steps.last().reason = line.text("reason", {});
+}
+
+void RecordingReader::readBytesOut(const RecordingLine &line)
+{
+    Anchor &anchor = m_anchors[keyOf(line)];
+    ++anchor.writes;
+    anchor.atMs = line.milliseconds("atMs");
+    m_recording.writes.append(line.bytes("data"));
+}
+
+void RecordingReader::readSummary(const RecordingLine &line)
+{
+    for (const RecordedCommand &command : qAsConst(m_recording.commands)) {
+        if (!command.hasEnded) {
+            line.fail(
+                QStringLiteral("the end of the command of line %1 expected before the summary").arg(command.line));
+        }
+    }
+    m_isComplete = true;
+}
+
+void RecordingReader::addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs)
+{
+    const Anchor anchor = m_anchors.value(keyOf(line));
+    RecordedStep step;
+    step.kind = kind;
+    step.device = keyOf(line);
+    step.writesBefore = anchor.writes;
+    step.endsBefore = anchor.ends;
+    step.delayMs = std::max(0.0, atMs - anchor.atMs);
+    m_recording.steps.append(step);
+}
+
+/** On the OSD channel, where a reply is one datagram, its event stands for its bytes. */
+void RecordingReader::addDatagram(const RecordingLine &line, double atMs)
+{
+    if (m_recording.isOfDevice) {
+        return;
+    }
+    model_OsdParam reply;
+    const QByteArray head = line.bytesOfSize("head", osdHeadSize);
+    std::copy(head.begin(), head.end(), reply.ucOsdHead);
+    reply.ucOsdFlag = static_cast<quint8>(line.number("flag"));
+    reply.baData = line.bytes("data");
+    addStep(RecordedStep::Kind::Received, line, atMs);
+    m_recording.steps.last().bytes = host::OsdDatagramCodec::encode(reply);
+}
+
+Recording readRecordingFile(const QString &path)
+{
+    InputFile file(path);
+    RecordingReader reader;
+    QByteArray line;
+    while (file.next(&line)) {
+        reader.read(line, file.name(), file.lineNumber());
+    }
+    if (!reader.isComplete()) {
+        throw InputError(QStringLiteral("%1:%2: the summary expected: the recording was cut off")
+                             .arg(file.name(), QString::number(file.lineNumber() + 1)));
+    }
+    return reader.take();
+}
+
+Recording readRecording(const QByteArray &lines)
+{
+    RecordingReader reader;
+    int number = 0;
+    const QList<QByteArray> all = lines.trimmed().split('\n');
+    for (const QByteArray &line : all) {
+        reader.read(line, QStringLiteral("the recording of the replay"), ++number);
+    }
+    return reader.take();
+}
+
+} // namespace biz::console

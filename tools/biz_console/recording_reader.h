@@ -1,0 +1,72 @@
+#ifndef BIZ_CONSOLE_RECORDING_READER_H
+#define BIZ_CONSOLE_RECORDING_READER_H
+
+#include <QtCore/QHash>
+
+#include <biz_console/recording.h>
+#include <biz_console/recording_line.h>
+
+namespace biz::console {
+
+/**
+ * Makes a recording of its lines, which have to be given in their order. An InputError names the
+ * line that is none, and what was expected.
+ */
+class RecordingReader
+{
+public:
+    /** The next line; `name` is the file as messages show it. */
+    void read(const QByteArray &json, const QString &name, int lineNumber);
+
+    /** True when the last line of a whole recording has been read. */
+    bool isComplete() const { return m_isComplete; }
+
+    Recording take() { return std::move(m_recording); }
+
+private:
+    using Reader = void (RecordingReader::*)(const RecordingLine &line);
+
+    /** Where the script of a device stands: what happened to it, and when the last of it did. */
+    struct Anchor
+    {
+        int writes = 0;
+        int ends = 0;
+        double atMs = 0.0;
+    };
+
+    static Reader readerOf(const QString &event);
+    static QString keyOf(const RecordingLine &line) { return line.text("device", {}); }
+
+    void readHead(const RecordingLine &line);
+    void readGiven(const RecordingLine &line);
+    void readSent(const RecordingLine &line);
+    void readReply(const RecordingLine &line);
+    void readEnd(const RecordingLine &line);
+    void readRefused(const RecordingLine &line);
+    void readProblem(const RecordingLine &line);
+    void readLink(const RecordingLine &line);
+    void readBytesOut(const RecordingLine &line);
+    void readSummary(const RecordingLine &line);
+    void passOver(const RecordingLine & /*line*/) {}
+
+    RecordedCommand *commandOf(const RecordingLine &line);
+    QString recordText(const RecordingLine &line) const;
+    void addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs);
+    void addDatagram(const RecordingLine &line, double atMs);
+
+    Recording m_recording;
+    QHash<int, int> m_placeOfTicket;
+    QHash<QString, Anchor> m_anchors; ///< by device; the device channel has one
+    int m_lineNumber = 0;
+    bool m_isComplete = false;
+};
+
+/** Reads a file, "-" for the standard input. */
+Recording readRecordingFile(const QString &path);
+
+/** Reads the lines of a recording that was made in memory. */
+Recording readRecording(const QByteArray &lines);
+
+} // namespace biz::console
+
+#endif

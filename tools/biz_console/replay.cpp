@@ -1,0 +1,170 @@
+#include <biz_console/replay.h>
+
+#include <algorithm>
+
+#include <QtCore/QBuffer>
+#include <QtCore/QDateTime>
+#include <QtCore/QEventLoop>
+#include <QtCore/QTimer>
+
+#include <biz_console/command_line.h>
+#include <biz_console/device_run.h>
+#include <biz_console/osd_run.h>
+#include <biz_console/recorder.h>
+#include <biz_console/recording_reader.h>
+#include <biz_console/replay_devices.h>
+#include <biz_console/replay_link.h>
+
+namespace biz::console {
+
+namespace {
+
+/** Hears of events for whoever plays the devices. */
+class Listener : public EventSink
+{
+public:
+    explicit Listener(std::function<void(const RunEvent &)> hear)
+        : m_hear(std::move(hear))
+    {
+    }
+    void happened(const RunEvent &event) override { m_hear(event); }
+
+private:
+    std::function<void(const RunEvent &)> m_hear;
+};
+
+/** What a replay keeps beside the run. */
+struct Notes
+{
+    Notes() { buffer.open(QIODevice::WriteOnly); }
+
+    QBuffer buffer;
+    Recorder recorder{buffer};
+
+    /** Problems of the recorded run occur again, and are not this program's. */
+    QString problemText;
+    QTextStream problems{&problemText};
+};
+
+void hearAndShow(SessionRun &run, Notes &notes, const ShowRun &show, std::function<void(const RunEvent &)> hear)
+{
+    run.addSink(notes.recorder.sink());
+    run.addSink(std::make_unique<Listener>(std::move(hear)));
+    show(run);
+}
+
+DeviceSession deviceSessionOf(const Recording &recording)
+{
+    DeviceSession session;
+    session.deviceType = recording.deviceType;
+    session.sysPlan = recording.sysPlan;
+    for (const RecordedCommand &recorded : recording.commands) {
+        DeviceCommand command;
+        command.name = recorded.name;
+        std::copy(recorded.head.begin(), recorded.head.end(), command.record.ucHead);
+        command.record.baData = recorded.data;
+        command.record.iWaitTime = recorded.waitMs;
+        command.expected = recorded.outcome;
+        session.commands.append(command);
+    }
+    return session;
+}
+
+void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
+{
+    auto link = std::make_unique<ReplayLink>(recording);
+    ReplayLink *device = link.get(); // lives as long as the run
+    DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), notes.problems);
+    QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
+    hearAndShow(run, notes, show, [device](const RunEvent &event) {
+        if (event.kind == RunEvent::Kind::Ended) {
+            device->noteEnd();
+        }
+    });
+    execute(run);
+}
+
+/** The commands of a recording as a grid: each one for every device, in the order of the devices. */
+OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices)
+{
+    OsdSession session;
+    session.port = devices.port();
+    for (const RecordedCommand &command : recording.commands) {
+        const QString address = devices.addressOf(command.device);
+        if (session.devices.contains(address)) {
+            break;
+        }
+        session.devices.append(address);
+    }
+    for (int i = 0; i < recording.commands.size(); ++i) {
+        const RecordedCommand &recorded = recording.commands.at(i);
+        const QString address = devices.addressOf(recorded.device);
+        const int place = i % session.devices.size();
+        if (place == 0) {
+            OsdCommand command;
+            command.name = recorded.name;
+            std::copy(recorded.head.begin(), recorded.head.end(), command.record.ucOsdHead);
+            command.record.ucOsdFlag = static_cast<quint8>(recorded.flag);
+            command.record.qsOsdText = recorded.text;
+            command.record.baData = recorded.data;
+            command.record.iWaitTime = recorded.waitMs;
+            session.commands.append(command);
+        }
+        if (session.devices.at(place) != address) {
+            throw InputError(QStringLiteral("line %1: every command for every device expected, as 'biz_console osd' "
+                                            "gives them")
+                                 .arg(recorded.line));
+        }
+        session.commands.last().expectedOf.insert(address, recorded.outcome);
+    }
+    return session;
+}
+
+/**
+ * The OSD channel counts waits in whole seconds of the wall clock: the replay begins at the same
+ * part of a second as the recorded run, so that a wait that ended early ends early again.
+ */
+void waitForPartOfSecond(const QDateTime &recorded)
+{
+    constexpr qint64 second = 1000;
+    const qint64 ahead = recorded.toMSecsSinceEpoch() - QDateTime::currentMSecsSinceEpoch();
+    QEventLoop loop;
+    QTimer::singleShot(static_cast<int>((ahead % second + second) % second), Qt::PreciseTimer, &loop,
+                       &QEventLoop::quit);
+    loop.exec();
+}
+
+void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
+{
+    ReplayDevices devices(recording);
+    if (!devices.listen()) {
+        throw InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
+    }
+    OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), notes.problems);
+    QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);
+    hearAndShow(run, notes, show, [&devices](const RunEvent &event) {
+        if (event.kind == RunEvent::Kind::Opened) {
+            devices.start();
+        } else if (event.kind == RunEvent::Kind::Ended) {
+            devices.noteEnd(event.device);
+        }
+    });
+    waitForPartOfSecond(recording.utc);
+    execute(run);
+}
+
+} // namespace
+
+Recording replay(const Recording &recording, const ShowRun &show)
+{
+    Notes notes;
+    if (recording.isOfDevice) {
+        replayDevice(recording, notes, show);
+    } else {
+        replayOsd(recording, notes, show);
+    }
+    notes.recorder.finish();
+    return readRecording(notes.buffer.data());
+}
+
+} // namespace biz::console

@@ -1,0 +1,22 @@
+#ifndef BIZ_CONSOLE_REPLAY_H
+#define BIZ_CONSOLE_REPLAY_H
+
+#include <functional>
+
+#include <biz_console/recording.h>
+#include <biz_console/session_run.h>
+
+namespace biz::console {
+
+/** Gives a run the sinks that show it. */
+using ShowRun = std::function<void(SessionRun &run)>;
+
+/**
+ * Plays a recording through the library, in place of the devices, and returns what that looked
+ * like. It takes as long as the recorded run. Throws InputError when it cannot be played.
+ */
+Recording replay(const Recording &recording, const ShowRun &show);
+
+} // namespace biz::console
+
+#endif

@@ -1,0 +1,74 @@
+#include <biz_console/command_line.h>
+
+#include <algorithm>
+
+#include <QtCore/QDir>
+#include <QtCore/QTemporaryDir>
+
+#include <biz_console/event_printer.h>
+#include <biz_console/recording_compare.h>
+#include <biz_console/recording_reader.h>
+#include <biz_console/replay.h>
+
+namespace biz::console {
+
+namespace {
+
+bool isInterrupted(const Recording &recording)
+{
+    return std::any_of(recording.steps.begin(), recording.steps.end(),
+                       [](const RecordedStep &step) { return step.kind == RecordedStep::Kind::Interrupted; });
+}
+
+ExitCode printResult(const Recording &recorded, const Recording &replayed, const Output &output)
+{
+    const QStringList lines = differences(recorded, replayed);
+    const int commands = recorded.commands.size();
+    for (const QString &line : lines) {
+        output.out << line << '\n';
+    }
+    output.out << (lines.isEmpty() ? "" : "\n") << commands << (commands == 1 ? " command" : " commands")
+               << (lines.isEmpty() ? " went as recorded\n" : " replayed, not as recorded\n");
+    return lines.isEmpty() ? AsExpected : NotAsExpected;
+}
+
+} // namespace
+
+int runReplay(const QStringList &arguments, const Output &output)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Plays a recording through the library in place of the devices, and compares what happens with "
+                       "what\nwas recorded. Exit status: 0 the same, 1 something else, 2 no recording."));
+    parser.addPositionalArgument(QStringLiteral("file"),
+                                 QStringLiteral("The recording, as --record of run and osd writes it; - for the "
+                                                "standard input."),
+                                 QStringLiteral("replay FILE"));
+    const QString eventsOption = QStringLiteral("events");
+    parser.addOption({eventsOption, QStringLiteral("Shows a line for each event of the replay.")});
+    addTraceOption(parser);
+    if (!parse(parser, arguments, output)) {
+        return AsExpected;
+    }
+    const Recording recorded = readRecordingFile(onlyArgument(parser, QStringLiteral("the recording")));
+    obeyTraceOption(parser);
+    // The replies that are rejected once more are no news for the log of this folder.
+    const QTemporaryDir scratch;
+    const QString before = QDir::currentPath();
+    QDir::setCurrent(scratch.path());
+    const Recording replayed = replay(recorded, [&](SessionRun &run) {
+        EventPrinter::Options shown;
+        shown.events = parser.isSet(eventsOption);
+        if (shown.events) {
+            run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
+        }
+    });
+    QDir::setCurrent(before);
+    if (isInterrupted(replayed) && !isInterrupted(recorded)) {
+        output.err << "biz_console: interrupted\n";
+        return NotAsExpected;
+    }
+    return printResult(recorded, replayed, output);
+}
+
+} // namespace biz::console

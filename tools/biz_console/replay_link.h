@@ -1,0 +1,42 @@
+#ifndef BIZ_CONSOLE_REPLAY_LINK_H
+#define BIZ_CONSOLE_REPLAY_LINK_H
+
+#include <functional>
+
+#include <biz_console/replay_script.h>
+#include <host/device_link.h>
+
+namespace biz::console {
+
+/** A link whose device is a recording: it says again what the recorded one said. */
+class ReplayLink : public host::DeviceLink
+{
+    Q_OBJECT
+
+public:
+    explicit ReplayLink(const Recording &recording);
+
+    void open() override { m_script.start(); }
+    void close() override { m_isOpen = false; }
+    bool isOpen() const override { return m_isOpen; }
+    bool write(const QByteArray &bytes) override;
+    QString name() const override { return m_name; }
+
+    /** A command has ended. */
+    void noteEnd() { m_script.noteEnd(); }
+
+Q_SIGNALS:
+    /** Here somebody broke the run off. */
+    void interrupted();
+
+private:
+    void play(const RecordedStep &step);
+
+    QString m_name;
+    ReplayScript m_script;
+    bool m_isOpen = false;
+};
+
+} // namespace biz::console
+
+#endif

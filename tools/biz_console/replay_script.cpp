@@ -1,0 +1,69 @@
+#include <biz_console/replay_script.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace biz::console {
+
+namespace {
+
+constexpr double nanosecondsPerMillisecond = 1e6;
+
+double elapsedMs(const QElapsedTimer &clock)
+{
+    return static_cast<double>(clock.nsecsElapsed()) / nanosecondsPerMillisecond;
+}
+
+} // namespace
+
+ReplayScript::ReplayScript(std::function<void(const RecordedStep &)> play)
+    : m_play(std::move(play))
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &ReplayScript::playNext);
+}
+
+void ReplayScript::start()
+{
+    m_clock.start();
+    m_writesAtMs.push_back(0.0);
+    m_endsAtMs.push_back(0.0);
+    schedule();
+}
+
+void ReplayScript::noteWrite()
+{
+    m_writesAtMs.push_back(elapsedMs(m_clock));
+    schedule();
+}
+
+void ReplayScript::noteEnd()
+{
+    m_endsAtMs.push_back(elapsedMs(m_clock));
+    schedule();
+}
+
+// By timer even when it is due: a device never answers from within a write.
+void ReplayScript::schedule()
+{
+    if (m_timer.isActive() || m_next == m_steps.size()) {
+        return;
+    }
+    const RecordedStep &step = m_steps[m_next];
+    const auto writes = static_cast<std::size_t>(step.writesBefore);
+    const auto ends = static_cast<std::size_t>(step.endsBefore);
+    if (writes < m_writesAtMs.size() && ends < m_endsAtMs.size()) {
+        const double dueMs = std::max(m_writesAtMs[writes], m_endsAtMs[ends]) + step.delayMs;
+        m_timer.start(std::max(0, static_cast<int>(std::lround(dueMs - elapsedMs(m_clock)))));
+    }
+}
+
+void ReplayScript::playNext()
+{
+    const RecordedStep step = m_steps[m_next++];
+    m_play(step);
+    schedule();
+}
+
+} // namespace biz::console
