@@ -1,6 +1,6 @@
 # Installs the project into a scratch folder and moves it; then qmake projects find it by
 # pkg-config, are built and run.
-# Given: BUILD_DIR, SCRATCH_DIR, QMAKE_DIR, QMAKE, LIBDIR, CXX, CXX_FLAGS.
+# Given: BUILD_DIR, SCRATCH_DIR, QMAKE_DIR, QUICK_START_DIR, PLAY, QMAKE, LIBDIR, CXX, CXX_FLAGS.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${SCRATCH_DIR}/first)
@@ -9,11 +9,21 @@ file(RENAME ${SCRATCH_DIR}/first ${prefix})
 
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBDIR})
-foreach(consumer manage_consumer host_consumer)
-    set(build ${SCRATCH_DIR}/${consumer})
+# build_with_qmake(name project): into a folder of its own.
+function(build_with_qmake name project)
+    set(build ${SCRATCH_DIR}/${name})
     file(MAKE_DIRECTORY ${build})
-    run(${CMAKE_COMMAND} -E chdir ${build} ${QMAKE} ${QMAKE_DIR}/${consumer}.pro
+    run(${CMAKE_COMMAND} -E chdir ${build} ${QMAKE} ${project}
         QMAKE_CXX=${CXX} QMAKE_LINK=${CXX} "QMAKE_CXXFLAGS+=${CXX_FLAGS}" "QMAKE_LFLAGS+=${CXX_FLAGS}")
     run(make -C ${build})
-    run(${build}/${consumer})
-endforeach()
+endfunction()
+
+build_with_qmake(manage_consumer ${QMAKE_DIR}/manage_consumer.pro)
+run(${SCRATCH_DIR}/manage_consumer/manage_consumer)
+
+# A first program of one's own: the copied folder, built and played as the README says.
+if(QUICK_START_DIR)
+    file(COPY ${QUICK_START_DIR}/ DESTINATION ${SCRATCH_DIR}/own)
+    build_with_qmake(own_build ${SCRATCH_DIR}/own/quick_start.pro)
+    play_quick_start(${prefix} ${SCRATCH_DIR}/own_build/quick_start)
+endif()
