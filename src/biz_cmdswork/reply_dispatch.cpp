@@ -13,7 +13,7 @@ using namespace biz;
 template<rules::Model Model>
 bool accepts(const model_Protocoldata &data)
 {
-    return rules::judge(Model, rules::viewOf(data)).accepted();
+    return rules::accepts(Model, rules::viewOf(data));
 }
 
 /** A2 and PVN410MAX2 report the one reply whose refusal has always been looked for. */
@@ -24,7 +24,8 @@ bool acceptsOrReportsBuffer(const model_Protocoldata &data)
     constexpr uchar bufferSubCode = 0x05;
 
     const bool accepted = accepts<Model>(data);
-    if (!accepted && data.ucHead[1] == bufferCommand && data.ucHead[2] == bufferSubCode) {
+    // In this order the processor foresees the jump: few replies are of that kind.
+    if (rules::both(data.ucHead[1] == bufferCommand, data.ucHead[2] == bufferSubCode) && !accepted) {
         diagnostics::bufferReplyRefused();
     }
     return accepted;

@@ -1,6 +1,7 @@
 #ifndef BIZ_REPLY_RULE_P_H
 #define BIZ_REPLY_RULE_P_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -56,12 +57,40 @@ enum class Check : std::uint8_t {
     LengthIsOrDeclares,             ///< as LengthIs, or declared == b or c with any payload
 };
 
+/** A number in a reply that bounds can be set to. */
+enum class Number : std::uint8_t { Index, Byte4, Byte5, Bytes34, Declared };
+
+/** One number of a reply and what it may be, both ends included. As it stands: nothing. */
+struct Bounds
+{
+    Number number = Number::Index;
+    std::uint16_t from = 1;
+    std::uint16_t to = 0;
+};
+
+constexpr Bounds within(Number number, int from, int to)
+{
+    return {number, static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to)};
+}
+constexpr Bounds exactly(Number number, int value)
+{
+    return within(number, value, value);
+}
+
+/**
+ * A clause is its name with its numbers, for people, and its test. The test has one form for
+ * all clauses: the reply is within any of three bounds, of which the first may want a payload
+ * too. So every reply runs through the same instructions, whatever its rule.
+ */
 struct Clause
 {
     Check check = Check::IndexAtMost;
     std::uint16_t a = 0;
     std::uint16_t b = 0;
     std::uint16_t c = 0;
+
+    std::array<Bounds, 3> anyOf{within(Number::Index, 0, 0xFF)};
+    std::uint16_t payloadUpTo = 0; ///< the payload holds what is declared; of more than this, it need hold this
 };
 
 /** The index byte that addresses all at once, where a rule admits it. */
@@ -86,80 +115,92 @@ struct Rule
     constexpr const Clause *end() const { return clauses.data() + count; }
     constexpr bool empty() const { return count == 0; }
 
-    std::array<Clause, 2> clauses{};
+    std::array<Clause, 2> clauses{}; ///< those beyond `count` are met by every reply
     std::uint8_t count = 0;
 };
 
 constexpr Rule noRule{};
 
-constexpr Clause clause(Check check, int a, int b = 0, int c = 0)
+constexpr Clause clause(Check check, std::array<int, 3> numbers, std::array<Bounds, 3> anyOf, int payloadUpTo = 0)
 {
-    return {check, static_cast<std::uint16_t>(a), static_cast<std::uint16_t>(b), static_cast<std::uint16_t>(c)};
+    return {check,
+            static_cast<std::uint16_t>(numbers[0]),
+            static_cast<std::uint16_t>(numbers[1]),
+            static_cast<std::uint16_t>(numbers[2]),
+            anyOf,
+            static_cast<std::uint16_t>(payloadUpTo)};
 }
 
 constexpr Clause indexAtMost(int n)
 {
-    return clause(Check::IndexAtMost, n);
+    return clause(Check::IndexAtMost, {n}, {within(Number::Index, 0, n)});
 }
 constexpr Clause indexAtMostOrAll(int n)
 {
-    return clause(Check::IndexAtMostOrAll, n);
+    return clause(Check::IndexAtMostOrAll, {n}, {within(Number::Index, 0, n), exactly(Number::Index, indexOfAll)});
 }
 constexpr Clause indexFromTo(int low, int high)
 {
-    return clause(Check::IndexFromTo, low, high);
+    return clause(Check::IndexFromTo, {low, high}, {within(Number::Index, low, high)});
 }
 constexpr Clause indexNotFromTo(int low, int high)
 {
-    return clause(Check::IndexNotFromTo, low, high);
+    return clause(Check::IndexNotFromTo, {low, high},
+                  {within(Number::Index, 0, low - 1), within(Number::Index, high + 1, 0xFF)});
 }
 constexpr Clause indexZeroOrTwo()
 {
-    return clause(Check::IndexZeroOrTwo, 0);
+    return clause(Check::IndexZeroOrTwo, {}, {exactly(Number::Index, 0), exactly(Number::Index, 2)});
 }
 constexpr Clause byte4AtMost(int n)
 {
-    return clause(Check::Byte4AtMost, n);
+    return clause(Check::Byte4AtMost, {n}, {within(Number::Byte4, 0, n)});
 }
 constexpr Clause byte4FromTo(int low, int high)
 {
-    return clause(Check::Byte4FromTo, low, high);
+    return clause(Check::Byte4FromTo, {low, high}, {within(Number::Byte4, low, high)});
 }
 constexpr Clause byte4AtMostOrIs(int n, int other)
 {
-    return clause(Check::Byte4AtMostOrIs, n, other);
+    return clause(Check::Byte4AtMostOrIs, {n, other}, {within(Number::Byte4, 0, n), exactly(Number::Byte4, other)});
 }
 constexpr Clause byte5AtMost(int n)
 {
-    return clause(Check::Byte5AtMost, n);
+    return clause(Check::Byte5AtMost, {n}, {within(Number::Byte5, 0, n)});
 }
 constexpr Clause indexAtMostOrByte4IsOrByte5Set(int index, int byte4)
 {
-    return clause(Check::IndexAtMostOrByte4IsOrByte5Set, index, byte4);
+    return clause(Check::IndexAtMostOrByte4IsOrByte5Set, {index, byte4},
+                  {within(Number::Index, 0, index), exactly(Number::Byte4, byte4), within(Number::Byte5, 1, 0xFF)});
 }
 constexpr Clause bytes34FromTo(int low, int high)
 {
-    return clause(Check::Bytes34FromTo, low, high);
+    return clause(Check::Bytes34FromTo, {low, high}, {within(Number::Bytes34, low, high)});
 }
 constexpr Clause lengthIs(int length)
 {
-    return clause(Check::LengthIs, length);
+    return clause(Check::LengthIs, {length}, {exactly(Number::Declared, length)}, length);
 }
 constexpr Clause lengthAtLeast(int length)
 {
-    return clause(Check::LengthAtLeast, length);
+    // Deliberate: the payload is measured against the bound, not against what is declared.
+    return clause(Check::LengthAtLeast, {length}, {within(Number::Declared, length, 0xFFFF)}, length);
 }
 constexpr Clause lengthFromTo(int low, int high)
 {
-    return clause(Check::LengthFromTo, low, high);
-}
-constexpr Clause lengthIsOrDeclares(int length, int other)
-{
-    return clause(Check::LengthIsOrDeclares, length, other, other);
+    return clause(Check::LengthFromTo, {low, high}, {within(Number::Declared, low, high)}, high);
 }
 constexpr Clause lengthIsOrDeclares(int length, int other, int another)
 {
-    return clause(Check::LengthIsOrDeclares, length, other, another);
+    // The other lengths belong to the protocol and come with any payload, even none.
+    return clause(
+        Check::LengthIsOrDeclares, {length, other, another},
+        {exactly(Number::Declared, length), exactly(Number::Declared, other), exactly(Number::Declared, another)},
+        length);
+}
+constexpr Clause lengthIsOrDeclares(int length, int other)
+{
+    return lengthIsOrDeclares(length, other, other);
 }
 
 constexpr Rule allOf(Clause first, Clause then)
@@ -227,6 +268,7 @@ constexpr SubCodes everyCode()
 /** One row of a protocol table: the rule of each of the two models that share it. */
 struct Row
 {
+    constexpr Row() = default;
     constexpr Row(int commandCode, SubCodes subs, Rule both)
         : Row(commandCode, subs, both, both)
     {
@@ -238,7 +280,7 @@ struct Row
     {
     }
 
-    std::uint8_t command;
+    std::uint8_t command = 0;
     SubCodes subCodes;
     std::array<Rule, 2> rules;
 };
@@ -269,8 +311,14 @@ struct Table
 
     const Row *find(std::uint8_t command, std::uint8_t subCode) const
     {
-        const std::uint8_t number = rowOfSubCode[blockOfCommand[command]][subCode];
-        return number == 0 ? nullptr : rows + number - 1;
+        const Row &found = rowOrNone(command, subCode);
+        return &found < rows ? nullptr : &found;
+    }
+
+    /** As find(), but with a row without rules where there is none: no jump. */
+    const Row &rowOrNone(std::uint8_t command, std::uint8_t subCode) const
+    {
+        return *(rows - 1 + rowOfSubCode[blockOfCommand[command]][subCode]);
     }
 };
 
@@ -283,6 +331,7 @@ public:
     {
         std::uint8_t blocks = 1; // block 0 belongs to the commands without rows
         for (std::size_t row = 0; row < Rows.size(); ++row) {
+            m_noRowThenRows[row + 1] = Rows[row];
             std::uint8_t &block = m_blockOfCommand[Rows[row].command];
             if (block == 0) {
                 block = blocks++;
@@ -295,7 +344,10 @@ public:
         }
     }
 
-    constexpr Table table() const { return {Rows.data(), Rows.size(), m_blockOfCommand.data(), m_rowOfSubCode.data()}; }
+    constexpr Table table() const
+    {
+        return {m_noRowThenRows.data() + 1, Rows.size(), m_blockOfCommand.data(), m_rowOfSubCode.data()};
+    }
 
 private:
     static constexpr std::size_t countCommands()
@@ -312,56 +364,62 @@ private:
     }
     static_assert(Rows.size() < 0xFF, "a row number must fit into the index");
 
+    std::array<Row, Rows.size() + 1> m_noRowThenRows{};
     std::array<std::uint8_t, 256> m_blockOfCommand{};
     std::array<RowNumbers, countCommands() + 1> m_rowOfSubCode{};
 };
 
-constexpr bool within(int value, int low, int high)
+// Not `&&` and `||`: which part fails changes from reply to reply, and one jump that the
+// processor does not foresee costs more than all of the comparisons.
+constexpr bool both(bool left, bool right)
 {
-    return value >= low && value <= high;
+    return (unsigned{left} & unsigned{right}) != 0;
+}
+constexpr bool either(bool left, bool right)
+{
+    return (unsigned{left} | unsigned{right}) != 0;
 }
 
-/** Whether a reply meets one clause. */
-constexpr bool meets(const Reply &reply, const Clause &clause)
+/** A reply with its numbers in the places that bounds name. */
+class Numbers
 {
-    const int declared = reply.declaredLength();
-    const int payload = reply.payloadSize;
-
-    switch (clause.check) {
-    case Check::IndexAtMost:
-        return reply.index <= clause.a;
-    case Check::IndexAtMostOrAll:
-        return reply.index <= clause.a || reply.index == indexOfAll;
-    case Check::IndexFromTo:
-        return within(reply.index, clause.a, clause.b);
-    case Check::IndexNotFromTo:
-        return !within(reply.index, clause.a, clause.b);
-    case Check::IndexZeroOrTwo:
-        return (reply.index & ~0x02U) == 0;
-    case Check::Byte4AtMost:
-        return reply.byte4 <= clause.a;
-    case Check::Byte4FromTo:
-        return within(reply.byte4, clause.a, clause.b);
-    case Check::Byte4AtMostOrIs:
-        return reply.byte4 <= clause.a || reply.byte4 == clause.b;
-    case Check::Byte5AtMost:
-        return reply.byte5 <= clause.a;
-    case Check::IndexAtMostOrByte4IsOrByte5Set:
-        return reply.index <= clause.a || reply.byte4 == clause.b || reply.byte5 != 0;
-    case Check::Bytes34FromTo:
-        return within(combineTwoByte(reply.index, reply.byte4), clause.a, clause.b);
-    case Check::LengthIs:
-        return declared == clause.a && payload >= clause.a;
-    case Check::LengthAtLeast:
-        // Deliberate: the payload is measured against the bound, not against what is declared.
-        return declared >= clause.a && payload >= clause.a;
-    case Check::LengthFromTo:
-        return within(declared, clause.a, clause.b) && payload >= declared;
-    case Check::LengthIsOrDeclares:
-        // The other lengths belong to the protocol and come with any payload, even none.
-        return declared == clause.a ? payload >= clause.a : declared == clause.b || declared == clause.c;
+public:
+    constexpr Numbers(const Reply &reply)
+        : m_values{reply.index, reply.byte4, reply.byte5, combineTwoByte(reply.index, reply.byte4),
+                   reply.declaredLength()}
+        , m_payloadSize(reply.payloadSize)
+    {
     }
-    return true;
+
+    constexpr bool areWithin(const Bounds &bounds) const
+    {
+        const std::uint16_t value = valueOf(bounds.number);
+        return both(value >= bounds.from, value <= bounds.to);
+    }
+    constexpr bool holdPayload(std::uint16_t upTo) const
+    {
+        return m_payloadSize >= std::min(valueOf(Number::Declared), upTo);
+    }
+
+private:
+    constexpr std::uint16_t valueOf(Number number) const { return m_values[static_cast<std::size_t>(number)]; }
+
+    std::array<std::uint16_t, 5> m_values; ///< in the order of Number
+    int m_payloadSize;
+};
+
+/** Whether a reply meets one clause. */
+constexpr bool meets(const Numbers &reply, const Clause &clause)
+{
+    const auto &[first, second, third] = clause.anyOf;
+    const bool others = either(reply.areWithin(second), reply.areWithin(third));
+    return either(both(reply.areWithin(first), reply.holdPayload(clause.payloadUpTo)), others);
+}
+
+/** Whether a reply meets all clauses. */
+constexpr bool meets(const Numbers &reply, const Rule &rule)
+{
+    return both(meets(reply, rule.clauses[0]), meets(reply, rule.clauses[1]));
 }
 
 /** The first clause of the rule that the reply does not meet; null when it meets all. */

@@ -100,6 +100,13 @@ inline Verdict judge(Model model, const Reply &reply)
     return {rule, rule == nullptr ? nullptr : firstBrokenClause(reply, *rule)};
 }
 
+/** Whether judge() accepts, without its reasons and without a jump that depends on the reply. */
+inline bool accepts(Model model, const Reply &reply)
+{
+    const ModelTable own = tableOf(model);
+    return meets(reply, own.table->rowOrNone(reply.command, reply.subCode).rules[own.column]);
+}
+
 } // namespace biz::rules
 
 #endif
