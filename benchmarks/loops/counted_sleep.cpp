@@ -1,8 +1,10 @@
 #include <loops/counted_sleep.h>
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <deque>
+#include <iterator>
 #include <mutex>
 
 #include <pthread.h>
@@ -13,12 +15,24 @@ namespace counted {
 
 namespace {
 
+/** The passes whose work is remembered. */
+constexpr std::size_t worksKept = 512;
+
 struct Loop
 {
     std::string name;
     clockid_t cpuClock = 0;
     std::atomic<long long> passes{0};
+    long long awakeSinceNs = 0;
+    std::atomic<long long> lastWorksNs[worksKept] = {};
 };
+
+long long nowNs()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
 
 std::mutex &guard()
 {
@@ -33,6 +47,7 @@ std::deque<Loop> &loops()
 }
 
 thread_local Loop *self = nullptr;
+bool timesWork = false;
 
 Loop *enrol(const std::string &name)
 {
@@ -43,11 +58,25 @@ Loop *enrol(const std::string &name)
     return &loop;
 }
 
+/** Between two sleeps; a pass that was interrupted does not move the median. */
+long long medianWorkNs(const Loop &loop)
+{
+    std::vector<long long> works(std::begin(loop.lastWorksNs), std::end(loop.lastWorksNs));
+    std::sort(works.begin(), works.end());
+    return works[works.size() / 2];
+}
+
 } // namespace
+
+void timeWork()
+{
+    timesWork = true;
+}
 
 void nameThisLoop(const std::string &name)
 {
     self = enrol(name);
+    pthread_setname_np(pthread_self(), name.c_str());
 }
 
 std::vector<Reading> readAll()
@@ -57,7 +86,7 @@ std::vector<Reading> readAll()
     for (const Loop &loop : loops()) {
         timespec cpu{};
         clock_gettime(loop.cpuClock, &cpu);
-        readings.push_back({loop.name, loop.passes, cpu.tv_sec * 1000000000LL + cpu.tv_nsec});
+        readings.push_back({loop.name, loop.passes, cpu.tv_sec * 1000000000LL + cpu.tv_nsec, medianWorkNs(loop)});
     }
     return readings;
 }
@@ -66,9 +95,17 @@ std::vector<Reading> readAll()
 
 extern "C" [[gnu::visibility("default")]] int nanosleep(const timespec *request, timespec *remaining)
 {
-    if (counted::self == nullptr) {
-        counted::self = counted::enrol("osd timeout");
+    using namespace counted;
+
+    if (self == nullptr) {
+        self = enrol("osd timeout");
     }
-    counted::self->passes.fetch_add(1, std::memory_order_relaxed);
-    return static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+    const auto pass = static_cast<std::size_t>(self->passes.fetch_add(1, std::memory_order_relaxed));
+    if (!timesWork) {
+        return static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+    }
+    self->lastWorksNs[pass % worksKept].store(nowNs() - self->awakeSinceNs, std::memory_order_relaxed);
+    const auto result = static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+    self->awakeSinceNs = nowNs();
+    return result;
 }

@@ -11,6 +11,9 @@
  */
 namespace counted {
 
+/** From now on each pass is timed as well, which costs two looks at the clock. Before any loop runs. */
+void timeWork();
+
 /** Names the calling thread's loop; a thread that has no name is the detached one. */
 void nameThisLoop(const std::string &name);
 
@@ -19,6 +22,7 @@ struct Reading
     std::string loop;
     long long passes = 0;
     long long cpuNs = 0;
+    long long medianWorkNs = 0; ///< of the last passes, from one sleep to the next, if timed
 };
 
 /** Where every loop stands now, in the order of their first sleep. */

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <unistd.h>
@@ -25,9 +26,17 @@ void sleepUntil(double seconds)
 void printWindow(int window, const std::vector<counted::Reading> &before, const std::vector<counted::Reading> &after)
 {
     for (std::size_t i = 0; i < before.size() && i < after.size(); ++i) {
-        std::printf("{\"window\": %d, \"loop\": \"%s\", \"passes\": %lld, \"cpu_ns\": %lld}\n", window,
-                    after[i].loop.c_str(), after[i].passes - before[i].passes, after[i].cpuNs - before[i].cpuNs);
+        std::printf("{\"window\": %d, \"loop\": \"%s\", \"passes\": %lld, \"cpu_ns\": %lld, \"work_ns\": %lld}\n",
+                    window, after[i].loop.c_str(), after[i].passes - before[i].passes, after[i].cpuNs - before[i].cpuNs,
+                    after[i].medianWorkNs);
     }
+}
+
+int explainUsage()
+{
+    std::fprintf(stderr, "usage: bench_loops ROLE START WINDOWS SECONDS [work]\n"
+                         "ROLE: twin, idle, busy, plain, osd-idle-DEVICES; work: times each pass as well\n");
+    return 2;
 }
 
 } // namespace
@@ -35,9 +44,13 @@ void printWindow(int window, const std::vector<counted::Reading> &before, const 
 int main(int argc, char **argv)
 {
     constexpr int expectedArguments = 5;
-    if (argc != expectedArguments || !startRole(argv[1])) {
-        std::fprintf(stderr, "usage: bench_loops twin|idle|busy START WINDOWS SECONDS\n");
-        return 2;
+    if (argc == expectedArguments + 1 && std::strcmp(argv[expectedArguments], "work") == 0) {
+        counted::timeWork();
+    } else if (argc != expectedArguments) {
+        return explainUsage();
+    }
+    if (!startRole(argv[1])) {
+        return explainUsage();
     }
     const double start = std::atof(argv[2]);
     const int windows = std::atoi(argv[3]);

@@ -1,5 +1,7 @@
 #include <biz_cmdswork/biz_cmdswork.h>
 
+#include <utility>
+
 #include <biz_cmdswork/channel_timing_p.h>
 #include <platform/sleep_p.h>
 #include <platform/unlocked_access_p.h>
@@ -17,7 +19,7 @@ bool takeReply(biz_CMDSWork &worker)
     if (queue.empty()) {
         return false;
     }
-    worker.m_curRecv = queue.front();
+    worker.m_curRecv = std::move(queue.front());
     queue.pop();
     return true;
 }

@@ -1,6 +1,7 @@
 #include <biz_cmdswork/biz_cmdswork.h>
 
 #include <atomic>
+#include <utility>
 
 #include <biz_cmdswork/channel_counters_p.h>
 #include <biz_cmdswork/channel_timing_p.h>
@@ -23,7 +24,7 @@ bool takeCommand(biz_CMDSWork &worker)
     const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
     const bool taken = !queue.empty();
     if (taken) {
-        worker.m_curSend = queue.front();
+        worker.m_curSend = std::move(queue.front());
         queue.pop();
     }
     // Deliberate: the gate closes even when nothing was left to take. Whoever cleared the
