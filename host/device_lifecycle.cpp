@@ -16,7 +16,7 @@ constexpr int destructionDeadlineMs = 2000;
 biz_DeviceHost::Private::Private(biz_DeviceHost *host)
     : q(host)
     , signalsOfHost(host)
-    , run([this] { drainInbox(); }, host)
+    , run([this] { signalsOfHost.emitAfter([this] { drainInbox(); }); }, host)
     , gate(&run, &ledger.tickets(), host)
     , watch(
           &ledger,

@@ -2,33 +2,46 @@
 
 #include <algorithm>
 
+#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_view_p.h>
 #include <host/device_channel_p.h>
 
 namespace biz::host {
 
+namespace {
+
+bool isAccepted(const model_Protocoldata &reply)
+{
+    const auto model = rules::modelOfDeviceType(device_channel::deviceType());
+    return !model || rules::accepts(*model, rules::viewOf(reply));
+}
+
+} // namespace
+
 void DeviceReplies::take(model_Protocoldata reply)
 {
     // The channel logs what it refuses and tells nobody; the same rules tell us why.
-    const ReplyJudgement judgement = judgeReply(device_channel::deviceType(), reply);
+    const bool accepted = isAccepted(reply);
     DeviceCommand *const command = commandOf(reply);
     if (command == nullptr) {
         reportUnmatched(reply);
     } else {
-        report(*command, reply, judgement);
+        report(*command, reply, accepted);
     }
     reply.nTag = ++m_lastFed;
-    if (command != nullptr && judgement.accepted) {
+    if (command != nullptr && accepted) {
         m_fed.push_back({m_lastFed, command->ticket, Clock::now()});
     }
     device_channel::pushReply(reply);
 }
 
-void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &reply, const ReplyJudgement &judgement)
+void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &reply, bool accepted)
 {
-    if (judgement.accepted) {
+    if (accepted) {
         command.history.note(QStringLiteral("a reply came and was accepted"));
         return;
     }
+    const ReplyJudgement judgement = judgeReply(device_channel::deviceType(), reply);
     const QString rule = commandText(reply) + QStringLiteral(": ") + judgement.rule;
     m_ledger->count([&rule](Statistics &totals) { totals.noteRejected(rule); });
     command.history.note(QStringLiteral("a reply came and was refused: ") + judgement.broken);

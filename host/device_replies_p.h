@@ -53,7 +53,7 @@ private:
         TimePoint arrival;
     };
 
-    void report(DeviceCommand &command, const model_Protocoldata &reply, const ReplyJudgement &judgement);
+    void report(DeviceCommand &command, const model_Protocoldata &reply, bool accepted);
     DeviceCommand *commandOf(const model_Protocoldata &reply);
     const EndedCommand &endedCommandOf(const model_Protocoldata &reply) const;
     void reportUnmatched(const model_Protocoldata &reply);

@@ -36,6 +36,13 @@ public:
         m_outbox.postRepeated(times, [host = m_host, emit = std::move(emission)] { emit(host); });
     }
 
+    /** To be called from an event: what `handle` posts leaves at its end. */
+    template<typename Handle>
+    void emitAfter(Handle handle)
+    {
+        m_outbox.emitAfter(std::move(handle));
+    }
+
 private:
     Host *const m_host;
     SignalOutbox m_outbox; ///< a child of the host, so that it follows it to another thread

@@ -21,7 +21,7 @@ constexpr int destructionDeadlineMs = 2000;
 
 biz_OsdHost::Private::Private(biz_OsdHost *host)
     : signalsOfHost(host)
-    , run([this] { drainInbox(); }, host)
+    , run([this] { signalsOfHost.emitAfter([this] { drainInbox(); }); }, host)
     , pollTimer(host)
     , startTimer(host)
     , socket(host)

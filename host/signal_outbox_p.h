@@ -7,13 +7,15 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEvent>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 
 namespace biz::host {
 
 /**
- * Emits a host's signals one by one from the event loop. No emission happens inside a call
- * of the host's, so a slot may call whatever it likes; one per event, so that a slot which
- * runs an event loop of its own still gets the signals that follow.
+ * Emits a host's signals in order from the event loop. No emission happens inside a call of
+ * the host's, so a slot may call whatever it likes, an event loop of its own included.
+ *
+ * Each event wakes a thread with two system calls, hence one for all that was posted by then.
  */
 class SignalOutbox : public QObject
 {
@@ -27,27 +29,33 @@ public:
 
     void post(Emission emission) { postRepeated(1, std::move(emission)); }
 
-    /** An emission that is made so many times, each with an event of its own. */
+    /** An emission that is made so many times; other events have their turns between them. */
     void postRepeated(std::size_t times, Emission emission)
     {
         if (times == 0) {
             return;
         }
         m_series.push_back({std::move(emission), times});
-        if (m_series.size() == 1) {
+        if (!m_emitsSoon) {
             wake();
         }
+    }
+
+    /** To be called from an event: what `handle` posts is emitted at its end, by the same event. */
+    template<typename Handle>
+    void emitAfter(Handle handle)
+    {
+        m_emitsSoon = true;
+        handle();
+        m_emitsSoon = false;
+        emitWaiting();
     }
 
 protected:
     void customEvent(QEvent * /*event*/) override
     {
-        const Emission emission = takeNext();
-        if (!m_series.empty()) {
-            wake();
-        }
-        // Last: the slots may destroy the host, and this object with it.
-        emission();
+        m_isAwake = false;
+        emitWaiting();
     }
 
 private:
@@ -56,6 +64,28 @@ private:
         Emission emission;
         std::size_t times;
     };
+
+    void wake()
+    {
+        if (!m_isAwake) {
+            m_isAwake = true;
+            QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+        }
+    }
+
+    /** As many emissions as series wait now: neither a long one nor what slots post keeps other events out. */
+    void emitWaiting()
+    {
+        // The slots may destroy the host, and this object with it.
+        const QPointer<SignalOutbox> self(this);
+        for (std::size_t left = m_series.size(); self && left > 0 && !m_series.empty(); --left) {
+            const Emission emission = takeNext();
+            if (!m_series.empty()) {
+                wake(); // a slot that runs an event loop of its own still gets the rest
+            }
+            emission();
+        }
+    }
 
     Emission takeNext()
     {
@@ -68,9 +98,9 @@ private:
         return last;
     }
 
-    void wake() { QCoreApplication::postEvent(this, new QEvent(QEvent::User)); }
-
     std::deque<Series> m_series;
+    bool m_isAwake = false;   ///< an event is under way
+    bool m_emitsSoon = false; ///< the event that is being handled emits at its end
 };
 
 } // namespace biz::host

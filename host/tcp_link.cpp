@@ -49,7 +49,11 @@ bool TcpLink::isOpen() const
 
 bool TcpLink::write(const QByteArray &bytes)
 {
-    return m_open && m_socket.write(bytes) == bytes.size();
+    if (!m_open || m_socket.write(bytes) != bytes.size()) {
+        return false;
+    }
+    m_socket.flush(); // now, and not when the event loop comes round: what the system does not take follows
+    return true;
 }
 
 QString TcpLink::name() const

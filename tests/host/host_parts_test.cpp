@@ -54,6 +54,47 @@ TEST(SignalOutbox, AnEmissionMayDestroyTheOutbox)
     EXPECT_FALSE(later);
 }
 
+TEST(SignalOutbox, ASlotsOwnEventLoopGetsTheEmissionsThatFollow)
+{
+    SignalOutbox outbox(nullptr);
+    std::vector<int> emitted;
+    outbox.post([&] {
+        EXPECT_TRUE(waitFor([&] { return emitted.size() == 2; }));
+        emitted.push_back(1);
+    });
+    outbox.post([&] { emitted.push_back(2); });
+    outbox.post([&] { emitted.push_back(3); });
+    ASSERT_TRUE(waitFor([&] { return emitted.size() == 3; }));
+    EXPECT_EQ(emitted, (std::vector<int>{2, 3, 1}));
+}
+
+TEST(SignalOutbox, WhatAnEventPostsLeavesAtItsEndAndNotEarlier)
+{
+    SignalOutbox outbox(nullptr);
+    std::vector<int> emitted;
+    outbox.emitAfter([&] {
+        outbox.post([&] { emitted.push_back(1); });
+        outbox.post([&] { emitted.push_back(2); });
+        EXPECT_TRUE(emitted.empty());
+    });
+    EXPECT_EQ(emitted, (std::vector<int>{1, 2}));
+    outbox.post([&] { emitted.push_back(3); });
+    EXPECT_EQ(emitted.size(), 2U);
+    ASSERT_TRUE(waitFor([&] { return emitted.size() == 3; }));
+}
+
+TEST(SignalOutbox, AnEmissionAtTheEndOfAnEventMayDestroyTheOutbox)
+{
+    auto outbox = std::make_unique<SignalOutbox>(nullptr);
+    bool later = false;
+    outbox->emitAfter([&] {
+        outbox->post([&] { outbox.reset(); });
+        outbox->post([&] { later = true; });
+    });
+    EXPECT_EQ(outbox, nullptr);
+    EXPECT_FALSE(later);
+}
+
 // --- ThreadInbox --------------------------------------------------------------------------
 
 TEST(ThreadInbox, MessagesOfAnotherThreadComeInOrder)
