@@ -1,7 +1,7 @@
 """Runs the benchmark programs and writes docs/performance.md and its plots.
 
 Each figure is a ratio against a floor or a peer that ran at the same time, or in turn with
-it in one process. Medians throughout. All of it takes about five minutes, the build not
+it in one process. Medians throughout. All of it takes about seven minutes, the build not
 counted, and refuses to begin while other programs keep the machine busy.
 """
 import argparse

@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Channel = biz_Osd_CMDSWork;
 
-constexpr int rounds = 41;
+constexpr int rounds = 21;
 constexpr int farFutureMs = 2000000000;
 
 double secondsSince(Clock::time_point start)
