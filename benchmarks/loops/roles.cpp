@@ -79,17 +79,20 @@ void startLibrary()
     startLoop("osd receive", [&osd] { osd.a1_receiveGetQueueWork(); });
 }
 
-/** A good reply, and a command that waits as long as they do. */
-model_Protocoldata item()
+/** A good reply, and a command; a host that keeps what it sent shares the payload with the queue. */
+const model_Protocoldata &item()
 {
-    model_Protocoldata record;
-    record.ucHead[1] = 0xF1;
-    record.ucHead[2] = 0x08;
-    record.ucHead[4] = 0x62;
-    record.ucHead[5] = 0x01;
-    record.baData = QByteArray(354, 'x');
-    record.iWaitTime = 1000;
-    return record;
+    static const model_Protocoldata shared = [] {
+        model_Protocoldata record;
+        record.ucHead[1] = 0xF1;
+        record.ucHead[2] = 0x08;
+        record.ucHead[4] = 0x62;
+        record.ucHead[5] = 0x01;
+        record.baData = QByteArray(354, 'x');
+        record.iWaitTime = 1000;
+        return record;
+    }();
+    return shared;
 }
 
 void topUp(std::queue<model_Protocoldata> &queue, std::mutex &mutex)
