@@ -4,7 +4,6 @@
 #include <atomic>
 #include <ctime>
 #include <deque>
-#include <iterator>
 #include <mutex>
 
 #include <pthread.h>
@@ -61,7 +60,11 @@ Loop *enrol(const std::string &name)
 /** Between two sleeps; a pass that was interrupted does not move the median. */
 long long medianWorkNs(const Loop &loop)
 {
-    std::vector<long long> works(std::begin(loop.lastWorksNs), std::end(loop.lastWorksNs));
+    const auto kept = std::min<std::size_t>(static_cast<std::size_t>(loop.passes), worksKept);
+    if (kept == 0) {
+        return 0;
+    }
+    std::vector<long long> works(loop.lastWorksNs, loop.lastWorksNs + kept);
     std::sort(works.begin(), works.end());
     return works[works.size() / 2];
 }

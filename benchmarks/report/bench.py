@@ -20,6 +20,9 @@ SEND_PERIOD_MS = 3.0
 WORKING = ["send", "receive", "osd send"]
 KNOWN_DEVICES = (1000, 10000)
 
+# Each takes a minute at most on an idle machine.
+LONGEST_STEP_SECONDS = 240
+
 # Above this share of the processors, other programs move the figures.
 BUSY_AT_MOST = 0.10
 CALM_WITHIN_SECONDS = 60
@@ -90,12 +93,20 @@ class Bench:
         command = [str(self.programs / program), *map(str, arguments)]
         return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
-    def run(self, program, *arguments):
-        process = self.start(program, *arguments)
-        output, _ = process.communicate(timeout=900)
+    def output_of(self, process):
+        """What a process prints; ends the program if it fails or does not come to an end."""
+        try:
+            output, _ = process.communicate(timeout=LONGEST_STEP_SECONDS)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+            raise SystemExit(f"error: {' '.join(process.args)} took longer than {LONGEST_STEP_SECONDS} s") from None
         if process.returncode != 0:
-            raise SystemExit(f"{program} {' '.join(map(str, arguments))} ended with {process.returncode}")
+            raise SystemExit(f"error: {' '.join(process.args)} ended with {process.returncode}")
         return output
+
+    def run(self, program, *arguments):
+        return self.output_of(self.start(program, *arguments))
 
     # --- Loops at the same time as their twin -------------------------------------------
 
@@ -111,8 +122,7 @@ class Bench:
                 running.append(self.start("bench_loops", role, *windows, *(["work"] if timed else [])))
         readings = {}
         for role, process in zip(roles, running):
-            output, _ = process.communicate(timeout=300)
-            for line in lines_of(output):
+            for line in lines_of(self.output_of(process)):
                 readings.setdefault(role, {}).setdefault(line["window"], {})[line["loop"]] = line
         for role in roles:
             if role not in readings:
@@ -157,7 +167,7 @@ class Bench:
     def host_kit(self):
         raw = self.start("bench_host_kit", "raw", self.commands)
         kit = self.start("bench_host_kit", "kit", self.commands)
-        return {line["role"]: line for process in (raw, kit) for line in lines_of(process.communicate(timeout=300)[0])}
+        return {line["role"]: line for process in (raw, kit) for line in lines_of(self.output_of(process))}
 
 
 def with_loaded_core(measure):
@@ -226,21 +236,34 @@ def measure_idle(bench, results):
                                          for devices, role in zip(KNOWN_DEVICES, roles)}
 
 
+def measure_loaded(bench, results):
+    loaded = with_loaded_core(lambda: bench.together("twin", "busy"))
+    results["pass rate loaded"] = bench.over_twin(loaded, "busy", WORKING, passes)
+
+
+def measure_delays(bench, results):
+    results["delays"] = {line["name"]: line for line in lines_of(bench.run("bench_delays"))}
+
+
 def measure_all(bench, even_if_loaded):
     share_before = wait_for_calm(even_if_loaded)
     results = {"machine": {"cores": os.cpu_count(), "load before": os.getloadavg()[0], "others before": share_before}}
     during = Processors()
     began = time.monotonic()
-    measure_busy(bench, results)
-    measure_items(bench, results)
-    loaded = with_loaded_core(lambda: bench.together("twin", "busy"))
-    results["pass rate loaded"] = bench.over_twin(loaded, "busy", WORKING, passes)
-    measure_idle(bench, results)
-    results["delays"] = {line["name"]: line for line in lines_of(bench.run("bench_delays"))}
-    results["reply check"] = bench.google("bench_reply_check")
-    results["error log"] = bench.google("bench_error_log")
-    results["osd"] = bench.osd_passes()
-    results["host kit"] = bench.host_kit()
+    steps = {
+        "loops with one item a pass, and Modbus": lambda: measure_busy(bench, results),
+        "the cost of one item": lambda: measure_items(bench, results),
+        "loops beside a loaded core": lambda: measure_loaded(bench, results),
+        "idle loops, and loops with many devices": lambda: measure_idle(bench, results),
+        "delays and resend": lambda: measure_delays(bench, results),
+        "judging replies": lambda: results.update({"reply check": bench.google("bench_reply_check")}),
+        "error log": lambda: results.update({"error log": bench.google("bench_error_log")}),
+        "OSD passes": lambda: results.update({"osd": bench.osd_passes()}),
+        "host kit": lambda: results.update({"host kit": bench.host_kit()}),
+    }
+    for number, (name, step) in enumerate(steps.items(), 1):
+        print(f"{time.monotonic() - began:4.0f} s: {number} of {len(steps)}, {name}", file=sys.stderr)
+        step()
     results["machine"]["others during"] = during.share_of_others()
     results["machine"]["minutes"] = (time.monotonic() - began) / 60
     return results

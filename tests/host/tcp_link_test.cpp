@@ -115,6 +115,16 @@ TEST(MakeLink, AUrlThatCannotBeParsedIsQuoted)
     EXPECT_TRUE(complaint.endsWith(QStringLiteral("; expected tcp://HOST[:PORT]"))) << qPrintable(complaint);
 }
 
+TEST_F(TcpLink, AWriteLeavesBeforeTheEventLoopTurns)
+{
+    constexpr int longEnoughMs = 10000;
+    openBothEnds();
+    EXPECT_TRUE(link->write("now"));
+    // Waits at this end of the line alone: nothing is done for the link meanwhile.
+    ASSERT_TRUE(device->waitForReadyRead(longEnoughMs));
+    EXPECT_EQ(device->readAll(), QByteArray("now"));
+}
+
 TEST_F(TcpLink, OpensAfterOpenHasReturned)
 {
     link->open();
