@@ -373,11 +373,11 @@ private:
 // processor does not foresee costs more than all of the comparisons.
 constexpr bool both(bool left, bool right)
 {
-    return (unsigned{left} & unsigned{right}) != 0;
+    return (static_cast<unsigned>(left) & static_cast<unsigned>(right)) != 0;
 }
 constexpr bool either(bool left, bool right)
 {
-    return (unsigned{left} | unsigned{right}) != 0;
+    return (static_cast<unsigned>(left) | static_cast<unsigned>(right)) != 0;
 }
 
 /** A reply with its numbers in the places that bounds name. */
