@@ -61,6 +61,11 @@ struct RefusedReply
     const char *output;
 };
 
+void PrintTo(const RefusedReply &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
 class ConsoleCheckMarks : public testing::TestWithParam<RefusedReply>
 {
 };
@@ -214,6 +219,11 @@ struct BadUsage
     QStringList arguments;
     const char *message;
 };
+
+void PrintTo(const BadUsage &row, std::ostream *out)
+{
+    *out << row.name;
+}
 
 class ConsoleCheckUsage : public testing::TestWithParam<BadUsage>
 {

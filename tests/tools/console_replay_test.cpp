@@ -286,6 +286,11 @@ struct BadRecording
     const char *message;
 };
 
+void PrintTo(const BadRecording &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
 class ConsoleBadRecording : public testing::TestWithParam<BadRecording>
 {
 };

@@ -1,0 +1,21 @@
+#include "fuzz_target.h"
+
+#include <biz_console/command_line.h>
+#include <biz_console/recording_compare.h>
+#include <biz_console/recording_reader.h>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    using namespace biz::console;
+    const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    try {
+        const Recording recording = readRecording(text);
+        biz::fuzz::require(differences(recording, recording).isEmpty(), "a recording does not differ from itself");
+        for (const RecordedStep &step : recording.steps) {
+            biz::fuzz::require(step.delayMs >= 0, "nothing is played before what it follows");
+        }
+    } catch (const InputError &error) {
+        biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
+    }
+    return 0;
+}
