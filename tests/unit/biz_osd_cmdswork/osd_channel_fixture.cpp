@@ -32,7 +32,7 @@ Trace present(const QString &text)
             Channel::m_bRetFlag.size()};
 }
 
-void recordTrace(QtMsgType type, const QMessageLogContext &, const QString &text)
+void recordTrace(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
 {
     if (activeRecorder != nullptr) {
         activeRecorder->write(type == QtDebugMsg ? text : QStringLiteral("not a debug text: ") + text);

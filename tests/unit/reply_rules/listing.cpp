@@ -184,9 +184,19 @@ Listing Listing::parse(const std::string &name, const std::string &content)
     return result;
 }
 
+namespace {
+
+std::size_t placeOf(int command, int subCode)
+{
+    constexpr std::size_t subCodes = 0x100;
+    return static_cast<std::size_t>(command) * subCodes + static_cast<std::size_t>(subCode);
+}
+
+} // namespace
+
 const Line *Listing::find(int command, int subCode) const
 {
-    const int position = m_lineOfPair[static_cast<std::size_t>(command * 256 + subCode)];
+    const int position = m_lineOfPair[placeOf(command, subCode)];
     return position == 0 ? nullptr : &m_lines[static_cast<std::size_t>(position - 1)];
 }
 
@@ -194,7 +204,7 @@ void Listing::add(Line line)
 {
     m_lines.push_back(line);
     for (const int subCode : line.subCodes) {
-        int &position = m_lineOfPair[static_cast<std::size_t>(line.command * 256 + subCode)];
+        int &position = m_lineOfPair[placeOf(line.command, subCode)];
         if (position != 0) {
             throw std::runtime_error("a sub-code that line " +
                                      std::to_string(m_lines[static_cast<std::size_t>(position - 1)].number) +

@@ -9,7 +9,6 @@
 
 namespace {
 
-using listing::Field;
 using listing::Listing;
 
 std::string nameOf(const ::testing::TestParamInfo<CheckedModel> &info)
