@@ -22,9 +22,11 @@ if(expected STREQUAL "" OR NOT found STREQUAL expected)
     message(FATAL_ERROR "installed headers: ${found}\nexpected: ${expected}")
 endif()
 
-run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer} -G ${GENERATOR}
+set(configure ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix} -DEXPECTED_PREFIX=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
+run(${configure} -B ${consumer})
+run(${configure} -B ${SCRATCH_DIR}/without_network -DCMAKE_DISABLE_FIND_PACKAGE_Qt5Network=ON)
 run(${CMAKE_COMMAND} --build ${consumer})
 foreach(host manage_consumer static_members_consumer host_consumer)
     run(${consumer}/${host})
