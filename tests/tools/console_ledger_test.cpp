@@ -129,4 +129,64 @@ TEST(ConsoleLedger, UnknownTicketsChangeNothing)
     EXPECT_EQ(ledger.find(7), nullptr);
 }
 
+TEST(ConsoleLedger, AMillionCommandsThatEndAsExpectedAreCountedAndForgotten)
+{
+    CommandLedger ledger;
+    ledger.setTotal(1'000'000);
+    for (biz::host::Ticket ticket = 1; ticket <= 1'000'000; ++ticket) {
+        ledger.add(ticket, "get volume", {}, Expectation());
+        ledger.end(ticket, Outcome::Answered, {});
+    }
+    EXPECT_EQ(ledger.given(), 1'000'000);
+    EXPECT_EQ(ledger.pending(), 0);
+    EXPECT_TRUE(ledger.allAsExpected());
+    EXPECT_EQ(ledger.find(1), nullptr);
+    EXPECT_NE(ledger.find(1'000'000), nullptr);
+}
+
+TEST(ConsoleLedger, MismatchesAreRememberedWhateverCameAfterThem)
+{
+    CommandLedger ledger;
+    ledger.setTotal(100);
+    ledger.remember(10);
+    for (biz::host::Ticket ticket = 1; ticket <= 100; ++ticket) {
+        ledger.add(ticket, "get volume", {}, Expectation());
+        ledger.end(ticket, ticket == 1 ? Outcome::GaveUp : Outcome::Answered, {});
+    }
+    EXPECT_FALSE(ledger.allAsExpected());
+    EXPECT_EQ(ledger.mismatchCount(), 1);
+    EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered without events, was gaveUp without events");
+}
+
+TEST(ConsoleLedger, OfTooManyMismatchesTheRestIsCounted)
+{
+    CommandLedger ledger;
+    ledger.setTotal(3000);
+    ledger.remember(10);
+    for (biz::host::Ticket ticket = 1; ticket <= 3000; ++ticket) {
+        ledger.add(ticket, "get volume", {}, Expectation());
+        ledger.end(ticket, Outcome::GaveUp, {});
+    }
+    EXPECT_EQ(ledger.mismatchCount(), 3000);
+    EXPECT_EQ(ledger.mismatches().size(), 1011);
+    EXPECT_EQ(ledger.mismatches().last().toStdString(), "and 1990 commands more");
+}
+
+TEST(ConsoleLedger, AForgottenCommandThatAwaitedAnEventIsAwaitedNoMore)
+{
+    CommandLedger ledger;
+    ledger.setTotal(3000);
+    ledger.remember(10);
+    for (biz::host::Ticket ticket = 1; ticket <= 3000; ++ticket) {
+        ledger.add(ticket, "get volume", {},
+                   expecting(Outcome::GaveUp, ticket <= 2000 ? Events(Event::Late) : Events()));
+        ledger.end(ticket, Outcome::GaveUp, {});
+    }
+    for (biz::host::Ticket ticket = 1; ticket <= 1000; ++ticket) {
+        EXPECT_TRUE(ledger.awaitsEvents());
+        ledger.note(ticket, Event::Late);
+    }
+    EXPECT_FALSE(ledger.awaitsEvents());
+}
+
 } // namespace

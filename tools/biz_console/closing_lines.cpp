@@ -36,13 +36,21 @@ void appendDevices(QStringList &lines, const QVector<OsdTableRow> &devices, bool
 
 QString verdict(const RunEnd &end)
 {
-    return end.allAsExpected ? QStringLiteral("  all %1 commands ended as expected").arg(end.total)
-                             : QStringLiteral("  %1 of %2 commands did not end as expected")
-                                   .arg(end.mismatches.size())
-                                   .arg(end.total);
+    return end.allAsExpected
+               ? QStringLiteral("  all %1 commands ended as expected").arg(end.total)
+               : QStringLiteral("  %1 of %2 commands did not end as expected").arg(end.mismatchCount).arg(end.total);
 }
 
 } // namespace
+
+QString progressText(const RunProgress &progress)
+{
+    const QString ended = progress.isEndless
+                              ? QStringLiteral("%1 ended in %2 rounds").arg(progress.ended).arg(progress.round)
+                              : QStringLiteral("%1 of %2 ended").arg(progress.ended).arg(progress.total);
+    return QStringLiteral("%1, %2 waiting, %3 awaiting a reply")
+        .arg(ended, QString::number(progress.waiting), QString::number(progress.inFlight));
+}
 
 QStringList closingLines(const RunEnd &end, bool allDevices)
 {

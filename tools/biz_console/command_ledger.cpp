@@ -8,6 +8,9 @@ namespace biz::console {
 
 namespace {
 
+/** More than anybody reads. */
+constexpr int maxMismatches = 1000;
+
 /** Stopped without that being expected: the run was broken off, the command is not to blame. */
 bool wasBrokenOff(const LedgerEntry &entry)
 {
@@ -70,9 +73,10 @@ void CommandLedger::add(host::Ticket ticket, const QString &name, const QString 
     entry.which = which;
     entry.expected = expected;
     m_entries.emplace(ticket, entry);
+    ++m_given;
 }
 
-bool CommandLedger::awaits(const LedgerEntry &entry) const
+bool CommandLedger::awaits(const LedgerEntry &entry)
 {
     return entry.hasEnded && (entry.expected.events & eventsAfterTheEnd & ~entry.events) != Events();
 }
@@ -107,6 +111,26 @@ void CommandLedger::end(host::Ticket ticket, host::Outcome outcome, const QStrin
         entry.outcome = outcome;
         entry.reason = reason;
     });
+    m_ends.push_back(ticket);
+    forgetOld();
+}
+
+/** A run without end must not fill the memory. */
+void CommandLedger::forgetOld()
+{
+    while (m_ends.size() > static_cast<std::size_t>(m_remembered)) {
+        const auto found = m_entries.find(m_ends.front());
+        m_ends.pop_front();
+        if (found == m_entries.end() || wasBrokenOff(found->second)) {
+            continue;
+        }
+        if (!isAsExpected(found->second) && ++m_oldMismatches <= maxMismatches) {
+            continue;
+        }
+        m_forgottenMismatches += isAsExpected(found->second) ? 0 : 1;
+        m_awaiting -= awaits(found->second) ? 1 : 0;
+        m_entries.erase(found);
+    }
 }
 
 void CommandLedger::stopRest(const QString &reason)
@@ -118,7 +142,7 @@ void CommandLedger::stopRest(const QString &reason)
     }
 }
 
-void CommandLedger::addNeverGiven(const QString &name, int times)
+void CommandLedger::addNeverGiven(const QString &name, qint64 times)
 {
     m_neverGivenNames.emplace_back(name, times);
     m_neverGiven += times;
@@ -133,7 +157,7 @@ const LedgerEntry *CommandLedger::find(host::Ticket ticket) const
 
 bool CommandLedger::allAsExpected() const
 {
-    return m_neverGiven == 0 &&
+    return m_neverGiven == 0 && m_forgottenMismatches == 0 &&
            std::all_of(m_entries.begin(), m_entries.end(), [](const auto &item) { return isAsExpected(item.second); });
 }
 
@@ -145,13 +169,24 @@ QStringList CommandLedger::mismatches() const
             lines.append(mismatchText(item.second));
         }
     }
+    if (m_forgottenMismatches > 0) {
+        lines.append(QStringLiteral("and %1 commands more").arg(m_forgottenMismatches));
+    }
     return lines;
+}
+
+qint64 CommandLedger::mismatchCount() const
+{
+    const auto listed = std::count_if(m_entries.begin(), m_entries.end(), [](const auto &item) {
+        return !isAsExpected(item.second) && !wasBrokenOff(item.second);
+    });
+    return m_forgottenMismatches + listed;
 }
 
 QStringList CommandLedger::stoppedCommands() const
 {
     QStringList names;
-    QHash<QString, int> times;
+    QHash<QString, qint64> times;
     for (const auto &item : m_entries) {
         const LedgerEntry &entry = item.second;
         if (entry.hasEnded && entry.outcome == host::Outcome::Stopped && ++times[entry.name] == 1) {
@@ -166,7 +201,7 @@ QStringList CommandLedger::stoppedCommands() const
     }
     QStringList lines;
     for (const QString &name : qAsConst(names)) {
-        const int count = times.value(name);
+        const qint64 count = times.value(name);
         lines.append(count == 1 ? name : QStringLiteral("%1 (%2 times)").arg(name, QString::number(count)));
     }
     return lines;

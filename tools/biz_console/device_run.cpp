@@ -7,7 +7,7 @@ namespace biz::console {
 namespace {
 
 /** More than the channel can send in ten seconds. */
-constexpr int commandsGivenAhead = 1000;
+constexpr int mostGivenAhead = 1000;
 
 /** The event of a command, or of a reply, as it stands in a record. */
 RunEvent eventOf(host::Ticket ticket, const model_Protocoldata &record)
@@ -30,19 +30,11 @@ RunEvent eventOf(host::Ticket ticket, const model_Protocoldata &reply, Event wha
     return event;
 }
 
-int totalOf(const DeviceSession &session)
-{
-    int total = 0;
-    for (const DeviceCommand &command : session.commands) {
-        total += command.repeat;
-    }
-    return total;
-}
-
 } // namespace
 
-DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, QTextStream &err)
-    : SessionRun(err)
+DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const RunPlan &plan,
+                     QTextStream &err)
+    : SessionRun(SessionWalk(repeatsOf(session.commands), 1, plan.rounds), plan, err)
     , m_session(std::move(session))
     , m_linkName(link->name())
 {
@@ -82,60 +74,34 @@ RunStart DeviceRun::description() const
 
 bool DeviceRun::startHost(QString *error)
 {
-    report().ledger().setTotal(totalOf(m_session));
-    enqueueSome();
+    giveSome();
     const bool started = m_host.start();
     *error = m_host.errorString();
     return started;
 }
 
-/**
- * Keeps the host supplied. It is given a part of the session at a time, so that a long one
- * costs little memory and can be stopped quickly.
- */
-void DeviceRun::enqueueSome()
+int DeviceRun::commandsGivenAhead() const
 {
-    while (m_nextCommand < m_session.commands.size() && m_host.pending() < commandsGivenAhead) {
-        const DeviceCommand &command = m_session.commands.at(m_nextCommand);
-        give(command);
-        if (++m_nextNumber > command.repeat) {
-            m_nextNumber = 1;
-            ++m_nextCommand;
-        }
-    }
+    return mostGivenAhead;
 }
 
-void DeviceRun::give(const DeviceCommand &command)
+bool DeviceRun::give(const WalkStep &step, QString *error)
 {
-    RunEvent event = eventOf(m_host.enqueue(command.record), command.record);
+    const DeviceCommand &command = m_session.commands.at(step.command);
+    const host::Ticket ticket = m_host.enqueue(command.record);
+    if (ticket == 0) {
+        *error = m_host.errorString();
+        return false;
+    }
+    RunEvent event = eventOf(ticket, command.record);
     event.kind = RunEvent::Kind::Given;
     event.sequence = -1; // it has none before it is sent
     event.name = command.name;
-    event.which = repetition(m_nextNumber, command.repeat);
+    event.which = whichOf(step, command.repeat);
     event.expected = command.expected;
     event.waitMs = command.record.iWaitTime;
     report().tell(event);
-}
-
-void DeviceRun::countNeverGiven()
-{
-    for (; m_nextCommand < m_session.commands.size(); ++m_nextCommand) {
-        const DeviceCommand &command = m_session.commands.at(m_nextCommand);
-        report().ledger().addNeverGiven(command.name, command.repeat - m_nextNumber + 1);
-        m_nextNumber = 1;
-    }
-}
-
-RunProgress DeviceRun::progress() const
-{
-    const CommandLedger &ledger = report().ledger();
-    RunProgress progress;
-    progress.total = ledger.total();
-    progress.ended = ledger.total() - ledger.pending();
-    progress.waiting = ledger.total() - ledger.given() + m_host.waiting();
-    progress.inFlight = m_host.pending() - m_host.waiting();
-    progress.counters = m_host.counters();
-    return progress;
+    return true;
 }
 
 void DeviceRun::onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command)
@@ -158,17 +124,9 @@ void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)
         event.sequence = command.ucHead[0];
         event.codes = host::commandText(command);
     }
-    event.kind = RunEvent::Kind::Ended;
-    event.ticket = ticket;
-    event.outcome = result.outcome;
-    event.attempts = result.attempts;
-    event.roundTripMs = result.roundTripMs;
-    event.reason = result.reason;
-    event.history = result.history;
+    event.setEnd(ticket, result);
     report().tell(event);
-    if (result.outcome != host::Outcome::Stopped) {
-        enqueueSome();
-    }
+    giveSome();
     finishIfDone();
 }
 

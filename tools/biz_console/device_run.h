@@ -17,7 +17,7 @@ class DeviceRun : public SessionRun
     Q_OBJECT
 
 public:
-    DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, QTextStream &err);
+    DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const RunPlan &plan, QTextStream &err);
 
 protected:
     bool startHost(QString *error) override;
@@ -25,14 +25,15 @@ protected:
     host::Counters counters() const override { return m_host.counters(); }
     QString whatIsOpened() const override { return m_linkName; }
     RunStart description() const override;
-    RunProgress progress() const override;
+    bool give(const WalkStep &step, QString *error) override;
+    QString nameOf(int command) const override { return m_session.commands.at(command).name; }
+    int waitingInHost() const override { return m_host.waiting(); }
+    int pendingInHost() const override { return m_host.pending(); }
+    int commandsGivenAhead() const override;
 
 private:
     void connectHost();
     void connectReplies();
-    void enqueueSome();
-    void give(const DeviceCommand &command);
-    void countNeverGiven() override;
 
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
@@ -44,8 +45,6 @@ private:
     void onRefused(int bytes, const QString &why);
 
     DeviceSession m_session;
-    int m_nextCommand = 0; ///< the place in the session of what is to be given to the host next
-    int m_nextNumber = 1;
     biz_DeviceHost m_host;
     QString m_linkName;
 

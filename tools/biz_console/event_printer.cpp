@@ -118,11 +118,7 @@ void EventPrinter::progressed(const RunProgress &progress)
     if (!m_options.progress || !isProgressDue()) {
         return;
     }
-    const QString text = QStringLiteral("... %1 of %2 ended, %3 waiting, %4 awaiting a reply")
-                             .arg(progress.ended)
-                             .arg(progress.total)
-                             .arg(progress.waiting)
-                             .arg(progress.inFlight);
+    const QString text = QStringLiteral("... ") + progressText(progress);
     if (!m_isTerminal) {
         line(text);
         return;

@@ -75,15 +75,30 @@ struct RunEvent
 
     /** "sent", "answered", "refused"... */
     QString kindName() const;
+
+    /** Makes it the end of a command, of either channel. */
+    template<typename Result>
+    void setEnd(host::Ticket endedTicket, const Result &result)
+    {
+        kind = Kind::Ended;
+        ticket = endedTicket;
+        outcome = result.outcome;
+        attempts = result.attempts;
+        roundTripMs = result.roundTripMs;
+        reason = result.reason;
+        history = result.history;
+    }
 };
 
 /** How far a run is. */
 struct RunProgress
 {
-    int total = 0;
-    int ended = 0;
-    int waiting = 0;
-    int inFlight = 0;
+    bool isEndless = false; ///< `total` grows then
+    int round = 1;
+    qint64 total = 0;
+    qint64 ended = 0;
+    qint64 waiting = 0;
+    qint64 inFlight = 0;
     host::Counters counters;
 };
 
@@ -94,7 +109,8 @@ struct RunEnd
     QVector<OsdTableRow> devices; ///< of the OSD channel
     QStringList mismatches;       ///< a sentence for each command that did not end as expected
     QStringList stopped;          ///< the commands that were stopped
-    int total = 0;
+    qint64 mismatchCount = 0;
+    qint64 total = 0;
     bool endedEarly = false;
     bool allAsExpected = false;
     ExitCode exitCode = AsExpected;

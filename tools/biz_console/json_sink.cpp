@@ -217,6 +217,7 @@ void JsonSink::ended(const RunEnd &end)
     object.insert(key("asExpected"), end.allAsExpected);
     object.insert(key("endedEarly"), end.endedEarly);
     object.insert(key("exitStatus"), end.exitCode);
+    object.insert(key("mismatchCount"), end.mismatchCount);
     object.insert(key("mismatches"), QJsonArray::fromStringList(end.mismatches));
     object.insert(key("stopped"), QJsonArray::fromStringList(end.stopped));
     object.insert(key("counters"), countersOf(counters));

@@ -36,6 +36,7 @@ void describe(QCommandLineParser &parser)
     addOsdOptions(parser, QStringLiteral("the session's"), QStringLiteral("127.0.0.1"));
     parser.addOption({eventsOption(), QStringLiteral("Shows a line for each event of each device.")});
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
+    addPlanOptions(parser);
     addQuietOption(parser);
     addJsonOption(parser);
     addRecordOption(parser);
@@ -55,6 +56,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     OsdRunOptions options;
     options.localAddress = osdLocalAddress(parser, QStringLiteral("127.0.0.1"));
     const quint16 port = osdPort(parser, 0);
+    const RunPlan plan = runPlan(parser);
     OsdSession session = loadSession(path);
     if (port != 0) {
         session.port = port;
@@ -62,7 +64,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
 
     RecordingFile recording(parser);
-    OsdRun run(std::move(session), options, output.err);
+    OsdRun run(std::move(session), options, plan, output.err);
     recording.record(run);
     EventPrinter::Options shown;
     shown.events = parser.isSet(eventsOption()) && !isQuiet(parser);

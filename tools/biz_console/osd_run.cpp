@@ -25,22 +25,21 @@ RunEvent eventOf(host::Ticket ticket, const model_OsdParam &record, Event what =
 
 } // namespace
 
-OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, QTextStream &err)
-    : SessionRun(err)
+OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &plan, QTextStream &err)
+    : SessionRun(SessionWalk(repeatsOf(session.commands), session.devices.size(), plan.rounds), plan, err)
     , m_session(std::move(session))
     , m_options(options)
 {
     m_host.setPort(m_session.port);
     m_host.setLocalAddress(m_options.localAddress);
+    // The last command of any device may still get a late reply.
+    report().ledger().remember(maxOsdCommands + m_session.devices.size());
     connectHost();
 }
 
 void OsdRun::connectHost()
 {
-    connect(&m_host, &biz_OsdHost::started, this, [this] {
-        opened();
-        enqueueAll();
-    });
+    connect(&m_host, &biz_OsdHost::started, this, &OsdRun::opened);
     connect(&m_host, &biz_OsdHost::sent, this, &OsdRun::onSent);
     connect(&m_host, &biz_OsdHost::ended, this, &OsdRun::onEnded);
     connect(&m_host, &biz_OsdHost::late, this, &OsdRun::onLate);
@@ -65,59 +64,36 @@ bool OsdRun::startHost(QString *error)
     return started;
 }
 
-/** Device by device within each repetition: all devices have work from the start. */
-void OsdRun::enqueueAll()
+bool OsdRun::give(const WalkStep &step, QString *error)
 {
-    int total = 0;
-    for (const OsdCommand &command : qAsConst(m_session.commands)) {
-        total += command.repeat * m_session.devices.size();
-    }
-    report().ledger().setTotal(total);
-    for (const OsdCommand &command : qAsConst(m_session.commands)) {
-        for (int number = 1; number <= command.repeat; ++number) {
-            for (const QString &device : qAsConst(m_session.devices)) {
-                if (!enqueue(command, device, number)) {
-                    breakOff(m_host.errorString(), BadInput);
-                    return;
-                }
-            }
-        }
-    }
-}
-
-bool OsdRun::enqueue(const OsdCommand &command, const QString &device, int number)
-{
-    Expectation expected = command.expectedOf.value(device, command.expected);
-    if (m_session.silent.contains(device)) {
-        expected = Expectation();
-        expected.outcome = host::Outcome::GaveUp;
-    }
+    const OsdCommand &command = m_session.commands.at(step.command);
     model_OsdParam record = command.record;
-    record.qsIp = device;
+    record.qsIp = m_session.devices.at(step.device);
     const host::Ticket ticket = m_host.enqueue(record);
     if (ticket == 0) {
+        *error = m_host.errorString();
         return false;
     }
-    const QString which = repetition(number, command.repeat);
+    const QString which = whichOf(step, command.repeat);
     RunEvent event = eventOf(ticket, record);
     event.kind = RunEvent::Kind::Given;
     event.name = command.name;
-    event.which = which.isEmpty() ? device : device + QStringLiteral(", ") + which;
-    event.expected = expected;
+    event.which = which.isEmpty() ? record.qsIp : record.qsIp + QStringLiteral(", ") + which;
+    event.expected = expectationOf(command, record.qsIp);
     event.waitMs = record.iWaitTime;
     report().tell(event);
     return true;
 }
 
-RunProgress OsdRun::progress() const
+/** A silent device answers nothing, whatever a command expects of the others. */
+Expectation OsdRun::expectationOf(const OsdCommand &command, const QString &device) const
 {
-    RunProgress progress;
-    progress.total = report().ledger().total();
-    progress.ended = progress.total - report().ledger().pending();
-    progress.waiting = m_host.waiting();
-    progress.inFlight = m_host.pending() - m_host.waiting();
-    progress.counters = m_host.counters();
-    return progress;
+    if (!m_session.silent.contains(device)) {
+        return command.expectedOf.value(device, command.expected);
+    }
+    Expectation expected;
+    expected.outcome = host::Outcome::GaveUp;
+    return expected;
 }
 
 void OsdRun::onSent(host::Ticket ticket, const model_OsdParam &command)
@@ -145,15 +121,10 @@ void OsdRun::onEnded(host::Ticket ticket, const host::OsdCommandResult &result)
     if (result.attempts > 0) {
         event = eventOf(ticket, isAnswered ? result.reply : command);
     }
-    event.kind = RunEvent::Kind::Ended;
-    event.ticket = ticket;
+    event.setEnd(ticket, result);
     event.device = result.ip;
-    event.outcome = result.outcome;
-    event.attempts = result.attempts;
-    event.roundTripMs = result.roundTripMs;
-    event.reason = result.reason;
-    event.history = result.history;
     report().tell(event);
+    giveSome();
     finishIfDone();
 }
 

@@ -22,7 +22,7 @@ class OsdRun : public SessionRun
     Q_OBJECT
 
 public:
-    OsdRun(OsdSession session, const OsdRunOptions &options, QTextStream &err);
+    OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &plan, QTextStream &err);
 
 protected:
     bool startHost(QString *error) override;
@@ -30,14 +30,18 @@ protected:
     host::Counters counters() const override { return m_host.counters(); }
     QString whatIsOpened() const override { return QStringLiteral("the OSD channel"); }
     RunStart description() const override;
-    RunProgress progress() const override;
+    bool give(const WalkStep &step, QString *error) override;
+    QString nameOf(int command) const override { return m_session.commands.at(command).name; }
+    int waitingInHost() const override { return m_host.waiting(); }
+    int pendingInHost() const override { return m_host.pending(); }
+    int commandsGivenAhead() const override { return maxOsdCommands; }
     void beforeStop() override;
     QVector<OsdTableRow> deviceRows() const override { return m_rows; }
 
 private:
     void connectHost();
-    void enqueueAll();
-    bool enqueue(const OsdCommand &command, const QString &device, int number);
+
+    Expectation expectationOf(const OsdCommand &command, const QString &device) const;
 
     void onSent(host::Ticket ticket, const model_OsdParam &command);
     void onEnded(host::Ticket ticket, const host::OsdCommandResult &result);

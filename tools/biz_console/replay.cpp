@@ -74,7 +74,7 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
 {
     auto link = std::make_unique<ReplayLink>(recording);
     ReplayLink *device = link.get(); // lives as long as the run
-    DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), notes.problems);
+    DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan(), notes.problems);
     QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
     hearAndShow(run, notes, show, [device](const RunEvent &event) {
         if (event.kind == RunEvent::Kind::Ended) {
@@ -140,7 +140,7 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
     if (!devices.listen()) {
         throw InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
     }
-    OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), notes.problems);
+    OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), RunPlan(), notes.problems);
     QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);
     hearAndShow(run, notes, show, [&devices](const RunEvent &event) {
         if (event.kind == RunEvent::Kind::Opened) {

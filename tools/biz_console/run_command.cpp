@@ -27,6 +27,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     parser.addPositionalArgument(QStringLiteral("session"), QStringLiteral("The session, a JSON file."),
                                  QStringLiteral("run SESSION.json"));
     addDeviceOption(parser);
+    addPlanOptions(parser);
     addQuietOption(parser);
     addJsonOption(parser);
     addRecordOption(parser);
@@ -37,12 +38,13 @@ int runDevice(const QStringList &arguments, const Output &output)
     }
     const QString path = onlyArgument(parser, QStringLiteral("the session"));
     std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
+    const RunPlan plan = runPlan(parser);
     DeviceSession session = loadSession(path);
     obeyTraceOption(parser);
     RecordingFile recording(parser);
     obeyLogDirOption(parser);
 
-    DeviceRun run(std::move(session), recording.wrap(std::move(link)), output.err);
+    DeviceRun run(std::move(session), recording.wrap(std::move(link)), plan, output.err);
     recording.record(run);
     EventPrinter::Options shown;
     shown.events = !isQuiet(parser);

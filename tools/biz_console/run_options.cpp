@@ -30,6 +30,20 @@ QString bindOption()
     return QStringLiteral("bind");
 }
 
+constexpr int maxRounds = 1'000'000;
+constexpr double minPerSecond = 0.001;
+constexpr double maxPerSecond = 100'000.0;
+
+QString repeatOption()
+{
+    return QStringLiteral("repeat");
+}
+
+QString rateOption()
+{
+    return QStringLiteral("rate");
+}
+
 QString quietOption()
 {
     return QStringLiteral("quiet");
@@ -82,6 +96,36 @@ QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallbac
         throw UsageError(QStringLiteral("--bind: a local address expected, not '%1'").arg(address));
     }
     return address;
+}
+
+void addPlanOptions(QCommandLineParser &parser)
+{
+    parser.addOption({repeatOption(), QStringLiteral("Plays the session <n> times, with 0 until it is interrupted."),
+                      QStringLiteral("n")});
+    parser.addOption(
+        {rateOption(), QStringLiteral("Gives <n> commands a second at most, such as 20 or 0.5."), QStringLiteral("n")});
+}
+
+RunPlan runPlan(const QCommandLineParser &parser)
+{
+    RunPlan plan;
+    if (parser.isSet(repeatOption())) {
+        plan.rounds = numberOf(parser, repeatOption(), 0, maxRounds);
+    }
+    if (parser.isSet(rateOption())) {
+        bool isNumber = false;
+        plan.perSecond = parser.value(rateOption()).toDouble(&isNumber);
+        if (!isNumber || !(plan.perSecond >= minPerSecond && plan.perSecond <= maxPerSecond)) {
+            throw UsageError(QStringLiteral("--rate: a number from 0.001 to 100000 expected, not '%1'")
+                                 .arg(parser.value(rateOption())));
+        }
+    }
+    const bool isPlain = plan.rounds == 1 && plan.perSecond <= 0.0;
+    if (!isPlain && parser.isSet(QStringLiteral("record"))) {
+        throw UsageError(QStringLiteral("--record: a session that is played once and as fast as it goes expected, "
+                                        "without --repeat and --rate"));
+    }
+    return plan;
 }
 
 void addJsonOption(QCommandLineParser &parser)

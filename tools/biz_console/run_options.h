@@ -24,6 +24,10 @@ void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort, const
 quint16 osdPort(const QCommandLineParser &parser, quint16 fallback);
 QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallback);
 
+/** --repeat and --rate. */
+void addPlanOptions(QCommandLineParser &parser);
+RunPlan runPlan(const QCommandLineParser &parser);
+
 /** --json. */
 void addJsonOption(QCommandLineParser &parser);
 bool wantsJson(const QCommandLineParser &parser);

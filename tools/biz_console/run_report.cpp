@@ -76,16 +76,21 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdTable
     end.summary.counters = counters;
     end.summary.counters.stopped += static_cast<quint64>(m_ledger.neverGiven());
     end.summary.isOfDevice = m_isOfDevice;
-    end.summary.roundTrips = m_times.roundTrips();
     end.summary.seconds = m_times.secondsToLastEnd();
     const QString log = errorLogOfToday(QDir::currentPath());
     end.summary.errorLog = counters.rejected > 0 && QFileInfo::exists(log) ? log : QString();
     end.devices = devices;
     end.mismatches = m_ledger.mismatches();
     end.stopped = m_ledger.stoppedCommands();
+    end.mismatchCount = m_ledger.mismatchCount();
     end.total = m_ledger.total();
     end.endedEarly = m_problem != AsExpected;
     end.allAsExpected = m_ledger.allAsExpected();
+    if (m_endOnRequest) {
+        end.stopped.clear();
+        end.total -= static_cast<qint64>(counters.stopped);
+        end.allAsExpected = end.mismatchCount == 0;
+    }
     end.exitCode = end.endedEarly ? m_problem : (end.allAsExpected ? AsExpected : NotAsExpected);
     end.utc = QDateTime::currentDateTimeUtc();
     end.atMs = millisecondsSinceStart();

@@ -47,6 +47,9 @@ public:
     /** Says on the error stream why the run ends early; the exit code follows from it. */
     void tellProblem(const QString &problem, ExitCode code);
 
+    /** From now on the end of the run is wished for, and stopped commands are nobody's fault. */
+    void endOnRequest() { m_endOnRequest = true; }
+
     /** Sums up and tells the end; returns the exit code. */
     ExitCode close(const host::Counters &counters, const QVector<OsdTableRow> &devices);
 
@@ -62,6 +65,7 @@ private:
     RunTimes m_times;
     std::vector<std::unique_ptr<EventSink>> m_sinks;
     bool m_isOfDevice = true;
+    bool m_endOnRequest = false;
     ExitCode m_problem = AsExpected;
 };
 

@@ -17,9 +17,6 @@ void RunTimes::happened(const RunEvent &event)
         return;
     }
     m_secondsToLastEnd = m_firstSentMs < 0 ? 0.0 : (event.atMs - m_firstSentMs) / millisecondsPerSecond;
-    if (event.roundTripMs >= 0) {
-        m_roundTrips.add(event.roundTripMs);
-    }
 }
 
 } // namespace biz::console

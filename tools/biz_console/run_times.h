@@ -5,19 +5,16 @@
 
 namespace biz::console {
 
-/** How long the commands of a run took, one by one and together. */
+/** How long the commands of a run took together. */
 class RunTimes : public EventSink
 {
 public:
     void happened(const RunEvent &event) override;
 
-    const RoundTrips &roundTrips() const { return m_roundTrips; }
-
     /** From the first command sent to the last end. */
     double secondsToLastEnd() const { return m_secondsToLastEnd; }
 
 private:
-    RoundTrips m_roundTrips;
     double m_firstSentMs = -1.0;
     double m_secondsToLastEnd = 0.0;
 };

@@ -179,7 +179,7 @@ int sendToDevice(const QCommandLineParser &parser, const Output &output)
     DeviceSession session = deviceSession(parser);
     obeyTraceOption(parser);
     obeyLogDirOption(parser);
-    DeviceRun run(std::move(session), std::move(link), output.err);
+    DeviceRun run(std::move(session), std::move(link), RunPlan(), output.err);
     return play(run, parser, output);
 }
 
@@ -190,7 +190,7 @@ int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
     options.localAddress = osdLocalAddress(parser, anyAddressFor(parser.value(osdOption())));
     OsdSession session = osdSession(parser);
     obeyTraceOption(parser);
-    OsdRun run(std::move(session), options, output.err);
+    OsdRun run(std::move(session), options, RunPlan(), output.err);
     return play(run, parser, output);
 }
 

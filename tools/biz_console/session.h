@@ -1,6 +1,8 @@
 #ifndef BIZ_CONSOLE_SESSION_H
 #define BIZ_CONSOLE_SESSION_H
 
+#include <vector>
+
 #include <QtCore/QHash>
 #include <QtCore/QSet>
 #include <QtCore/QString>
@@ -19,6 +21,8 @@ constexpr int defaultDeviceWaitMs = 500;
 constexpr int stampedHeadBytes = 1; ///< byte 0 of a head, which the channel fills
 constexpr int headBytes = 6;        ///< the bytes of a head that people write
 constexpr int osdHeadBytes = 11;
+
+constexpr int maxOsdCommands = 100'000; ///< of a session: they are given to the host at once
 
 /** A command of a session, given to the channel `repeat` times. */
 struct DeviceCommand
@@ -55,6 +59,17 @@ struct OsdSession
     QSet<QString> silent; ///< devices whose commands are expected to be given up
     QVector<OsdCommand> commands;
 };
+
+/** How often each command is repeated. */
+template<typename Command>
+std::vector<int> repeatsOf(const QVector<Command> &commands)
+{
+    std::vector<int> repeats;
+    for (const Command &command : commands) {
+        repeats.push_back(command.repeat);
+    }
+    return repeats;
+}
 
 } // namespace biz::console
 

@@ -15,8 +15,7 @@ using tools::ObjectReader;
 namespace {
 
 constexpr int maxRepeat = 1'000'000;
-constexpr int maxCommands = 1'000'000;  ///< of a session in all: each one takes memory
-constexpr int maxOsdCommands = 100'000; ///< all of them are given to the host at once
+constexpr int maxCommands = 1'000'000; ///< of a session in all: each one takes memory
 constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;

@@ -1,5 +1,7 @@
 #include <biz_console/session_run.h>
 
+#include <cmath>
+
 #include <QtCore/QCoreApplication>
 
 #include <common/stop_signals.h>
@@ -7,6 +9,8 @@
 namespace biz::console {
 
 namespace {
+
+constexpr double nanosecondsPerMillisecond = 1e6;
 
 constexpr int openLimitMs = 5000;
 
@@ -23,9 +27,14 @@ static_assert(stopLimitMs + lastSignalsLimitMs < 2000, "a run that is broken off
 
 } // namespace
 
-SessionRun::SessionRun(QTextStream &err)
+SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
     : m_report(err)
+    , m_walk(std::move(walk))
+    , m_pace(plan.perSecond)
 {
+    m_nextTurn.setSingleShot(true);
+    m_nextTurn.setTimerType(Qt::PreciseTimer);
+    connect(&m_nextTurn, &QTimer::timeout, this, &SessionRun::giveSome);
     m_limit.setSingleShot(true);
     connect(&m_limit, &QTimer::timeout, this, &SessionRun::onLimit);
     m_progress.setInterval(progressPeriodMs);
@@ -39,7 +48,9 @@ SessionRun::SessionRun(QTextStream &err)
 void SessionRun::start()
 {
     QString error;
+    m_clock.start();
     m_report.start(description());
+    m_report.ledger().setTotal(m_walk.total());
     m_limit.start(openLimitMs);
     if (!startHost(&error)) {
         breakOff(error, LinkFailed);
@@ -53,7 +64,69 @@ void SessionRun::opened()
         m_limit.stop();
         m_progress.start();
         m_report.tell(RunEvent());
+        giveSome();
     }
+}
+
+/**
+ * The host is given a part of the session at a time, so that a long one costs little memory
+ * and can be stopped quickly.
+ */
+void SessionRun::giveSome()
+{
+    QString error;
+    while ((m_phase == Phase::Opening || m_phase == Phase::Running) && pendingInHost() < commandsGivenAhead() &&
+           takeTurn()) {
+        const WalkStep step = m_walk.step();
+        if (!give(step, &error)) {
+            breakOff(error, BadInput);
+            return;
+        }
+        m_walk.advance();
+    }
+}
+
+/** Whether there is a command to give and it is time to. A round begins when the last one has ended. */
+bool SessionRun::takeTurn()
+{
+    if (m_walk.isRoundGiven()) {
+        if (!m_report.ledger().allGivenEnded() || !m_walk.beginRound()) {
+            return false;
+        }
+        m_report.ledger().setTotal(m_walk.total());
+    }
+    const double nowMs = static_cast<double>(m_clock.nsecsElapsed()) / nanosecondsPerMillisecond;
+    if (m_pace.take(nowMs)) {
+        return true;
+    }
+    m_nextTurn.start(static_cast<int>(std::ceil(m_pace.waitMs(nowMs))));
+    return false;
+}
+
+RunProgress SessionRun::progress() const
+{
+    const CommandLedger &ledger = m_report.ledger();
+    RunProgress progress;
+    progress.isEndless = m_walk.isEndless();
+    progress.round = m_walk.step().round;
+    progress.total = ledger.total();
+    progress.ended = ledger.total() - ledger.pending();
+    progress.waiting = ledger.total() - ledger.given() + waitingInHost();
+    progress.inFlight = pendingInHost() - waitingInHost();
+    progress.counters = counters();
+    return progress;
+}
+
+QString SessionRun::whichOf(const WalkStep &step, int repeat) const
+{
+    QStringList which;
+    if (repeat > 1) {
+        which.append(QStringLiteral("%1 of %2").arg(step.number).arg(repeat));
+    }
+    if (m_walk.hasSeveralRounds()) {
+        which.append(QStringLiteral("round %1").arg(step.round));
+    }
+    return which.join(QStringLiteral(", "));
 }
 
 void SessionRun::onLimit()
@@ -73,7 +146,19 @@ void SessionRun::onLimit()
 
 void SessionRun::interrupt()
 {
-    breakOff(QString::fromLatin1(interruptedText), NotAsExpected);
+    if (m_walk.isEndless() && m_phase == Phase::Running) {
+        endInOrder();
+    } else {
+        breakOff(QString::fromLatin1(interruptedText), NotAsExpected);
+    }
+}
+
+void SessionRun::endInOrder()
+{
+    m_phase = Phase::Stopping;
+    m_report.endOnRequest();
+    m_report.ledger().setTotal(m_report.ledger().given());
+    stopAndClose(NotAsExpected);
 }
 
 void SessionRun::breakOff(const QString &problem, ExitCode code)
@@ -83,11 +168,26 @@ void SessionRun::breakOff(const QString &problem, ExitCode code)
     }
     m_phase = Phase::Stopping;
     m_report.tellProblem(problem, code);
-    beforeStop();
-    stop(code);
     countNeverGiven();
-    // The ends of what was pending arrive as signals.
+    stopAndClose(code);
+}
+
+/** The ends of what is pending arrive as signals. */
+void SessionRun::stopAndClose(ExitCode codeIfSlow)
+{
+    beforeStop();
+    stop(codeIfSlow);
     m_limit.start(m_report.ledger().pending() > 0 ? lastSignalsLimitMs : 0);
+}
+
+void SessionRun::countNeverGiven()
+{
+    for (int command = 0; command < m_walk.commands(); ++command) {
+        const qint64 left = m_walk.left(command);
+        if (left > 0) {
+            m_report.ledger().addNeverGiven(nameOf(command), left);
+        }
+    }
 }
 
 void SessionRun::stop(ExitCode codeIfSlow)
@@ -123,11 +223,6 @@ void SessionRun::finish()
         stop(NotAsExpected);
     }
     Q_EMIT finished(m_report.close(counters(), deviceRows()));
-}
-
-QString repetition(int number, int count)
-{
-    return count == 1 ? QString() : QStringLiteral("%1 of %2").arg(number).arg(count);
 }
 
 int execute(SessionRun &run)

@@ -4,9 +4,18 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
+#include <biz_console/pace.h>
 #include <biz_console/run_report.h>
+#include <biz_console/session_walk.h>
 
 namespace biz::console {
+
+/** How a session is played. */
+struct RunPlan
+{
+    int rounds = 1;         ///< how often; 0: until it is interrupted
+    double perSecond = 0.0; ///< commands given per second at most; 0: no limit
+};
 
 /**
  * The course of a run on either channel: opening, running, a grace time for replies that
@@ -17,7 +26,7 @@ class SessionRun : public QObject
     Q_OBJECT
 
 public:
-    explicit SessionRun(QTextStream &err);
+    SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err);
 
     /** Who hears of the run; before start(). */
     void addSink(std::unique_ptr<EventSink> sink) { m_report.addSink(std::move(sink)); }
@@ -25,7 +34,10 @@ public:
     /** Starts; finished() follows. */
     void start();
 
-    /** Stops before the session is over; finished() follows within two seconds. */
+    /**
+     * Stops before the session is over; finished() follows within two seconds. It is the
+     * proper end of a session that is played without end.
+     */
     void interrupt();
 
 Q_SIGNALS:
@@ -41,7 +53,15 @@ protected:
     virtual host::Counters counters() const = 0;
     virtual QString whatIsOpened() const = 0;
     virtual RunStart description() const = 0;
-    virtual RunProgress progress() const = 0;
+
+    /** Gives the host a command of the session; false with a reason when it takes none. */
+    virtual bool give(const WalkStep &step, QString *error) = 0;
+    virtual QString nameOf(int command) const = 0;
+    virtual int waitingInHost() const = 0;
+    virtual int pendingInHost() const = 0;
+
+    /** How many commands the host may have at a time. */
+    virtual int commandsGivenAhead() const = 0;
 
     /** Just before the host is stopped at the end of the run, however it ended. */
     virtual void beforeStop() {}
@@ -49,18 +69,26 @@ protected:
     /** What the devices of an OSD run came to, after its last event. */
     virtual QVector<OsdTableRow> deviceRows() const { return {}; }
 
-    /** After a stop: tells the ledger of the commands that the host was never given. */
-    virtual void countNeverGiven() {}
-
     /** The host is connected, and commands are under way. */
     void opened();
+
+    /** Gives the host what it may have now. */
+    void giveSome();
 
     /** To be called after each event of a command. */
     void finishIfDone();
 
+    /** "3 of 5, round 2"; empty for a command that is given once. */
+    QString whichOf(const WalkStep &step, int repeat) const;
+
     void breakOff(const QString &problem, ExitCode code);
 
 private:
+    RunProgress progress() const;
+    bool takeTurn();
+    void countNeverGiven();
+    void endInOrder();
+    void stopAndClose(ExitCode codeIfSlow);
     void onLimit();
     void stop(ExitCode codeIfSlow);
     void finish();
@@ -68,13 +96,14 @@ private:
     enum class Phase { Opening, Running, Grace, Stopping, Finished };
 
     RunReport m_report;
+    SessionWalk m_walk;
+    Pace m_pace;
+    QElapsedTimer m_clock; ///< of the pace
+    QTimer m_nextTurn;
     Phase m_phase = Phase::Opening;
     QTimer m_progress;
     QTimer m_limit; ///< of the phase
 };
-
-/** "3 of 5"; empty for a command that is given once. */
-QString repetition(int number, int count);
 
 /** The problem of a run that was interrupted. */
 constexpr char interruptedText[] = "interrupted";

@@ -11,6 +11,9 @@ namespace {
 
 constexpr int labelWidth = 18;
 
+/** For each device of a run, of which there may be thousands. */
+constexpr std::size_t maxSample = 1000;
+
 QString row(const char *label, const QString &value)
 {
     return QStringLiteral("  ") + QString::fromLatin1(label).leftJustified(labelWidth) + value;
@@ -51,25 +54,37 @@ QString millisecondsText(double milliseconds)
     return milliseconds < 0 ? QStringLiteral("-") : QString::number(milliseconds, 'f', 1) + QStringLiteral(" ms");
 }
 
+void RoundTrips::add(double milliseconds)
+{
+    m_maximum = std::max(m_maximum, milliseconds);
+    ++m_count;
+    if (m_sample.size() < maxSample) {
+        m_sample.push_back(milliseconds);
+        return;
+    }
+    // Each of all so far is in the sample with the same probability.
+    const quint64 place = std::uniform_int_distribution<quint64>(0, m_count - 1)(m_random);
+    if (place < maxSample) {
+        m_sample[place] = milliseconds;
+    }
+}
+
 void RoundTrips::add(const RoundTrips &others)
 {
-    m_milliseconds.insert(m_milliseconds.end(), others.m_milliseconds.begin(), others.m_milliseconds.end());
+    m_sample.insert(m_sample.end(), others.m_sample.begin(), others.m_sample.end());
+    m_maximum = std::max(m_maximum, others.m_maximum);
+    m_count += others.m_count;
 }
 
 double RoundTrips::median() const
 {
-    if (m_milliseconds.empty()) {
+    if (m_sample.empty()) {
         return -1.0;
     }
-    std::vector<double> sorted = m_milliseconds;
+    std::vector<double> sorted = m_sample;
     std::sort(sorted.begin(), sorted.end());
     const std::size_t middle = sorted.size() / 2;
     return sorted.size() % 2 == 1 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2.0;
-}
-
-double RoundTrips::maximum() const
-{
-    return m_milliseconds.empty() ? -1.0 : *std::max_element(m_milliseconds.begin(), m_milliseconds.end());
 }
 
 QStringList Summary::lines() const
@@ -90,9 +105,9 @@ QStringList Summary::lines() const
     lines.append(row("duplicate", counters.duplicate));
     lines.append(row("foreign", counters.foreign));
     appendUnlessZero(lines, "bytes refused", counters.refusedBytes);
-    lines.append(
-        row("round trip", QStringLiteral("median %1, maximum %2")
-                              .arg(millisecondsText(roundTrips.median()), millisecondsText(roundTrips.maximum()))));
+    lines.append(row("round trip", QStringLiteral("median %1, maximum %2")
+                                       .arg(millisecondsText(counters.roundTripMedianMs),
+                                            millisecondsText(counters.roundTripMaxMs))));
     lines.append(row("commands a second", rateText(counters, seconds)));
     if (isOfDevice) {
         lines.append(row("error log", errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected") : errorLog));

@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_SUMMARY_H
 #define BIZ_CONSOLE_SUMMARY_H
 
+#include <random>
 #include <vector>
 
 #include <QtCore/QString>
@@ -13,19 +14,22 @@ namespace biz::console {
 /** "12.3 ms"; "-" for a negative time. */
 QString millisecondsText(double milliseconds);
 
-/** The round trips of a run. */
+/** Round trips in bounded memory: of many, the median is that of a random sample. */
 class RoundTrips
 {
 public:
-    void add(double milliseconds) { m_milliseconds.push_back(milliseconds); }
+    void add(double milliseconds);
     void add(const RoundTrips &others);
 
     /** The middle one, of an even number the mean of the two in the middle; negative without any. */
     double median() const;
-    double maximum() const;
+    double maximum() const { return m_maximum; }
 
 private:
-    std::vector<double> m_milliseconds;
+    std::vector<double> m_sample;
+    double m_maximum = -1.0;
+    quint64 m_count = 0;
+    std::minstd_rand m_random;
 };
 
 /** What a run comes to. */
@@ -33,9 +37,8 @@ struct Summary
 {
     host::Counters counters;
     bool isOfDevice = true; ///< the OSD channel neither judges replies nor resends
-    RoundTrips roundTrips;
-    double seconds = 0.0; ///< from the first command sent to the last end
-    QString errorLog;     ///< the path of the day's file; empty when nothing was logged
+    double seconds = 0.0;   ///< from the first command sent to the last end
+    QString errorLog;       ///< the path of the day's file; empty when nothing was logged
 
     /** The closing lines. */
     QStringList lines() const;

@@ -1,0 +1,35 @@
+#include <biz_console/pace.h>
+
+#include <algorithm>
+
+namespace biz::console {
+
+namespace {
+
+constexpr double millisecondsPerSecond = 1000.0;
+
+/** What a timer was late is made up for; a longer stall is not, since a burst would follow it. */
+constexpr double madeUpMs = 5.0;
+
+} // namespace
+
+Pace::Pace(double perSecond)
+    : m_periodMs(perSecond > 0 ? millisecondsPerSecond / perSecond : 0.0)
+{
+}
+
+bool Pace::take(double nowMs)
+{
+    if (nowMs < m_nextMs) {
+        return false;
+    }
+    m_nextMs = std::max(m_nextMs, nowMs - madeUpMs) + m_periodMs;
+    return true;
+}
+
+double Pace::waitMs(double nowMs) const
+{
+    return std::max(0.0, m_nextMs - nowMs);
+}
+
+} // namespace biz::console
