@@ -67,11 +67,6 @@ void expectBroken(int deviceType, const Wire &wire, const char *broken)
 
 } // namespace
 
-void PrintTo(const Wire &wire, std::ostream *out)
-{
-    *out << commandText(replyOf(wire)).toStdString();
-}
-
 class BrokenPlace : public testing::TestWithParam<std::tuple<int, Wire, QVector<int>>>
 {
 };
