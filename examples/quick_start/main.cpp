@@ -9,7 +9,10 @@ int main(int argc, char *argv[])
     QString error;
     host.setLink(makeLink(QUrl(QString::fromLocal8Bit(argc > 1 ? argv[1] : "tcp://127.0.0.1:15700")), &error));
     host.setDeviceType(0x1400); // an A2: the rules of this model judge each reply
-    QObject::connect(&host, &biz_DeviceHost::linkClosed, &host, [&host] { host.stop(); });
+    QObject::connect(&host, &biz_DeviceHost::linkClosed, &host, [&host](const QString &reason) {
+        qWarning("%s", qPrintable(reason));
+        host.stop();
+    });
     QObject::connect(&host, &biz_DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
         qInfo("%s - %s", qPrintable(outcomeName(result.outcome)), qPrintable(result.reason));
         QCoreApplication::exit(result.outcome == Outcome::Answered ? 0 : 1);
