@@ -10,7 +10,7 @@
 namespace biz::test {
 
 /** How long a test waits for what should happen at once: long only when it does not happen. */
-constexpr int patienceMs = 10000;
+constexpr int patienceMs = 20000;
 
 /**
  * Runs the event loop until the condition holds; false when it did not within the time.

@@ -2,7 +2,6 @@
 
 #include <csignal>
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QRegularExpression>
 
 namespace biz::test {
@@ -22,13 +21,7 @@ RunningSimulator::~RunningSimulator()
 
 QString RunningSimulator::nextLine()
 {
-    QElapsedTimer clock;
-    clock.start();
-    while (!m_process.canReadLine() && clock.elapsed() < patienceMs) {
-        if (!m_process.waitForReadyRead(patienceMs)) {
-            break;
-        }
-    }
+    waitFor([this] { return m_process.canReadLine() || m_process.state() == QProcess::NotRunning; });
     return QString::fromLocal8Bit(m_process.readLine()).trimmed();
 }
 
@@ -47,6 +40,11 @@ quint16 RunningSimulator::listeningPort()
     return static_cast<quint16>(lastNumber.match(lineWith(QStringLiteral("listening on "))).captured(1).toUInt());
 }
 
+QString RunningSimulator::listeningUrl()
+{
+    return lineWith(QStringLiteral("listening on ")).section(QStringLiteral("listening on "), 1);
+}
+
 void RunningSimulator::sendSignal(int signal)
 {
     ::kill(static_cast<pid_t>(m_process.processId()), signal);
@@ -54,7 +52,7 @@ void RunningSimulator::sendSignal(int signal)
 
 int RunningSimulator::exitStatus()
 {
-    if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(patienceMs)) {
+    if (!waitFor([this] { return m_process.state() == QProcess::NotRunning; })) {
         return -1;
     }
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;

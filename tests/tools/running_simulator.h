@@ -4,12 +4,14 @@
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
 
+#include <host/wait_for.h>
+
 namespace biz::test {
 
-/** How long a test waits for what must happen; a broken build fails after it. */
-constexpr int patienceMs = 20'000;
-
-/** The built simulator as a process of its own. Killed with the object, if it still runs. */
+/**
+ * The built simulator as a process of its own. Killed with the object, if it still runs. While a
+ * test waits for it, the test's event loop runs, so that hosts of the test's own process can act.
+ */
 class RunningSimulator
 {
 public:
@@ -24,6 +26,9 @@ public:
 
     /** The port at the end of a "listening" line; 0 when none comes. */
     quint16 listeningPort();
+
+    /** The URL at the end of a "listening" line; empty when none comes. */
+    QString listeningUrl();
 
     void sendSignal(int signal);
 

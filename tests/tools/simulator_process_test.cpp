@@ -8,86 +8,21 @@
 #include <QtCore/QElapsedTimer>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QTcpServer>
-#include <QtNetwork/QTcpSocket>
 #include <QtNetwork/QUdpSocket>
 
 #include <host/frame_codec.h>
+#include <tools/link_client.h>
 #include <tools/running_simulator.h>
 
 // The built program, over real sockets on loopback.
 
 namespace {
 
-using biz::test::patienceMs;
-using biz::test::RunningSimulator;
+using namespace biz::test;
 namespace host = biz::host;
 
 /** How long to listen for a reply that must not come, behind one that came. */
 constexpr int quietMs = 100;
-
-model_Protocoldata commandOf(int sequence, int command, int subCode, int index = 0)
-{
-    model_Protocoldata record;
-    record.ucHead[0] = static_cast<uchar>(sequence);
-    record.ucHead[1] = static_cast<uchar>(command);
-    record.ucHead[2] = static_cast<uchar>(subCode);
-    record.ucHead[3] = static_cast<uchar>(index);
-    return record;
-}
-
-/** A host's end of a TCP connection, with the demonstration frame. */
-class TcpClient
-{
-public:
-    explicit TcpClient(quint16 port)
-    {
-        m_socket.connectToHost(QHostAddress::LocalHost, port);
-        m_connected = m_socket.waitForConnected(patienceMs);
-    }
-
-    bool isConnected() const { return m_connected; }
-
-    void send(const model_Protocoldata &command) { sendBytes(host::DemoFrameCodec().encode(command)); }
-
-    void sendBytes(const QByteArray &bytes)
-    {
-        m_socket.write(bytes);
-        m_socket.waitForBytesWritten(patienceMs);
-    }
-
-    /** The next reply; none when none comes in time. */
-    std::optional<model_Protocoldata> reply(int waitMs = patienceMs)
-    {
-        QElapsedTimer clock;
-        clock.start();
-        while (m_replies.isEmpty() && clock.elapsed() < waitMs) {
-            if (m_socket.bytesAvailable() > 0 || m_socket.waitForReadyRead(waitMs)) {
-                m_replies += m_codec.decode(m_socket.readAll()).records;
-            }
-        }
-        if (m_replies.isEmpty()) {
-            return std::nullopt;
-        }
-        return m_replies.takeFirst();
-    }
-
-private:
-    QTcpSocket m_socket;
-    host::DemoFrameCodec m_codec;
-    QVector<model_Protocoldata> m_replies;
-    bool m_connected = false;
-};
-
-/** The sequence bytes of the next replies, separated by blanks. */
-QString nextSequences(TcpClient &client, int count)
-{
-    QStringList sequences;
-    for (int i = 0; i < count; ++i) {
-        const auto reply = client.reply();
-        sequences << (reply ? QString::number(reply->ucHead[0]) : QStringLiteral("none"));
-    }
-    return sequences.join(QLatin1Char(' '));
-}
 
 /** A host's socket for OSD devices. */
 class UdpClient
@@ -148,8 +83,8 @@ TEST(SimulatorProcess, TakesAFreePortAndPrintsIt)
 TEST(SimulatorProcess, AnswersACommandWithItsSequenceByteAndTheLengthOfItsRule)
 {
     RunningSimulator simulator("--model A2 --port 0");
-    TcpClient client(simulator.listeningPort());
-    ASSERT_TRUE(client.isConnected());
+    LinkClient client(simulator.listeningUrl());
+    ASSERT_TRUE(client.isOpen());
 
     client.send(commandOf(200, 0xF1, 0x08, 15));
     const auto reply = client.reply();
@@ -162,88 +97,88 @@ TEST(SimulatorProcess, AnswersACommandWithItsSequenceByteAndTheLengthOfItsRule)
 TEST(SimulatorProcess, AnswersConnectionsAtOnceAndOneAfterTheOther)
 {
     RunningSimulator simulator("--model K250 --port 0");
-    const quint16 port = simulator.listeningPort();
-    auto first = std::make_unique<TcpClient>(port);
-    TcpClient second(port);
+    const QString url = simulator.listeningUrl();
+    auto first = std::make_unique<LinkClient>(url);
+    LinkClient second(url);
     first->send(commandOf(1, 0x68, 0x08));
     second.send(commandOf(2, 0x68, 0x08));
-    EXPECT_EQ(nextSequences(second, 1), "2");
-    EXPECT_EQ(nextSequences(*first, 1), "1");
+    EXPECT_EQ(second.nextSequences(1), "2");
+    EXPECT_EQ(first->nextSequences(1), "1");
 
     first.reset();
-    TcpClient third(port);
+    LinkClient third(url);
     third.send(commandOf(3, 0x68, 0x08));
-    EXPECT_EQ(nextSequences(third, 1), "3");
+    EXPECT_EQ(third.nextSequences(1), "3");
 }
 
 TEST(SimulatorProcess, FindsCommandsBetweenGarbage)
 {
     RunningSimulator simulator("--model A2 --port 0 --events");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     const QByteArray frame = host::DemoFrameCodec().encode(commandOf(7, 0x68, 0x12));
     client.sendBytes("junk" + frame.left(5));
     client.sendBytes(frame.mid(5));
-    EXPECT_EQ(nextSequences(client, 1), "7");
+    EXPECT_EQ(client.nextSequences(1), "7");
     EXPECT_FALSE(simulator.lineWith("tcp refused 4 bytes").isEmpty());
 }
 
 TEST(SimulatorProcess, NumberedSilenceSkipsOneReplyAndAResendCountsAsAReception)
 {
     RunningSimulator simulator("--model A2 --port 0 --fault 2=silence");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     for (const int sequence : {1, 2, 2, 3}) {
         client.send(commandOf(sequence, 0x68, 0x12));
     }
-    EXPECT_EQ(nextSequences(client, 3), "1 2 3");
+    EXPECT_EQ(client.nextSequences(3), "1 2 3");
 }
 
 TEST(SimulatorProcess, LateReplyComesAfterTheNextOnes)
 {
     RunningSimulator simulator("--model A2 --port 0 --fault 1=late --late-by 200");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     QElapsedTimer clock;
     clock.start();
     const host::DemoFrameCodec codec;
     client.sendBytes(codec.encode(commandOf(1, 0x68, 0x12)) + codec.encode(commandOf(2, 0x68, 0x12)));
-    EXPECT_EQ(nextSequences(client, 2), "2 1");
+    EXPECT_EQ(client.nextSequences(2), "2 1");
     EXPECT_GE(clock.elapsed(), 190);
 }
 
 TEST(SimulatorProcess, DelayHoldsEveryReplyBack)
 {
     RunningSimulator simulator("--model A2 --port 0 --delay 80");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     QElapsedTimer clock;
     clock.start();
     client.send(commandOf(1, 0x68, 0x12));
     client.send(commandOf(2, 0x68, 0x12));
-    EXPECT_EQ(nextSequences(client, 2), "1 2");
+    EXPECT_EQ(client.nextSequences(2), "1 2");
     EXPECT_GE(clock.elapsed(), 75);
 }
 
 TEST(SimulatorProcess, DuplicateIsTheSameReplyTwice)
 {
     RunningSimulator simulator("--model A2 --port 0 --fault 68/12=duplicate");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     client.send(commandOf(1, 0x68, 0x12));
     client.send(commandOf(2, 0x68, 0x13));
-    EXPECT_EQ(nextSequences(client, 3), "1 1 2");
-    EXPECT_FALSE(client.reply(quietMs));
+    EXPECT_EQ(client.nextSequences(3), "1 1 2");
+    EXPECT_TRUE(client.staysSilent());
 }
 
 TEST(SimulatorProcess, WrongSequenceIsFarFromTheCommands)
 {
     RunningSimulator simulator("--model A2 --port 0 --fault 1=wrongSequence");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     client.send(commandOf(200, 0x68, 0x12));
-    EXPECT_EQ(nextSequences(client, 1), "72");
+    EXPECT_EQ(client.nextSequences(1), "72");
 }
 
 TEST(SimulatorProcess, RejectingFaultsChangeWhatTheyName)
 {
     RunningSimulator simulator(
         "--model A2 --port 0 --fault 1=declaredLength --fault 2=shortPayload --fault 3=indexOutOfRange");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     for (int sequence = 1; sequence <= 3; ++sequence) {
         client.send(commandOf(sequence, 0xF1, 0x08, 15));
     }
@@ -259,9 +194,9 @@ TEST(SimulatorProcess, RejectingFaultsChangeWhatTheyName)
 TEST(SimulatorProcess, FaultThatCannotApplyIsSaidAndAnsweredNormally)
 {
     RunningSimulator simulator("--model A2 --port 0 --events --fault 1=shortPayload");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     client.send(commandOf(4, 0x68, 0x12));
-    EXPECT_EQ(nextSequences(client, 1), "4");
+    EXPECT_EQ(client.nextSequences(1), "4");
     EXPECT_FALSE(simulator.lineWith("fault shortPayload does not apply").isEmpty());
 }
 
@@ -271,7 +206,7 @@ QString seededRun(int seed)
     RunningSimulator simulator(QStringLiteral("--model A2 --port 0 --events --seed %1 --fault-rate silence=0.2 "
                                               "--fault-rate duplicate=0.2 --fault-rate shortPayload=0.2")
                                    .arg(seed));
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     for (int sequence = 1; sequence <= 40; ++sequence) {
         client.send(commandOf(sequence, 0xF1, 0x08));
     }
@@ -395,7 +330,7 @@ TEST(SimulatorProcess, BadDatagramIsRefusedAndNotAnswered)
 TEST(SimulatorProcess, OneProcessPlaysBothKinds)
 {
     RunningSimulator simulator("--model A2 --port 0 --osd 2 --osd-port 0");
-    TcpClient tcp(simulator.listeningPort());
+    LinkClient tcp(simulator.listeningUrl());
     UdpClient udp(simulator.listeningPort());
     tcp.send(commandOf(3, 0x68, 0x12));
     udp.send("127.1.0.2", 1);
@@ -412,11 +347,11 @@ class SimulatorSignal : public testing::TestWithParam<int>
 TEST_P(SimulatorSignal, EndsWithSummaryAndStatusZero)
 {
     RunningSimulator simulator("--model A2 --port 0 --osd 2 --osd-port 0 --fault 2=silence");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     client.send(commandOf(1, 0x68, 0x12));
     client.send(commandOf(2, 0x68, 0x12));
     client.send(commandOf(3, 0x68, 0x12));
-    ASSERT_EQ(nextSequences(client, 2), "1 3");
+    ASSERT_EQ(client.nextSequences(2), "1 3");
 
     simulator.sendSignal(GetParam());
     EXPECT_EQ(simulator.exitStatus(), 0);
@@ -430,7 +365,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, SimulatorSignal, testing::Values(SIGINT, SIGTERM
 TEST(SimulatorProcess, SignalDuringADelayedReplyEndsItAsWell)
 {
     RunningSimulator simulator("--model A2 --port 0 --events --delay 3000000");
-    TcpClient client(simulator.listeningPort());
+    LinkClient client(simulator.listeningUrl());
     client.send(commandOf(1, 0x68, 0x12));
     ASSERT_FALSE(simulator.lineWith("#1 received").isEmpty());
     simulator.sendSignal(SIGTERM);
