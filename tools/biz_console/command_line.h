@@ -48,6 +48,7 @@ int runOsd(const QStringList &arguments, const Output &output);
 int runLog(const QStringList &arguments, const Output &output);
 int runReplay(const QStringList &arguments, const Output &output);
 int runCheck(const QStringList &arguments, const Output &output);
+int runPorts(const QStringList &arguments, const Output &output);
 int runRules(const QStringList &arguments, const Output &output);
 
 void printVersion(QTextStream &out);

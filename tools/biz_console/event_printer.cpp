@@ -75,6 +75,18 @@ QString refusalOf(const RunEvent &event)
 
 } // namespace
 
+QString eventLine(const RunEvent &event)
+{
+    switch (event.kind) {
+    case RunEvent::Kind::Refused:
+        return refusalOf(event);
+    case RunEvent::Kind::Failed:
+        return QStringLiteral("socket: ") + event.reason;
+    default:
+        return isWorthALine(event) ? lineOf(event) : QString();
+    }
+}
+
 EventPrinter::EventPrinter(QTextStream &out, bool isTerminal, const Options &options)
     : m_out(out)
     , m_isTerminal(isTerminal)
@@ -93,14 +105,12 @@ void EventPrinter::started(const RunStart & /*run*/)
 
 void EventPrinter::happened(const RunEvent &event)
 {
-    if (event.kind == RunEvent::Kind::Refused) {
-        line(refusalOf(event));
-    } else if (event.kind == RunEvent::Kind::Failed) {
-        line(QStringLiteral("socket: ") + event.reason);
-    } else if (event.kind == RunEvent::Kind::Problem) {
+    const bool isTrouble = event.kind == RunEvent::Kind::Refused || event.kind == RunEvent::Kind::Failed;
+    const QString text = isTrouble || m_options.events ? eventLine(event) : QString();
+    if (event.kind == RunEvent::Kind::Problem) {
         line({}); // a gap: the problem itself goes to the error stream
-    } else if (m_options.events && isWorthALine(event)) {
-        line(lineOf(event));
+    } else if (!text.isEmpty()) {
+        line(text);
     }
 }
 

@@ -9,6 +9,9 @@
 
 namespace biz::console {
 
+/** The line of an event as people read it; empty for one that is not worth a line. */
+QString eventLine(const RunEvent &event);
+
 /**
  * Writes event lines for people, and below them a progress line that a terminal shows in
  * place. Where the output is no terminal, a progress line is a line like any other.

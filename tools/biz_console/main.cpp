@@ -17,6 +17,7 @@ constexpr Command commands[] = {
     {"replay", "FILE", "plays a recording again and compares", runReplay},
     {"log", "[FILE...]", "explains the lines of error logs", runLog},
     {"check", "MODEL HEAD PAYLOAD", "judges one reply without a device", runCheck},
+    {"ports", "", "lists the serial ports of this machine", runPorts},
     {"rules", "MODEL", "prints a model's reply rules in words", runRules},
 };
 

@@ -39,6 +39,7 @@ void describe(QCommandLineParser &parser)
     addPlanOptions(parser);
     addQuietOption(parser);
     addJsonOption(parser);
+    addWatchOption(parser);
     addRecordOption(parser);
     addTraceOption(parser);
 }

@@ -30,6 +30,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     addPlanOptions(parser);
     addQuietOption(parser);
     addJsonOption(parser);
+    addWatchOption(parser);
     addRecordOption(parser);
     addLogDirOption(parser);
     addTraceOption(parser);

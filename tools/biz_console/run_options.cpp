@@ -5,6 +5,7 @@
 
 #include <biz_console/command_line.h>
 #include <biz_console/json_sink.h>
+#include <biz_console/watch_view.h>
 
 namespace biz::console {
 
@@ -42,6 +43,11 @@ QString repeatOption()
 QString rateOption()
 {
     return QStringLiteral("rate");
+}
+
+QString watchOption()
+{
+    return QStringLiteral("watch");
 }
 
 QString quietOption()
@@ -138,6 +144,12 @@ bool wantsJson(const QCommandLineParser &parser)
     return parser.isSet(jsonOption());
 }
 
+void addWatchOption(QCommandLineParser &parser)
+{
+    parser.addOption({watchOption(), QStringLiteral("Shows a terminal the run in place: queue, counters and the last "
+                                                    "events. Other outputs get lines.")});
+}
+
 void addQuietOption(QCommandLineParser &parser)
 {
     parser.addOption({quietOption(), QStringLiteral("Shows what was not as expected and the summary only.")});
@@ -151,7 +163,12 @@ bool isQuiet(const QCommandLineParser &parser)
 void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
                    const EventPrinter::Options &shown)
 {
-    if (wantsJson(parser)) {
+    if (wantsJson(parser) && parser.isSet(watchOption())) {
+        throw UsageError(QStringLiteral("--watch: cannot be used beside --json"));
+    }
+    if (parser.isSet(watchOption()) && output.outIsTerminal) {
+        run.addSink(std::make_unique<WatchView>(output.out, standardOutputSize, shown.allDevices));
+    } else if (wantsJson(parser)) {
         run.addSink(std::make_unique<JsonSink>(output.out, !isQuiet(parser)));
     } else {
         run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));

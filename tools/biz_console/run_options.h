@@ -32,9 +32,12 @@ RunPlan runPlan(const QCommandLineParser &parser);
 void addJsonOption(QCommandLineParser &parser);
 bool wantsJson(const QCommandLineParser &parser);
 
+/** --watch. */
+void addWatchOption(QCommandLineParser &parser);
+
 /**
- * Gives a run the sink that shows it: JSON, or lines for people as `shown` says. JSON has
- * every event unless --quiet is an option of the command and set.
+ * Gives a run the sink that shows it: JSON, a view in the terminal, or lines for people as
+ * `shown` says. JSON has every event unless --quiet is set.
  */
 void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
                    const EventPrinter::Options &shown);

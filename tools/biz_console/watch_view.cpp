@@ -1,0 +1,120 @@
+#include <biz_console/watch_view.h>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <biz_console/closing_lines.h>
+#include <biz_console/event_printer.h>
+
+namespace biz::console {
+
+namespace {
+
+constexpr int eventsKept = 10;
+
+QString countersLine(const host::Counters &counters)
+{
+    return QStringLiteral(
+               "sent %1  resent %2  answered %3  given up %4  rejected %5  late %6  duplicate %7  foreign %8")
+        .arg(counters.sent)
+        .arg(counters.resent)
+        .arg(counters.answered)
+        .arg(counters.gaveUp)
+        .arg(counters.rejected)
+        .arg(counters.late)
+        .arg(counters.duplicate)
+        .arg(counters.foreign);
+}
+
+QString roundTripLine(const host::Counters &counters)
+{
+    return QStringLiteral("round trip  median %1  99 % within %2  maximum %3")
+        .arg(millisecondsText(counters.roundTripMedianMs), millisecondsText(counters.roundTripP99Ms),
+             millisecondsText(counters.roundTripMaxMs));
+}
+
+} // namespace
+
+TerminalSize standardOutputSize()
+{
+    TerminalSize size;
+    winsize told{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &told) == 0 && told.ws_col > 0 && told.ws_row > 0) {
+        size.columns = told.ws_col;
+        size.rows = told.ws_row;
+    }
+    return size;
+}
+
+WatchView::WatchView(QTextStream &out, TerminalSize (*size)(), bool allDevices)
+    : m_out(out)
+    , m_size(size)
+    , m_allDevices(allDevices)
+{
+}
+
+void WatchView::started(const RunStart &run)
+{
+    m_target = run.target;
+}
+
+void WatchView::happened(const RunEvent &event)
+{
+    // What goes to the error stream must not stand in the middle of the view.
+    if (event.kind == RunEvent::Kind::Problem) {
+        erase();
+        return;
+    }
+    const QString line = eventLine(event);
+    if (!line.isEmpty()) {
+        m_events.append(line);
+    }
+    if (m_events.size() > eventsKept) {
+        m_events.removeFirst();
+    }
+}
+
+/** The newest events, as many as the terminal has room for below the rest and above the cursor. */
+QStringList WatchView::view(const RunProgress &progress, const TerminalSize &size) const
+{
+    QStringList lines{m_target, progressText(progress), countersLine(progress.counters),
+                      roundTripLine(progress.counters)};
+    const int room = qBound(0, size.rows - lines.size() - 1, m_events.size());
+    lines += m_events.mid(m_events.size() - room);
+    for (QString &line : lines) {
+        line.truncate(size.columns - 1);
+    }
+    return lines;
+}
+
+void WatchView::progressed(const RunProgress &progress)
+{
+    const QStringList lines = view(progress, m_size());
+    erase();
+    for (const QString &line : lines) {
+        m_out << line << '\n';
+    }
+    m_out.flush();
+    m_shownLines = lines.size();
+}
+
+/** Goes up to the first line of the view and clears the terminal from there on. */
+void WatchView::erase()
+{
+    if (m_shownLines > 0) {
+        m_out << "\033[" << m_shownLines << "A\r\033[J";
+        m_out.flush();
+    }
+    m_shownLines = 0;
+}
+
+void WatchView::ended(const RunEnd &end)
+{
+    erase();
+    for (const QString &line : closingLines(end, m_allDevices)) {
+        m_out << line << '\n';
+    }
+    m_out.flush();
+}
+
+} // namespace biz::console
