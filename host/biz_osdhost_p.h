@@ -71,6 +71,7 @@ private:
     void onRefused(const QString &sender, int bytes, const QString &why);
     bool belongsTo(const model_OsdParam &command, const model_OsdParam &reply) const;
     void onReply(biz::host::OsdCommand &command, const model_OsdParam &reply);
+    void handOver(const model_OsdParam &reply);
     void onUnmatchedReply(biz::host::OsdDevice &device, const model_OsdParam &reply);
     void poll();
     void updatePolling();

@@ -110,6 +110,7 @@ struct Counters
     double roundTripMedianMs = -1.0;
     double roundTripP99Ms = -1.0;
     double roundTripMaxMs = -1.0;
+    quint64 dropped = 0; ///< replies that the channel's receive loop had no time for
 };
 
 } // namespace biz::host

@@ -1,7 +1,9 @@
 #ifndef BIZ_HOST_DEVICE_CHANNEL_P_H
 #define BIZ_HOST_DEVICE_CHANNEL_P_H
 
+#include <functional>
 #include <queue>
+#include <vector>
 
 #include <model/model_protocoldata.h>
 
@@ -41,7 +43,21 @@ void openGate(int waiting);
 /** What the sequence counter will stamp next. */
 int nextSequence();
 
-void pushReply(const model_Protocoldata &reply);
+/**
+ * So many replies wait for the receive loop at most, and the answers to commands in flight
+ * beside them: five seconds of its pace.
+ */
+constexpr std::size_t maxRepliesWaiting = 1000;
+
+/** Whether a reply, by its tag, is the answer to a command in flight. */
+using IsAnswer = std::function<bool(quint32 tag)>;
+
+/**
+ * Queues a reply for the receive loop: an answer before all that are none, so that these
+ * cannot hold it up. Where too many wait, the older half of what is no answer is taken out
+ * and returned. `isAnswer` is called under the channel's lock.
+ */
+std::vector<model_Protocoldata> pushReply(const model_Protocoldata &reply, const IsAnswer &isAnswer);
 
 } // namespace biz::host::device_channel
 

@@ -30,9 +30,59 @@ void DeviceReplies::take(model_Protocoldata reply)
     }
     reply.nTag = ++m_lastFed;
     if (command != nullptr && accepted) {
-        m_fed.push_back({m_lastFed, command->ticket, Clock::now()});
+        (command->isAnswerUnderWay ? m_further : m_answers).push_back({m_lastFed, command->ticket, Clock::now()});
+        command->isAnswerUnderWay = true;
     }
-    device_channel::pushReply(reply);
+    feed(reply);
+}
+
+bool DeviceReplies::isAnswer(quint32 number) const
+{
+    return std::any_of(m_answers.begin(), m_answers.end(),
+                       [number](const FedReply &fed) { return fed.number == number; });
+}
+
+void DeviceReplies::feed(const model_Protocoldata &reply)
+{
+    const auto dropped = device_channel::pushReply(reply, [this](quint32 tag) { return isAnswer(tag); });
+    if (dropped.empty()) {
+        return;
+    }
+    m_ledger->count([&dropped](Statistics &totals) { totals.dropped += dropped.size(); });
+    for (const model_Protocoldata &oldest : dropped) {
+        onDropped(oldest);
+    }
+}
+
+/** What it was has been told when it came, unless it waited for the channel to judge the first. */
+void DeviceReplies::onDropped(model_Protocoldata reply)
+{
+    if (const auto origin = takeFed(&m_further, reply.nTag)) {
+        reply.nTag = 0;
+        m_ledger->count([](Statistics &totals) { ++totals.duplicate; });
+        m_signals->post(&biz_DeviceHost::duplicate, origin->ticket, reply);
+    }
+}
+
+/**
+ * The channel hands replies on in the order in which they were fed, the answers before the
+ * others. It has refused by itself, without a word, those that are passed over: the device type
+ * has been changed since they were judged here.
+ */
+std::optional<DeviceReplies::FedReply> DeviceReplies::takeFed(FedReplies *fed, quint32 number)
+{
+    while (!fed->empty() && static_cast<qint32>(fed->front().number - number) < 0) {
+        if (DeviceCommand *command = m_ledger->tickets().find(fed->front().ticket)) {
+            command->isAnswerUnderWay = false;
+        }
+        fed->pop_front();
+    }
+    if (fed->empty() || fed->front().number != number) {
+        return std::nullopt;
+    }
+    const FedReply origin = fed->front();
+    fed->pop_front();
+    return origin;
 }
 
 void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &reply, bool accepted)
@@ -51,28 +101,20 @@ void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &rep
 
 std::optional<DeviceReplies::Answer> DeviceReplies::onAccepted(model_Protocoldata reply)
 {
-    // The channel hands replies on in the order in which they were fed. It has refused by
-    // itself, without a word, those that are passed over: the device type has been changed
-    // since they were judged here.
-    const auto wasFedBefore = [&reply](const FedReply &other) {
-        return static_cast<qint32>(other.number - reply.nTag) < 0;
-    };
-    while (!m_fed.empty() && wasFedBefore(m_fed.front())) {
-        m_fed.pop_front();
+    auto origin = takeFed(&m_answers, reply.nTag);
+    if (!origin) {
+        origin = takeFed(&m_further, reply.nTag);
     }
-    // Those that stood for nothing in flight were reported when they came.
-    if (m_fed.empty() || m_fed.front().number != reply.nTag) {
-        return std::nullopt;
+    if (!origin) {
+        return std::nullopt; // it stood for nothing in flight, and was reported when it came
     }
-    const FedReply origin = m_fed.front();
-    m_fed.pop_front();
     reply.nTag = 0;
-    DeviceCommand *const command = m_ledger->tickets().find(origin.ticket);
+    DeviceCommand *const command = m_ledger->tickets().find(origin->ticket);
     if (command == nullptr) {
         reportUnmatched(reply);
         return std::nullopt;
     }
-    return Answer{command, std::move(reply), origin.arrival};
+    return Answer{command, std::move(reply), origin->arrival};
 }
 
 /** The command in flight that a reply belongs to; null when it belongs to none. */

@@ -42,7 +42,11 @@ public:
     std::optional<Answer> onAccepted(model_Protocoldata reply);
 
     /** The channel's receive queue has been emptied. */
-    void forget() { m_fed.clear(); }
+    void forget()
+    {
+        m_answers.clear();
+        m_further.clear();
+    }
 
 private:
     /** A good reply to a command in flight, on its way through the channel's receive queue. */
@@ -52,7 +56,12 @@ private:
         Ticket ticket;
         TimePoint arrival;
     };
+    using FedReplies = std::deque<FedReply>;
 
+    bool isAnswer(quint32 number) const;
+    void feed(const model_Protocoldata &reply);
+    void onDropped(model_Protocoldata reply);
+    std::optional<FedReply> takeFed(FedReplies *fed, quint32 number);
     void report(DeviceCommand &command, const model_Protocoldata &reply, bool accepted);
     DeviceCommand *commandOf(const model_Protocoldata &reply);
     const EndedCommand &endedCommandOf(const model_Protocoldata &reply) const;
@@ -61,7 +70,8 @@ private:
     DeviceLedger *const m_ledger;
     DeviceSignals *const m_signals;
     std::unique_ptr<ReplyMatcher> m_matcher;
-    std::deque<FedReply> m_fed;
+    FedReplies m_answers; ///< the first to each command; the channel judges them first
+    FedReplies m_further; ///< that came before the first was judged
     quint32 m_lastFed = 0;
 };
 

@@ -15,11 +15,12 @@ namespace biz::host {
 struct DeviceCommand
 {
     Ticket ticket = 0;
-    model_Protocoldata record; ///< as the application gave it; byte 0 once it was announced
-    int attempts = 0;          ///< announcements so far; 0: it waits in the channel's queue
-    bool gated = false;        ///< its take closed the gate
-    TimePoint writtenAt;       ///< its last write to the link
-    QString lastProblem;       ///< what last went wrong with it, for the reason of a give-up
+    model_Protocoldata record;     ///< as the application gave it; byte 0 once it was announced
+    int attempts = 0;              ///< announcements so far; 0: it waits in the channel's queue
+    bool gated = false;            ///< its take closed the gate
+    bool isAnswerUnderWay = false; ///< an accepted reply is on its way through the channel
+    TimePoint writtenAt;           ///< its last write to the link
+    QString lastProblem;           ///< what last went wrong with it, for the reason of a give-up
     CommandHistory history;
 };
 

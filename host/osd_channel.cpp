@@ -38,10 +38,15 @@ void freeDevice(const biz_Osd_CMDSWork &worker, const QString &ip, quint32 tag)
     }
 }
 
-void pushReply(const model_OsdParam &reply)
+std::size_t pushReply(const model_OsdParam &reply)
 {
+    std::size_t dropped = 0;
     const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    for (; biz_Osd_CMDSWork::receivequeueHexCmd.size() >= maxRepliesWaiting; ++dropped) {
+        biz_Osd_CMDSWork::receivequeueHexCmd.pop();
+    }
     biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
+    return dropped;
 }
 
 QStringList freeAmong(const QStringList &ips)

@@ -20,7 +20,14 @@ void push(const model_OsdParam &command);
  */
 void freeDevice(const biz_Osd_CMDSWork &worker, const QString &ip, quint32 tag);
 
-void pushReply(const model_OsdParam &reply);
+/**
+ * So many replies wait for the receive loop at most: a burst to a thousand devices, a hundred
+ * times over.
+ */
+constexpr std::size_t maxRepliesWaiting = 100000;
+
+/** Queues a reply for the receive loop; returns how many of the oldest had to go for it. */
+std::size_t pushReply(const model_OsdParam &reply);
 
 /** Those of the devices that the channel may send to. */
 QStringList freeAmong(const QStringList &ips);

@@ -131,7 +131,16 @@ void biz_OsdHost::Private::onReply(OsdCommand &command, const model_OsdParam &re
 {
     osd_channel::freeDevice(*run.worker(), reply.qsIp, OsdLedger::tagOf(command.ticket));
     ledger.endAnswered(command, reply);
-    osd_channel::pushReply(reply);
+    handOver(reply);
+}
+
+/** To the channel's receive queue, for received(): how the command ended has been told. */
+void biz_OsdHost::Private::handOver(const model_OsdParam &reply)
+{
+    const std::size_t dropped = osd_channel::pushReply(reply);
+    if (dropped > 0) {
+        ledger.count(nullptr, [dropped](Statistics &totals) { totals.dropped += dropped; });
+    }
 }
 
 /** It frees no device: the channel may be sending to it at this very moment. */
@@ -149,7 +158,7 @@ void biz_OsdHost::Private::onUnmatchedReply(OsdDevice &device, const model_OsdPa
         signalsOfHost.post(&biz_OsdHost::late, ended.ticket, reply, afterEndMs);
     }
     if (keepUnmatched) {
-        osd_channel::pushReply(reply);
+        handOver(reply);
     }
 }
 

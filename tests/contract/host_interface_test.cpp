@@ -91,6 +91,7 @@ BIZ_HAS_TYPE(Counters::roundTripMinMs, double);
 BIZ_HAS_TYPE(Counters::roundTripMedianMs, double);
 BIZ_HAS_TYPE(Counters::roundTripP99Ms, double);
 BIZ_HAS_TYPE(Counters::roundTripMaxMs, double);
+BIZ_HAS_TYPE(Counters::dropped, quint64);
 static_assert(std::is_standard_layout<Counters>::value, "the places below need it");
 BIZ_LIES_AT(Counters, enqueued, 0);
 BIZ_LIES_AT(Counters, sent, 8);
@@ -117,7 +118,8 @@ BIZ_LIES_AT(Counters, roundTripMinMs, 160);
 BIZ_LIES_AT(Counters, roundTripMedianMs, 168);
 BIZ_LIES_AT(Counters, roundTripP99Ms, 176);
 BIZ_LIES_AT(Counters, roundTripMaxMs, 184);
-static_assert(sizeof(void *) != 8 || sizeof(Counters) == 192, "a field was added or removed");
+BIZ_LIES_AT(Counters, dropped, 192);
+static_assert(sizeof(void *) != 8 || sizeof(Counters) == 200, "a field was added or removed");
 
 BIZ_HAS_TYPE(Refusal::bytes, int);
 BIZ_HAS_TYPE(Refusal::reason, QString);
@@ -171,11 +173,11 @@ BIZ_HAS_TYPE(DeviceStatus::roundTripMaxMs, double);
 static_assert(std::is_standard_layout<DeviceStatus>::value, "the places below need it");
 BIZ_LIES_AT(DeviceStatus, ip, 0);
 BIZ_LIES_AT(DeviceStatus, counters, 8);
-BIZ_LIES_AT(DeviceStatus, waiting, 200);
-BIZ_LIES_AT(DeviceStatus, inFlight, 204);
-BIZ_LIES_AT(DeviceStatus, roundTripMedianMs, 208);
-BIZ_LIES_AT(DeviceStatus, roundTripMaxMs, 216);
-static_assert(sizeof(void *) != 8 || sizeof(DeviceStatus) == 224, "a field was added or removed");
+BIZ_LIES_AT(DeviceStatus, waiting, 208);
+BIZ_LIES_AT(DeviceStatus, inFlight, 212);
+BIZ_LIES_AT(DeviceStatus, roundTripMedianMs, 216);
+BIZ_LIES_AT(DeviceStatus, roundTripMaxMs, 224);
+static_assert(sizeof(void *) != 8 || sizeof(DeviceStatus) == 232, "a field was added or removed");
 
 static_assert(sizeof(Outcome) == sizeof(int), "results hold it by value");
 static_assert(static_cast<int>(Outcome::Answered) == 0 && static_cast<int>(Outcome::GaveUp) == 1 &&

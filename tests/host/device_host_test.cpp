@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <mutex>
+
 #include <QtCore/QThread>
 
 #include <biz_cmdswork/biz_cmdswork.h>
@@ -348,6 +351,41 @@ TEST_F(DeviceHost, AReplyToNoCommandIsForeign)
     EXPECT_FALSE(seen.hasEnded(ticket));
 }
 
+TEST_F(DeviceHost, AnAnswerPassesAFloodOfRepliesThatAnswerNothing)
+{
+    constexpr std::size_t flood = 5000; // half a minute of the receive loop's pace
+    start();
+    const Ticket ticket = enqueue();
+    const model_Protocoldata answer = nextCommand();
+    model_Protocoldata stray = answer;
+    stray.ucHead[0] = static_cast<uchar>(answer.ucHead[0] + 100);
+    for (std::size_t i = 0; i < flood; ++i) {
+        link->reply(stray);
+    }
+    link->reply(answer);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(seen.endOf(ticket).attempts, 1);
+}
+
+TEST_F(DeviceHost, AFloodOfRepliesTakesBoundedRoomAndIsAccountedFor)
+{
+    constexpr std::size_t flood = 5000;
+    start();
+    enqueue();
+    const model_Protocoldata answer = nextCommand();
+    std::size_t mostWaiting = 0;
+    for (std::size_t i = 0; i < flood; ++i) {
+        link->reply(answer); // the first of them is the answer
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
+        mostWaiting = std::max(mostWaiting, biz_CMDSWork::receivequeueHexCmd.size());
+    }
+    EXPECT_LE(mostWaiting, 1001U);
+    EXPECT_GE(host->counters().dropped, flood - 2000);
+    ASSERT_TRUE(waitFor([&] { return host->counters().duplicate == flood - 1; }));
+    EXPECT_EQ(host->counters().answered, 1U);
+}
+
 TEST_F(DeviceHost, BytesThatAreNoFrameAreReported)
 {
     start();
@@ -596,7 +634,11 @@ TEST_F(DeviceHost, QueuedConnectionsToAnotherThreadCarryTheValues)
         onItsThread = QThread::currentThread() == &thread && result.reply.baData == "payload";
         heard = ticket;
     });
+    std::atomic<bool> threadRuns{false};
+    QObject::connect(
+        &thread, &QThread::started, &thread, [&] { threadRuns = true; }, Qt::DirectConnection);
     thread.start();
+    ASSERT_TRUE(waitFor([&] { return threadRuns.load(); }));
     answerEverything();
     start();
     const Ticket ticket = enqueue(command(longWaitMs, "payload"));

@@ -104,6 +104,7 @@ QStringList Summary::lines() const
     lines.append(row("late", counters.late));
     lines.append(row("duplicate", counters.duplicate));
     lines.append(row("foreign", counters.foreign));
+    appendUnlessZero(lines, "replies dropped", counters.dropped);
     appendUnlessZero(lines, "bytes refused", counters.refusedBytes);
     lines.append(row("round trip", QStringLiteral("median %1, maximum %2")
                                        .arg(millisecondsText(counters.roundTripMedianMs),
