@@ -5,6 +5,7 @@
 // A host that can use biz_OsdHost of the host kit should: it does all of this, and says how
 // each command ended, which the channel itself tells nobody.
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -70,12 +71,13 @@ private:
 bool isIdle()
 {
     const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
-    for (const auto &queue : biz_Osd_CMDSWork::queueHexCmd) {
+    for (const auto &queue : qAsConst(biz_Osd_CMDSWork::queueHexCmd)) {
         if (!queue.empty()) {
             return false;
         }
     }
-    return !biz_Osd_CMDSWork::m_bRetFlag.values().contains(false);
+    const auto &free = biz_Osd_CMDSWork::m_bRetFlag;
+    return std::find(free.cbegin(), free.cend(), false) == free.cend();
 }
 
 /** Three devices, of which the last one is switched off. */

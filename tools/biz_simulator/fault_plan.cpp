@@ -76,7 +76,7 @@ FaultMeasures FaultPlan::measuresOf(const ScriptEntry &entry) const
 std::optional<Fault> FaultPlan::drawn()
 {
     std::optional<Fault> fault;
-    for (const FaultRate &rate : m_rates) {
+    for (const FaultRate &rate : qAsConst(m_rates)) {
         if (fraction(m_generator) < rate.probability && !fault) {
             fault = Fault{rate.fault, m_measures};
         }

@@ -324,7 +324,7 @@ private:
         m_group.faults = m_faults;
         m_device.faults.script.clear();
         m_group.faults.script.clear();
-        for (const ScriptEntry &entry : m_faults.script) {
+        for (const ScriptEntry &entry : qAsConst(m_faults.script)) {
             (entry.device.isEmpty() ? m_device.faults : m_group.faults).script.append(entry);
         }
         if (!hasModel && !m_device.faults.script.isEmpty()) {
