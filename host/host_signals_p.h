@@ -33,6 +33,7 @@ public:
     template<typename Emission>
     void postRepeated(std::size_t times, Emission emission)
     {
+        // cppcheck-suppress constStatement ; it takes the capture for a statement
         m_outbox.postRepeated(times, [host = m_host, emit = std::move(emission)] { emit(host); });
     }
 
