@@ -59,6 +59,7 @@ TEST_F(ConsoleWatch, IsDrawnInPlaceAndGivesWayToTheSummary)
     EXPECT_EQ(exitStatus(), 0) << qPrintable(shown);
     EXPECT_GE(shown.count(redrawing), 2) << qPrintable(shown);
     EXPECT_TRUE(shown.contains(" of 8 ended, ")) << qPrintable(shown);
+    EXPECT_TRUE(shown.contains("foreign 0\r\n")) << "no counter is lost at 80 columns: " << qPrintable(shown);
     const QString last = shown.mid(shown.lastIndexOf(redrawing));
     EXPECT_TRUE(last.contains("summary\r\n")) << qPrintable(last);
     EXPECT_TRUE(last.endsWith("  all 8 commands ended as expected\r\n")) << qPrintable(last);

@@ -125,6 +125,7 @@ QJsonObject countersOf(const host::Counters &counters)
         {"late", counters.late},
         {"duplicate", counters.duplicate},
         {"foreign", counters.foreign},
+        {"dropped", counters.dropped},
         {"refusedBytes", counters.refusedBytes},
         {"refusedFrames", counters.refusedFrames},
         {"bytesOut", counters.bytesOut},

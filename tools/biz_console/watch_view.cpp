@@ -12,14 +12,18 @@ namespace {
 
 constexpr int eventsKept = 10;
 
-QString countersLine(const host::Counters &counters)
+QString commandsLine(const host::Counters &counters)
 {
-    return QStringLiteral(
-               "sent %1  resent %2  answered %3  given up %4  rejected %5  late %6  duplicate %7  foreign %8")
+    return QStringLiteral("commands    sent %1  resent %2  answered %3  given up %4")
         .arg(counters.sent)
         .arg(counters.resent)
         .arg(counters.answered)
-        .arg(counters.gaveUp)
+        .arg(counters.gaveUp);
+}
+
+QString repliesLine(const host::Counters &counters)
+{
+    return QStringLiteral("replies     rejected %1  late %2  duplicate %3  foreign %4")
         .arg(counters.rejected)
         .arg(counters.late)
         .arg(counters.duplicate)
@@ -77,7 +81,7 @@ void WatchView::happened(const RunEvent &event)
 /** The newest events, as many as the terminal has room for below the rest and above the cursor. */
 QStringList WatchView::view(const RunProgress &progress, const TerminalSize &size) const
 {
-    QStringList lines{m_target, progressText(progress), countersLine(progress.counters),
+    QStringList lines{m_target, progressText(progress), commandsLine(progress.counters), repliesLine(progress.counters),
                       roundTripLine(progress.counters)};
     const int room = qBound(0, size.rows - lines.size() - 1, m_events.size());
     lines += m_events.mid(m_events.size() - room);
