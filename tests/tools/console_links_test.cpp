@@ -50,7 +50,7 @@ private:
 TEST_F(ConsoleLinks, ASessionIsPlayedOverUdp)
 {
     QUdpSocket device;
-    ASSERT_TRUE(device.bind(QHostAddress::LocalHost));
+    ASSERT_TRUE(device.bind(QHostAddress(QHostAddress::LocalHost), 0));
     QObject::connect(&device, &QUdpSocket::readyRead, &device, [&device] {
         while (device.hasPendingDatagrams()) {
             const QNetworkDatagram datagram = device.receiveDatagram();
@@ -66,7 +66,7 @@ TEST_F(ConsoleLinks, ASessionIsPlayedOverUdp)
 TEST_F(ConsoleLinks, OverUdpSilenceIsASilentDeviceAndNotALinkThatFailed)
 {
     QUdpSocket silent;
-    ASSERT_TRUE(silent.bind(QHostAddress::LocalHost));
+    ASSERT_TRUE(silent.bind(QHostAddress(QHostAddress::LocalHost), 0));
     const QString url = QStringLiteral("udp://127.0.0.1:%1").arg(silent.localPort());
     RunningConsole console(runArguments(session(getVolume), url));
     EXPECT_EQ(console.exitStatus(), 1);
