@@ -66,7 +66,11 @@ void biz_OsdHost::Private::writeToDevice(OsdDevice &device, OsdCommand &command)
 
 void biz_OsdHost::Private::readDatagrams()
 {
-    for (int i = 0; i < datagramsPerTurn && socket.hasPendingDatagrams(); ++i) {
+    // A slot that one datagram reaches may stop the host; Qt complains when a closed socket is asked for more.
+    const auto hasNext = [this] {
+        return socket.state() == QAbstractSocket::BoundState && socket.hasPendingDatagrams();
+    };
+    for (int i = 0; i < datagramsPerTurn && hasNext(); ++i) {
         const QNetworkDatagram datagram = socket.receiveDatagram();
         if (datagram.isValid()) {
             onDatagram(osdDeviceKey(datagram.senderAddress()), datagram.data());
