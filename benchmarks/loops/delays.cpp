@@ -21,9 +21,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int postings = 1500;
-constexpr int minimumGapUs = 11000;
-constexpr int gapSpreadUs = 10000;
+/** For each road; so many that the means of two loops whose passes fall anywhere agree to a hundredth. */
+constexpr double postingSeconds = 40;
+
+constexpr long devicePeriodNs = 10000000;
+constexpr long osdPeriodNs = 3000000;
 
 long long nowNs()
 {
@@ -83,24 +85,30 @@ void print(const char *name, Road &library, Road &twin)
                 twin.percentile(p99) / 1e3);
 }
 
-/** Posts one item on each road at a random moment, many times. */
+template<typename Condition>
+void sleepWhile(Condition condition)
+{
+    while (condition()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+/** Posts one item on each road at any moment of a pass, many times. */
 template<typename Enqueue>
-void postAll(Road &library, Road &twin, Enqueue enqueue)
+void postAll(Road &library, Road &twin, long periodNs, Enqueue enqueue)
 {
     std::mt19937 engine(1);
-    for (int i = 0; i < postings; ++i) {
-        const auto gap = minimumGapUs + static_cast<int>(engine() % gapSpreadUs);
-        std::this_thread::sleep_for(std::chrono::microseconds(gap));
-        while (!library.isEmpty() || !twin.isEmpty()) {
-            std::this_thread::yield();
-        }
+    std::uniform_int_distribution<long> anyMomentNs(0, periodNs);
+    const long long end = nowNs() + static_cast<long long>(postingSeconds * 1e9);
+    while (nowNs() < end) {
+        // By then both have seen the last one, as a rule; nothing spins beside the loops.
+        std::this_thread::sleep_for(std::chrono::nanoseconds(periodNs + anyMomentNs(engine)));
+        sleepWhile([&] { return !library.isEmpty() || !twin.isEmpty(); });
         library.post();
         twin.post();
         enqueue();
     }
-    while (!library.isEmpty() || !twin.isEmpty()) {
-        std::this_thread::yield();
-    }
+    sleepWhile([&] { return !library.isEmpty() || !twin.isEmpty(); });
 }
 
 void deviceDelay()
@@ -113,8 +121,8 @@ void deviceDelay()
         worker, &biz_CMDSWork::signalSendMessage, worker, [] { library.seen(); }, Qt::DirectConnection);
     worker->m_bSendRun = true;
     std::thread([] { worker->a1_GetQueueWork(); }).detach();
-    startTwin(twin, 10000000);
-    postAll(library, twin, [] {
+    startTwin(twin, devicePeriodNs);
+    postAll(library, twin, devicePeriodNs, [] {
         model_Protocoldata command;
         command.iWaitTime = 1000;
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
@@ -138,8 +146,8 @@ void osdDelay()
         },
         Qt::DirectConnection);
     std::thread([] { worker->a1_GetQueueWork(); }).detach();
-    startTwin(twin, 3000000);
-    postAll(library, twin, [ip] {
+    startTwin(twin, osdPeriodNs);
+    postAll(library, twin, osdPeriodNs, [ip] {
         model_OsdParam command;
         command.qsIp = ip;
         biz_Osd_CMDSWork::addToSendQueue(command);
@@ -170,14 +178,12 @@ void resendPrecision()
         std::this_thread::yield();
     }
     const long long twinStart = nowNs();
-    const timespec period{0, 10000000};
+    const timespec period{0, devicePeriodNs};
     for (int i = 0; i < passes; ++i) {
         nanosleep(&period, nullptr);
     }
     const long long twinNs = nowNs() - twinStart;
-    while (resendAt == 0) {
-        std::this_thread::yield();
-    }
+    sleepWhile([] { return resendAt == 0; });
     worker->m_bSendRun = false;
     // Past the resend's delay and the last pass; then the next measurement has the channel.
     std::this_thread::sleep_for(std::chrono::milliseconds(200));

@@ -1,5 +1,7 @@
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
+#include <utility>
+
 #include <biz_osd_cmdswork/osd_channel_timing_p.h>
 #include <platform/sleep_p.h>
 #include <platform/unlocked_access_p.h>
@@ -8,6 +10,7 @@ namespace {
 
 using namespace biz;
 
+/** Moves the front reply into `reply`; false when none waits. */
 bool takeReply(model_OsdParam &reply)
 {
     auto &queue = biz_Osd_CMDSWork::receivequeueHexCmd;
@@ -16,7 +19,7 @@ bool takeReply(model_OsdParam &reply)
     if (queue.empty()) {
         return false;
     }
-    reply = queue.front();
+    reply = std::move(queue.front());
     queue.pop();
     return true;
 }

@@ -1,6 +1,7 @@
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
 #include <thread>
+#include <utility>
 
 #include <biz_osd_cmdswork/osd_channel_timing_p.h>
 #include <biz_osd_cmdswork/osd_clock_p.h>
@@ -18,16 +19,16 @@ bool hasCommand(int slot)
     return slot < queues.size() && !queues.at(slot).empty();
 }
 
-/** Takes the next command of a slot and notes what was sent, and when. */
-model_OsdParam takeCommand(biz_Osd_CMDSWork &worker, int slot)
+/** Moves the next command of a slot to the end of `taken`, and notes what is sent, and when. */
+void takeCommand(biz_Osd_CMDSWork &worker, int slot, QVector<model_OsdParam> &taken)
 {
     auto &queue = biz_Osd_CMDSWork::queueHexCmd[slot];
-    model_OsdParam command = queue.front();
+    taken.append(std::move(queue.front()));
     queue.pop();
 
+    const model_OsdParam &command = taken.constLast();
     worker.m_mapCurSend[command.qsIp] = command;
     worker.m_mapSendTime[command.qsIp] = osd::wallClockSeconds();
-    return command;
 }
 
 /** At most one command of each free device, in the order of the slots. */
@@ -43,7 +44,7 @@ QVector<model_OsdParam> takeCommands(biz_Osd_CMDSWork &worker)
         if (!mayBeSentTo || !hasCommand(slot)) {
             continue;
         }
-        taken.append(takeCommand(worker, slot));
+        takeCommand(worker, slot, taken);
         // Deliberate: the flag is the slot's, time and copy stand under the record's own IP.
         mayBeSentTo = false;
     }
