@@ -4,6 +4,7 @@
 #include <deque>
 #include <functional>
 
+#include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEvent>
 #include <QtCore/QObject>
@@ -80,11 +81,34 @@ private:
         const QPointer<SignalOutbox> self(this);
         for (std::size_t left = m_series.size(); self && left > 0 && !m_series.empty(); --left) {
             const Emission emission = takeNext();
-            if (!m_series.empty()) {
-                wake(); // a slot that runs an event loop of its own still gets the rest
+            if (m_series.empty()) {
+                emission();
+            } else {
+                emitBeforeOthers(emission);
             }
-            emission();
         }
+        if (self && !m_series.empty()) {
+            wake(); // what is left has its turn behind the events that wait
+        }
+    }
+
+    /**
+     * A slot that runs an event loop of its own still gets the rest, by an event that is posted
+     * when that loop begins a turn; without such a slot it would be one event for nothing.
+     */
+    void emitBeforeOthers(const Emission &emission)
+    {
+        const auto *const dispatcher = QAbstractEventDispatcher::instance();
+        const auto wakeForRest = [this] {
+            if (!m_series.empty()) {
+                wake();
+            }
+        };
+        const auto beforeWait = connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, wakeForRest);
+        const auto beforeTurn = connect(dispatcher, &QAbstractEventDispatcher::awake, this, wakeForRest);
+        emission();
+        disconnect(beforeWait);
+        disconnect(beforeTurn);
     }
 
     Emission takeNext()

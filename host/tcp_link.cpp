@@ -11,7 +11,10 @@ TcpLink::TcpLink(const QString &host, quint16 port)
     // A device on the local network is never behind the proxy that a desktop may name.
     m_socket.setProxy(QNetworkProxy::NoProxy);
     m_connecting.setSingleShot(true);
-    connect(&m_connecting, &QTimer::timeout, this, [this] { m_socket.connectToHost(m_host, m_port); });
+    // Unbuffered, the socket hands each command to the system within the call, and does not ask
+    // the event loop first when it may; what the system does not take at once follows later.
+    connect(&m_connecting, &QTimer::timeout, this,
+            [this] { m_socket.connectToHost(m_host, m_port, QIODevice::ReadWrite | QIODevice::Unbuffered); });
     connect(&m_socket, &QTcpSocket::connected, this, &TcpLink::onConnected);
     connect(&m_socket, &QTcpSocket::stateChanged, this, &TcpLink::onStateChanged);
     connect(&m_socket, &QTcpSocket::readyRead, this, &TcpLink::onReadyRead);
@@ -49,11 +52,7 @@ bool TcpLink::isOpen() const
 
 bool TcpLink::write(const QByteArray &bytes)
 {
-    if (!m_open || m_socket.write(bytes) != bytes.size()) {
-        return false;
-    }
-    m_socket.flush(); // now, and not when the event loop comes round: what the system does not take follows
-    return true;
+    return m_open && m_socket.write(bytes) == bytes.size();
 }
 
 QString TcpLink::name() const
@@ -78,7 +77,14 @@ void TcpLink::onConnected()
 
 void TcpLink::onStateChanged(QAbstractSocket::SocketState state)
 {
-    if (state != QAbstractSocket::UnconnectedState || !m_wanted) {
+    if (state == QAbstractSocket::UnconnectedState) {
+        reportEnd();
+    }
+}
+
+void TcpLink::reportEnd()
+{
+    if (!m_wanted) {
         return;
     }
     const QString what = m_open ? QStringLiteral("%1 was closed: %2") : QStringLiteral("cannot reach %1: %2");
@@ -89,9 +95,12 @@ void TcpLink::onStateChanged(QAbstractSocket::SocketState state)
 
 void TcpLink::onReadyRead()
 {
-    const QByteArray bytes = m_socket.readAll();
-    if (m_open && !bytes.isEmpty()) {
-        Q_EMIT received(bytes);
+    const qint64 count = m_socket.read(m_chunk.data(), static_cast<qint64>(m_chunk.size()));
+    if (count < 0) {
+        // An unbuffered socket learns of the other side's end by reading, and tells nobody.
+        reportEnd();
+    } else if (m_open && count > 0) {
+        Q_EMIT received(QByteArray(m_chunk.data(), static_cast<int>(count)));
     }
 }
 

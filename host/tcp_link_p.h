@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_TCP_LINK_P_H
 #define BIZ_HOST_TCP_LINK_P_H
 
+#include <array>
+
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
@@ -27,10 +29,14 @@ private:
     void onConnected();
     void onStateChanged(QAbstractSocket::SocketState state);
     void onReadyRead();
+    void reportEnd();
 
     const QString m_host;
     const quint16 m_port;
     QTcpSocket m_socket{this};
+
+    /** Read in one go; what is left then waits for the event loop's next turn. */
+    std::array<char, 65536> m_chunk{};
 
     /** Connects from the event loop: a socket may fail within the call that connects it. */
     QTimer m_connecting{this};
