@@ -153,7 +153,7 @@ void HostWindow::sendCommand()
     m_table->item(row, OutcomeColumn)->setText(tr("waiting"));
 }
 
-void HostWindow::showSent(Ticket ticket, int attempt, const model_Protocoldata &)
+void HostWindow::showSent(Ticket ticket, int attempt, const model_Protocoldata & /*command*/)
 {
     m_table->item(rowOf(ticket), OutcomeColumn)->setText(attempt == 1 ? tr("sent") : tr("sent again"));
 }

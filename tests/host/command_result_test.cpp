@@ -5,7 +5,6 @@
 #include <host/command_result.h>
 
 using biz::host::CommandResult;
-using biz::host::Counters;
 using biz::host::OsdCommandResult;
 using biz::host::Outcome;
 using biz::host::StopReport;

@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    static void handle(QtMsgType, const QMessageLogContext &, const QString &text)
+    static void handle(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &text)
     {
         if (text.contains("resend")) {
             s_held->hold();
@@ -334,7 +334,7 @@ TEST_F(DeviceHostLife, AWatchdogOutlivesTheStopOfItsHost)
     // A destroyed worker would be met here, and the address sanitizer would tell.
     QElapsedTimer clock;
     clock.start();
-    EXPECT_TRUE(waitFor([&] { return clock.elapsed() > 3 * waitMs; }));
+    EXPECT_TRUE(waitFor([&] { return clock.elapsed() > 3LL * waitMs; }));
 }
 
 TEST_F(DeviceHostLife, WithAWatchdogEveryCommandStillEnds)

@@ -42,6 +42,7 @@ public:
         m_host->setSysPlan(chance(40) ? 1 : 0);
         std::vector<Ticket> tickets;
         const int before = number(0, 2);
+        tickets.reserve(static_cast<std::size_t>(before));
         for (int i = 0; i < before; ++i) {
             tickets.push_back(give());
         }

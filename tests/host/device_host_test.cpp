@@ -67,6 +67,7 @@ TEST_F(DeviceHost, CommandsGoOutOneByOneInTheOrderGiven)
     start();
     constexpr int commands = 20;
     std::vector<Ticket> tickets;
+    tickets.reserve(commands);
     for (int i = 0; i < commands; ++i) {
         tickets.push_back(enqueue(command(longWaitMs, QByteArray::number(i))));
     }

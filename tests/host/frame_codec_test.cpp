@@ -361,7 +361,7 @@ TEST(FrameCodec, TheCrcOfAnyStretchAgreesWithQt)
     for (const int size : {0, 1, 2, 3, 9, 255, 256, 257, 4096, 65535, 65544}) {
         for (const int from : {0, 1, 17, 4455}) {
             const auto before = registers[static_cast<std::size_t>(from)];
-            const auto after = registers[static_cast<std::size_t>(from + size)];
+            const auto after = registers[static_cast<std::size_t>(from) + static_cast<std::size_t>(size)];
             EXPECT_EQ(biz::host::crc::between(before, after, size),
                       qChecksum(bytes.constData() + from, static_cast<uint>(size), Qt::ChecksumIso3309))
                 << size << " bytes from " << from;

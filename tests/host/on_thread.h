@@ -27,6 +27,7 @@ inline void runOnThreadOf(QObject *context, const std::function<void()> &call)
     };
     QMetaObject::invokeMethod(context, run, Qt::BlockingQueuedConnection);
     const std::lock_guard<std::mutex> lock(handOver);
+    next = nullptr;
 }
 
 } // namespace biz::test

@@ -292,7 +292,7 @@ TEST_F(OsdHost, AReplyThatWaitedInTheSocketIsNotTakenForTheNextCommands)
     const Ticket third = enqueue(one, 60000, "third");
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 1; }));
     one.reply(one.commands.front());
-    QThread::msleep(2 * timeoutPeriodMs); // the busy application
+    QThread::msleep(2UL * timeoutPeriodMs); // the busy application
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 2; }));
     ASSERT_TRUE(waitForEnd(first));
     EXPECT_EQ(outcomeOf(first), "answered");
@@ -481,7 +481,7 @@ TEST_F(OsdHost, DestructionIsSafeInEveryState)
             one.commands.clear();
             host->enqueue(command(one.ip, state == InFlight ? 60000 : silentWaitMs));
             host->enqueue(command(one.ip, 60000));
-            ASSERT_TRUE(waitFor([&] { return one.commands.size() >= 1; }));
+            ASSERT_TRUE(waitFor([&] { return !one.commands.empty(); }));
         }
         if (state >= Stopped) {
             host->stop();

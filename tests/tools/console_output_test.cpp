@@ -20,7 +20,7 @@ protected:
         return written.toStdString();
     }
 
-    EventPrinter printer(bool isTerminal) { return EventPrinter(stream, isTerminal, EventPrinter::Options()); }
+    EventPrinter printer(bool isTerminal) { return {stream, isTerminal, EventPrinter::Options()}; }
 
     static RunEvent ended(host::Outcome outcome)
     {

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include <biz_console/pace.h>
@@ -11,8 +13,9 @@ namespace {
 int takenUntil(Pace &pace, double untilMs, double everyMs)
 {
     int taken = 0;
-    for (double nowMs = 0.0; nowMs < untilMs; nowMs += everyMs) {
-        while (taken < 1'000'000 && pace.take(nowMs)) {
+    const int asked = static_cast<int>(std::ceil(untilMs / everyMs));
+    for (int i = 0; i < asked; ++i) {
+        while (taken < 1'000'000 && pace.take(i * everyMs)) {
             ++taken;
         }
     }
