@@ -121,10 +121,10 @@ void Recorder::start(const RunStart &run)
 void Recorder::noteLink(const char *event, const QByteArray &bytes, const QString &reason)
 {
     // Whole microseconds: the further digits of a clock are noise.
-    const auto microseconds = static_cast<double>(m_sinceStart.nsecsElapsed() / nanosecondsPerMicrosecond);
+    const qint64 microseconds = m_sinceStart.nsecsElapsed() / nanosecondsPerMicrosecond;
     QJsonObject object{{key("event"), key(event)},
                        {key("utc"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
-                       {key("atMs"), microseconds / microsecondsPerMillisecond}};
+                       {key("atMs"), static_cast<double>(microseconds) / microsecondsPerMillisecond}};
     if (!bytes.isEmpty()) {
         object.insert(key("data"), QString::fromLatin1(bytes.toHex(' ').toUpper()));
     }

@@ -72,7 +72,7 @@ QByteArray RecordingLine::bytes(const char *name) const
 
 QByteArray RecordingLine::bytesOfSize(const char *name, int size) const
 {
-    const QByteArray all = bytes(name);
+    QByteArray all = bytes(name);
     if (all.size() != size) {
         failAt(name, QStringLiteral("%1 bytes in hexadecimal").arg(size));
     }

@@ -1,5 +1,8 @@
 #include <biz_simulator/listen_address.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include <QtCore/QUrl>
 
 namespace biz::simulator {
@@ -10,13 +13,13 @@ constexpr Scheme schemes[] = {Scheme::Tcp, Scheme::Udp, Scheme::Serial};
 
 bool readScheme(const QString &name, Scheme *scheme)
 {
-    for (const Scheme known : schemes) {
-        if (name == schemeName(known)) {
-            *scheme = known;
-            return true;
-        }
+    const auto *const known =
+        std::find_if(std::begin(schemes), std::end(schemes), [&](Scheme each) { return name == schemeName(each); });
+    if (known == std::end(schemes)) {
+        return false;
     }
-    return false;
+    *scheme = *known;
+    return true;
 }
 
 bool hasNothingBesideAddress(const QUrl &url)

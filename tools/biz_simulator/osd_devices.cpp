@@ -28,9 +28,11 @@ QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
         return {withFlippedBits(reply, fault.draw)};
     case FaultKind::Junk:
         return {junkBytes(fault.draw), reply};
-    case FaultKind::Burst:
+    case FaultKind::Burst: {
         // No number tells OSD replies apart: those that nobody asked for are copies.
-        return QVector<QByteArray>(fault.measures.burstSize + 1, reply);
+        const QVector<QByteArray> copies(fault.measures.burstSize + 1, reply);
+        return copies;
+    }
     default:
         return {};
     }

@@ -42,14 +42,16 @@ QStringList modelNames()
 
 bool readModel(const QString &text, rules::Model *model, QString *name)
 {
-    for (const host::CheckedModel &known : host::checkedModels()) {
-        if (known.name.compare(text, Qt::CaseInsensitive) == 0) {
-            *model = *rules::modelOfDeviceType(known.deviceType);
-            *name = known.name;
-            return true;
-        }
+    const auto models = host::checkedModels();
+    const auto known = std::find_if(models.begin(), models.end(), [&](const host::CheckedModel &each) {
+        return each.name.compare(text, Qt::CaseInsensitive) == 0;
+    });
+    if (known == models.end()) {
+        return false;
     }
-    return false;
+    *model = *rules::modelOfDeviceType(known->deviceType);
+    *name = known->name;
+    return true;
 }
 
 bool readFirstOsdAddress(const QString &text, quint32 *address)

@@ -192,7 +192,7 @@ void SimulatedDevice::write(const Delivery &delivery, const QVector<QByteArray> 
     const QByteArray held = std::exchange(delivery.peer->heldReply, {});
     QVector<QByteArray> all = parts;
     all.first().prepend(held);
-    const auto replies = static_cast<quint64>(delivery.answer.replies.size() + (held.isEmpty() ? 0 : 1));
+    const auto replies = static_cast<quint64>(delivery.answer.replies.size()) + (held.isEmpty() ? 0 : 1);
 
     if (delivery.peer->send(all, delivery.has(FaultKind::SplitFrames) ? piecePauseMs : 0)) {
         m_counters.replies += replies;

@@ -15,7 +15,7 @@ public:
     {
     }
 
-    bool isOpen() const override { return m_socket && m_socket->state() == QAbstractSocket::ConnectedState; }
+    bool isOpen() const override { return !m_socket.isNull() && m_socket->state() == QAbstractSocket::ConnectedState; }
 
     void hangUp() override
     {
