@@ -44,7 +44,7 @@ int runPorts(const QStringList &arguments, const Output &output)
         return AsExpected;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
     }
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo &port : ports) {
