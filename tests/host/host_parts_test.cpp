@@ -4,6 +4,7 @@
 #include <thread>
 
 #include <QtCore/QThread>
+#include <QtCore/QTimer>
 
 #include <gtest/gtest.h>
 
@@ -66,6 +67,35 @@ TEST(SignalOutbox, ASlotsOwnEventLoopGetsTheEmissionsThatFollow)
     outbox.post([&] { emitted.push_back(3); });
     ASSERT_TRUE(waitFor([&] { return emitted.size() == 3; }));
     EXPECT_EQ(emitted, (std::vector<int>{2, 3, 1}));
+}
+
+TEST(SignalOutbox, ASlotThatLooksForEventsAndDoesNotWaitGetsTheEmissionsThatFollow)
+{
+    SignalOutbox outbox(nullptr);
+    std::vector<int> emitted;
+    outbox.post([&] {
+        QCoreApplication::processEvents();
+        emitted.push_back(1);
+    });
+    outbox.post([&] { emitted.push_back(2); });
+    ASSERT_TRUE(waitFor([&] { return emitted.size() == 2; }));
+    EXPECT_EQ(emitted, (std::vector<int>{2, 1}));
+}
+
+TEST(SignalOutbox, ASeriesLeavesToItsEndWithTurnsForOtherEvents)
+{
+    constexpr int times = 100;
+    SignalOutbox outbox(nullptr);
+    int emitted = 0;
+    int emittedAtTheTimer = -1;
+    outbox.postRepeated(times, [&] {
+        if (++emitted == 1) {
+            QTimer::singleShot(0, &outbox, [&] { emittedAtTheTimer = emitted; });
+        }
+    });
+    ASSERT_TRUE(waitFor([&] { return emitted == times; }));
+    EXPECT_GT(emittedAtTheTimer, 0);
+    EXPECT_LT(emittedAtTheTimer, times);
 }
 
 TEST(SignalOutbox, WhatAnEventPostsLeavesAtItsEndAndNotEarlier)

@@ -148,6 +148,52 @@ TEST_F(TcpLink, CarriesBytesBothWays)
     EXPECT_TRUE(waitFor([this] { return received == QByteArray("rep\0ly", 6); }));
 }
 
+TEST_F(TcpLink, MoreThanTheSystemTakesAtOnceFollowsInOrder)
+{
+    openBothEnds();
+    device->setReadBufferSize(1); // the device does not keep up
+    QByteArray sent;
+    for (int i = 0; sent.size() < 16'000'000; ++i) {
+        sent.append(QByteArray::number(i));
+    }
+    EXPECT_TRUE(link->write(sent));
+    EXPECT_TRUE(link->write("the end"));
+    sent += "the end";
+
+    device->setReadBufferSize(0);
+    QByteArray arrived;
+    EXPECT_TRUE(waitFor([&] {
+        arrived += device->readAll();
+        return arrived.size() >= sent.size();
+    }));
+    EXPECT_TRUE(arrived == sent); // a difference would print megabytes
+}
+
+TEST_F(TcpLink, MoreThanIsReadInOneGoArrivesInOrder)
+{
+    openBothEnds();
+    QByteArray sent;
+    for (int i = 0; sent.size() < 1'000'000; ++i) {
+        sent.append(QByteArray::number(i));
+    }
+    device->write(sent);
+    EXPECT_TRUE(waitFor([&] { return received.size() >= sent.size(); }));
+    EXPECT_TRUE(received == sent);
+}
+
+TEST_F(TcpLink, ABrokenConnectionIsReportedOnce)
+{
+    openBothEnds();
+    link->write("a command that the device never reads"); // which makes its end of the line reset
+    device->abort();
+
+    ASSERT_TRUE(waitFor([this] { return !closed.isEmpty(); }));
+    EXPECT_FALSE(link->isOpen());
+    EXPECT_FALSE(link->write("too late"));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(closed.size(), 1);
+}
+
 TEST_F(TcpLink, SendsSmallWritesWithoutGatheringThem)
 {
     openBothEnds();
