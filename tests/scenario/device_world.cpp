@@ -1,5 +1,6 @@
 #include <scenario/world.h>
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <queue>
@@ -106,7 +107,8 @@ private:
     std::vector<std::unique_ptr<biz_CMDSWork>> m_workers;
     std::vector<int> m_sendTasks;
     std::vector<int> m_receiveTasks;
-    std::vector<Entry> m_entries; ///< by nTag
+    /** By nTag. A slot may hold one while another thread enqueues, so they must stay where they are. */
+    std::deque<Entry> m_entries;
     std::priority_queue<DueReply> m_due;
     std::map<int, bool> m_resendFollows; ///< by task: signalInitCore has announced one
     nanoseconds m_stopAt{0};
