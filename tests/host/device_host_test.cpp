@@ -8,6 +8,7 @@
 
 #include "device_host_fixture.h"
 #include "on_thread.h"
+#include "thread_sanitizer.h"
 
 using namespace biz::host;
 using namespace biz::test;
@@ -626,6 +627,9 @@ TEST_F(DeviceHost, ANewHostBeginsWithTheDefaults)
 
 TEST_F(DeviceHost, QueuedConnectionsToAnotherThreadCarryTheValues)
 {
+    if (isUnderThreadSanitizer) {
+        GTEST_SKIP() << "the copy of the result goes from thread to thread by a lock inside Qt";
+    }
     QThread thread;
     QObject receiver;
     receiver.moveToThread(&thread);

@@ -3,6 +3,7 @@
 #include <QtNetwork/QUdpSocket>
 
 #include "link_journal.h"
+#include "thread_sanitizer.h"
 #include "wait_for.h"
 
 namespace {
@@ -132,6 +133,9 @@ TEST_F(UdpLink, ANameIsLookedUp)
 
 TEST_F(UdpLink, ACloseDuringALookUpIsSilentAndTheNextOneSucceeds)
 {
+    if (isUnderThreadSanitizer) {
+        GTEST_SKIP() << "Qt's thread for look-ups hands over to the end of the process by a lock inside Qt";
+    }
     const QString url = QStringLiteral("udp://localhost:%1").arg(device.localPort());
     journal.make(url);
     journal.link->open();
