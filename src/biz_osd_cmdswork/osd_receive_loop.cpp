@@ -1,5 +1,6 @@
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
+#include <optional>
 #include <utility>
 
 #include <biz_osd_cmdswork/osd_channel_timing_p.h>
@@ -10,25 +11,24 @@ namespace {
 
 using namespace biz;
 
-/** Moves the front reply into `reply`; false when none waits. */
-bool takeReply(model_OsdParam &reply)
+/** Takes the front reply; nothing when none waits, which is the rule and makes no record. */
+std::optional<model_OsdParam> takeReply()
 {
     auto &queue = biz_Osd_CMDSWork::receivequeueHexCmd;
 
     const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
     if (queue.empty()) {
-        return false;
+        return std::nullopt;
     }
-    reply = std::move(queue.front());
+    std::optional<model_OsdParam> reply(std::move(queue.front()));
     queue.pop();
-    return true;
+    return reply;
 }
 
 void receivePass(biz_Osd_CMDSWork &worker)
 {
-    model_OsdParam reply;
-    if (takeReply(reply)) {
-        Q_EMIT worker.signalSendReceiveMessage(&reply);
+    if (std::optional<model_OsdParam> reply = takeReply()) {
+        Q_EMIT worker.signalSendReceiveMessage(&*reply);
     }
 }
 

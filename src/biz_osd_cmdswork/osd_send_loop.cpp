@@ -54,6 +54,9 @@ QVector<model_OsdParam> takeCommands(biz_Osd_CMDSWork &worker)
 void sendPass(biz_Osd_CMDSWork &worker)
 {
     QVector<model_OsdParam> taken = takeCommands(worker);
+    if (taken.isEmpty()) {
+        return; // the loop below would make an empty list a list of its own first
+    }
     for (model_OsdParam &command : taken) {
         Q_EMIT worker.signalSendMessage(&command);
         Q_EMIT worker.signalSendMessageUipro(&command);
