@@ -252,6 +252,11 @@ void OsdWorld::handOver(const model_OsdParam &reply)
     const bool isKnown = biz_Osd_CMDSWork::m_bRetFlag.contains(device.ip);
     const bool isFree = biz_Osd_CMDSWork::m_bRetFlag.value(device.ip);
     require(!isKnown || isFree || waitingFor(device.ip) < waiting, "a reply does not free its device");
+    if (isFree) {
+        // Also when a pass that began after the first lines has taken a command before the reply was let in.
+        ++device.replies;
+        device.isFree = true;
+    }
 }
 
 std::size_t OsdWorld::waitingFor(const QString &ip)
