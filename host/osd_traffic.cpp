@@ -66,7 +66,7 @@ void biz_OsdHost::Private::writeToDevice(OsdDevice &device, OsdCommand &command)
 
 void biz_OsdHost::Private::readDatagrams()
 {
-    // A slot that one datagram reaches may stop the host; Qt complains when a closed socket is asked for more.
+    // The event of what a loop has reported may come behind a stop; Qt complains when a closed socket is asked.
     const auto hasNext = [this] {
         return socket.state() == QAbstractSocket::BoundState && socket.hasPendingDatagrams();
     };

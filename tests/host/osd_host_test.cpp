@@ -1,3 +1,6 @@
+#include <thread>
+
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QPointer>
 
@@ -322,6 +325,34 @@ TEST_F(OsdHost, AFloodOfDatagramsDoesNotKeepTheEventLoop)
     EXPECT_EQ(outcomeOf(ticket), "answered");
 }
 
+// The receive loop takes one in 5 ms, so replies can come faster than it takes them.
+TEST_F(OsdHost, WhatWaitsForReceivedIsBoundedAndWhatIsDroppedIsCounted)
+{
+    constexpr std::size_t mostWaiting = 100000;
+    constexpr std::size_t beyond = 1000;
+    OsdDevice &one = device(1);
+    one.answers = false;
+    start();
+    const Ticket ticket = enqueue(one);
+    ASSERT_TRUE(waitFor([&] { return one.commands.size() == 1; }));
+    {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+        for (std::size_t i = 0; i < mostWaiting + beyond; ++i) {
+            biz_Osd_CMDSWork::receivequeueHexCmd.push(command(one.ip, 0, "older"));
+        }
+    }
+    one.reply(one.commands.front());
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+    {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+        EXPECT_LE(biz_Osd_CMDSWork::receivequeueHexCmd.size(), mostWaiting);
+        EXPECT_NE(biz_Osd_CMDSWork::receivequeueHexCmd.back().baData, QByteArray("older")) << "the newest is kept";
+    }
+    EXPECT_GT(host->counters().dropped, 0U);
+    EXPECT_LE(host->counters().dropped, beyond + 1);
+}
+
 // --- Devices -------------------------------------------------------------------------------
 
 TEST_F(OsdHost, TheStatusShowsEachDevicesShare)
@@ -505,6 +536,33 @@ TEST_F(OsdHost, NothingOfAStoppedRunIsLeftInTheChannel)
     EXPECT_TRUE(biz_Osd_CMDSWork::m_qsIp.isEmpty());
     EXPECT_TRUE(biz_Osd_CMDSWork::queueHexCmd.isEmpty());
     EXPECT_TRUE(biz_Osd_CMDSWork::m_bRetFlag.isEmpty());
+}
+
+// The event that an announcement has posted comes behind the stop.
+TEST_F(OsdHost, AnAnnouncementThatNobodyHasLookedAtYetAsksNothingOfASocketThatAStopHasClosed)
+{
+    static QStringList complaints;
+    complaints.clear();
+    OsdDevice &one = device(1);
+    start();
+    enqueue(one);
+    const auto isTaken = [&one] {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::HexCmdlock);
+        return !biz_Osd_CMDSWork::m_bRetFlag.value(one.ip, true);
+    };
+    for (const QDeadlineTimer patience(patienceMs); !isTaken();) { // without the event loop
+        ASSERT_FALSE(patience.hasExpired());
+        std::this_thread::yield();
+    }
+    const auto before = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+        if (type != QtDebugMsg) {
+            complaints.append(text);
+        }
+    });
+    EXPECT_TRUE(host->stop().clean());
+    QCoreApplication::processEvents();
+    qInstallMessageHandler(before);
+    EXPECT_EQ(complaints, QStringList());
 }
 
 // Each start but the first waits out the former time-out thread.

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QTemporaryFile>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QUdpSocket>
@@ -336,6 +337,67 @@ TEST(SimulatorProcess, OneProcessPlaysBothKinds)
     udp.send("127.1.0.2", 1);
     EXPECT_TRUE(tcp.reply());
     EXPECT_TRUE(udp.reply());
+}
+
+// --- A file of devices -------------------------------------------------------------------
+
+namespace {
+
+/** A file for the simulator to play, which is gone with the object. */
+class DeviceFile
+{
+public:
+    explicit DeviceFile(const QByteArray &text)
+    {
+        EXPECT_TRUE(m_file.open());
+        m_file.write(text);
+        EXPECT_TRUE(m_file.flush());
+    }
+
+    QString option() const { return QStringLiteral("--config ") + m_file.fileName(); }
+
+private:
+    QTemporaryFile m_file;
+};
+
+} // namespace
+
+TEST(SimulatorProcess, FileOfDevicesIsPlayedEachWithItsOwnModelAndFaults)
+{
+    const DeviceFile file(R"({"devices": [
+        {"name": "left", "model": "A2", "listen": "tcp://127.0.0.1:0", "faults": [{"reception": 1, "fault": "silence"}]},
+        {"name": "right", "model": "A2", "listen": "udp://127.0.0.1:0"}]})");
+    RunningSimulator simulator(file.option());
+    LinkClient left(simulator.listeningUrl());
+    LinkClient right(simulator.listeningUrl());
+    ASSERT_TRUE(left.isOpen());
+    ASSERT_TRUE(right.isOpen());
+    for (LinkClient *const host : {&left, &right}) {
+        host->send(commandOf(1, 0xF1, 0x08, 15));
+        host->send(commandOf(2, 0xF1, 0x08, 15));
+    }
+    EXPECT_EQ(left.nextSequences(1), "2") << "its first reception is answered by silence";
+    EXPECT_EQ(right.nextSequences(2), "1 2");
+}
+
+TEST(SimulatorProcess, FileOfDevicesThatIsBadIsOneLineAndStatusTwo)
+{
+    const DeviceFile file(R"({"devices": [{"model": "A9", "listen": "tcp://127.0.0.1:0"}]})");
+    RunningSimulator simulator(file.option());
+    EXPECT_EQ(simulator.exitStatus(), 2);
+    const QString errors = simulator.allErrors();
+    EXPECT_EQ(errors.count(QLatin1Char('\n')), 1) << errors.toStdString();
+    EXPECT_TRUE(errors.contains("devices[0]")) << errors.toStdString();
+    EXPECT_TRUE(errors.contains("A9")) << errors.toStdString();
+}
+
+TEST(SimulatorProcess, FileOfDevicesThatIsNotThereIsOneLineAndStatusTwo)
+{
+    RunningSimulator simulator("--config /nowhere/wall.json");
+    EXPECT_EQ(simulator.exitStatus(), 2);
+    const QString errors = simulator.allErrors();
+    EXPECT_EQ(errors.count(QLatin1Char('\n')), 1) << errors.toStdString();
+    EXPECT_TRUE(errors.contains("/nowhere/wall.json")) << errors.toStdString();
 }
 
 // --- The process -----------------------------------------------------------------------
