@@ -76,7 +76,8 @@
  * ## Units
  * `iWaitTime` is in milliseconds. A send-loop pass sleeps 10 ms but counts as 15 ms against
  * it, so a command waits for about two thirds of its `iWaitTime` before the resend, and as
- * long again before it is given up. A watchdog waits for the whole `iWaitTime`.
+ * long again before it is given up. The send loops of several workers all count, so each
+ * shortens the others' waits. A watchdog waits for the whole `iWaitTime`.
  *
  * ## Lifetime
  * The destructor clears both run flags and waits for nobody: the host joins its loops

@@ -52,14 +52,14 @@ void appendPayload(QByteArray &line, const QByteArray &payload)
     }
 }
 
-void appendModelAndTime(QByteArray &line)
+QByteArray modelAndTime()
 {
     const auto model = biz::errorlog::modelName(biz::unlocked::load(biz_CMDSWork::deviceType));
 
-    line.append('[').append(model.data(), static_cast<int>(model.size())).append(']');
-    line.append('[');
-    line.append(asciiTime(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd hh:mm:ss zzz")));
-    line.append(']');
+    QByteArray text("[");
+    text.append(model.data(), static_cast<int>(model.size())).append("][");
+    text.append(asciiTime(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd hh:mm:ss zzz")));
+    return text.append(']');
 }
 
 } // namespace
@@ -86,9 +86,10 @@ void biz_CMDSWork::writeErrorLog(model_Protocoldata data)
     constexpr int usualPayloadAtMost = 1457;
     QByteArray line;
     line.reserve(charactersBeforePayload + digitsPerByteAtMost * qMin(data.baData.size(), usualPayloadAtMost));
-    appendModelAndTime(line);
     appendHead(line, data);
     appendPayload(line, data.baData);
+    // Last, so that the time is the one at which the line is written.
+    line.prepend(modelAndTime());
     line.append('\n');
     file.write(line);
 }

@@ -27,8 +27,8 @@ bool takeCommand(biz_CMDSWork &worker)
         worker.m_curSend = std::move(queue.front());
         queue.pop();
     }
-    // Deliberate: the gate closes even when nothing was left to take. Whoever cleared the
-    // queue during the take opens it again.
+    // Deliberate: the gate closes even when nothing was left to take. A clear during the take
+    // has opened it before that, so the host opens it again.
     if (unlocked::load(biz_CMDSWork::nSysPlan) == 0) {
         biz_CMDSWork::bRetFlag = false;
     }

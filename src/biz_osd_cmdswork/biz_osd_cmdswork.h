@@ -60,7 +60,9 @@
  * however soon the send loop itself returned: the object must outlive that. Until then its
  * last pass can still free devices. Two objects share the devices but not
  * `m_mapSendTime` and `m_mapCurSend`, so each object's time-out loop frees, at its next
- * pass, the devices that the other one dispatched to.
+ * pass, the devices that the other one dispatched to. Each call of a1_GetQueueWork() starts
+ * a time-out thread; one that meets `m_bSendRun` set again before its next test of it goes
+ * on, beside the new one: leave 500 ms between a stop and a start of one object.
  *
  * ## Errors
  * There are none of the channel's own: an unknown IP is passed over, and a command that is
