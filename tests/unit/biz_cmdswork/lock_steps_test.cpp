@@ -349,6 +349,20 @@ TEST_F(FailingLock, EndsTheSendLoopBeforeTheTakeWithTheCommandStillQueued)
     EXPECT_TRUE(biz_CMDSWork::bRetFlag);
 }
 
+TEST_F(FailingLock, EndsTheSendLoopWhenItCountsThePassOfATakeThatFoundNothing)
+{
+    startSendLoopCatching();
+    enqueue({1});
+    probe.emplace(deviceChannelLocks());
+    probe->beforeLock("HexCmdlock", 1, [] { biz_CMDSWork::queueHexCmd = {}; });
+    probe->failLock("HexCmdlock", 2, EDEADLK);
+    passes(1);
+    EXPECT_EQ(raised, EDEADLK);
+    EXPECT_TRUE(time.hasEnded(sendLoop));
+    EXPECT_FALSE(biz_CMDSWork::bRetFlag);
+    EXPECT_EQ(biz_CMDSWork::iWatchdogSleepCnt, 0);
+}
+
 TEST_F(FailingLock, EndsTheSendLoopBeforeTheSequenceCounterMoves)
 {
     startSendLoopCatching();
@@ -463,6 +477,30 @@ TEST_F(FailingLock, LeavesAClearWithTheQueueUnchanged)
     EXPECT_TRUE(biz_CMDSWork::bRetFlag);
     EXPECT_EQ(biz_CMDSWork::iSN, 1);
     EXPECT_EQ(messages(), Lines{"biz_CMDSWork::clearQueue()"});
+}
+
+TEST_F(FailingLock, LeavesAClearBehindItsDiscardWithTheGateShut)
+{
+    enqueue({1, 2});
+    failLock("HexCmdlock", 2);
+    EXPECT_THROW(worker.clearQueue(), std::system_error);
+    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
+    EXPECT_FALSE(biz_CMDSWork::bRetFlag);
+    EXPECT_EQ(biz_CMDSWork::iSN, 1);
+    EXPECT_EQ(messages(), Lines{"biz_CMDSWork::clearQueue()"});
+}
+
+TEST_F(FailingLock, LeavesAClearBeforeItsSecondDiscardWithWhatWasPushedStillQueued)
+{
+    enqueue({1});
+    failLock("HexCmdlock", 2);
+    probe->beforeUnlock("HexCmdlock", 1, [] { biz_CMDSWork::queueHexCmd.push(command(2)); });
+    EXPECT_THROW(worker.clearQueue(), std::system_error);
+    ASSERT_EQ(biz_CMDSWork::queueHexCmd.size(), 1U);
+    EXPECT_EQ(biz_CMDSWork::queueHexCmd.front().nTag, 2U);
+    EXPECT_FALSE(biz_CMDSWork::bRetFlag);
+    EXPECT_EQ(biz_CMDSWork::iSN, 1);
+    EXPECT_EQ(messages(), Lines(2, "biz_CMDSWork::clearQueue()"));
 }
 
 TEST_F(FailingLock, LeavesAClearOfAnEmptyQueueWithTheGateUnchanged)

@@ -46,6 +46,15 @@ TEST_F(ReceiveLoop, EveryPassIsOneSleepOfFiveMilliseconds)
     EXPECT_EQ(time.sleeps(), std::vector<SleepRequest>(4, SleepRequest{receiveLoop, 0, 5000000}));
 }
 
+TEST_F(ReceiveLoop, AnInterruptedSleepOnlyMakesThePassComeEarly)
+{
+    pushReply(acceptedReply(1));
+    receivePasses(0);
+    time.interrupt(receiveLoop);
+    EXPECT_EQ(accepted(), Tags{1});
+    EXPECT_EQ(time.now(), nanoseconds(0));
+}
+
 TEST_F(ReceiveLoop, ARunFlagClearedDuringASleepLetsThePassFinish)
 {
     pushReply(acceptedReply(1));
