@@ -105,7 +105,7 @@ void LockProbe::beforeUnlock(const std::string &name, int nth, std::function<voi
 
 void LockProbe::failLock(const std::string &name, int nth, int error)
 {
-    probe.load()->planned["lock " + name] = {nth, nullptr, error};
+    probe.load()->planned["failure of " + name] = {nth, nullptr, error};
 }
 
 } // namespace biz::test
@@ -140,7 +140,8 @@ BIZ_INTERPOSED int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
     if (watched == nullptr) {
         return real.load()(mutex);
     }
-    if (const int error = carryOutPlan(*active, "lock " + watched->name)) {
+    carryOutPlan(*active, "lock " + watched->name);
+    if (const int error = carryOutPlan(*active, "failure of " + watched->name)) {
         return error;
     }
     const int result = real.load()(mutex);

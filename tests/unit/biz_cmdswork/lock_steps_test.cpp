@@ -355,7 +355,7 @@ TEST_F(FailingLock, EndsTheSendLoopWhenItCountsThePassOfATakeThatFoundNothing)
     enqueue({1});
     probe.emplace(deviceChannelLocks());
     probe->beforeLock("HexCmdlock", 1, [] { biz_CMDSWork::queueHexCmd = {}; });
-    probe->failLock("HexCmdlock", 2, EDEADLK);
+    probe->failLock("HexCmdlock", 2, EDEADLK); // the first one is the take's
     passes(1);
     EXPECT_EQ(raised, EDEADLK);
     EXPECT_TRUE(time.hasEnded(sendLoop));
