@@ -76,7 +76,6 @@ private:
     ThreadId m_timeoutLoop = 0;
     ThreadId m_receiveLoop = 0;
     quint32 m_tags = 0;
-    bool m_isDisturbed = false; ///< the lists may be out of step
     std::vector<quint32> m_sent;
     std::vector<quint32> m_received;
 };
@@ -163,25 +162,42 @@ void Calls::setFlag()
 void Calls::sendPass()
 {
     std::vector<quint32> expected;
+    auto flags = biz_Osd_CMDSWork::m_bRetFlag;
     const auto &devices = biz_Osd_CMDSWork::m_qsIp;
-    for (int slot = 0; slot < devices.size() && slot < biz_Osd_CMDSWork::queueHexCmd.size(); ++slot) {
-        const auto &queue = biz_Osd_CMDSWork::queueHexCmd.at(slot);
-        if (biz_Osd_CMDSWork::m_bRetFlag.value(devices.at(slot), false) && !queue.empty()) {
-            expected.push_back(queue.front().nTag);
+    for (int slot = 0; slot < devices.size(); ++slot) {
+        bool &isFree = flags[devices.at(slot)]; // a device without a flag gets one, and waits
+        if (isFree && slot < biz_Osd_CMDSWork::queueHexCmd.size() && !biz_Osd_CMDSWork::queueHexCmd[slot].empty()) {
+            expected.push_back(biz_Osd_CMDSWork::queueHexCmd[slot].front().nTag);
+            isFree = false;
         }
     }
     m_sent.clear();
     m_time.step(m_sendLoop);
-    require(m_isDisturbed || m_sent == expected, "a pass serves each free device with a command, in their order");
+    require(m_sent == expected, "a pass serves each free device with a command, in their order");
+    require(biz_Osd_CMDSWork::m_bRetFlag == flags, "a pass takes the flags of those that it serves, and no other");
+}
+
+/** Seconds that 32 bits cannot tell count as their highest value. */
+quint32 inThirtyTwoBits(qint64 secondsSince1970)
+{
+    const bool fits = secondsSince1970 >= 0 && secondsSince1970 <= 0xFFFFFFFF;
+    return fits ? static_cast<quint32>(secondsSince1970) : 0xFFFFFFFF;
 }
 
 void Calls::timeoutPass()
 {
-    const auto before = biz_Osd_CMDSWork::m_bRetFlag;
-    m_time.step(m_timeoutLoop);
-    for (auto flag = before.begin(); flag != before.end(); ++flag) {
-        require(!flag.value() || biz_Osd_CMDSWork::m_bRetFlag.value(flag.key()), "a time-out takes no flag away");
+    auto flags = biz_Osd_CMDSWork::m_bRetFlag;
+    const auto commands = m_worker.m_mapCurSend;
+    const auto sendTimes = m_worker.m_mapSendTime;
+    m_time.step(m_timeoutLoop); // the clock stands still between the pass's reading and this one's
+    const quint32 now = inThirtyTwoBits(m_time.wallClock().toSecsSinceEpoch());
+
+    for (const QString &ip : biz_Osd_CMDSWork::m_qsIp) {
+        const qint64 wait = commands.value(ip).iWaitTime / 1000;
+        const auto deadline = static_cast<quint32>((sendTimes.value(ip) + wait) & 0xFFFFFFFF);
+        flags[ip] = flags.value(ip) || now >= deadline;
     }
+    require(biz_Osd_CMDSWork::m_bRetFlag == flags, "a pass frees the devices whose wait is over, and no other");
 }
 
 void Calls::receivePass()
@@ -199,7 +215,6 @@ void Calls::clear()
 {
     const std::size_t replies = biz_Osd_CMDSWork::receivequeueHexCmd.size();
     m_worker.clearQueue();
-    m_isDisturbed = false;
     require(biz_Osd_CMDSWork::m_qsIp.isEmpty() && biz_Osd_CMDSWork::queueHexCmd.isEmpty() &&
                 biz_Osd_CMDSWork::m_bRetFlag.isEmpty() && m_worker.m_mapCurSend.isEmpty() &&
                 m_worker.m_mapSendTime.isEmpty(),
@@ -214,10 +229,9 @@ void Calls::setClock()
     m_time.setWallClock(QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC));
 }
 
-/** What a careless host may do to the public lists. */
+/** What a careless host may do to the public lists: they are out of step until the next clear. */
 void Calls::disturb()
 {
-    m_isDisturbed = true;
     switch (m_input.below(4)) {
     case 0:
         biz_Osd_CMDSWork::m_bRetFlag.remove(record().qsIp);

@@ -203,8 +203,10 @@ void Sweep::everyDeclaredLength()
         }
         for (const int size : payloadSizes(line)) {
             setPayload(size);
-            for (int length = 0; length <= highestLength && agrees(); ++length) {
-                put(&line, line.command, line.subCodes.front(), {goodIndex, length % 256, length / 256, size});
+            for (const int subCode : line.subCodes) {
+                for (int length = 0; length <= highestLength && agrees(); ++length) {
+                    put(&line, line.command, subCode, {goodIndex, length % 256, length / 256, size});
+                }
             }
         }
     }
