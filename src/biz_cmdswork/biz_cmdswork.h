@@ -74,10 +74,9 @@
  *    start one only where a reply settles the command well before its wait runs out.
  *
  * ## Units
- * `iWaitTime` is in milliseconds. A send-loop pass sleeps 10 ms but counts as 15 ms against
- * it, so a command waits for about two thirds of its `iWaitTime` before the resend, and as
- * long again before it is given up. The send loops of several workers all count, so each
- * shortens the others' waits. A watchdog waits for the whole `iWaitTime`.
+ * `iWaitTime` is in milliseconds. A send-loop pass sleeps 10 ms but counts as 15 ms against it, so a
+ * command waits for about two thirds of its `iWaitTime` before the resend, and as long again before it is
+ * given up; the send loops of several workers all count. A watchdog waits for the whole `iWaitTime`.
  *
  * ## Lifetime
  * The destructor clears both run flags and waits for nobody: the host joins its loops

@@ -55,14 +55,12 @@
  * clock that is set back keeps a device waiting until the old deadline comes.
  *
  * ## Lifetime
- * The destructor clears both run flags and waits for nobody. The detached time-out thread
- * uses the object for up to 500 ms plus one pass after `m_bSendRun` has been cleared,
- * however soon the send loop itself returned: the object must outlive that. Until then its
- * last pass can still free devices. Two objects share the devices but not
- * `m_mapSendTime` and `m_mapCurSend`, so each object's time-out loop frees, at its next
- * pass, the devices that the other one dispatched to. Each call of a1_GetQueueWork() starts
- * a time-out thread; one that meets `m_bSendRun` set again before its next test of it goes
- * on, beside the new one: leave 500 ms between a stop and a start of one object.
+ * The destructor clears both run flags and waits for nobody. The detached time-out thread uses the object
+ * for up to 500 ms plus one pass after `m_bSendRun` has been cleared, however soon the send loop itself
+ * returned: the object must outlive that, and when the loop is started again within it, the old thread goes
+ * on beside the new one. Until then its last pass can still free devices. Two objects share the devices but
+ * not `m_mapSendTime` and `m_mapCurSend`, so each object's time-out loop frees, at its next pass, the
+ * devices that the other one dispatched to.
  *
  * ## Errors
  * There are none of the channel's own: an unknown IP is passed over, and a command that is
