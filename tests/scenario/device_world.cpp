@@ -1,16 +1,12 @@
+#include <scenario/device_watch.h>
 #include <scenario/world.h>
 
-#include <deque>
-#include <map>
+#include <array>
 #include <memory>
 #include <queue>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtCore/QLoggingCategory>
-
-#include <biz_cmdswork/biz_cmdswork.h>
-#include <scenario/scheduler.h>
 
 namespace biz::scenario {
 
@@ -18,26 +14,25 @@ namespace {
 
 constexpr int deviceTypeA2 = 0x1400;
 constexpr int unknownDeviceType = -1;
-constexpr int initialCounter = 1;
 constexpr int defaultTimeout = 6000;
 
+/** Where the sequence counter starts: as in a new process, before its low byte wraps, before all of it does. */
+constexpr std::array<int, 3> initialCounters = {1, 250, 2147483640};
+
+/** Longer than any wait here with its resend and its give-up: what is shut so long stays shut. */
+constexpr milliseconds longestWait{800};
+
+int giveUps = 0;
+DeviceWatch *theWatch = nullptr;
+
 /** Give-ups open the gate; the library says so in its debug messages alone. */
-int giveUpMessages = 0;
-
-void countGiveUps(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &message)
+void noteGiveUps(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &message)
 {
-    giveUpMessages += message == QLatin1String("Resend stop") ? 1 : 0;
+    if (message == QLatin1String("Resend stop")) {
+        ++giveUps;
+        theWatch->noteGiveUp();
+    }
 }
-
-/** What is known of one command. */
-struct Entry
-{
-    QByteArray payload; ///< shares its bytes with the record as long as that exists
-    int announced = 0;
-    int resent = 0;
-    bool settled = false;
-    nanoseconds settledAt{0};
-};
 
 struct DueReply
 {
@@ -46,6 +41,14 @@ struct DueReply
     bool isGood;
 
     friend bool operator<(const DueReply &a, const DueReply &b) { return a.at > b.at; }
+};
+
+/** A reply that was handed over; its payload begins with its number. */
+struct Reply
+{
+    bool isGood = false;
+    int announced = 0;
+    int logged = 0;
 };
 
 /** A host, simulated devices and the whole device channel, with what must hold at each step. */
@@ -57,10 +60,13 @@ public:
         , m_coverage(coverage)
         , m_random(seed * 2654435761U + 1U)
         , m_scheduler(seed)
+        , m_watch(m_scheduler, options, coverage)
     {
+        m_initialCounter = initialCounters[static_cast<std::size_t>(m_random.below(initialCounters.size()))];
         m_scheduler.watch(biz_CMDSWork::HexCmdlock.native_handle());
         m_scheduler.watch(biz_CMDSWork::receiveHexCmdlock.native_handle());
-        m_scheduler.onPoint([this] { checkState(); });
+        m_scheduler.onPoint([this] { m_watch.atPoint(); });
+        theWatch = &m_watch;
     }
 
     void run();
@@ -71,75 +77,79 @@ private:
     void startLoops();
     void connect(biz_CMDSWork &worker);
     void act();
+    void produceBesideTheHost();
     void enqueueBurst();
     void clear();
     void timeoutClear();
     void skipForAWhile();
     void deliverDueReplies();
-    void openWedgedGate();
+    void lookAtTheGate();
+    nanoseconds untilASendPass(nanoseconds duration) const;
     void pause(int fromMs, int toMs);
     void openGate();
+    void awaitTheEnd();
+    bool isQuiet() const;
 
     // The loops' slots
     void onSend(const model_Protocoldata &record);
-    void onFirstSend(Entry &entry, const model_Protocoldata &record);
-    void onResend(Entry &entry);
+    void onFirstSend(Command &command, const model_Protocoldata &record);
+    void onResend(Command &command);
+    void onPeripherals(biz_CMDSWork &worker, const model_Protocoldata &record);
     void onInitCore(biz_CMDSWork &worker);
     void onAccepted(const model_Protocoldata &reply);
     void answer(const model_Protocoldata &command);
     void push(nanoseconds delay, const model_Protocoldata &command, bool good);
 
     // What must hold
-    void require(bool holds, const std::string &what);
-    void checkState();
+    void require(bool holds, const char *what);
+    void requireOfCommand(bool holds, const char *what, std::size_t number);
     void checkAfterwards();
     void checkEveryCommandHasOneFate();
     void checkReplies();
+    Reply *replyIn(const QByteArray &payload);
 
-    bool mayReachForTheQueue() const { return m_options.clears || m_options.skips; }
-    bool isPlain() const { return m_options.workers == 1 && !mayReachForTheQueue() && !m_options.watchdogs; }
+    bool isPlain() const
+    {
+        return m_options.workers == 1 && !m_options.clears && !m_options.skips && !m_options.watchdogs;
+    }
 
     const ScenarioClass &m_options;
     Coverage &m_coverage;
     Random m_random;
     Scheduler m_scheduler;
+    DeviceWatch m_watch;
 
     std::vector<std::unique_ptr<biz_CMDSWork>> m_workers;
     std::vector<int> m_sendTasks;
     std::vector<int> m_receiveTasks;
-    /** By nTag. A slot may hold one while another thread enqueues, so they must stay where they are. */
-    std::deque<Entry> m_entries;
+    int m_initialCounter = 1;
     std::priority_queue<DueReply> m_due;
+    std::vector<Reply> m_replies;
+    std::size_t m_firstUnannounced = 0;
     std::map<int, bool> m_resendFollows; ///< by task: signalInitCore has announced one
     nanoseconds m_stopAt{0};
     int m_firstSends = 0;
-    int m_hostOpenings = 0;
-    int m_lastFirst = -1;
-    int m_inFlight = -1;
-    nanoseconds m_inFlightSince{0};
-    bool m_isClearing = false;
-    int m_clears = 0;
-    int m_discards = 0; ///< clears and skips so far
-    std::vector<int> m_discardsAtEnqueue;
-    int m_pushed = 0;
-    int m_pushedGood = 0;
-    int m_accepted = 0;
-    bool m_planChanged = false;
     bool m_typeChanged = false;
 };
 
-void resetChannel()
+void resetChannel(int counter)
 {
     biz_CMDSWork::queueHexCmd = std::queue<model_Protocoldata>();
     biz_CMDSWork::receivequeueHexCmd = std::queue<model_Protocoldata>();
     biz_CMDSWork::deviceType = deviceTypeA2;
-    biz_CMDSWork::iSN = initialCounter;
+    biz_CMDSWork::iSN = counter;
     biz_CMDSWork::iTimeout = defaultTimeout;
     biz_CMDSWork::bRetFlag = true;
     biz_CMDSWork::iTimeoutCount = 0;
     biz_CMDSWork::iWatchdogSleepCnt = 0;
     biz_CMDSWork::nSysPlan = 0;
-    giveUpMessages = 0;
+    giveUps = 0;
+}
+
+/** Wraps at 32 bits. */
+int counterAfter(int counter, int steps)
+{
+    return static_cast<int>(static_cast<unsigned>(counter) + static_cast<unsigned>(steps));
 }
 
 /** A reply that A2's rule for F1/08 accepts, or one whose index breaks it. */
@@ -156,10 +166,24 @@ model_Protocoldata replyTo(const model_Protocoldata &command, bool good)
     return reply;
 }
 
-void DeviceWorld::require(bool holds, const std::string &what)
+constexpr int digitsOfReply = 6;
+
+QByteArray textOf(std::size_t replyNumber)
+{
+    return QByteArray::number(static_cast<qulonglong>(replyNumber)).rightJustified(digitsOfReply, '0');
+}
+
+void DeviceWorld::require(bool holds, const char *what)
 {
     if (!holds) {
         m_scheduler.violate(what);
+    }
+}
+
+void DeviceWorld::requireOfCommand(bool holds, const char *what, std::size_t number)
+{
+    if (!holds) {
+        m_scheduler.violate("command " + std::to_string(number) + " " + what);
     }
 }
 
@@ -167,24 +191,27 @@ void DeviceWorld::require(bool holds, const std::string &what)
 
 void DeviceWorld::run()
 {
-    resetChannel();
+    resetChannel(m_initialCounter);
     QDir(QStringLiteral("Errorlog")).removeRecursively();
     m_scheduler.run([this] { host(); });
     checkAfterwards();
     m_scheduler.throwViolation();
     m_workers.clear();
-    m_coverage.commands += m_entries.size();
-    m_coverage.replies += static_cast<std::uint64_t>(m_pushed);
+    m_coverage.commands += m_watch.commands().size();
+    m_coverage.replies += m_replies.size();
     m_coverage.points += m_scheduler.points();
     m_coverage.virtualMs +=
         static_cast<std::uint64_t>(std::chrono::duration_cast<milliseconds>(m_scheduler.now()).count());
-    m_coverage.giveUps += static_cast<std::uint64_t>(giveUpMessages);
-    resetChannel();
+    m_coverage.giveUps += static_cast<std::uint64_t>(giveUps);
+    resetChannel(m_initialCounter);
 }
 
 void DeviceWorld::host()
 {
     startLoops();
+    // Not in skip mode, while which nothing may be pushed.
+    const bool hasProducer = !m_options.skips && m_random.chance(50);
+    const int producer = hasProducer ? m_scheduler.start("producer", [this] { produceBesideTheHost(); }) : 0;
     const int actions = m_random.between(10, 40);
     for (int i = 0; i < actions; ++i) {
         act();
@@ -192,16 +219,45 @@ void DeviceWorld::host()
             pause(1, 25);
         }
     }
-    // Until all is settled, or long enough for every wait to have run out.
-    constexpr int endOfPatience = 400;
-    for (int i = 0; i < endOfPatience && (!biz_CMDSWork::queueHexCmd.empty() || !m_due.empty()); ++i) {
+    while (hasProducer && m_scheduler.endOf(producer) < nanoseconds(0)) {
         pause(5, 20);
     }
+    awaitTheEnd();
     m_stopAt = m_scheduler.now();
     for (const auto &worker : m_workers) {
         worker->m_bSendRun = false;
         worker->m_bRecvRun = false;
     }
+}
+
+/** A second thread of the host, whose pushes meet each other's and the host's clears. */
+void DeviceWorld::produceBesideTheHost()
+{
+    for (int bursts = m_random.between(1, 10); bursts > 0; --bursts) {
+        enqueueBurst();
+        m_scheduler.sleep(milliseconds(m_random.between(1, 100)));
+    }
+}
+
+bool DeviceWorld::isQuiet() const
+{
+    return biz_CMDSWork::queueHexCmd.empty() && biz_CMDSWork::receivequeueHexCmd.empty() && m_due.empty() &&
+           m_watch.gateShutFor() == nanoseconds(0);
+}
+
+/** Whatever has happened, the channel comes to rest within the waits of what is left. */
+void DeviceWorld::awaitTheEnd()
+{
+    const auto left = static_cast<int>(biz_CMDSWork::queueHexCmd.size() + m_due.size()) + 2;
+    const nanoseconds patience = m_scheduler.now() + 2 * left * longestWait;
+    while (!isQuiet() && m_scheduler.now() < patience && !m_scheduler.hasViolation()) {
+        pause(5, 20);
+    }
+    require(biz_CMDSWork::queueHexCmd.empty(), "commands wait for ever");
+    require(biz_CMDSWork::receivequeueHexCmd.empty(), "replies wait for ever");
+    require(isQuiet(), "the gate stays shut");
+    constexpr milliseconds someReceivePasses{20};
+    m_scheduler.sleep(someReceivePasses); // the last reply is announced or logged
 }
 
 void DeviceWorld::startLoops()
@@ -216,6 +272,7 @@ void DeviceWorld::startLoops()
     for (const auto &worker : m_workers) {
         biz_CMDSWork *const own = worker.get();
         m_sendTasks.push_back(m_scheduler.start("send loop", [own] { own->a1_GetQueueWork(); }));
+        m_watch.addSendLoop(m_sendTasks.back(), *own);
         m_receiveTasks.push_back(m_scheduler.start("receive loop", [own] { own->a1_receiveGetQueueWork(); }));
     }
 }
@@ -240,15 +297,9 @@ void DeviceWorld::connect(biz_CMDSWork &worker)
             require(size >= 0, "a negative queue size is reported");
         },
         Qt::DirectConnection);
-    if (m_options.watchdogs) {
-        QObject::connect(
-            &worker, &biz_CMDSWork::signalSendMessageUipro, &worker,
-            [this, &worker] {
-                const int sn = biz_CMDSWork::iSN;
-                m_scheduler.start("watchdog", [&worker, sn] { worker.timeoutWatchdog(sn); });
-            },
-            Qt::DirectConnection);
-    }
+    QObject::connect(
+        &worker, &biz_CMDSWork::signalSendMessageUipro, &worker,
+        [this, &worker, recordAt](void *record) { onPeripherals(worker, recordAt(record)); }, Qt::DirectConnection);
 }
 
 void DeviceWorld::act()
@@ -258,11 +309,12 @@ void DeviceWorld::act()
         enqueueBurst();
     } else if (dice < 70 && m_options.clears) {
         m_random.chance(70) ? clear() : timeoutClear();
+    } else if (dice < 70 && m_options.openings) {
+        openGate();
     } else if (dice < 76 && m_options.skips) {
         skipForAWhile();
     } else if (dice < 82 && m_options.planChanges) {
-        biz_CMDSWork::nSysPlan = m_random.below(2);
-        m_planChanged = true;
+        biz_CMDSWork::nSysPlan = m_random.below(3); // anything but 0 is the same
     } else if (dice < 88 && m_options.typeChanges) {
         biz_CMDSWork::deviceType = m_random.chance(50) ? deviceTypeA2 : unknownDeviceType;
         m_typeChanged = true;
@@ -271,18 +323,20 @@ void DeviceWorld::act()
     }
 }
 
+/** From now to the send pass that begins after this duration. */
+nanoseconds DeviceWorld::untilASendPass(nanoseconds duration) const
+{
+    constexpr nanoseconds sendPass = milliseconds(10);
+    return duration + sendPass - (m_scheduler.now() + duration) % sendPass;
+}
+
 /** Every other pause ends when a send pass begins, so that the two meet in every order. */
 void DeviceWorld::pause(int fromMs, int toMs)
 {
-    constexpr milliseconds sendPass{10};
-
-    nanoseconds duration = milliseconds(m_random.between(fromMs, toMs));
-    if (m_random.chance(50)) {
-        duration += sendPass - (m_scheduler.now() + duration) % nanoseconds(sendPass);
-    }
-    m_scheduler.sleep(duration);
+    const nanoseconds duration = milliseconds(m_random.between(fromMs, toMs));
+    m_scheduler.sleep(m_random.chance(50) ? untilASendPass(duration) : duration);
     deliverDueReplies();
-    openWedgedGate();
+    lookAtTheGate();
 }
 
 void DeviceWorld::enqueueBurst()
@@ -291,26 +345,31 @@ void DeviceWorld::enqueueBurst()
         model_Protocoldata command;
         command.ucHead[1] = 0xF1;
         command.ucHead[2] = 0x08;
-        command.iWaitTime = 15 * m_random.between(1, 12);
-        command.nTag = static_cast<quint32>(m_entries.size());
+        command.iWaitTime = m_random.chance(95) ? 15 * m_random.between(1, 12) : -m_random.below(2);
         command.baData = QByteArray(8, static_cast<char>(m_random.below(128)));
+        const int number = m_watch.add(command.baData);
+        command.nTag = static_cast<quint32>(number);
 
-        m_entries.emplace_back();
-        m_entries.back().payload = command.baData;
-        m_discardsAtEnqueue.push_back(m_discards);
-        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
-        biz_CMDSWork::queueHexCmd.push(command);
+        m_watch.begin(Deed::Push, number);
+        {
+            const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+            biz_CMDSWork::queueHexCmd.push(std::move(command));
+        }
+        m_watch.end();
     }
 }
 
+/** Every other one when a send pass begins over commands that wait: the two are to meet. */
 void DeviceWorld::clear()
 {
-    ++m_discards;
-    ++m_clears;
+    if (m_random.chance(50)) {
+        enqueueBurst();
+        m_scheduler.sleep(untilASendPass(nanoseconds(0)));
+    }
     ++m_coverage.clears;
-    m_isClearing = true;
+    m_watch.begin(Deed::Clear);
     m_workers.front()->clearQueue();
-    m_isClearing = false;
+    m_watch.end();
 }
 
 void DeviceWorld::timeoutClear()
@@ -320,27 +379,30 @@ void DeviceWorld::timeoutClear()
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
         biz_CMDSWork::iTimeoutCount = enoughTimeouts;
     }
-    ++m_discards;
+    m_watch.begin(Deed::TimeoutClear);
     m_workers.front()->timeoutClearQueue();
+    m_watch.end();
 }
 
 /** As the host must: while it lasts, and for a pass after it, nothing is pushed or cleared. */
 void DeviceWorld::skipForAWhile()
 {
-    ++m_discards;
+    m_watch.setSkipping(true);
     m_workers.front()->setSkipSendcmd(true);
-    pause(15, 60);
+    pause(31, 80); // a pass that has begun with a resend is over
+    require(biz_CMDSWork::queueHexCmd.empty(), "skip mode leaves commands in the queue");
     m_workers.front()->setSkipSendcmd(false);
     pause(15, 20);
+    m_watch.setSkipping(false);
 }
 
 void DeviceWorld::deliverDueReplies()
 {
     while (!m_due.empty() && m_due.top().at <= m_scheduler.now()) {
-        const DueReply due = m_due.top();
+        DueReply due = m_due.top();
         m_due.pop();
-        ++m_pushed;
-        m_pushedGood += due.isGood ? 1 : 0;
+        due.record.baData.replace(0, digitsOfReply, textOf(m_replies.size()));
+        m_replies.push_back({due.isGood, 0, 0});
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
         biz_CMDSWork::receivequeueHexCmd.push(due.record);
     }
@@ -348,20 +410,23 @@ void DeviceWorld::deliverDueReplies()
 
 void DeviceWorld::openGate()
 {
-    const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
-    biz_CMDSWork::bRetFlag = true;
-    ++m_hostOpenings;
+    m_watch.begin(Deed::Open);
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        biz_CMDSWork::bRetFlag = true;
+    }
+    m_watch.end();
 }
 
 /** The host's duty after a clear that raced a take: nobody else would open the gate. */
-void DeviceWorld::openWedgedGate()
+void DeviceWorld::lookAtTheGate()
 {
-    constexpr milliseconds longestWait{1000};
-    const bool isIdle = m_inFlight < 0 || m_scheduler.now() - m_inFlightSince > longestWait;
-    if (!isPlain() && isIdle && !biz_CMDSWork::bRetFlag) {
-        ++m_coverage.wedgedGates;
-        openGate();
+    if (m_watch.gateShutFor() <= longestWait) {
+        return;
     }
+    require(m_options.clears, "the gate stays shut although no clear has met a take");
+    ++m_coverage.wedgedGates;
+    openGate();
 }
 
 // --- The loops' slots ---------------------------------------------------------------------
@@ -369,49 +434,65 @@ void DeviceWorld::openWedgedGate()
 void DeviceWorld::onSend(const model_Protocoldata &record)
 {
     require(Scheduler::locksHeld() == 0, "signalSendMessage leaves with a lock held");
-    require(record.nTag < m_entries.size(), "a command is announced that nobody enqueued");
-    Entry &entry = m_entries.at(record.nTag);
+    if (!m_watch.knows(record.nTag)) {
+        require(false, "a command is announced that nobody enqueued");
+        return;
+    }
+    Command &command = m_watch.command(record.nTag);
     const bool isResend = std::exchange(m_resendFollows[Scheduler::currentTask()], false);
     if (isResend) {
-        onResend(entry);
+        onResend(command);
     } else {
-        onFirstSend(entry, record);
+        onFirstSend(command, record);
     }
     answer(record);
 }
 
-void DeviceWorld::onFirstSend(Entry &entry, const model_Protocoldata &record)
+void DeviceWorld::onFirstSend(Command &command, const model_Protocoldata &record)
 {
-    require(entry.announced++ == 0, "a command is taken twice");
-    const int number = static_cast<int>(record.nTag);
-    if (m_options.workers == 1) {
-        require(number > m_lastFirst, "commands are announced out of order");
+    const int task = Scheduler::currentTask();
+    require(m_watch.isSendLoop(task), "a command is announced by another thread than a send loop's");
+    require(command.fate == Fate::Taken, "a command is announced that was not taken");
+    require(command.announced++ == 0, "a command is announced twice without a resend");
+    if (m_watch.isSendLoop(task)) {
+        require(m_watch.takenBy(task) == static_cast<int>(record.nTag), "a loop announces what another one has taken");
     }
-    m_lastFirst = number;
     if (isPlain()) {
-        const auto expected = static_cast<uchar>(initialCounter + m_firstSends);
+        const auto expected = static_cast<uchar>(counterAfter(m_initialCounter, m_firstSends));
         require(record.ucHead[0] == expected, "the sequence byte does not follow the counter");
     }
     ++m_firstSends;
-    if (isPlain() && !m_planChanged) {
-        require(m_firstSends <= m_hostOpenings + giveUpMessages + 1, "a command is taken through a closed gate");
-    }
-    m_inFlight = number;
-    m_inFlightSince = m_scheduler.now();
 }
 
-void DeviceWorld::onResend(Entry &entry)
+void DeviceWorld::onResend(Command &command)
 {
     constexpr milliseconds resendDelay{20};
 
     ++m_coverage.resends;
-    ++entry.resent;
+    ++command.resent;
     if (m_options.workers == 1 && !m_options.watchdogs) {
-        require(entry.announced == 1, "a command is resent that was never sent");
+        require(command.announced == 1, "a command is resent that was never sent");
     }
     if (isPlain()) {
-        require(entry.resent == 1, "a command is resent twice");
-        require(!entry.settled || m_scheduler.now() <= entry.settledAt + resendDelay, "a settled command is resent");
+        require(command.resent == 1, "a command is resent twice");
+        require(!command.settled || m_scheduler.now() <= command.settledAt + resendDelay,
+                "a settled command is resent");
+    }
+}
+
+/** Once for each take, behind its announcement; a watchdog can be started there. */
+void DeviceWorld::onPeripherals(biz_CMDSWork &worker, const model_Protocoldata &record)
+{
+    require(Scheduler::locksHeld() == 0, "signalSendMessageUipro leaves with a lock held");
+    if (!m_watch.knows(record.nTag)) {
+        require(false, "signalSendMessageUipro tells of a command that nobody enqueued");
+        return;
+    }
+    Command &command = m_watch.command(record.nTag);
+    require(++command.announcedToPeripherals == command.announced, "signalSendMessageUipro does not follow a send");
+    if (m_options.watchdogs) {
+        const int sn = biz_CMDSWork::iSN;
+        m_scheduler.start("watchdog", [&worker, sn] { worker.timeoutWatchdog(sn); });
     }
 }
 
@@ -419,22 +500,29 @@ void DeviceWorld::onInitCore(biz_CMDSWork &worker)
 {
     require(Scheduler::locksHeld() == 0, "signalInitCore leaves with a lock held");
     m_resendFollows[Scheduler::currentTask()] = true;
-    const Entry &entry = m_entries.at(worker.m_curSend.nTag);
-    if (isPlain()) {
-        require(!entry.settled || entry.settledAt == m_scheduler.now(), "a resend starts for a settled command");
+    m_watch.noteResend();
+    if (isPlain() && m_watch.knows(worker.m_curSend.nTag)) {
+        const Command &command = m_watch.command(worker.m_curSend.nTag);
+        require(!command.settled || command.settledAt == m_scheduler.now(), "a resend starts for a settled command");
     }
 }
 
-void DeviceWorld::onAccepted(const model_Protocoldata &reply)
+void DeviceWorld::onAccepted(const model_Protocoldata &record)
 {
     require(Scheduler::locksHeld() == 0, "signalSendReceiveMessage leaves with a lock held");
-    ++m_accepted;
-    Entry &entry = m_entries.at(reply.nTag);
-    if (static_cast<int>(reply.nTag) == m_inFlight && !entry.settled) {
-        m_inFlight = -1;
+    Reply *const reply = replyIn(record.baData);
+    if (reply == nullptr || !m_watch.knows(record.nTag)) {
+        require(false, "a reply is announced that nobody handed over");
+        return;
+    }
+    require(++reply->announced == 1, "a reply is announced twice");
+    require(reply->isGood || m_typeChanged, "a reply that breaks its rule is announced");
+    const auto number = static_cast<std::size_t>(reply - m_replies.data());
+    require(number >= m_firstUnannounced || m_options.workers > 1, "replies are announced out of order");
+    m_firstUnannounced = number + 1;
+    if (static_cast<int>(record.nTag) == m_watch.inFlight()) {
+        m_watch.setSettled(m_watch.inFlight());
         openGate();
-        entry.settled = true;
-        entry.settledAt = m_scheduler.now();
     }
 }
 
@@ -463,16 +551,6 @@ void DeviceWorld::push(nanoseconds delay, const model_Protocoldata &command, boo
 
 // --- What must hold -------------------------------------------------------------------------
 
-/** At every point, while one thread runs and all others stand still. */
-void DeviceWorld::checkState()
-{
-    require(Scheduler::locksHeld() <= 1, "both locks of the channel are held");
-    if (m_isClearing && Scheduler::locksHeld() == 1 && !biz_CMDSWork::queueHexCmd.empty()) {
-        const auto at = static_cast<std::size_t>(m_scheduler.pointsSinceSleep(m_sendTasks.front()));
-        ++m_coverage.clearsAtPoint[std::min(at, m_coverage.clearsAtPoint.size() - 1)];
-    }
-}
-
 void DeviceWorld::checkAfterwards()
 {
     constexpr milliseconds longestSendPass{30}; // its sleep and the delay of a resend
@@ -484,49 +562,61 @@ void DeviceWorld::checkAfterwards()
     for (const int task : m_receiveTasks) {
         require(m_scheduler.endOf(task) <= m_stopAt + longestReceivePass, "a receive loop does not end in time");
     }
-    const int counted = m_firstSends + m_clears;
-    require(biz_CMDSWork::iSN == initialCounter + counted, "iSN does not count each send and each clear once");
+    require(biz_CMDSWork::iSN == counterAfter(m_initialCounter, m_watch.takes() + m_watch.clears()),
+            "iSN does not count each take and each clear once");
     checkEveryCommandHasOneFate();
     checkReplies();
 }
 
 void DeviceWorld::checkEveryCommandHasOneFate()
 {
-    std::vector<int> queued(m_entries.size(), 0);
-    for (auto rest = biz_CMDSWork::queueHexCmd; !rest.empty(); rest.pop()) {
-        ++queued.at(rest.front().nTag);
-    }
-    for (std::size_t i = 0; i < m_entries.size(); ++i) {
-        const int fates = m_entries[i].announced + queued[i];
-        require(fates <= 1, "command " + std::to_string(i) + " has two fates");
-        const bool mayHaveBeenDiscarded = m_discards > m_discardsAtEnqueue[i];
-        require(fates == 1 || mayHaveBeenDiscarded, "command " + std::to_string(i) + " is lost");
-        if (fates == 0) {
-            require(m_entries[i].payload.isDetached(), "discarded command " + std::to_string(i) + " still exists");
-        }
+    for (std::size_t i = 0; i < m_watch.commands().size(); ++i) {
+        const Command &command = m_watch.commands()[i];
+        const bool isTaken = command.fate == Fate::Taken;
+        requireOfCommand(command.fate != Fate::Waiting, "is still queued", i);
+        requireOfCommand(command.announced == (isTaken ? 1 : 0), "is not announced exactly if it was taken", i);
+        requireOfCommand(command.announcedToPeripherals == command.announced, "has no signalSendMessageUipro", i);
     }
 }
 
-int countLogLines()
+Reply *DeviceWorld::replyIn(const QByteArray &payload)
 {
-    int lines = 0;
+    bool isNumber = false;
+    const std::size_t number = payload.left(digitsOfReply).toUInt(&isNumber);
+    return isNumber && number < m_replies.size() ? &m_replies[number] : nullptr;
+}
+
+/** The payloads' first bytes in the lines of the error log. */
+std::vector<QByteArray> loggedReplies()
+{
+    std::vector<QByteArray> logged;
     const QDir folder(QStringLiteral("Errorlog"));
     for (const QString &name : folder.entryList({QStringLiteral("*.log")}, QDir::Files)) {
         QFile file(folder.filePath(name));
         if (file.open(QIODevice::ReadOnly)) {
-            lines += file.readAll().count('\n');
+            for (const QByteArray &line : file.readAll().split('\n')) {
+                const QByteArray payload = line.mid(line.indexOf('>') + 1).left(2 * digitsOfReply);
+                if (!line.isEmpty()) {
+                    logged.push_back(QByteArray::fromHex(payload));
+                }
+            }
         }
     }
-    return lines;
+    return logged;
 }
 
 void DeviceWorld::checkReplies()
 {
-    const int logged = countLogLines();
-    const int left = static_cast<int>(biz_CMDSWork::receivequeueHexCmd.size());
-    require(m_pushed == m_accepted + logged + left, "a reply is neither announced, logged nor queued");
-    if (!m_typeChanged && left == 0) {
-        require(m_accepted == m_pushedGood, "the announced replies are not the good ones");
+    for (const QByteArray &payload : loggedReplies()) {
+        Reply *const reply = replyIn(payload);
+        require(reply != nullptr, "a line of the error log is no reply's");
+        if (reply != nullptr) {
+            ++reply->logged;
+        }
+    }
+    for (const Reply &reply : m_replies) {
+        require(reply.announced + reply.logged == 1, "a reply is not either announced or logged, once");
+        require(!reply.isGood || reply.logged == 0, "a good reply is logged");
     }
 }
 
@@ -534,7 +624,7 @@ void DeviceWorld::checkReplies()
 
 void runDeviceScenario(std::uint64_t seed, const ScenarioClass &options, Coverage &coverage)
 {
-    const auto before = qInstallMessageHandler(countGiveUps);
+    const auto before = qInstallMessageHandler(noteGiveUps);
     DeviceWorld world(seed, options, coverage);
     try {
         world.run();

@@ -69,6 +69,7 @@ struct Scheduler::Task
     enum class State { Ready, Sleeping, Blocked, Ended };
 
     int number = 0;
+    int starter = 0;
     std::string name;
     State state = State::Ready;
     nanoseconds wakeUp{0};
@@ -138,8 +139,7 @@ void Scheduler::run(std::function<void()> body)
     start("host", std::move(body));
     m_tasks.front()->turn.give();
     if (!m_done->turn.awaitFor(realTimeBound)) {
-        std::fprintf(stderr, "seed %llu: a task neither slept nor ended in time\n",
-                     static_cast<unsigned long long>(theSeed));
+        std::fprintf(stderr, "a task neither slept nor ended in time\n");
         for (const auto &task : m_tasks) {
             std::fprintf(stderr, "  %d %s: state %d\n", task->number, task->name.c_str(),
                          static_cast<int>(task->state));
@@ -178,6 +178,7 @@ int Scheduler::create(void *handle, const void *attributes, void *(*routine)(voi
 
     auto task = std::make_unique<Task>();
     task->number = static_cast<int>(m_tasks.size()) + 1;
+    task->starter = currentTask();
     task->name = m_nextName.empty() ? "started by " + std::to_string(currentTask()) : m_nextName;
     task->routine = routine;
     task->argument = argument;
@@ -200,6 +201,15 @@ int Scheduler::locksHeld()
     return isTask() ? static_cast<int>(TaskEntry::self()->held.size()) : 0;
 }
 
+bool Scheduler::holds(const void *mutex)
+{
+    if (!isTask()) {
+        return false;
+    }
+    const auto &held = TaskEntry::self()->held;
+    return std::find(held.begin(), held.end(), mutex) != held.end();
+}
+
 bool Scheduler::isTask()
 {
     return selfPointer != nullptr;
@@ -208,6 +218,11 @@ bool Scheduler::isTask()
 Scheduler *Scheduler::instance()
 {
     return theScheduler;
+}
+
+int Scheduler::starterOf(int task) const
+{
+    return m_tasks[static_cast<std::size_t>(task - 1)]->starter;
 }
 
 nanoseconds Scheduler::endOf(int task) const
@@ -231,6 +246,13 @@ void Scheduler::violate(const std::string &what)
         const auto ms = std::chrono::duration_cast<milliseconds>(m_now).count();
         m_violation = "at " + std::to_string(ms) + " ms, task " + std::to_string(currentTask()) + ": " + what;
     }
+}
+
+void Scheduler::tellSeed(std::FILE *to) const
+{
+    std::fprintf(to, "FAILED seed %llu (the program ends)\n  %s\n  repeat with: --seed %llu\n",
+                 static_cast<unsigned long long>(theSeed), m_violation.c_str(),
+                 static_cast<unsigned long long>(theSeed));
 }
 
 void Scheduler::sleep(nanoseconds duration)
@@ -283,7 +305,7 @@ Scheduler::Task *Scheduler::pick()
         return pick();
     }
     if (ready.empty()) {
-        std::fprintf(stderr, "seed %llu: deadlock\n", static_cast<unsigned long long>(theSeed));
+        std::fprintf(stderr, "deadlock\n");
         std::abort();
     }
     return ready[static_cast<std::size_t>(m_random.below(static_cast<int>(ready.size())))];

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <random>
@@ -65,7 +66,7 @@ public:
 
     /**
      * Runs `body` as the first task, until all tasks have ended. Throws the first
-     * Violation that was recorded, or one of its own for a deadlock.
+     * Violation that was recorded. A deadlock ends the program.
      */
     void run(std::function<void()> body);
 
@@ -84,6 +85,9 @@ public:
         }
     }
 
+    /** The seed, and the first violation where there is one; for a program that is about to end. */
+    void tellSeed(std::FILE *to) const;
+
     nanoseconds now() const { return m_now; }
     void setWallClock(std::chrono::seconds sinceEpoch);
     nanoseconds wallClock() const { return m_wallAtZero + m_now; }
@@ -93,6 +97,12 @@ public:
 
     /** Watched mutexes that the running task holds. */
     static int locksHeld();
+
+    /** Whether the running task holds this mutex. */
+    static bool holds(const void *mutex);
+
+    /** The task that started this one; 0 for the first. */
+    int starterOf(int task) const;
 
     /** When a task ended; negative while it lives. */
     nanoseconds endOf(int task) const;

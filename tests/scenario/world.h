@@ -7,6 +7,9 @@
 
 namespace biz::scenario {
 
+/** The places in a pass that takes a command, and one for all behind them. */
+constexpr std::size_t pointsOfTake = 11;
+
 /** What the runs of one program have covered. */
 struct Coverage
 {
@@ -19,10 +22,11 @@ struct Coverage
     std::uint64_t giveUps = 0;
     std::uint64_t clears = 0;
 
-    /** Clears of waiting commands by the place that the send loop had reached in its pass. */
-    std::array<std::uint64_t, 12> clearsAtPoint{};
+    /** Discards and gate openings of clears, by the place of a send loop in a pass that takes a command. */
+    std::array<std::uint64_t, pointsOfTake> discardsAtPoint{};
+    std::array<std::uint64_t, pointsOfTake> openingsAtPoint{};
 
-    /** Gates that the host found closed with nothing in flight, and opened. */
+    /** Gates that nothing would have opened after a clear had met a take; the host did. */
     std::uint64_t wedgedGates = 0;
 };
 
@@ -35,6 +39,7 @@ struct ScenarioClass
     bool clears = false;
     bool skips = false;
     bool watchdogs = false;
+    bool openings = false; ///< of the gate, at any moment
     bool planChanges = false;
     bool typeChanges = false;
     bool clockJumps = false;
