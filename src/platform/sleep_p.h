@@ -26,7 +26,7 @@ inline int sleepFor(std::chrono::milliseconds duration)
     timespec request{};
     request.tv_sec = static_cast<time_t>(wholeSeconds.count());
     request.tv_nsec = static_cast<long>(rest.count());
-    return ::nanosleep(&request, nullptr);
+    return nanosleep(&request, nullptr);
 }
 
 } // namespace biz::platform
