@@ -33,53 +33,59 @@ class HeldSendLoop
 public:
     HeldSendLoop()
     {
-        s_held = this;
+        const std::lock_guard<std::mutex> lock(s_mutex);
+        s_isReleased = false;
         m_former = qInstallMessageHandler(&HeldSendLoop::handle);
     }
     ~HeldSendLoop()
     {
         release();
         qInstallMessageHandler(m_former);
-        s_held = nullptr;
+        std::unique_lock<std::mutex> lock(s_mutex);
+        s_changed.wait(lock, [] { return !s_isHolding; });
     }
     HeldSendLoop(const HeldSendLoop &) = delete;
     HeldSendLoop &operator=(const HeldSendLoop &) = delete;
 
-    bool isHolding() const { return m_isHolding; }
+    bool isHolding() const { return s_isHolding; }
 
     void release()
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_released = true;
-        m_changed.notify_all();
+        const std::lock_guard<std::mutex> lock(s_mutex);
+        s_isReleased = true;
+        s_changed.notify_all();
     }
 
 private:
     static void handle(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &text)
     {
         if (text.contains("resend")) {
-            s_held->hold();
+            hold();
         }
     }
 
-    void hold()
+    static void hold()
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_isHolding = true;
-        m_changed.wait_for(lock, std::chrono::milliseconds(patienceMs), [this] { return m_released; });
-        m_isHolding = false;
+        std::unique_lock<std::mutex> lock(s_mutex);
+        s_isHolding = true;
+        s_changed.wait_for(lock, std::chrono::milliseconds(patienceMs), [] { return s_isReleased; });
+        s_isHolding = false;
+        s_changed.notify_all();
     }
 
-    static HeldSendLoop *s_held;
+    // Of the process: the last that a held loop does is to unlock, perhaps behind the test that has held it.
+    static std::mutex s_mutex;
+    static std::condition_variable s_changed;
+    static std::atomic<bool> s_isHolding;
+    static bool s_isReleased;
 
     QtMessageHandler m_former = nullptr;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::atomic<bool> m_isHolding{false};
-    bool m_released = false;
 };
 
-HeldSendLoop *HeldSendLoop::s_held = nullptr;
+std::mutex HeldSendLoop::s_mutex;
+std::condition_variable HeldSendLoop::s_changed;
+std::atomic<bool> HeldSendLoop::s_isHolding{false};
+bool HeldSendLoop::s_isReleased = true;
 
 } // namespace
 
