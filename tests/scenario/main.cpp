@@ -17,6 +17,7 @@ namespace {
 
 using namespace biz::scenario;
 
+// What a class of scenarios is free to do, and what not: crosses and naughts in the table.
 constexpr bool X = true;
 constexpr bool o = false;
 
