@@ -146,6 +146,22 @@ void resetChannel(int counter)
     giveUps = 0;
 }
 
+/**
+ * The library counts blocked passes for the whole process, from one report of the queue's size to the next.
+ * After a report each seed counts from 0, whatever has run before it.
+ */
+void countBlockedPassesFromZero()
+{
+    biz_CMDSWork worker;
+    QObject::connect(
+        &worker, &biz_CMDSWork::signalQueueSize, &worker, [&worker] { worker.m_bSendRun = false; },
+        Qt::DirectConnection);
+    biz_CMDSWork::bRetFlag = false;
+    biz_CMDSWork::queueHexCmd.push({});
+    worker.m_bSendRun = true;
+    worker.a1_GetQueueWork();
+}
+
 /** Wraps at 32 bits. */
 int counterAfter(int counter, int steps)
 {
@@ -191,6 +207,7 @@ void DeviceWorld::requireOfCommand(bool holds, const char *what, std::size_t num
 
 void DeviceWorld::run()
 {
+    countBlockedPassesFromZero();
     resetChannel(m_initialCounter);
     QDir(QStringLiteral("Errorlog")).removeRecursively();
     m_scheduler.run([this] { host(); });
@@ -200,6 +217,7 @@ void DeviceWorld::run()
     m_coverage.commands += m_watch.commands().size();
     m_coverage.replies += m_replies.size();
     m_coverage.points += m_scheduler.points();
+    m_coverage.fingerprint = m_scheduler.fingerprint();
     m_coverage.virtualMs +=
         static_cast<std::uint64_t>(std::chrono::duration_cast<milliseconds>(m_scheduler.now()).count());
     m_coverage.giveUps += static_cast<std::uint64_t>(giveUps);
@@ -293,6 +311,7 @@ void DeviceWorld::connect(biz_CMDSWork &worker)
     QObject::connect(
         &worker, &biz_CMDSWork::signalQueueSize, &worker,
         [this](int size) {
+            m_scheduler.trace("signalQueueSize", size);
             require(Scheduler::locksHeld() == 0, "signalQueueSize leaves with a lock held");
             require(size >= 0, "a negative queue size is reported");
         },
@@ -433,6 +452,7 @@ void DeviceWorld::lookAtTheGate()
 
 void DeviceWorld::onSend(const model_Protocoldata &record)
 {
+    m_scheduler.trace("signalSendMessage", record.nTag);
     require(Scheduler::locksHeld() == 0, "signalSendMessage leaves with a lock held");
     if (!m_watch.knows(record.nTag)) {
         require(false, "a command is announced that nobody enqueued");
@@ -483,6 +503,7 @@ void DeviceWorld::onResend(Command &command)
 /** Once for each take, behind its announcement; a watchdog can be started there. */
 void DeviceWorld::onPeripherals(biz_CMDSWork &worker, const model_Protocoldata &record)
 {
+    m_scheduler.trace("signalSendMessageUipro", record.nTag);
     require(Scheduler::locksHeld() == 0, "signalSendMessageUipro leaves with a lock held");
     if (!m_watch.knows(record.nTag)) {
         require(false, "signalSendMessageUipro tells of a command that nobody enqueued");
@@ -498,6 +519,7 @@ void DeviceWorld::onPeripherals(biz_CMDSWork &worker, const model_Protocoldata &
 
 void DeviceWorld::onInitCore(biz_CMDSWork &worker)
 {
+    m_scheduler.trace("signalInitCore", worker.m_curSend.nTag);
     require(Scheduler::locksHeld() == 0, "signalInitCore leaves with a lock held");
     m_resendFollows[Scheduler::currentTask()] = true;
     m_watch.noteResend();
@@ -509,6 +531,7 @@ void DeviceWorld::onInitCore(biz_CMDSWork &worker)
 
 void DeviceWorld::onAccepted(const model_Protocoldata &record)
 {
+    m_scheduler.trace("signalSendReceiveMessage", record.nTag);
     require(Scheduler::locksHeld() == 0, "signalSendReceiveMessage leaves with a lock held");
     Reply *const reply = replyIn(record.baData);
     if (reply == nullptr || !m_watch.knows(record.nTag)) {

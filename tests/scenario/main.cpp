@@ -65,12 +65,16 @@ void tellSeedOfSignal(int /*signal*/)
     tellSeedAndAbort();
 }
 
-bool runSeed(std::uint64_t seed, Coverage &coverage)
+bool runSeed(std::uint64_t seed, Coverage &coverage, bool fingerprints)
 {
     const ScenarioClass &options = classes[seed % classCount];
     try {
         options.run(seed, options, coverage);
         ++coverage.runs;
+        if (fingerprints) {
+            std::printf("seed %llu: %016llx\n", static_cast<unsigned long long>(seed),
+                        static_cast<unsigned long long>(coverage.fingerprint));
+        }
         return true;
     } catch (const Violation &violation) {
         std::printf("FAILED seed %llu (%s)\n  %s\n  repeat with: --seed %llu\n", static_cast<unsigned long long>(seed),
@@ -113,6 +117,8 @@ int main(int argc, char **argv)
         {QStringLiteral("first"), QStringLiteral("The first seed."), QStringLiteral("N"), QStringLiteral("0")});
     parser.addOption({QStringLiteral("count"), QStringLiteral("How many seeds to run."), QStringLiteral("N"),
                       QStringLiteral("2000")});
+    parser.addOption({QStringLiteral("fingerprints"),
+                      QStringLiteral("Show for each seed one number that stands for all its choices and signals.")});
     parser.process(application);
 
     stayOnOneProcessor();
@@ -130,10 +136,11 @@ int main(int argc, char **argv)
         first = parser.value(QStringLiteral("seed")).toULongLong();
         count = 1;
     }
+    const bool fingerprints = parser.isSet(QStringLiteral("fingerprints"));
     Coverage coverage;
     std::uint64_t failed = 0;
     for (std::uint64_t seed = first; seed < first + count; ++seed) {
-        failed += runSeed(seed, coverage) ? 0 : 1;
+        failed += runSeed(seed, coverage, fingerprints) ? 0 : 1;
     }
     report(coverage);
     QDir::setCurrent(QDir::rootPath());

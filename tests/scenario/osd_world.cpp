@@ -207,6 +207,7 @@ void OsdWorld::run()
     m_coverage.commands += m_commands.size();
     m_coverage.replies += m_handedOver.size();
     m_coverage.points += m_scheduler.points();
+    m_coverage.fingerprint = m_scheduler.fingerprint();
     m_coverage.clears += static_cast<std::uint64_t>(m_clears);
     m_coverage.virtualMs +=
         static_cast<std::uint64_t>(std::chrono::duration_cast<milliseconds>(m_scheduler.now()).count());
@@ -525,6 +526,7 @@ void OsdWorld::onSend(int worker, void *pointer)
     if (!require(areSame(command, enqueued), "a command is not dispatched in its turn, or not as it was enqueued")) {
         return;
     }
+    m_scheduler.trace("signalSendMessage", number);
     ++m_sent.at(static_cast<std::size_t>(number));
     expected.halfOfPair = pointer;
     Device &device = m_devices.at(enqueued.qsIp);
@@ -542,6 +544,7 @@ void OsdWorld::onSendUipro(int worker, void *pointer)
     expected.halfOfPair = nullptr;
     const model_OsdParam command = *static_cast<model_OsdParam *>(pointer);
     const auto number = static_cast<std::size_t>(expected.commands.front());
+    m_scheduler.trace("signalSendMessageUipro", expected.commands.front());
     expected.commands.pop_front();
     if (require(areSame(command, m_commands.at(number)), "a record has changed between the two signals")) {
         answer(command);
@@ -556,6 +559,7 @@ void OsdWorld::onReceived(int worker, void *pointer)
         return;
     }
     const auto number = static_cast<std::size_t>(*expected.reply);
+    m_scheduler.trace("signalSendReceiveMessage", *expected.reply);
     expected.reply.reset();
     const model_OsdParam &reply = *static_cast<model_OsdParam *>(pointer);
     if (!require(areSame(reply, m_handedOver.at(number)), "a reply is announced out of turn, or not as it came")) {

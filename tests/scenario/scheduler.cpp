@@ -11,9 +11,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <sys/syscall.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace biz::scenario {
 
@@ -255,6 +253,17 @@ void Scheduler::tellSeed(std::FILE *to) const
                  static_cast<unsigned long long>(theSeed));
 }
 
+void Scheduler::trace(const char *what, std::int64_t value)
+{
+    const auto add = [this](std::uint64_t part) {
+        m_fingerprint = (m_fingerprint ^ part) * 1099511628211U;
+    };
+    for (; *what != '\0'; ++what) {
+        add(static_cast<unsigned char>(*what));
+    }
+    add(static_cast<std::uint64_t>(value));
+}
+
 void Scheduler::sleep(nanoseconds duration)
 {
     Task *task = TaskEntry::self();
@@ -282,6 +291,8 @@ void Scheduler::giveWay()
     Task *me = TaskEntry::self();
     Task *next = pick();
     next->state = Task::State::Ready;
+    trace("turn", next->number);
+    trace("time", m_now.count());
     if (next != me) {
         next->turn.give();
         me->turn.await();
@@ -368,10 +379,10 @@ void Scheduler::afterUnlock(const void *mutex)
 
 using biz::scenario::Scheduler;
 
-BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
+BIZ_INTERPOSED int nanosleep(const timespec *request, timespec * /*remaining*/)
 {
     if (!Scheduler::isTask()) {
-        return static_cast<int>(syscall(SYS_nanosleep, request, remaining));
+        return 0; // between two runs no time passes
     }
     if (request->tv_sec < 0 || request->tv_nsec < 0) {
         errno = EINVAL;

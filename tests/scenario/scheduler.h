@@ -115,6 +115,12 @@ public:
 
     std::uint64_t points() const { return m_points; }
 
+    /** Adds what happens here to the run's fingerprint; each choice and its time are in it already. */
+    void trace(const char *what, std::int64_t value);
+
+    /** One number for all that was traced: the same for the same run. */
+    std::uint64_t fingerprint() const { return m_fingerprint; }
+
     // --- For the interposed calls --------------------------------------------------------
 
     static bool isTask();
@@ -143,6 +149,7 @@ private:
     nanoseconds m_now{0};
     nanoseconds m_wallAtZero;
     std::uint64_t m_points = 0;
+    std::uint64_t m_fingerprint = 14695981039346656037U; // where FNV-1a begins
     bool m_inCheck = false;
     struct Done;
     std::unique_ptr<Done> m_done;

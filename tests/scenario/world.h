@@ -28,6 +28,9 @@ struct Coverage
 
     /** Gates that nothing would have opened after a clear had met a take; the host did. */
     std::uint64_t wedgedGates = 0;
+
+    /** All choices and signals of the latest run, in one number. */
+    std::uint64_t fingerprint = 0;
 };
 
 /** One class of scenarios: which of the host's liberties it takes. */
