@@ -134,14 +134,23 @@ protected:
             GTEST_SKIP() << "the sanitizer does not see what Qt's thread for look-ups does";
         }
     }
+
+    /** None where nobody has written /etc/hosts, as in a bare root folder. */
+    static QHostAddress addressOfLocalhost()
+    {
+        return QHostInfo::fromName(QStringLiteral("localhost")).addresses().value(0);
+    }
 };
 
 } // namespace
 
 TEST_F(UdpLinkLookUp, ANameIsLookedUp)
 {
+    const QHostAddress address = addressOfLocalhost();
+    if (address.isNull()) {
+        GTEST_SKIP() << "this system knows no localhost";
+    }
     QUdpSocket named;
-    const QHostAddress address = QHostInfo::fromName(QStringLiteral("localhost")).addresses().value(0);
     ASSERT_TRUE(named.bind(address, 0));
     journal.make(QStringLiteral("udp://localhost:%1").arg(named.localPort()));
     open();
@@ -152,6 +161,9 @@ TEST_F(UdpLinkLookUp, ANameIsLookedUp)
 
 TEST_F(UdpLinkLookUp, ACloseDuringALookUpIsSilentAndTheNextOneSucceeds)
 {
+    if (addressOfLocalhost().isNull()) {
+        GTEST_SKIP() << "this system knows no localhost";
+    }
     const QString url = QStringLiteral("udp://localhost:%1").arg(device.localPort());
     journal.make(url);
     journal.link->open();

@@ -21,7 +21,7 @@ endfunction()
 # configured(name libdir includedir): the folder of the files made for these.
 function(configured name libdir includedir)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${SCRATCH_DIR}/${name} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX}
-        -DCMAKE_INSTALL_PREFIX=/opt/biz -DCMAKE_INSTALL_LIBDIR=${libdir} -DCMAKE_INSTALL_INCLUDEDIR=${includedir}
+        -DCMAKE_INSTALL_PREFIX=/opt/pkg-config-test -DCMAKE_INSTALL_LIBDIR=${libdir} -DCMAKE_INSTALL_INCLUDEDIR=${includedir}
         -DBIZ_BUILD_TOOLS=OFF -DBIZ_BUILD_EXAMPLES=OFF -DBIZ_BUILD_TESTS=OFF)
 endfunction()
 
@@ -34,10 +34,10 @@ file(COPY ${SCRATCH_DIR}/relative/BIZ_Manage.pc ${SCRATCH_DIR}/relative/BIZ_Host
 expect_flags(${moved}/lib/machine/pkgconfig libdir ${moved}/lib/machine)
 expect_flags(${moved}/lib/machine/pkgconfig includedir ${moved}/include)
 
-configured(absolute /srv/biz/lib /srv/biz/include)
-expect_flags(${SCRATCH_DIR}/absolute libdir /srv/biz/lib)
-expect_flags(${SCRATCH_DIR}/absolute includedir /srv/biz/include)
+configured(absolute /srv/pkg-config-test/lib /srv/pkg-config-test/include)
+expect_flags(${SCRATCH_DIR}/absolute libdir /srv/pkg-config-test/lib)
+expect_flags(${SCRATCH_DIR}/absolute includedir /srv/pkg-config-test/include)
 
-configured(mixed /srv/biz/lib include)
-expect_flags(${SCRATCH_DIR}/mixed libdir /srv/biz/lib)
-expect_flags(${SCRATCH_DIR}/mixed includedir /opt/biz/include)
+configured(mixed /srv/pkg-config-test/lib include)
+expect_flags(${SCRATCH_DIR}/mixed libdir /srv/pkg-config-test/lib)
+expect_flags(${SCRATCH_DIR}/mixed includedir /opt/pkg-config-test/include)
