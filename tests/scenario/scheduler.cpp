@@ -20,6 +20,10 @@ namespace {
 constexpr std::chrono::seconds realTimeBound{60};
 constexpr std::chrono::seconds startOfWallClock{1704067200}; // 2024-01-01 00:00 UTC
 
+// A fingerprint is a 64-bit FNV-1a hash.
+constexpr std::uint64_t fingerprintOfNothing = 14695981039346656037U;
+constexpr std::uint64_t fingerprintPrime = 1099511628211U;
+
 Scheduler *theScheduler = nullptr;
 std::uint64_t theSeed = 0;
 
@@ -111,6 +115,7 @@ struct TaskEntry
 Scheduler::Scheduler(std::uint64_t seed)
     : m_random(seed)
     , m_wallAtZero(startOfWallClock)
+    , m_fingerprint(fingerprintOfNothing)
     , m_done(std::make_unique<Done>())
 {
     theScheduler = this;
@@ -256,7 +261,7 @@ void Scheduler::tellSeed(std::FILE *to) const
 void Scheduler::trace(const char *what, std::int64_t value)
 {
     const auto add = [this](std::uint64_t part) {
-        m_fingerprint = (m_fingerprint ^ part) * 1099511628211U;
+        m_fingerprint = (m_fingerprint ^ part) * fingerprintPrime;
     };
     for (; *what != '\0'; ++what) {
         add(static_cast<unsigned char>(*what));

@@ -149,7 +149,7 @@ private:
     nanoseconds m_now{0};
     nanoseconds m_wallAtZero;
     std::uint64_t m_points = 0;
-    std::uint64_t m_fingerprint = 14695981039346656037U; // where FNV-1a begins
+    std::uint64_t m_fingerprint;
     bool m_inCheck = false;
     struct Done;
     std::unique_ptr<Done> m_done;
