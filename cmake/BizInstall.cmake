@@ -53,7 +53,7 @@ if(BIZ_BUILD_HOST)
         EXPORT BIZ_HostTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT biz_host NAMELINK_COMPONENT biz_host_dev)
     foreach(header IN LISTS BIZ_HOST_PUBLIC_HEADERS)
-        install(FILES ${PROJECT_SOURCE_DIR}/host/${header}
+        install(FILES ${PROJECT_SOURCE_DIR}/host/include/host/${header}
             DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host/host
             COMPONENT biz_host_dev)
     endforeach()

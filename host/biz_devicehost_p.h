@@ -1,7 +1,7 @@
 #ifndef BIZ_DEVICEHOST_P_H
 #define BIZ_DEVICEHOST_P_H
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 #include <host/device_gate_p.h>
 #include <host/device_ledger_p.h>
 #include <host/device_replies_p.h>

@@ -4,7 +4,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QUdpSocket>
 
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 #include <host/osd_ledger_p.h>
 #include <host/osd_run_p.h>
 

@@ -1,7 +1,7 @@
 #ifndef BIZ_HOST_DEVICE_LEDGER_P_H
 #define BIZ_HOST_DEVICE_LEDGER_P_H
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 #include <host/device_tickets_p.h>
 #include <host/end_reasons_p.h>
 #include <host/host_signals_p.h>

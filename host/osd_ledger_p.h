@@ -7,7 +7,7 @@
 #include <QtCore/QHash>
 #include <QtNetwork/QHostAddress>
 
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 #include <host/command_history_p.h>
 #include <host/end_reasons_p.h>
 #include <host/ended_command_p.h>

@@ -25,7 +25,7 @@
 #include <QtCore/QUrl>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 
 namespace {
 

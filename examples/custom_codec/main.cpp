@@ -6,7 +6,7 @@
 #include <QtCore/QDebug>
 #include <QtCore/QUrl>
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 #include <host/device_link.h>
 
 #include "line_codec.h"

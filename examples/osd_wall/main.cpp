@@ -7,7 +7,7 @@
 #include <QtCore/QTextStream>
 #include <QtNetwork/QHostAddress>
 
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 
 using namespace biz::host;
 

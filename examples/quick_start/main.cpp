@@ -1,5 +1,5 @@
 #include <QtCore/QCoreApplication>
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 using namespace biz::host;
 
 int main(int argc, char *argv[])

@@ -3,7 +3,7 @@
 
 #include <QtWidgets/QWidget>
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 
 class QLabel;
 class QLineEdit;

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <host/biz_devicehost.h>
-#include <host/biz_osdhost.h>
+#include <host/device_host.h>
+#include <host/osd_host.h>
 #include <host/command_result.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>

@@ -7,7 +7,7 @@
 
 #include <QtCore/QObject>
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 
 namespace biz::test {
 

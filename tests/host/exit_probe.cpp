@@ -6,8 +6,8 @@
 #include <QtCore/QTimer>
 
 #include "fake_link.h"
-#include <host/biz_devicehost.h>
-#include <host/biz_osdhost.h>
+#include <host/device_host.h>
+#include <host/osd_host.h>
 
 using namespace biz::test;
 

@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "wait_for.h"
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 #include <host/frame_codec.h>
 
 QT_BEGIN_NAMESPACE

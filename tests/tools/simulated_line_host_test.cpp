@@ -4,7 +4,7 @@
 
 #include <QtCore/QTemporaryDir>
 
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 #include <tools/running_simulator.h>
 
 // The kit's host against the built simulator, whose line harms replies: every command ends once,

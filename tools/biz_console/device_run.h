@@ -7,7 +7,7 @@
 
 #include <biz_console/session.h>
 #include <biz_console/session_run.h>
-#include <host/biz_devicehost.h>
+#include <host/device_host.h>
 
 namespace biz::console {
 

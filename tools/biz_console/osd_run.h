@@ -7,7 +7,7 @@
 #include <biz_console/osd_table.h>
 #include <biz_console/session.h>
 #include <biz_console/session_run.h>
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 
 namespace biz::console {
 

@@ -4,7 +4,7 @@
 
 #include <QtNetwork/QHostAddress>
 
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 #include <host/frame_codec.h>
 
 namespace biz::console {

@@ -9,7 +9,7 @@
 #include <biz_cmdswork/reply_rules_p.h>
 #include <biz_simulator/fault_plan.h>
 #include <biz_simulator/listen_address.h>
-#include <host/biz_osdhost.h>
+#include <host/osd_host.h>
 
 namespace biz::simulator {
 

@@ -1,5 +1,5 @@
-#include <host/biz_devicehost.h>
-#include <host/biz_osdhost.h>
+#include <host/device_host.h>
+#include <host/osd_host.h>
 #include <host/reply_words.h>
 
 #include <QtCore/QCoreApplication>

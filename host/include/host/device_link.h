@@ -7,7 +7,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QUrl>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 
 namespace biz::host {
 

@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 #include <host/command_result.h>
 #include <host/reply_matcher.h>
 

@@ -5,7 +5,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 #include <model/model_protocoldata.h>
 
 /** The reply rules in words for people; the rules themselves are the library's. */

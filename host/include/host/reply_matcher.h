@@ -1,7 +1,7 @@
 #ifndef BIZ_HOST_REPLY_MATCHER_H
 #define BIZ_HOST_REPLY_MATCHER_H
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 #include <model/model_osdparam.h>
 #include <model/model_protocoldata.h>
 

@@ -5,7 +5,7 @@
 
 #include <QtCore/QObject>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 #include <host/command_result.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>

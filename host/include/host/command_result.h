@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 #include <model/model_osdparam.h>
 #include <model/model_protocoldata.h>
 

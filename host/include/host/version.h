@@ -3,7 +3,7 @@
 
 #include <QtCore/QString>
 
-#include <host/biz_host_export.h>
+#include <host/host_export.h>
 
 namespace biz::host {
 
