@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <host/frame_codec.h>
-#include <host/running_crc_p.h>
+#include <wire/running_crc_p.h>
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include <host/frame_bytes_p.h>
-#include <host/running_crc_p.h>
+#include <wire/frame_bytes_p.h>
+#include <wire/running_crc_p.h>
 
 namespace biz::host {
 

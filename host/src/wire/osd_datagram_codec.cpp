@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include <host/frame_bytes_p.h>
+#include <wire/frame_bytes_p.h>
 #include <host/frame_codec.h>
 
 namespace biz::host {
