@@ -1,8 +1,8 @@
 #include <host/device_link.h>
 
-#include <host/serial_link_p.h>
-#include <host/tcp_link_p.h>
-#include <host/udp_link_p.h>
+#include <link/serial_link_p.h>
+#include <link/tcp_link_p.h>
+#include <link/udp_link_p.h>
 
 namespace biz::host {
 

@@ -1,4 +1,4 @@
-#include <host/serial_settings_p.h>
+#include <link/serial_settings_p.h>
 
 #include <QtCore/QStringList>
 #include <QtCore/QUrlQuery>

@@ -1,4 +1,4 @@
-#include <host/serial_link_p.h>
+#include <link/serial_link_p.h>
 
 namespace biz::host {
 

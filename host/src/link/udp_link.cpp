@@ -1,4 +1,4 @@
-#include <host/udp_link_p.h>
+#include <link/udp_link_p.h>
 
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QNetworkProxy>

@@ -1,4 +1,4 @@
-#include <host/tcp_link_p.h>
+#include <link/tcp_link_p.h>
 
 #include <QtNetwork/QNetworkProxy>
 

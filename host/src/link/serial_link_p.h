@@ -4,7 +4,7 @@
 #include <QtCore/QTimer>
 
 #include <host/device_link.h>
-#include <host/serial_settings_p.h>
+#include <link/serial_settings_p.h>
 
 namespace biz::host {
 
