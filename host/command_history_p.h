@@ -2,7 +2,7 @@
 #define BIZ_HOST_COMMAND_HISTORY_P_H
 
 #include <host/command_result.h>
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 

@@ -4,7 +4,7 @@
 #include <host/device_host.h>
 #include <host/device_tickets_p.h>
 #include <host/end_reasons_p.h>
-#include <host/host_signals_p.h>
+#include <loops/host_signals_p.h>
 #include <host/statistics_p.h>
 
 namespace biz::host {

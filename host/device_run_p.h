@@ -5,7 +5,7 @@
 #include <memory>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <host/channel_run_p.h>
+#include <loops/channel_run_p.h>
 
 namespace biz::host {
 

@@ -6,7 +6,7 @@
 
 #include <host/command_history_p.h>
 #include <host/ended_command_p.h>
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 #include <host/ticket_book_p.h>
 
 namespace biz::host {

@@ -2,7 +2,7 @@
 #define BIZ_HOST_ENDED_COMMAND_P_H
 
 #include <host/counters_p.h>
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 

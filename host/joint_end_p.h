@@ -6,7 +6,7 @@
 #include <utility>
 
 #include <host/command_result.h>
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 

@@ -11,7 +11,7 @@
 #include <host/command_history_p.h>
 #include <host/end_reasons_p.h>
 #include <host/ended_command_p.h>
-#include <host/host_signals_p.h>
+#include <loops/host_signals_p.h>
 #include <host/statistics_p.h>
 #include <host/ticket_book_p.h>
 

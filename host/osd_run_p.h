@@ -2,7 +2,7 @@
 #define BIZ_HOST_OSD_RUN_P_H
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
-#include <host/channel_run_p.h>
+#include <loops/channel_run_p.h>
 
 namespace biz::host {
 

@@ -6,7 +6,7 @@
 
 #include <QtCore/QTimer>
 
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 

@@ -9,11 +9,11 @@
 #include <gtest/gtest.h>
 
 #include "wait_for.h"
-#include <host/channel_claim_p.h>
-#include <host/host_threads_p.h>
+#include <loops/channel_claim_p.h>
+#include <loops/host_threads_p.h>
 #include <host/round_trips_p.h>
-#include <host/signal_outbox_p.h>
-#include <host/thread_inbox_p.h>
+#include <loops/signal_outbox_p.h>
+#include <loops/thread_inbox_p.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -9,10 +9,10 @@
 
 #include <QtCore/QString>
 
-#include <host/channel_claim_p.h>
-#include <host/host_threads_p.h>
-#include <host/retirement_p.h>
-#include <host/thread_inbox_p.h>
+#include <loops/channel_claim_p.h>
+#include <loops/host_threads_p.h>
+#include <loops/retirement_p.h>
+#include <loops/thread_inbox_p.h>
 
 namespace biz::host {
 

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-#include <host/signal_outbox_p.h>
+#include <loops/signal_outbox_p.h>
 
 namespace biz::host {
 

@@ -7,9 +7,9 @@
 
 #include <QtCore/QObject>
 
-#include <host/channel_claim_p.h>
-#include <host/host_clock_p.h>
-#include <host/host_threads_p.h>
+#include <loops/channel_claim_p.h>
+#include <loops/host_clock_p.h>
+#include <loops/host_threads_p.h>
 
 namespace biz::host {
 

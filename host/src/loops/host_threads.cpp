@@ -1,4 +1,4 @@
-#include <host/host_threads_p.h>
+#include <loops/host_threads_p.h>
 
 #include <algorithm>
 

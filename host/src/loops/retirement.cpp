@@ -1,4 +1,4 @@
-#include <host/retirement_p.h>
+#include <loops/retirement_p.h>
 
 #include <algorithm>
 #include <mutex>

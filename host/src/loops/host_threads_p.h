@@ -9,7 +9,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QThread>
 
-#include <host/host_clock_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 
