@@ -3,9 +3,9 @@
 
 #include <host/device_host.h>
 #include <host/device_tickets_p.h>
-#include <host/end_reasons_p.h>
+#include <commands/end_reasons_p.h>
 #include <loops/host_signals_p.h>
-#include <host/statistics_p.h>
+#include <commands/statistics_p.h>
 
 namespace biz::host {
 

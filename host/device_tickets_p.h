@@ -4,10 +4,10 @@
 #include <array>
 #include <vector>
 
-#include <host/command_history_p.h>
-#include <host/ended_command_p.h>
+#include <commands/command_history_p.h>
+#include <commands/ended_command_p.h>
 #include <loops/host_clock_p.h>
-#include <host/ticket_book_p.h>
+#include <commands/ticket_book_p.h>
 
 namespace biz::host {
 

@@ -1,6 +1,6 @@
 #include <host/osd_ledger_p.h>
 
-#include <host/joint_end_p.h>
+#include <commands/joint_end_p.h>
 
 namespace biz::host {
 

@@ -8,12 +8,12 @@
 #include <QtNetwork/QHostAddress>
 
 #include <host/osd_host.h>
-#include <host/command_history_p.h>
-#include <host/end_reasons_p.h>
-#include <host/ended_command_p.h>
+#include <commands/command_history_p.h>
+#include <commands/end_reasons_p.h>
+#include <commands/ended_command_p.h>
 #include <loops/host_signals_p.h>
-#include <host/statistics_p.h>
-#include <host/ticket_book_p.h>
+#include <commands/statistics_p.h>
+#include <commands/ticket_book_p.h>
 
 namespace biz::host {
 

@@ -11,7 +11,7 @@
 #include "wait_for.h"
 #include <loops/channel_claim_p.h>
 #include <loops/host_threads_p.h>
-#include <host/round_trips_p.h>
+#include <commands/round_trips_p.h>
 #include <loops/signal_outbox_p.h>
 #include <loops/thread_inbox_p.h>
 

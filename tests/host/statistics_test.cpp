@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <host/command_history_p.h>
-#include <host/statistics_p.h>
+#include <commands/command_history_p.h>
+#include <commands/statistics_p.h>
 
 using namespace biz::host;
 

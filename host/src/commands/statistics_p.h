@@ -5,8 +5,8 @@
 
 #include <QtCore/QDateTime>
 
-#include <host/counters_p.h>
-#include <host/round_trips_p.h>
+#include <commands/counters_p.h>
+#include <commands/round_trips_p.h>
 
 namespace biz::host {
 

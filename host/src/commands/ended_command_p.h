@@ -1,7 +1,7 @@
 #ifndef BIZ_HOST_ENDED_COMMAND_P_H
 #define BIZ_HOST_ENDED_COMMAND_P_H
 
-#include <host/counters_p.h>
+#include <commands/counters_p.h>
 #include <loops/host_clock_p.h>
 
 namespace biz::host {
