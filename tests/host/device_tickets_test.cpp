@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/device_tickets_p.h>
+#include <device/device_tickets_p.h>
 
 using namespace biz::host;
 

@@ -2,11 +2,11 @@
 #define BIZ_DEVICEHOST_P_H
 
 #include <host/device_host.h>
-#include <host/device_gate_p.h>
-#include <host/device_ledger_p.h>
-#include <host/device_replies_p.h>
-#include <host/device_run_p.h>
-#include <host/device_watch_p.h>
+#include <device/device_gate_p.h>
+#include <device/device_ledger_p.h>
+#include <device/device_replies_p.h>
+#include <device/device_run_p.h>
+#include <device/device_watch_p.h>
 
 /**
  * What happens between the application, the channel and the link: life cycle and commands in

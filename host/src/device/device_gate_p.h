@@ -1,9 +1,9 @@
 #ifndef BIZ_HOST_DEVICE_GATE_P_H
 #define BIZ_HOST_DEVICE_GATE_P_H
 
-#include <host/device_run_p.h>
-#include <host/device_tickets_p.h>
-#include <host/quiet_time_p.h>
+#include <device/device_run_p.h>
+#include <device/device_tickets_p.h>
+#include <device/quiet_time_p.h>
 
 namespace biz::host {
 

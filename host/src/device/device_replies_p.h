@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include <host/device_ledger_p.h>
+#include <device/device_ledger_p.h>
 #include <host/reply_matcher.h>
 #include <host/reply_words.h>
 

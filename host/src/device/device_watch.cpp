@@ -1,8 +1,8 @@
-#include <host/device_watch_p.h>
+#include <device/device_watch_p.h>
 
 #include <algorithm>
 
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 namespace biz::host {
 

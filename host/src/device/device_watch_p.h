@@ -5,7 +5,7 @@
 
 #include <QtCore/QTimer>
 
-#include <host/device_ledger_p.h>
+#include <device/device_ledger_p.h>
 
 namespace biz::host {
 

@@ -1,10 +1,10 @@
-#include <host/device_replies_p.h>
+#include <device/device_replies_p.h>
 
 #include <algorithm>
 
 #include <biz_cmdswork/reply_rules_p.h>
 #include <biz_cmdswork/reply_view_p.h>
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 namespace biz::host {
 

@@ -1,4 +1,4 @@
-#include <host/device_tickets_p.h>
+#include <device/device_tickets_p.h>
 
 namespace biz::host {
 

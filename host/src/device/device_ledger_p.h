@@ -2,7 +2,7 @@
 #define BIZ_HOST_DEVICE_LEDGER_P_H
 
 #include <host/device_host.h>
-#include <host/device_tickets_p.h>
+#include <device/device_tickets_p.h>
 #include <commands/end_reasons_p.h>
 #include <loops/host_signals_p.h>
 #include <commands/statistics_p.h>

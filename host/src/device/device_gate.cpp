@@ -1,6 +1,6 @@
-#include <host/device_gate_p.h>
+#include <device/device_gate_p.h>
 
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 namespace biz::host {
 

@@ -1,9 +1,9 @@
-#include <host/device_run_p.h>
+#include <device/device_run_p.h>
 
 #include <algorithm>
 #include <thread>
 
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 namespace biz::host {
 

@@ -1,4 +1,4 @@
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 #include <algorithm>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include <host/biz_devicehost_p.h>
+#include <device/device_host_p.h>
 
 using namespace biz::host;
 

@@ -1,6 +1,6 @@
-#include <host/biz_devicehost_p.h>
+#include <device/device_host_p.h>
 
-#include <host/device_channel_p.h>
+#include <device/device_channel_p.h>
 
 using namespace biz::host;
 

@@ -1,4 +1,4 @@
-#include <host/device_ledger_p.h>
+#include <device/device_ledger_p.h>
 
 #include <commands/joint_end_p.h>
 
