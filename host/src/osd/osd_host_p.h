@@ -5,8 +5,8 @@
 #include <QtNetwork/QUdpSocket>
 
 #include <host/osd_host.h>
-#include <host/osd_ledger_p.h>
-#include <host/osd_run_p.h>
+#include <osd/osd_ledger_p.h>
+#include <osd/osd_run_p.h>
 
 /**
  * What happens between the application, the channel and the devices: life cycle and commands

@@ -1,9 +1,9 @@
-#include <host/biz_osdhost_p.h>
+#include <osd/osd_host_p.h>
 
 #include <QtNetwork/QNetworkDatagram>
 
 #include <host/frame_codec.h>
-#include <host/osd_channel_p.h>
+#include <osd/osd_channel_p.h>
 
 using namespace biz::host;
 

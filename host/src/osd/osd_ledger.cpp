@@ -1,4 +1,4 @@
-#include <host/osd_ledger_p.h>
+#include <osd/osd_ledger_p.h>
 
 #include <commands/joint_end_p.h>
 

@@ -1,4 +1,4 @@
-#include <host/biz_osdhost_p.h>
+#include <osd/osd_host_p.h>
 
 using namespace biz::host;
 

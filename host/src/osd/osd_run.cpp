@@ -1,6 +1,6 @@
-#include <host/osd_run_p.h>
+#include <osd/osd_run_p.h>
 
-#include <host/osd_channel_p.h>
+#include <osd/osd_channel_p.h>
 
 namespace biz::host {
 

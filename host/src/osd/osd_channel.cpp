@@ -1,4 +1,4 @@
-#include <host/osd_channel_p.h>
+#include <osd/osd_channel_p.h>
 
 #include <mutex>
 
