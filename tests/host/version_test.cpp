@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <host/version.h>
-#include <host/version_in_file_name_p.h>
+#include <version/version_in_file_name_p.h>
 
 using namespace biz::host;
 

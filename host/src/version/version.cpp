@@ -6,7 +6,7 @@
 #include <QtCore/QFileInfo>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <host/version_in_file_name_p.h>
+#include <version/version_in_file_name_p.h>
 
 namespace biz::host {
 
