@@ -5,10 +5,11 @@
 
 #include <QtCore/QObject>
 
-#include <host/host_export.h>
 #include <host/command_result.h>
+#include <host/counters.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
+#include <host/host_export.h>
 #include <host/reply_matcher.h>
 
 /**

@@ -14,8 +14,9 @@ namespace biz::host {
 /**
  * The bytes' way to one device and back; an application brings its own by deriving.
  *
- * A link lives on its host's thread and is owned by it. It never blocks: open() returns at
- * once and opened() or closed() follows. It does not reconnect by itself.
+ * A link lives on its host's thread and is owned by the host. It never blocks: open() returns at
+ * once, and opened() or closed() follows. It does not reconnect by itself: its host opens it again.
+ * Its signals may be emitted inside of its own calls. A write() that throws counts as one that failed.
  */
 class BIZ_HOST_EXPORT DeviceLink : public QObject
 {
@@ -33,8 +34,23 @@ public:
 
     virtual bool isOpen() const = 0;
 
-    /** Hands bytes over for sending; false when the link is not open. */
+    /** Hands one frame over for sending; false when the link is not open. */
     virtual bool write(const QByteArray &bytes) = 0;
+
+    /** Whether the next frame would be taken now; writable() follows a false. True while open, by default. */
+    virtual bool canWrite() const;
+
+    /** Bytes of written frames that have not left this machine, or were not acknowledged; 0 by default. */
+    virtual qint64 bytesHeld() const;
+
+    /**
+     * Throws held bytes away, so that a command that has ended cannot reach the device. A link that can
+     * do so only by ending its connection ends it and emits closed(). Does nothing by default.
+     */
+    virtual void discard();
+
+    /** Whether one write() arrives as one received(), as datagrams do; false by default. */
+    virtual bool keepsMessageBoundaries() const;
 
     /** The link's name for people, such as "tcp://127.0.0.1:15700". */
     virtual QString name() const = 0;
@@ -44,6 +60,8 @@ Q_SIGNALS:
     /** The link could not be opened, or was closed by the other side; `reason` says why. */
     void closed(const QString &reason);
     void received(const QByteArray &bytes);
+    /** canWrite() has become true again. */
+    void writable();
 };
 
 /** The ports on which simulated devices answer over TCP and UDP unless told otherwise. */
@@ -54,9 +72,9 @@ constexpr int defaultUdpPort = 15700;
  * The link that a URL names: tcp://HOST[:PORT], udp://HOST[:PORT], or
  * serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none], whose parameters
  * are optional and stand here with what they are by default. Null when the URL names none;
- * `error` then says what was wrong and what was expected.
+ * `error`, where given, then says what was wrong and what was expected.
  */
-BIZ_HOST_EXPORT std::unique_ptr<DeviceLink> makeLink(const QUrl &url, QString *error);
+[[nodiscard]] BIZ_HOST_EXPORT std::unique_ptr<DeviceLink> makeLink(const QUrl &url, QString *error = nullptr);
 
 } // namespace biz::host
 

@@ -7,8 +7,9 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <host/host_export.h>
 #include <host/command_result.h>
+#include <host/counters.h>
+#include <host/host_export.h>
 #include <host/reply_matcher.h>
 
 /**

@@ -1,7 +1,8 @@
 #ifndef BIZ_HOST_COUNTERS_P_H
 #define BIZ_HOST_COUNTERS_P_H
 
-#include <host/command_result.h>
+#include <host/counters.h>
+#include <host/vocabulary.h>
 
 namespace biz::host {
 
@@ -19,12 +20,22 @@ inline Counter counterOf(Outcome outcome)
         return &Counters::cleared;
     case Outcome::Skipped:
         return &Counters::skipped;
+    case Outcome::Stopped:
+        return &Counters::stopped;
     case Outcome::Released:
         return &Counters::released;
-    case Outcome::Stopped:
-        break;
+    case Outcome::Expired:
+        return &Counters::expired;
+    case Outcome::Superseded:
+        return &Counters::superseded;
+    case Outcome::Cancelled:
+        return &Counters::cancelled;
+    case Outcome::Unreachable:
+        return &Counters::unreachable;
+    case Outcome::Interrupted:
+        return &Counters::interrupted;
     }
-    return &Counters::stopped;
+    Q_UNREACHABLE();
 }
 
 } // namespace biz::host

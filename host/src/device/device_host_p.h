@@ -1,12 +1,12 @@
 #ifndef BIZ_DEVICEHOST_P_H
 #define BIZ_DEVICEHOST_P_H
 
-#include <host/device_host.h>
 #include <device/device_gate_p.h>
 #include <device/device_ledger_p.h>
 #include <device/device_replies_p.h>
 #include <device/device_run_p.h>
 #include <device/device_watch_p.h>
+#include <host/device_host.h>
 
 /**
  * What happens between the application, the channel and the link: life cycle and commands in

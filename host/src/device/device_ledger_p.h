@@ -1,11 +1,11 @@
 #ifndef BIZ_HOST_DEVICE_LEDGER_P_H
 #define BIZ_HOST_DEVICE_LEDGER_P_H
 
-#include <host/device_host.h>
-#include <device/device_tickets_p.h>
 #include <commands/end_reasons_p.h>
-#include <loops/host_signals_p.h>
 #include <commands/statistics_p.h>
+#include <device/device_tickets_p.h>
+#include <host/device_host.h>
+#include <loops/host_signals_p.h>
 
 namespace biz::host {
 

@@ -6,8 +6,8 @@
 
 #include <commands/command_history_p.h>
 #include <commands/ended_command_p.h>
-#include <loops/host_clock_p.h>
 #include <commands/ticket_book_p.h>
+#include <loops/host_clock_p.h>
 
 namespace biz::host {
 

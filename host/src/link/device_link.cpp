@@ -118,6 +118,13 @@ std::unique_ptr<DeviceLink> makeOfScheme(const QUrl &url, QString *problem)
     return nullptr;
 }
 
+void explain(QString *error, const QString &text)
+{
+    if (error != nullptr) {
+        *error = text;
+    }
+}
+
 } // namespace
 
 DeviceLink::DeviceLink(QObject *parent)
@@ -127,16 +134,33 @@ DeviceLink::DeviceLink(QObject *parent)
 
 DeviceLink::~DeviceLink() = default;
 
+bool DeviceLink::canWrite() const
+{
+    return isOpen();
+}
+
+qint64 DeviceLink::bytesHeld() const
+{
+    return 0;
+}
+
+void DeviceLink::discard() {}
+
+bool DeviceLink::keepsMessageBoundaries() const
+{
+    return false;
+}
+
 std::unique_ptr<DeviceLink> makeLink(const QUrl &url, QString *error)
 {
     QString problem = problemOf(url);
     if (!problem.isEmpty()) {
-        *error = problem + expectedOf(url);
+        explain(error, problem + expectedOf(url));
         return nullptr;
     }
     std::unique_ptr<DeviceLink> link = makeOfScheme(url, &problem);
     if (!link) {
-        *error = quoted(url.toDisplayString()) + problem + expectedOf(url);
+        explain(error, quoted(url.toDisplayString()) + problem + expectedOf(url));
     }
     return link;
 }

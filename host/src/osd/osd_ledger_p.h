@@ -7,13 +7,13 @@
 #include <QtCore/QHash>
 #include <QtNetwork/QHostAddress>
 
-#include <host/osd_host.h>
 #include <commands/command_history_p.h>
 #include <commands/end_reasons_p.h>
 #include <commands/ended_command_p.h>
-#include <loops/host_signals_p.h>
 #include <commands/statistics_p.h>
 #include <commands/ticket_book_p.h>
+#include <host/osd_host.h>
+#include <loops/host_signals_p.h>
 
 namespace biz::host {
 

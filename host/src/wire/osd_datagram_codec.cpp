@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include <wire/frame_bytes_p.h>
 #include <host/frame_codec.h>
+#include <wire/frame_bytes_p.h>
 
 namespace biz::host {
 

@@ -1,0 +1,57 @@
+#ifndef BIZ_HOST_COUNTERS_H
+#define BIZ_HOST_COUNTERS_H
+
+#include <QtCore/QMap>
+#include <QtCore/QString>
+
+#include <host/host_export.h>
+
+namespace biz::host {
+
+/** The rules that are counted one by one; what breaks further ones is counted together. */
+constexpr int maxRejectedRules = 64;
+
+/** Totals since the host was made: a plain copy of one moment. */
+struct Counters
+{
+    quint64 enqueued = 0;
+    quint64 sent = 0;   ///< first copies that were written
+    quint64 resent = 0; ///< second copies that were written
+
+    // One for each Outcome; `enqueued` is their sum and the number of commands that have not ended.
+    quint64 answered = 0;
+    quint64 gaveUp = 0;
+    quint64 cleared = 0;
+    quint64 skipped = 0;
+    quint64 stopped = 0;
+    quint64 released = 0;
+    quint64 expired = 0;
+    quint64 superseded = 0;
+    quint64 cancelled = 0;
+    quint64 unreachable = 0;
+    quint64 interrupted = 0;
+
+    quint64 rejected = 0;      ///< replies to a command in flight that broke their rule
+    quint64 late = 0;          ///< replies to a command that had ended without one
+    quint64 duplicate = 0;     ///< replies to a command that had been answered
+    quint64 foreign = 0;       ///< replies to no command of this host, or of an unknown sender
+    quint64 dropped = 0;       ///< replies that the channel's receive loop had no time for
+    quint64 refusedBytes = 0;  ///< received bytes that belonged to no valid frame
+    quint64 refusedFrames = 0; ///< things that the decoder refused
+    quint64 bytesOut = 0;
+    quint64 bytesIn = 0;
+    QMap<QString, quint64> rejectedByRule; ///< by code and rule: "F1/08: index at most 15..."
+    int queueLength = 0;                   ///< commands that wait now
+    int queueLengthMax = 0;                ///< the most that ever waited
+    qint64 lastSeenUtcMs = 0;              ///< when last heard of, in ms since 1970; 0: never
+
+    // Negative before the first answer. Median and p99 are within 2.2 %, the others exact.
+    double roundTripMinMs = -1.0;
+    double roundTripMedianMs = -1.0;
+    double roundTripP99Ms = -1.0;
+    double roundTripMaxMs = -1.0;
+};
+
+} // namespace biz::host
+
+#endif
