@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include <gtest/gtest.h>
 
 #include "wait_for.h"
+#include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
-#include <host/frame_codec.h>
 
 QT_BEGIN_NAMESPACE
 inline void PrintTo(const QString &text, std::ostream *out)

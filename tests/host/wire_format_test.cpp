@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 #include <host/reply_words.h>
 
 namespace {

@@ -12,6 +12,7 @@
 #include <QtNetwork/QUdpSocket>
 
 #include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 #include <tools/link_client.h>
 #include <tools/running_simulator.h>
 

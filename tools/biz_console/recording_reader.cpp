@@ -8,7 +8,7 @@
 #include <biz_console/input_file.h>
 #include <biz_console/recorder.h>
 #include <biz_console/session_run.h>
-#include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 
 namespace biz::console {
 

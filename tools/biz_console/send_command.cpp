@@ -12,6 +12,7 @@
 #include <biz_console/send_printer.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 
 namespace biz::console {
 

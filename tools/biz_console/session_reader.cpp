@@ -4,8 +4,9 @@
 
 #include <QtNetwork/QHostAddress>
 
-#include <host/osd_host.h>
 #include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
+#include <host/osd_host.h>
 
 namespace biz::console {
 

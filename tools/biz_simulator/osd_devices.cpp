@@ -4,7 +4,7 @@
 #include <QtNetwork/QNetworkDatagram>
 
 #include <biz_simulator/wire_faults.h>
-#include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 
 namespace biz::simulator {
 

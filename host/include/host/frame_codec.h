@@ -8,7 +8,6 @@
 #include <QtCore/QVector>
 
 #include <host/host_export.h>
-#include <model/model_osdparam.h>
 #include <model/model_protocoldata.h>
 
 namespace biz::host {
@@ -79,23 +78,6 @@ public:
 private:
     class Private;
     std::unique_ptr<Private> d;
-};
-
-/**
- * The demonstration datagram of the OSD channel: A5 0D, the eleven head bytes, the flag,
- * payload length, payload and CRC as in the frame. One datagram holds one record.
- */
-class BIZ_HOST_EXPORT OsdDatagramCodec
-{
-public:
-    /** What fits into one UDP datagram beside the frame around it. */
-    static constexpr int maxPayload = 65000;
-
-    /** The datagram of a record; empty when its payload does not fit. */
-    static QByteArray encode(const model_OsdParam &record);
-
-    /** Fills head, flag and payload of `record`; false leaves it alone, `reason` says why. */
-    static bool decode(const QByteArray &datagram, model_OsdParam *record, QString *reason);
 };
 
 } // namespace biz::host

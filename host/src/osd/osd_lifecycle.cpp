@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <host/frame_codec.h>
+#include <host/osd_datagram_codec.h>
 #include <osd/osd_channel_p.h>
 
 using namespace biz::host;

@@ -1,7 +1,8 @@
+#include <host/osd_datagram_codec.h>
+
 #include <algorithm>
 #include <iterator>
 
-#include <host/frame_codec.h>
 #include <wire/frame_bytes_p.h>
 
 namespace biz::host {
