@@ -194,6 +194,7 @@ static_assert(sizeof(OsdReplyMatcher) == sizeof(void *), "a matcher of an applic
 static_assert(sizeof(biz_DeviceHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
 static_assert(sizeof(biz_OsdHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
 static_assert(sizeof(DemoFrameCodec) == 2 * sizeof(void *), "an application makes it by value");
+static_assert(sizeof(DemoDatagramCodec) == sizeof(void *), "an application makes it by value");
 
 /** The place of a virtual function in its table, as this platform's compilers keep it in a pointer to it. */
 template<typename Function>
@@ -219,8 +220,10 @@ TEST(HostInterface, FunctionsOfACodecKeepTheirPlaces)
 {
     // Behind the two destructors.
     EXPECT_EQ(placeOf(&FrameCodec::encode), 2);
-    EXPECT_EQ(placeOf(&FrameCodec::decode), 3);
-    EXPECT_EQ(placeOf(&FrameCodec::reset), 4);
+    EXPECT_EQ(placeOf(&FrameCodec::canEncode), 3);
+    EXPECT_EQ(placeOf(&FrameCodec::decode), 4);
+    EXPECT_EQ(placeOf(&FrameCodec::reset), 5);
+    EXPECT_EQ(placeOf(&FrameCodec::preamble), 6);
 }
 
 TEST(HostInterface, FunctionsOfAMatcherKeepTheirPlaces)

@@ -1,6 +1,7 @@
 #include "fuzz_target.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
@@ -10,7 +11,7 @@ namespace {
 using namespace biz::host;
 using biz::fuzz::require;
 
-constexpr int frameOverhead = 13; // start, head, length, CRC
+constexpr int longestStretch = 65803; // between two delimiters
 
 bool same(const model_Protocoldata &left, const model_Protocoldata &right)
 {
@@ -18,67 +19,92 @@ bool same(const model_Protocoldata &left, const model_Protocoldata &right)
            left.baData == right.baData;
 }
 
-struct Outcome
+bool same(const Refusal &left, const Refusal &right)
 {
-    QVector<model_Protocoldata> records;
-    int refused = 0;
-    int held = 0;
-};
-
-void add(Outcome &outcome, const Decoded &decoded)
-{
-    outcome.records += decoded.records;
-    for (const Refusal &refusal : decoded.refusals) {
-        require(refusal.bytes >= 0 && !refusal.reason.isEmpty(), "a refusal says what and why");
-        outcome.refused += refusal.bytes;
-    }
+    return left.bytes == right.bytes && left.reason == right.reason;
 }
 
-/** In parts of `part` bytes; 0: in one piece. */
-Outcome decode(const QByteArray &bytes, int part)
+template<typename Item>
+bool same(const QVector<Item> &left, const QVector<Item> &right)
+{
+    return std::equal(left.cbegin(), left.cend(), right.cbegin(), right.cend(),
+                      [](const Item &one, const Item &other) { return same(one, other); });
+}
+
+/** In parts of `part` bytes. */
+Decoded decode(const QByteArray &bytes, int part)
 {
     DemoFrameCodec codec;
-    Outcome outcome;
-    for (int at = 0; at < bytes.size(); at += part == 0 ? bytes.size() : part) {
-        add(outcome, codec.decode(part == 0 ? bytes : bytes.mid(at, part)));
-        require(codec.heldBytes() < frameOverhead + DemoFrameCodec::maxPayload, "less than one frame is held");
+    Decoded all;
+    for (int at = 0; at < bytes.size(); at += part) {
+        const Decoded decoded = codec.decode(bytes.mid(at, part));
+        all.records += decoded.records;
+        all.refusals += decoded.refusals;
+        require(codec.heldBytes() <= longestStretch, "one longest frame at most is held");
     }
-    outcome.held = codec.heldBytes();
     codec.reset();
     require(codec.heldBytes() == 0, "a reset forgets everything");
-    return outcome;
+    return all;
 }
 
-void checkFrames(const QByteArray &bytes, int part)
+/** How many stretches that are not empty a delimiter ends. */
+int endedStretches(const QByteArray &bytes)
 {
-    const Outcome whole = decode(bytes, 0);
-    const Outcome parts = decode(bytes, part);
-    require(whole.records.size() == parts.records.size(), "the number of records does not depend on the split");
-    require(std::equal(whole.records.begin(), whole.records.end(), parts.records.begin(), same),
-            "the records do not depend on the split");
-
-    int accounted = whole.refused + whole.held;
-    int from = 0;
-    for (const model_Protocoldata &record : whole.records) {
-        const QByteArray frame = DemoFrameCodec().encode(record);
-        if (!frame.isEmpty()) {
-            const int at = bytes.indexOf(frame, from);
-            require(at >= 0, "a record was in the bytes, behind the one before");
-            from = at + frame.size();
-        }
-        accounted += frameOverhead + record.baData.size();
+    int stretches = 0;
+    for (int at = 1; at < bytes.size(); ++at) {
+        stretches += bytes[at] == '\0' && bytes[at - 1] != '\0' ? 1 : 0;
     }
-    require(accounted == bytes.size(), "every byte is in a record, refused or held");
+    return stretches;
+}
+
+void checkStream(const QByteArray &bytes, int part)
+{
+    const Decoded whole = decode(bytes, std::max(1, bytes.size()));
+    const Decoded parts = decode(bytes, part);
+    require(same(whole.records, parts.records), "the records do not depend on the split");
+    require(same(whole.refusals, parts.refusals), "the refusals do not depend on the split");
+    for (const Refusal &refusal : whole.refusals) {
+        require(refusal.bytes > 0 && !refusal.reason.isEmpty(), "a refusal says what and why");
+    }
+    if (bytes.size() <= longestStretch) {
+        require(whole.records.size() + whole.refusals.size() == endedStretches(bytes),
+                "each stretch is one record or one refusal");
+    }
+    for (const model_Protocoldata &record : whole.records) {
+        const Decoded again = DemoFrameCodec().decode(DemoFrameCodec().encode(record));
+        require(same(again.records, {record}), "a record that was received can be sent");
+    }
+}
+
+/** The bytes as a payload, which must come back from every format. */
+void checkPayload(const QByteArray &payload)
+{
+    model_Protocoldata record;
+    record.baData = payload;
+    const QByteArray frame = DemoFrameCodec().encode(record);
+    require(frame.indexOf('\0') == frame.size() - 1, "the delimiter is the only zero");
+    require(same(DemoFrameCodec().decode(frame).records, {record}), "a frame is read as what it was made of");
+    const QByteArray datagram = DemoDatagramCodec().encode(record);
+    require(same(DemoDatagramCodec().decode(datagram).records, {record}), "a datagram is read as what it was made of");
 }
 
 void checkDatagram(const QByteArray &datagram)
+{
+    const Decoded decoded = DemoDatagramCodec().decode(datagram);
+    require(decoded.records.size() + decoded.refusals.size() == 1, "a datagram is one record or one refusal");
+    for (const model_Protocoldata &record : decoded.records) {
+        require(DemoDatagramCodec().encode(record) == datagram, "a datagram can be made again from its record");
+    }
+}
+
+void checkOsdDatagram(const QByteArray &datagram)
 {
     model_OsdParam record;
     record.ucOsdFlag = 0x5A;
     record.baData = "untouched";
     QString reason;
     if (OsdDatagramCodec::decode(datagram, &record, &reason)) {
-        require(OsdDatagramCodec::encode(record) == datagram, "a datagram can be made again from its record");
+        require(OsdDatagramCodec::encode(record) == datagram, "an OSD datagram can be made again from its record");
     } else {
         require(!reason.isEmpty(), "a refusal says why");
         require(record.ucOsdFlag == 0x5A && record.baData == "untouched", "a refusal leaves the record alone");
@@ -93,7 +119,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     }
     const QByteArray bytes(reinterpret_cast<const char *>(data + 1), static_cast<int>(size - 1));
-    checkFrames(bytes, 1 + data[0]);
-    checkDatagram(bytes);
+    checkStream(bytes, 1 + data[0]);
+    checkPayload(bytes.left(DemoDatagramCodec::maxPayload));
+    checkDatagram(bytes.left(DemoDatagramCodec::maxPayload));
+    checkOsdDatagram(bytes);
     return 0;
 }

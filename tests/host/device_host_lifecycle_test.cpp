@@ -412,7 +412,7 @@ protected:
             link->reply(reply);
             reply.ucHead[0] = static_cast<uchar>(reply.ucHead[0] + 100);
             link->reply(reply); // foreign
-            Q_EMIT link->received(QByteArray("garbage"));
+            Q_EMIT link->received(QByteArray("garbage", 8)); // with the zero that ends it
         };
         giveMore();
         QObject::connect(&m_pulse, &QTimer::timeout, [this] {

@@ -99,7 +99,7 @@ private:
         m_seen.push_back(command);
         const DeviceTemper temper;
         if (chance(temper.garbage)) {
-            Q_EMIT m_link->received(QByteArray("garbage"));
+            Q_EMIT m_link->received(QByteArray("garbage", 8)); // with the zero that ends it
         }
         if (chance(temper.remembered)) {
             m_link->reply(m_seen.at(static_cast<std::size_t>(number(0, static_cast<int>(m_seen.size()) - 1))));

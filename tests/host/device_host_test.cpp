@@ -391,11 +391,11 @@ TEST_F(DeviceHost, AFloodOfRepliesTakesBoundedRoomAndIsAccountedFor)
 TEST_F(DeviceHost, BytesThatAreNoFrameAreReported)
 {
     start();
-    Q_EMIT link->received(QByteArray("garbage"));
+    Q_EMIT link->received(QByteArray("garbage", 8)); // with the zero that ends it
     ASSERT_TRUE(waitFor([&] { return seen.count("refused") > 0; }));
     EXPECT_FALSE(seen.of("refused").front().why.isEmpty());
     EXPECT_EQ(host->counters().refusedFrames, static_cast<quint64>(seen.count("refused")));
-    EXPECT_EQ(host->counters().bytesIn, 7U);
+    EXPECT_EQ(host->counters().bytesIn, 8U);
 }
 
 TEST_F(DeviceHost, AnAnswerInsideTheWriteIsAnAnswer)

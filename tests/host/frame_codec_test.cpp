@@ -1,22 +1,27 @@
 #include <algorithm>
-#include <ctime>
 #include <iterator>
 #include <numeric>
-#include <random>
+
+#include <QtCore/QStringList>
 
 #include <gtest/gtest.h>
 
 #include <host/frame_codec.h>
-#include <wire/running_crc_p.h>
 
 namespace {
 
 using biz::host::Decoded;
+using biz::host::DemoDatagramCodec;
 using biz::host::DemoFrameCodec;
+using biz::host::FrameCodec;
 using biz::host::Refusal;
 
-constexpr int frameAround = 13; // marker, head, length and CRC
-constexpr int largestFrame = frameAround + DemoFrameCodec::maxPayload;
+constexpr int aroundPayload = 9; // head and CRC
+
+/** Of a frame without its delimiter: one byte more for each 254 that it carries, and one at least. */
+constexpr int longestStretch = aroundPayload + DemoFrameCodec::maxPayload + 259;
+
+const QByteArray zero(1, '\0');
 
 model_Protocoldata record(const QByteArray &head, const QByteArray &payload)
 {
@@ -31,30 +36,30 @@ model_Protocoldata reply(const QByteArray &payload = QByteArray("payload"))
     return record(QByteArray("\x2A\xF1\x08\x03\x62\x01\x00", 7), payload);
 }
 
-QByteArray bytesOf(const model_Protocoldata &made)
+QByteArray frameOf(const QByteArray &payload)
 {
-    return DemoFrameCodec().encode(made);
+    return DemoFrameCodec().encode(reply(payload));
 }
 
-/** A frame start that claims more payload than ever comes. */
-QByteArray falseStart(int claimed)
+/** Bytes 1 to 255 over and over: no zero among them. */
+QByteArray withoutZero(int size)
 {
-    QByteArray bytes("\xA5\x5A", 2);
-    bytes.append(QByteArray(7, '\x11'));
-    bytes.append(static_cast<char>(claimed & 0xFF)).append(static_cast<char>(claimed >> 8));
+    QByteArray bytes;
+    for (int i = 0; i < size; ++i) {
+        bytes.append(static_cast<char>(1 + i % 255));
+    }
     return bytes;
 }
 
-QByteArray withBrokenCrc(QByteArray frame)
+/** The same with a zero as the last byte, as the first, and in the middle. */
+QVector<QByteArray> withAZeroSomewhere(const QByteArray &bytes)
 {
-    frame[frame.size() - 1] = static_cast<char>(frame.back() ^ 0x01);
-    return frame;
-}
-
-int refusedBytes(const Decoded &decoded)
-{
-    return std::accumulate(decoded.refusals.cbegin(), decoded.refusals.cend(), 0,
-                           [](int sum, const Refusal &refusal) { return sum + refusal.bytes; });
+    QVector<QByteArray> made;
+    for (const int at : {0, bytes.size() / 2, bytes.size() - 1}) {
+        made.append(bytes);
+        made.last()[at] = '\0';
+    }
+    return made;
 }
 
 QVector<QByteArray> payloads(const Decoded &decoded)
@@ -66,27 +71,25 @@ QVector<QByteArray> payloads(const Decoded &decoded)
     return found;
 }
 
-void append(Decoded *all, const Decoded &more)
+QVector<int> refusedSizes(const Decoded &decoded)
 {
-    all->records += more.records;
-    all->refusals += more.refusals;
+    QVector<int> sizes;
+    for (const Refusal &refusal : decoded.refusals) {
+        sizes.append(refusal.bytes);
+    }
+    return sizes;
 }
 
-/** Decodes a stream that arrives in pieces, and checks what must hold after each of them. */
+/** Decodes a stream that arrives in pieces. */
 class Stream
 {
 public:
     void feed(const QByteArray &bytes)
     {
-        const Decoded decoded = m_codec.decode(bytes);
-        append(&all, decoded);
-        m_refused += refusedBytes(decoded);
-        m_given += bytes.size();
-        for (const model_Protocoldata &made : decoded.records) {
-            m_framed += frameAround + made.baData.size();
-        }
-        EXPECT_EQ(m_given, m_framed + m_refused + m_codec.heldBytes());
-        EXPECT_LT(m_codec.heldBytes(), largestFrame);
+        const Decoded decoded = codec.decode(bytes);
+        all.records += decoded.records;
+        all.refusals += decoded.refusals;
+        EXPECT_LE(codec.heldBytes(), longestStretch);
     }
 
     void feedByteByByte(const QByteArray &bytes)
@@ -96,275 +99,336 @@ public:
         }
     }
 
-    int held() const { return m_codec.heldBytes(); }
-
     Decoded all;
-
-private:
-    DemoFrameCodec m_codec;
-    int m_given = 0;
-    int m_refused = 0;
-    int m_framed = 0;
+    DemoFrameCodec codec;
 };
 
+void expectBack(const QByteArray &payload)
+{
+    const QByteArray frame = frameOf(payload);
+    EXPECT_EQ(frame.count('\0'), 1) << "only the delimiter is zero";
+    EXPECT_TRUE(frame.endsWith('\0'));
+    Stream stream;
+    stream.feed(frame);
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({payload})) << payload.size() << " bytes";
+    EXPECT_TRUE(stream.all.refusals.isEmpty());
+    EXPECT_EQ(stream.codec.heldBytes(), 0);
+}
+
 } // namespace
+
+// --- Every record comes back ------------------------------------------------------------------
 
 TEST(FrameCodec, ARecordComesBackFromItsFrame)
 {
     const model_Protocoldata sent =
-        record(QByteArray("\x00\xFF\x7F\x80\x01\xA5\x5A", 7), QByteArray("\x00\xFF\xA5", 3));
+        record(QByteArray("\x00\xFF\x7F\x80\x01\x00\x00", 7), QByteArray("\x00\xFF\x01", 3));
 
     Stream stream;
-    stream.feed(bytesOf(sent));
+    stream.feed(DemoFrameCodec().encode(sent));
 
     ASSERT_EQ(stream.all.records.size(), 1);
     EXPECT_TRUE(std::equal(std::begin(sent.ucHead), std::end(sent.ucHead), std::begin(stream.all.records[0].ucHead)));
     EXPECT_EQ(stream.all.records[0].baData, sent.baData);
-    EXPECT_TRUE(stream.all.refusals.isEmpty());
-    EXPECT_EQ(stream.held(), 0);
 }
 
-TEST(FrameCodec, AnEmptyAndALargestPayloadComeBack)
+TEST(FrameCodec, PayloadsAroundTheLengthsOfBlocksComeBack)
 {
-    const QByteArray largest(DemoFrameCodec::maxPayload, '\xA5');
+    // A block carries 254 bytes, and head and CRC are in the blocks as well.
+    for (const int fullBlocks : {254, 508, 762}) {
+        for (int size = fullBlocks - aroundPayload - 2; size <= fullBlocks + 2; ++size) {
+            expectBack(withoutZero(size));
+            expectBack(QByteArray(size, '\0'));
+            for (const QByteArray &payload : withAZeroSomewhere(withoutZero(size))) {
+                expectBack(payload);
+            }
+        }
+    }
+}
 
-    Stream stream;
-    stream.feed(bytesOf(reply(QByteArray())));
-    stream.feed(bytesOf(reply(largest)));
+TEST(FrameCodec, AnEmptyAndTheLargestPayloadsComeBack)
+{
+    expectBack(QByteArray());
+    expectBack(QByteArray(DemoFrameCodec::maxPayload, '\0'));
+    expectBack(QByteArray(DemoFrameCodec::maxPayload, '\xFF'));
+    expectBack(withoutZero(DemoFrameCodec::maxPayload));
+}
 
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({QByteArray(), largest}));
+TEST(FrameCodec, APayloadMayHoldWholeFrames)
+{
+    expectBack("before" + frameOf("inner") + frameOf("other") + "behind");
 }
 
 TEST(FrameCodec, APayloadThatIsTooLongHasNoFrame)
 {
-    EXPECT_TRUE(bytesOf(reply(QByteArray(DemoFrameCodec::maxPayload + 1, 'x'))).isEmpty());
+    const model_Protocoldata tooLong = reply(QByteArray(DemoFrameCodec::maxPayload + 1, 'x'));
+
+    EXPECT_TRUE(DemoFrameCodec().encode(tooLong).isEmpty());
+    EXPECT_FALSE(DemoFrameCodec().canEncode(tooLong));
+    EXPECT_TRUE(DemoFrameCodec().canEncode(reply(QByteArray(DemoFrameCodec::maxPayload, 'x'))));
 }
+
+TEST(FrameCodec, ACodecThatSaysNoMoreCanEncodeWhatItHasBytesFor)
+{
+    class TwoBytesAtMost final : public FrameCodec
+    {
+    public:
+        QByteArray encode(const model_Protocoldata &given) const override
+        {
+            return given.baData.size() > 2 ? QByteArray() : QByteArray("frame");
+        }
+        Decoded decode(const QByteArray & /*bytes*/) override { return {}; }
+        void reset() override {}
+    };
+
+    EXPECT_TRUE(TwoBytesAtMost().canEncode(reply("ab")));
+    EXPECT_FALSE(TwoBytesAtMost().canEncode(reply("abc")));
+    EXPECT_EQ(TwoBytesAtMost().preamble(), QByteArray());
+}
+
+// --- However the bytes were split ---------------------------------------------------------------
 
 TEST(FrameCodec, EverySplitOfTwoFramesGivesBoth)
 {
-    const QByteArray bytes = bytesOf(reply("first")) + bytesOf(reply("second"));
+    const QByteArray bytes = frameOf("first") + frameOf(QByteArray("\0second\0", 8));
     for (int at = 0; at <= bytes.size(); ++at) {
         Stream stream;
         stream.feed(bytes.left(at));
         stream.feed(bytes.mid(at));
-        EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"first", "second"})) << "split at " << at;
+        EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"first", QByteArray("\0second\0", 8)}))
+            << "split at " << at;
         EXPECT_TRUE(stream.all.refusals.isEmpty()) << "split at " << at;
     }
 }
 
-TEST(FrameCodec, ALyingLengthHoldsBackNoFrame)
+TEST(FrameCodec, RefusalsDoNotDependOnTheSplitEither)
 {
-    Stream stream;
-    stream.feed(falseStart(DemoFrameCodec::maxPayload));
-    stream.feed(bytesOf(reply("behind it")));
+    const QByteArray bytes = "noise" + zero + frameOf("first").left(9) + zero +
+                             QByteArray(longestStretch + 100, '\x01') + zero + frameOf("last");
+    Stream whole;
+    whole.feed(bytes);
+    Stream inBytes;
+    inBytes.feedByteByByte(bytes);
 
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"behind it"}));
-    ASSERT_EQ(stream.all.refusals.size(), 1);
-    EXPECT_EQ(stream.all.refusals[0].bytes, 11);
-    EXPECT_EQ(stream.all.refusals[0].reason,
-              QStringLiteral("declares a payload of 65535 bytes, but a whole frame came sooner"));
+    EXPECT_EQ(payloads(whole.all), QVector<QByteArray>({"last"}));
+    EXPECT_EQ(payloads(inBytes.all), payloads(whole.all));
+    EXPECT_EQ(refusedSizes(whole.all), QVector<int>({5, 9, longestStretch, 100}));
+    EXPECT_EQ(refusedSizes(inBytes.all), refusedSizes(whole.all));
 }
 
-TEST(FrameCodec, ABrokenCrcLosesNoFrameBehindIt)
+TEST(FrameCodec, AFrameIsTakenWithItsDelimiterAndNotBefore)
 {
-    const QByteArray broken = withBrokenCrc(bytesOf(reply("broken")));
-
+    const QByteArray frame = frameOf("whole");
     Stream stream;
-    stream.feed(broken + bytesOf(reply("sound")));
+    stream.feed(frame.left(frame.size() - 1));
+    EXPECT_TRUE(stream.all.records.isEmpty());
+    EXPECT_EQ(stream.codec.heldBytes(), frame.size() - 1);
 
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"sound"}));
-    ASSERT_EQ(stream.all.refusals.size(), 1);
-    EXPECT_EQ(stream.all.refusals[0].bytes, broken.size());
-    EXPECT_EQ(stream.all.refusals[0].reason, QStringLiteral("CRC does not match, with a declared payload of 6 bytes"));
+    stream.feed(zero);
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"whole"}));
+    EXPECT_EQ(stream.codec.heldBytes(), 0);
+}
+
+// --- After damage -----------------------------------------------------------------------------------
+
+TEST(FrameCodec, AfterGarbageTheNextZeroIsEnough)
+{
+    Stream stream;
+    stream.feed("garbage" + zero + frameOf("behind it"));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"behind it"}));
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({7}));
+}
+
+TEST(FrameCodec, ThePreambleSavesTheFirstFrameFromWhatWasHalfReceived)
+{
+    Stream stream;
+    stream.feed("half a frame" + DemoFrameCodec().preamble() + frameOf("first"));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"first"}));
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({12}));
+}
+
+TEST(FrameCodec, AnEmptyStretchIsNoRefusal)
+{
+    Stream stream;
+    stream.feed(zero + zero + frameOf("first") + zero + zero);
+    stream.feed(zero);
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"first"}));
+    EXPECT_TRUE(stream.all.refusals.isEmpty());
+}
+
+TEST(FrameCodec, AFrameThatIsCutAnywhereIsRefusedOnce)
+{
+    const QByteArray whole = frameOf("cut off\0somewhere");
+    for (int size = 1; size < whole.size() - 1; ++size) {
+        Stream stream;
+        stream.feed(whole.left(size) + zero + frameOf("next"));
+        EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << size << " bytes left";
+        EXPECT_EQ(refusedSizes(stream.all), QVector<int>({size})) << size << " bytes left";
+    }
 }
 
 TEST(FrameCodec, AByteMissingFromAFrameCostsThatFrameOnly)
 {
-    const QByteArray whole = bytesOf(reply("damaged"));
-    for (int missing = 0; missing < whole.size(); ++missing) {
+    const QByteArray whole = frameOf("damaged");
+    for (int missing = 0; missing < whole.size() - 1; ++missing) {
         Stream stream;
-        stream.feed(QByteArray(whole).remove(missing, 1) + bytesOf(reply("next")));
+        stream.feed(QByteArray(whole).remove(missing, 1) + frameOf("next"));
         EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << "byte " << missing << " missing";
-        EXPECT_EQ(refusedBytes(stream.all), whole.size() - 1) << "byte " << missing << " missing";
-        EXPECT_EQ(stream.held(), 0) << "byte " << missing << " missing";
+        EXPECT_EQ(refusedSizes(stream.all), QVector<int>({whole.size() - 2})) << "byte " << missing << " missing";
     }
+}
+
+TEST(FrameCodec, AMissingDelimiterCostsTwoFramesAndNoMore)
+{
+    QByteArray bytes = frameOf("first");
+    bytes.chop(1);
+    bytes += frameOf("second");
+    Stream stream;
+    stream.feed(bytes + frameOf("third"));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"third"}));
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({bytes.size() - 1}));
 }
 
 TEST(FrameCodec, NoFlippedBitPassesTheCrc)
 {
-    const QByteArray whole = bytesOf(reply("flipped"));
-    for (int bit = 0; bit < whole.size() * 8; ++bit) {
+    const QByteArray whole = frameOf("flipped");
+    for (int bit = 0; bit < (whole.size() - 1) * 8; ++bit) {
         QByteArray damaged = whole;
         damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
 
         Stream stream;
-        stream.feed(damaged + bytesOf(reply("next")));
+        stream.feed(damaged + frameOf("next"));
 
         EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << "bit " << bit;
     }
 }
 
-TEST(FrameCodec, GarbageIsRefusedAsSoonAsItCannotBelongToAFrame)
+TEST(FrameCodec, EachReasonForARefusalIsTold)
 {
-    Stream stream;
-    stream.feed("noise\xA5");
-
-    ASSERT_EQ(stream.all.refusals.size(), 1);
-    EXPECT_EQ(stream.all.refusals[0].bytes, 5);
-    EXPECT_EQ(stream.all.refusals[0].reason, QStringLiteral("no frame starts here"));
-    EXPECT_EQ(stream.held(), 1);
-
-    stream.feed("\xA5");
-    EXPECT_EQ(refusedBytes(stream.all), 6);
-    EXPECT_EQ(stream.held(), 1);
-}
-
-TEST(FrameCodec, AFrameIsFoundBehindRepeatedHalvesOfAMarker)
-{
-    Stream stream;
-    stream.feedByteByByte(QByteArray("\xA5\xA5\x5A\xA5\xA5", 5) + bytesOf(reply("found")));
-
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"found"}));
-    EXPECT_EQ(refusedBytes(stream.all), 5);
-}
-
-TEST(FrameCodec, EachDamagedFrameIsRefusedOnItsOwn)
-{
-    const QByteArray broken = withBrokenCrc(bytesOf(reply("broken")));
+    QByteArray wrongCrc = frameOf("payload");
+    wrongCrc[2] = static_cast<char>(wrongCrc[2] ^ 1);
+    const QByteArray tooMuchPayload = QByteArray(DemoFrameCodec::maxPayload + aroundPayload + 2, '\x01');
 
     Stream stream;
-    stream.feed("noise" + broken + broken + falseStart(500) + bytesOf(reply("sound")));
+    stream.feed("\x09 cut" + zero + "\x04ten" + zero + wrongCrc + tooMuchPayload + zero);
+    stream.feed(QByteArray(longestStretch + 1, '\x01'));
 
-    QVector<int> sizes;
+    QStringList reasons;
     for (const Refusal &refusal : qAsConst(stream.all.refusals)) {
-        sizes.append(refusal.bytes);
+        reasons.append(refusal.reason);
     }
-    EXPECT_EQ(sizes, QVector<int>({5, broken.size(), broken.size(), 11}));
-}
-
-TEST(FrameCodec, AFalseStartIsGivenUpAtTheEndThatItClaims)
-{
-    const int claimed = 100;
-    const QByteArray start = falseStart(claimed);
-
-    Stream stream;
-    stream.feed(start + QByteArray(claimed + 1, '\0'));
-    EXPECT_EQ(stream.held(), start.size() + claimed + 1);
-
-    stream.feed(QByteArray(1, '\0'));
-    EXPECT_EQ(stream.held(), 0);
-    EXPECT_EQ(refusedBytes(stream.all), start.size() + claimed + 2);
-}
-
-TEST(FrameCodec, EndlessFalseStartsHoldLessThanOneLargestFrame)
-{
-    Stream stream;
-    const QByteArray start = falseStart(DemoFrameCodec::maxPayload);
-    for (int fed = 0; fed < 4 * largestFrame; fed += start.size()) {
-        stream.feed(start); // Stream checks the bound
-    }
-    EXPECT_GT(refusedBytes(stream.all), 2 * largestFrame);
-}
-
-TEST(FrameCodec, AFrameWithinAFrameIsTakenAndTheEncoderMakesNone)
-{
-    const QByteArray inner = bytesOf(reply("inner"));
-    EXPECT_TRUE(bytesOf(reply("before" + inner + "behind")).isEmpty());
-
-    // What another encoder might make of it.
-    QByteArray outer("\xA5\x5A", 2);
-    outer.append(QByteArray(7, '\x01')).append(static_cast<char>(inner.size())).append('\0').append(inner);
-    const quint16 crc = qChecksum(outer.constData() + 2, static_cast<uint>(outer.size() - 2), Qt::ChecksumIso3309);
-    outer.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
-
-    Stream whole;
-    whole.feed(outer);
-    Stream inBytes;
-    inBytes.feedByteByByte(outer);
-
-    EXPECT_EQ(payloads(whole.all), QVector<QByteArray>({"inner"}));
-    EXPECT_EQ(payloads(inBytes.all), QVector<QByteArray>({"inner"}));
-    EXPECT_EQ(refusedBytes(whole.all), outer.size() - inner.size());
-}
-
-TEST(FrameCodec, OfTwoFramesWithOneEndTheLongerIsTaken)
-{
-    // The inner frame's CRC is the outer one's as well, once two bytes before it are right.
-    const QByteArray inner = bytesOf(reply("inner"));
-    const QByteArray innerUpToCrc = inner.left(inner.size() - 2);
-    QByteArray payload;
-    QByteArray outer;
-    for (int number = 0; number <= 0xFFFF && !outer.endsWith(inner); ++number) {
-        payload = QByteArray(1, static_cast<char>(number & 0xFF)) + static_cast<char>(number >> 8) + innerUpToCrc;
-        outer = bytesOf(reply(payload));
-    }
-    ASSERT_TRUE(outer.endsWith(inner));
-
-    Stream stream;
-    stream.feedByteByByte(outer);
-
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({payload}));
-    EXPECT_TRUE(stream.all.refusals.isEmpty());
-}
-
-TEST(FrameCodec, APayloadMayHoldMarkersAndDamagedFrames)
-{
-    const QByteArray payload = "\xA5\x5A" + withBrokenCrc(bytesOf(reply("inner"))) + falseStart(3);
-
-    Stream stream;
-    stream.feedByteByByte(bytesOf(reply(payload)));
-
-    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({payload}));
-    EXPECT_TRUE(stream.all.refusals.isEmpty());
+    EXPECT_EQ(reasons, QStringList({"a COBS block reaches beyond the end of the frame",
+                                    "3 bytes are no record, which has at least 9", "CRC does not match",
+                                    "the frame carries more payload than 65535 bytes", "longer than every frame"}))
+        << reasons.join('\n').toStdString();
 }
 
 TEST(FrameCodec, ResetForgetsAHalfReceivedFrame)
 {
-    const QByteArray frame = bytesOf(reply("halved"));
     DemoFrameCodec codec;
-    codec.decode(frame.left(frame.size() - 1));
-
+    codec.decode("half a frame");
     codec.reset();
 
     EXPECT_EQ(codec.heldBytes(), 0);
-    const Decoded decoded = codec.decode(frame.right(1) + bytesOf(reply("whole")));
-    EXPECT_EQ(payloads(decoded), QVector<QByteArray>({"whole"}));
-    EXPECT_EQ(refusedBytes(decoded), 1);
+    EXPECT_EQ(payloads(codec.decode(frameOf("whole"))), QVector<QByteArray>({"whole"}));
 }
 
-TEST(FrameCodec, BytesFullOfStartsTakeTimeByTheirNumberOnly)
+TEST(FrameCodec, ResetForgetsThatAStretchWasTooLong)
 {
-    // Each pair is a start that claims 42,330 bytes. To read them anew for every start would be
-    // to read 4,600 million bytes, more than a table-driven CRC gets through in the time.
-    constexpr int pairs = 128 * 1024;
-    constexpr double enoughSeconds = 5.0;
-    const QByteArray hostile = QByteArray("\xA5\x5A", 2).repeated(pairs);
-    const std::clock_t before = std::clock();
-
     DemoFrameCodec codec;
-    const Decoded decoded = codec.decode(hostile);
+    codec.decode(QByteArray(longestStretch + 1, '\x01'));
+    codec.reset();
 
-    EXPECT_LT(static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC, enoughSeconds);
-    EXPECT_TRUE(decoded.records.isEmpty());
-    EXPECT_EQ(refusedBytes(decoded) + codec.heldBytes(), hostile.size());
+    EXPECT_EQ(payloads(codec.decode(frameOf("whole"))), QVector<QByteArray>({"whole"}));
 }
 
-TEST(FrameCodec, TheCrcOfAnyStretchAgreesWithQt)
+// --- Bounds -------------------------------------------------------------------------------------------
+
+TEST(FrameCodec, AnEndlessStretchIsRefusedOncePerLargestFrameAndHoldsNoMoreThanOne)
 {
-    std::mt19937 random(7);
-    QByteArray bytes(70000, '\0');
-    std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random()); });
-    std::vector<biz::host::crc::Register> registers{0};
-    for (const char byte : qAsConst(bytes)) {
-        registers.push_back(biz::host::crc::advanced(registers.back(), byte));
+    constexpr int pieces = 1000;
+    constexpr int pieceSize = 1021;
+    Stream stream; // which checks what is held
+    for (int i = 0; i < pieces; ++i) {
+        stream.feed(QByteArray("\xA5\x5A", 2).repeated(pieceSize).left(pieceSize));
     }
-    for (const int size : {0, 1, 2, 3, 9, 255, 256, 257, 4096, 65535, 65544}) {
-        for (const int from : {0, 1, 17, 4455}) {
-            const auto before = registers[static_cast<std::size_t>(from)];
-            const auto after = registers[static_cast<std::size_t>(from) + static_cast<std::size_t>(size)];
-            EXPECT_EQ(biz::host::crc::between(before, after, size),
-                      qChecksum(bytes.constData() + from, static_cast<uint>(size), Qt::ChecksumIso3309))
-                << size << " bytes from " << from;
+
+    const int full = pieces * pieceSize / longestStretch;
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>(full, longestStretch));
+    EXPECT_EQ(stream.codec.heldBytes(), pieces * pieceSize - full * longestStretch);
+}
+
+TEST(FrameCodec, AStretchAsLongAsTheLongestFrameIsOneRefusal)
+{
+    Stream stream;
+    stream.feed(QByteArray(longestStretch, '\x01') + zero);
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({longestStretch}));
+}
+
+TEST(FrameCodec, TheEndOfAStretchThatWasTooLongIsNeverTakenForAFrame)
+{
+    Stream stream;
+    stream.feed(QByteArray(longestStretch, '\x01') + frameOf("no frame by itself") + frameOf("next"));
+
+    EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"}));
+}
+
+// --- The datagram ---------------------------------------------------------------------------------------
+
+TEST(DatagramCodec, ARecordOfAnySizeComesBackFromItsDatagram)
+{
+    for (const int size : {0, 1, 253, 254, 255, DemoDatagramCodec::maxPayload}) {
+        for (const char filling : {'\0', '\xFF', 'x'}) {
+            const QByteArray payload(size, filling);
+            const QByteArray datagram = DemoDatagramCodec().encode(reply(payload));
+            EXPECT_EQ(datagram.size(), aroundPayload + size);
+            EXPECT_EQ(payloads(DemoDatagramCodec().decode(datagram)), QVector<QByteArray>({payload}));
         }
     }
+}
+
+TEST(DatagramCodec, TheLargestDatagramIsTheLargestOfUdpAndALargerPayloadHasNone)
+{
+    const model_Protocoldata tooLong = reply(QByteArray(DemoDatagramCodec::maxPayload + 1, 'x'));
+
+    EXPECT_EQ(DemoDatagramCodec().encode(reply(QByteArray(DemoDatagramCodec::maxPayload, 'x'))).size(), 65507);
+    EXPECT_TRUE(DemoDatagramCodec().encode(tooLong).isEmpty());
+    EXPECT_FALSE(DemoDatagramCodec().canEncode(tooLong));
+}
+
+TEST(DatagramCodec, ItIsTheFrameWithoutStuffingAndDelimiter)
+{
+    const QByteArray datagram = DemoDatagramCodec().encode(record("\x01\x02\x03\x04\x05\x06\x07", "abc"));
+    ASSERT_FALSE(datagram.contains('\0')); // or the frame would have more than one block
+
+    EXPECT_EQ(DemoFrameCodec().encode(record("\x01\x02\x03\x04\x05\x06\x07", "abc")),
+              static_cast<char>(datagram.size() + 1) + datagram + zero);
+}
+
+TEST(DatagramCodec, WhatIsNoRecordIsRefusedAsAWhole)
+{
+    const QByteArray datagram = DemoDatagramCodec().encode(reply());
+    QByteArray damaged = datagram;
+    damaged[3] = static_cast<char>(damaged[3] ^ 1);
+    const QVector<QByteArray> none = {QByteArray(), "12345678",          datagram.left(datagram.size() - 1),
+                                      damaged,      datagram + datagram, datagram + zero};
+    for (const QByteArray &bytes : none) {
+        const Decoded decoded = DemoDatagramCodec().decode(bytes);
+        EXPECT_TRUE(decoded.records.isEmpty()) << bytes.toHex(' ').constData();
+        EXPECT_EQ(refusedSizes(decoded), QVector<int>({bytes.size()})) << bytes.toHex(' ').constData();
+    }
+}
+
+TEST(DatagramCodec, ARefusedDatagramDoesNotTouchTheNext)
+{
+    DemoDatagramCodec codec;
+    const QByteArray datagram = codec.encode(reply("whole"));
+    codec.decode(datagram.left(datagram.size() / 2));
+
+    EXPECT_EQ(payloads(codec.decode(datagram)), QVector<QByteArray>({"whole"}));
+    EXPECT_EQ(codec.preamble(), QByteArray());
 }

@@ -25,22 +25,33 @@ QByteArray lineOf(const QByteArray &bytes)
     return '\n' + bytes.toHex(' ').toUpper() + '\n';
 }
 
-} // namespace
-
-TEST(WireFormat, TheDocumentedFrameIsWhatTheCodecMakes)
+model_Protocoldata documentedReply()
 {
     const QByteArray head("\x2A\xF1\x0E\x00\x0A\x00\x00", 7);
     model_Protocoldata reply;
     std::copy(head.cbegin(), head.cend(), std::begin(reply.ucHead));
     reply.baData = "0123456789";
+    return reply;
+}
 
-    const QByteArray frame = biz::host::DemoFrameCodec().encode(reply);
+} // namespace
+
+TEST(WireFormat, TheDocumentedFrameIsWhatTheCodecMakes)
+{
+    const QByteArray frame = biz::host::DemoFrameCodec().encode(documentedReply());
 
     EXPECT_TRUE(document().contains(lineOf(frame))) << frame.toHex(' ').constData();
-    EXPECT_TRUE(biz::host::judgeReply(0x1400, reply).accepted);
+    EXPECT_TRUE(biz::host::judgeReply(0x1400, documentedReply()).accepted);
 }
 
 TEST(WireFormat, TheDocumentedDatagramIsWhatTheCodecMakes)
+{
+    const QByteArray datagram = biz::host::DemoDatagramCodec().encode(documentedReply());
+
+    EXPECT_TRUE(document().contains(lineOf(datagram))) << datagram.toHex(' ').constData();
+}
+
+TEST(WireFormat, TheDocumentedOsdDatagramIsWhatTheCodecMakes)
 {
     model_OsdParam command;
     std::generate(std::begin(command.ucOsdHead), std::end(command.ucOsdHead),
@@ -57,5 +68,5 @@ TEST(WireFormat, TheDocumentedCheckValueIsTheOneOfTheCrc)
 {
     const QByteArray crc = QByteArray::number(qChecksum("123456789", 9, Qt::ChecksumIso3309), 16).toUpper();
 
-    EXPECT_TRUE(document().contains("`123456789` it is `" + crc + '`')) << crc.constData();
+    EXPECT_TRUE(document().contains("`123456789` | it is `" + crc + '`')) << crc.constData();
 }

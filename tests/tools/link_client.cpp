@@ -8,7 +8,20 @@
 
 namespace biz::test {
 
+namespace {
+
+std::unique_ptr<host::FrameCodec> codecFor(const QString &url)
+{
+    if (url.startsWith(QLatin1String("udp:"))) {
+        return std::make_unique<host::DemoDatagramCodec>();
+    }
+    return std::make_unique<host::DemoFrameCodec>();
+}
+
+} // namespace
+
 LinkClient::LinkClient(const QString &url)
+    : m_codec(codecFor(url))
 {
     QString error;
     m_link = host::makeLink(QUrl(url), &error);
@@ -26,7 +39,7 @@ LinkClient::LinkClient(const QString &url)
 void LinkClient::take(const QByteArray &bytes)
 {
     m_pieces.append(bytes);
-    const host::Decoded decoded = m_codec.decode(bytes);
+    const host::Decoded decoded = m_codec->decode(bytes);
     m_replies += decoded.records;
     for (const host::Refusal &refusal : decoded.refusals) {
         m_refusedBytes += refusal.bytes;
@@ -40,7 +53,7 @@ bool LinkClient::waitForClose()
 
 void LinkClient::send(const model_Protocoldata &command)
 {
-    sendBytes(m_codec.encode(command));
+    sendBytes(bytesOf(command));
 }
 
 void LinkClient::sendBytes(const QByteArray &bytes)

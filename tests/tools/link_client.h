@@ -11,7 +11,7 @@
 
 namespace biz::test {
 
-/** A host's end of any link, with the demonstration frame; keeps what came, byte by byte. */
+/** A host's end of any link, with the demonstration codec of its kind; keeps what came, byte by byte. */
 class LinkClient
 {
 public:
@@ -44,11 +44,14 @@ public:
 
     int refusedBytes() const { return m_refusedBytes; }
 
+    /** What this end makes of records: a frame, or a datagram over UDP. */
+    QByteArray bytesOf(const model_Protocoldata &record) const { return m_codec->encode(record); }
+
 private:
     void take(const QByteArray &bytes);
 
     std::unique_ptr<host::DeviceLink> m_link;
-    host::DemoFrameCodec m_codec;
+    std::unique_ptr<host::FrameCodec> m_codec;
     QVector<QByteArray> m_pieces;
     QVector<model_Protocoldata> m_replies;
     int m_refusedBytes = 0;

@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Harm{"tcp://127.0.0.1:0", "flippedBits", true}, Harm{"tcp://127.0.0.1:0", "splitFrames"},
                     Harm{"tcp://127.0.0.1:0", "mergedFrames", true}, Harm{"tcp://127.0.0.1:0", "junk"},
                     Harm{"tcp://127.0.0.1:0", "burst"}, Harm{"udp://127.0.0.1:0", "flippedBits", true},
-                    Harm{"udp://127.0.0.1:0", "splitFrames"}, Harm{"udp://127.0.0.1:0", "mergedFrames", true},
+                    Harm{"udp://127.0.0.1:0", "splitFrames", true}, Harm{"udp://127.0.0.1:0", "mergedFrames", true},
                     Harm{"udp://127.0.0.1:0", "junk"}, Harm{"udp://127.0.0.1:0", "burst"},
                     Harm{"serial:", "flippedBits", true}, Harm{"serial:", "splitFrames"},
                     Harm{"serial:", "mergedFrames", true}, Harm{"serial:", "junk"}, Harm{"serial:", "burst"}));

@@ -11,7 +11,6 @@
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QUdpSocket>
 
-#include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
 #include <tools/link_client.h>
 #include <tools/running_simulator.h>
@@ -117,8 +116,8 @@ TEST(SimulatorProcess, FindsCommandsBetweenGarbage)
 {
     RunningSimulator simulator("--model A2 --port 0 --events");
     LinkClient client(simulator.listeningUrl());
-    const QByteArray frame = host::DemoFrameCodec().encode(commandOf(7, 0x68, 0x12));
-    client.sendBytes("junk" + frame.left(5));
+    const QByteArray frame = client.bytesOf(commandOf(7, 0x68, 0x12));
+    client.sendBytes(QByteArray("junk", 5) + frame.left(5));
     client.sendBytes(frame.mid(5));
     EXPECT_EQ(client.nextSequences(1), "7");
     EXPECT_FALSE(simulator.lineWith("tcp refused 4 bytes").isEmpty());
@@ -140,8 +139,7 @@ TEST(SimulatorProcess, LateReplyComesAfterTheNextOnes)
     LinkClient client(simulator.listeningUrl());
     QElapsedTimer clock;
     clock.start();
-    const host::DemoFrameCodec codec;
-    client.sendBytes(codec.encode(commandOf(1, 0x68, 0x12)) + codec.encode(commandOf(2, 0x68, 0x12)));
+    client.sendBytes(client.bytesOf(commandOf(1, 0x68, 0x12)) + client.bytesOf(commandOf(2, 0x68, 0x12)));
     EXPECT_EQ(client.nextSequences(2), "2 1");
     EXPECT_GE(clock.elapsed(), 190);
 }

@@ -4,7 +4,8 @@
 
 namespace biz::simulator {
 
-Peer::Peer()
+Peer::Peer(std::unique_ptr<host::FrameCodec> codecOfLine)
+    : codec(std::move(codecOfLine))
 {
     m_pause.setSingleShot(true);
     m_pause.setTimerType(Qt::PreciseTimer);

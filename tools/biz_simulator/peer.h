@@ -11,13 +11,16 @@
 
 namespace biz::simulator {
 
-/** A host as a device sees it: the other end of a connection or a line, or a sender of datagrams. */
+/**
+ * A host as a device sees it: the other end of a connection or a line, or a sender of datagrams. The codec is that
+ * of the line.
+ */
 class Peer : public QObject
 {
     Q_OBJECT
 
 public:
-    Peer();
+    explicit Peer(std::unique_ptr<host::FrameCodec> codecOfLine);
     ~Peer() override;
 
     virtual bool isOpen() const = 0;
@@ -31,8 +34,8 @@ public:
      */
     bool send(const QVector<QByteArray> &parts, int pauseMs);
 
-    host::DemoFrameCodec codec; ///< takes what comes from the peer
-    QByteArray heldReply;       ///< waits for the next one, to leave in one write with it
+    const std::unique_ptr<host::FrameCodec> codec; ///< for what comes from the peer, and what goes to it
+    QByteArray heldReply;                          ///< waits for the next one, to leave in one write with it
 
 protected:
     virtual void write(const QByteArray &bytes) = 0;

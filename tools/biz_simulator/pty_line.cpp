@@ -50,7 +50,10 @@ void retire(std::unique_ptr<QSocketNotifier> *notifier)
 
 } // namespace
 
-PtyLine::PtyLine() = default;
+PtyLine::PtyLine()
+    : Peer(std::make_unique<host::DemoFrameCodec>())
+{
+}
 
 PtyLine::~PtyLine()
 {

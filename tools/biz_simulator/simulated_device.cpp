@@ -56,13 +56,9 @@ bool SimulatedDevice::listen()
 
 void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
 {
-    const host::Decoded decoded = peer->codec.decode(bytes);
+    const host::Decoded decoded = peer->codec->decode(bytes);
     for (const host::Refusal &refusal : decoded.refusals) {
         refuse(refusal.bytes, refusal.reason);
-    }
-    if (m_transport->keepsMessagesApart() && peer->codec.heldBytes() > 0) {
-        refuse(peer->codec.heldBytes(), QStringLiteral("the rest of the frame is not in the datagram"));
-        peer->codec.reset();
     }
     for (const model_Protocoldata &command : decoded.records) {
         // A device that closes its connection or vanishes hears no more, even of what came with it.
@@ -169,7 +165,7 @@ QVector<QByteArray> SimulatedDevice::framesOf(const Delivery &delivery)
 {
     QVector<QByteArray> frames;
     for (const model_Protocoldata &reply : delivery.answer.replies) {
-        const QByteArray frame = host::DemoFrameCodec().encode(reply);
+        const QByteArray frame = delivery.peer->codec->encode(reply);
         if (frame.isEmpty()) {
             ++m_counters.lost;
             m_log.write(

@@ -11,7 +11,8 @@ class TcpPeer final : public Peer
 {
 public:
     explicit TcpPeer(QTcpSocket *socket)
-        : m_socket(socket)
+        : Peer(std::make_unique<host::DemoFrameCodec>())
+        , m_socket(socket)
     {
     }
 

@@ -28,9 +28,6 @@ public:
 
     virtual QString errorString() const = 0;
 
-    /** Whether what comes in one piece is a message of its own, not a part of a stream. */
-    virtual bool keepsMessagesApart() const { return false; }
-
 Q_SIGNALS:
     void received(const biz::simulator::PeerPointer &peer, const QByteArray &bytes);
 

@@ -17,7 +17,8 @@ class UdpTransport::Sender final : public Peer
 {
 public:
     Sender(QUdpSocket *socket, const QHostAddress &address, quint16 port)
-        : m_socket(socket)
+        : Peer(std::make_unique<host::DemoDatagramCodec>())
+        , m_socket(socket)
         , m_address(address)
         , m_port(port)
     {

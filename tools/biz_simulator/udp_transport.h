@@ -22,7 +22,6 @@ public:
     bool isOpen() const override { return m_socket.state() == QAbstractSocket::BoundState; }
     QString url() const override { return urlOf(Scheme::Udp, m_address, m_port); }
     QString errorString() const override { return m_socket.errorString(); }
-    bool keepsMessagesApart() const override { return true; }
 
 private:
     class Sender;

@@ -3,6 +3,8 @@
 #include <random>
 #include <set>
 
+#include <host/frame_codec.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -11,8 +13,10 @@ constexpr int bitsOfByte = 8;
 constexpr int mostFlippedBits = 3;
 constexpr int fewestPieces = 2;
 constexpr int mostPieces = 4;
+constexpr int fewestJunkBytes = 2;
 constexpr int mostJunkBytes = 64;
-constexpr char marker[] = "\xA5\x5A";
+constexpr int byteValues = 0x100;
+constexpr char delimiter = '\0';
 
 /** A row of numbers that is the same on every platform: the standard's distributions are not. */
 class Numbers
@@ -45,12 +49,15 @@ private:
 QByteArray withFlippedBits(const QByteArray &frame, quint32 draw)
 {
     Numbers numbers(draw);
-    QByteArray flipped = frame;
-    const int count = numbers.fromTo(1, mostFlippedBits);
-    for (const int bit : numbers.different(count, frame.size() * bitsOfByte)) {
-        const int at = bit / bitsOfByte;
-        flipped[at] = static_cast<char>(flipped.at(at) ^ 1 << bit % bitsOfByte);
-    }
+    QByteArray flipped;
+    do {
+        flipped = frame;
+        const int count = numbers.fromTo(1, mostFlippedBits);
+        for (const int bit : numbers.different(count, (frame.size() - 1) * bitsOfByte)) {
+            const int at = bit / bitsOfByte;
+            flipped[at] = static_cast<char>(flipped.at(at) ^ 1 << bit % bitsOfByte);
+        }
+    } while (!host::DemoFrameCodec().decode(flipped).records.isEmpty());
     return flipped;
 }
 
@@ -71,15 +78,12 @@ QVector<QByteArray> piecesOf(const QByteArray &frame, quint32 draw)
 QByteArray junkBytes(quint32 draw)
 {
     Numbers numbers(draw);
-    QByteArray junk;
-    if (numbers.below(2) == 0) {
-        junk.append(marker);
+    const int size = numbers.fromTo(fewestJunkBytes, mostJunkBytes);
+    QByteArray junk(1, static_cast<char>(numbers.fromTo(1, byteValues - 1)));
+    while (junk.size() < size - 1) {
+        junk.append(static_cast<char>(numbers.below(byteValues)));
     }
-    const int size = numbers.fromTo(1, mostJunkBytes);
-    while (junk.size() < size) {
-        junk.append(static_cast<char>(numbers.below(0x100)));
-    }
-    return junk;
+    return junk.append(delimiter);
 }
 
 } // namespace biz::simulator

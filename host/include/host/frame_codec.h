@@ -12,7 +12,7 @@
 
 namespace biz::host {
 
-/** Bytes that a decoder threw away, and why. */
+/** Received bytes that a decoder threw away, and why. */
 struct Refusal
 {
     int bytes = 0;
@@ -26,58 +26,98 @@ struct Decoded
     QVector<Refusal> refusals;
 };
 
-/** Turns records into bytes and bytes into records; an application brings its own by deriving. */
+/**
+ * Turns records into the bytes of a link, and received bytes into records. An application whose devices
+ * speak a format of their own derives from this class and gives the codec to the host.
+ *
+ * - Threads: a codec belongs to one host, which calls it on its own thread.
+ * - State: a codec may keep received bytes from one decode() to the next, so each link needs its own codec.
+ * - Errors: encode() answers with no bytes, decode() with refusals. No function throws.
+ */
 class BIZ_HOST_EXPORT FrameCodec
 {
 public:
     virtual ~FrameCodec();
 
-    /** The bytes of a record; empty when it cannot be put into a frame. */
+    /** The bytes of a record; empty when the format cannot carry the record. */
     virtual QByteArray encode(const model_Protocoldata &record) const = 0;
 
     /**
-     * Takes the next received bytes, however they were split, and returns the records that
-     * are complete now. Survives any input: it finds the next frame after garbage, keeps a
-     * bounded number of bytes, and reports each thing that it refuses.
+     * Whether encode() has bytes for this record. The host asks for each command that is enqueued. The default
+     * encodes the record and looks at the result; a codec that can tell sooner overrides it.
+     */
+    virtual bool canEncode(const model_Protocoldata &record) const;
+
+    /**
+     * Takes the next received bytes and returns the records that are complete now.
+     *
+     * On a link that is a stream, such as TCP or a serial line, the bytes may end anywhere, and the records must not
+     * depend on where. On a link that keeps message boundaries, such as UDP, the bytes are one message.
+     * Any bytes may come: the decoder finds the next frame behind those that make no sense, reports
+     * what it throws away, and holds a bounded number of bytes.
      */
     virtual Decoded decode(const QByteArray &bytes) = 0;
 
-    /** Forgets a half-received frame, as after a reconnect. */
+    /** Forgets the bytes that wait for the rest of their frame. The host calls it when a link has opened. */
     virtual void reset() = 0;
+
+    /** Bytes to write once when a connection has opened, before the first frame. The default is none. */
+    virtual QByteArray preamble() const;
 };
 
 /**
- * The demonstration frame: A5 5A, the seven head bytes, payload length (16 bits, low byte
- * first), payload, CRC (qChecksum, ISO 3309, low byte first) over head, length and payload.
+ * The demonstration frame, for links that are a stream: the seven head bytes, the payload and a CRC, byte-stuffed
+ * (COBS) so that no zero is among them, and one zero behind them. docs/wire_format.md has each byte.
  *
- * Of all the frames that may have started in the bytes received, the one that is complete
- * first is taken. So no false start, whatever length it claims, holds back a frame behind
- * it; and what is decoded does not depend on how the bytes were split. The price: a frame
- * whose payload holds a whole valid frame cannot be told from a false start before that
- * frame, and encode() refuses to make one.
- *
- * Between two calls less than one maximal frame is held, and a note for each place in it
- * where a frame may start. The time that decode() takes grows with the number of bytes,
- * whatever they are.
+ * - Every zero ends a frame: after any damage the decoder is in step again at the next zero.
+ * - Each stretch between two zeros is one record or one refusal, which counts the bytes of the stretch without its
+ *   zeros. An empty stretch is neither.
+ * - A stretch that is longer than every frame is refused in portions of one largest frame.
+ * - Neither the records nor the refusals depend on how the bytes were split.
+ * - Between two calls the decoder holds one largest frame at most. The time of each function grows with the number
+ *   of bytes, whatever they are.
  */
 class BIZ_HOST_EXPORT DemoFrameCodec : public FrameCodec
 {
 public:
+    /** The number of payload bytes that a frame can carry. */
     static constexpr int maxPayload = 0xFFFF;
 
     DemoFrameCodec();
     ~DemoFrameCodec() override;
 
     QByteArray encode(const model_Protocoldata &record) const override;
+    bool canEncode(const model_Protocoldata &record) const override;
     Decoded decode(const QByteArray &bytes) override;
     void reset() override;
 
-    /** How many received bytes wait for the rest of a frame. */
+    /** One zero, which ends whatever the receiver has half received before. */
+    QByteArray preamble() const override;
+
+    /** How many received bytes wait for the zero that ends their stretch. */
     int heldBytes() const;
 
 private:
     class Private;
     std::unique_ptr<Private> d;
+};
+
+/**
+ * The demonstration datagram, for links that keep message boundaries: the seven head bytes, the payload and
+ * the CRC of the demonstration frame, without byte stuffing and without a zero behind them.
+ *
+ * One message is one record, or one refusal of all its bytes. Nothing is held between two calls.
+ */
+class BIZ_HOST_EXPORT DemoDatagramCodec : public FrameCodec
+{
+public:
+    /** The number of payload bytes that fit into one UDP datagram over IPv4 beside head and CRC. */
+    static constexpr int maxPayload = 65498;
+
+    QByteArray encode(const model_Protocoldata &record) const override;
+    bool canEncode(const model_Protocoldata &record) const override;
+    Decoded decode(const QByteArray &bytes) override;
+    void reset() override;
 };
 
 } // namespace biz::host

@@ -3,12 +3,13 @@
 
 #include <QtCore/QByteArray>
 
-/** What the frame and the datagram have in common on the wire. */
+/** What the formats of both channels have in common: numbers and the check value. */
 namespace biz::host::wire {
 
-constexpr int markerSize = 2;
-constexpr int lengthSize = 2;
 constexpr int crcSize = 2;
+
+/** The largest payload of a UDP datagram over IPv4: 65,535 less 20 bytes of IP head and 8 of UDP. */
+constexpr int largestUdpPayload = 65535 - 20 - 8;
 
 /** The 16-bit number at `at`, low byte first. */
 inline quint16 numberAt(const QByteArray &bytes, int at)

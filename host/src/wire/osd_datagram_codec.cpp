@@ -9,16 +9,16 @@ namespace biz::host {
 
 namespace {
 
-constexpr char marker[wire::markerSize] = {'\xA5', '\x0D'};
+constexpr char marker[] = {'\xA5', '\x0D'};
+constexpr int markerSize = sizeof marker;
+constexpr int lengthSize = 2;
 constexpr int headSize = sizeof(model_OsdParam::ucOsdHead);
-constexpr int flagAt = wire::markerSize + headSize;
+constexpr int flagAt = markerSize + headSize;
 constexpr int lengthAt = flagAt + 1;
-constexpr int payloadAt = lengthAt + wire::lengthSize;
+constexpr int payloadAt = lengthAt + lengthSize;
 constexpr int smallest = payloadAt + wire::crcSize;
 
-// The largest payload of a UDP datagram over IPv4: 65,535 less 20 bytes of IP head and 8 of UDP.
-constexpr int largestDatagram = 65507;
-static_assert(smallest + OsdDatagramCodec::maxPayload <= largestDatagram, "a full datagram must be sendable");
+static_assert(smallest + OsdDatagramCodec::maxPayload <= wire::largestUdpPayload, "a full datagram must be sendable");
 
 /** What is wrong with a datagram; empty when it is sound. */
 QString problemOf(const QByteArray &datagram)
@@ -26,7 +26,7 @@ QString problemOf(const QByteArray &datagram)
     if (datagram.size() < smallest) {
         return QStringLiteral("datagram has %1 bytes, needs at least %2").arg(datagram.size()).arg(smallest);
     }
-    if (!datagram.startsWith(QByteArray(marker, wire::markerSize))) {
+    if (!datagram.startsWith(QByteArray(marker, markerSize))) {
         return QStringLiteral("datagram does not start with A5 0D");
     }
     const int declared = wire::numberAt(datagram, lengthAt);
@@ -35,7 +35,7 @@ QString problemOf(const QByteArray &datagram)
         return QStringLiteral("datagram declares %1 payload bytes and carries %2").arg(declared).arg(carried);
     }
     const int crcAt = datagram.size() - wire::crcSize;
-    if (wire::numberAt(datagram, crcAt) != wire::crcOf(datagram, wire::markerSize, crcAt)) {
+    if (wire::numberAt(datagram, crcAt) != wire::crcOf(datagram, markerSize, crcAt)) {
         return QStringLiteral("CRC does not match");
     }
     return {};
@@ -50,12 +50,12 @@ QByteArray OsdDatagramCodec::encode(const model_OsdParam &record)
     }
     QByteArray datagram;
     datagram.reserve(smallest + record.baData.size());
-    datagram.append(marker, wire::markerSize);
+    datagram.append(marker, markerSize);
     datagram.append(reinterpret_cast<const char *>(record.ucOsdHead), headSize);
     datagram.append(static_cast<char>(record.ucOsdFlag));
     wire::appendNumber(&datagram, record.baData.size());
     datagram.append(record.baData);
-    wire::appendNumber(&datagram, wire::crcOf(datagram, wire::markerSize, datagram.size()));
+    wire::appendNumber(&datagram, wire::crcOf(datagram, markerSize, datagram.size()));
     return datagram;
 }
 
@@ -66,7 +66,7 @@ bool OsdDatagramCodec::decode(const QByteArray &datagram, model_OsdParam *record
         *reason = problem;
         return false;
     }
-    std::copy_n(datagram.cbegin() + wire::markerSize, headSize, std::begin(record->ucOsdHead));
+    std::copy_n(datagram.cbegin() + markerSize, headSize, std::begin(record->ucOsdHead));
     record->ucOsdFlag = static_cast<quint8>(datagram[flagAt]);
     record->baData = datagram.mid(payloadAt, datagram.size() - smallest);
     return true;
