@@ -54,66 +54,7 @@ protected:
     QByteArray received;
 };
 
-/** What makeLink() says about a URL that names no link. */
-QString complaintAbout(const char *url)
-{
-    QString error;
-    const std::unique_ptr<DeviceLink> made = makeLink(QUrl(QString::fromLatin1(url)), &error);
-    EXPECT_EQ(made, nullptr) << url;
-    return error;
-}
-
-/** The name of the link that a URL names; empty when it names none. */
-QString nameFor(const char *url)
-{
-    QString error;
-    const std::unique_ptr<DeviceLink> made = makeLink(QUrl(QString::fromLatin1(url)), &error);
-    EXPECT_EQ(error, QString());
-    return made == nullptr ? QString() : made->name();
-}
-
 } // namespace
-
-TEST(MakeLink, AUrlNamesHostAndPort)
-{
-    EXPECT_EQ(nameFor("tcp://127.0.0.1:1234"), QStringLiteral("tcp://127.0.0.1:1234"));
-    EXPECT_EQ(nameFor("tcp://127.0.0.1"), QStringLiteral("tcp://127.0.0.1:15700"));
-    EXPECT_EQ(nameFor("TCP://localhost:65535/"), QStringLiteral("tcp://localhost:65535"));
-    EXPECT_EQ(nameFor("tcp://[::1]:1"), QStringLiteral("tcp://[::1]:1"));
-}
-
-TEST(MakeLink, AUrlThatNamesNoLinkIsExplained)
-{
-    const QString anyForm = QStringLiteral("; expected tcp://HOST[:PORT], udp://HOST[:PORT] or "
-                                           "serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none]");
-    EXPECT_EQ(complaintAbout(""), QStringLiteral("the link's URL is empty") + anyForm);
-    EXPECT_EQ(complaintAbout("127.0.0.1"), QStringLiteral("\"127.0.0.1\" has no scheme") + anyForm);
-    EXPECT_EQ(complaintAbout("http://127.0.0.1:1"),
-              QStringLiteral("\"http://127.0.0.1:1\": there is no link of scheme \"http\"") + anyForm);
-    EXPECT_EQ(complaintAbout("localhost:15700"),
-              QStringLiteral("\"localhost:15700\": there is no link of scheme \"localhost\"") + anyForm);
-    EXPECT_EQ(complaintAbout("tcp://:15700"), QStringLiteral("\"tcp://:15700\" names no host; expected "
-                                                             "tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("tcp://127.0.0.1:0"),
-              QStringLiteral("\"tcp://127.0.0.1:0\": port is 0, 1 to 65535 allowed; expected tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("tcp://me@127.0.0.1"), QStringLiteral("\"tcp://me@127.0.0.1\": a TCP link takes no user "
-                                                                   "name; expected tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("tcp://127.0.0.1/dev"),
-              QStringLiteral("\"tcp://127.0.0.1/dev\": a TCP link takes no path, but has \"/dev\"; expected "
-                             "tcp://HOST[:PORT]"));
-    EXPECT_EQ(complaintAbout("tcp://127.0.0.1?baud=1"),
-              QStringLiteral("\"tcp://127.0.0.1?baud=1\": a TCP link takes no query and no fragment; expected "
-                             "tcp://HOST[:PORT]"));
-}
-
-TEST(MakeLink, AUrlThatCannotBeParsedIsQuoted)
-{
-    const QString complaint = complaintAbout("tcp://127.0.0.1:99999");
-
-    EXPECT_TRUE(complaint.contains(QStringLiteral("tcp://127.0.0.1:99999"))) << qPrintable(complaint);
-    EXPECT_TRUE(complaint.contains(QStringLiteral("port"))) << qPrintable(complaint);
-    EXPECT_TRUE(complaint.endsWith(QStringLiteral("; expected tcp://HOST[:PORT]"))) << qPrintable(complaint);
-}
 
 TEST_F(TcpLink, AWriteLeavesBeforeTheEventLoopTurns)
 {
