@@ -1,3 +1,6 @@
+#include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
+
 #include "link_journal.h"
 #include "pseudo_terminal.h"
 #include "wait_for.h"
@@ -167,5 +170,89 @@ TEST_F(SerialLink, CanBeClosedFromTheSlotThatReceives)
     line.write("bye");
     ASSERT_TRUE(waitFor([this] { return !journal.link->isOpen(); }));
     EXPECT_EQ(journal.received, QByteArray("bye"));
+    EXPECT_TRUE(journal.closed.isEmpty());
+}
+
+TEST_F(SerialLink, HeldBytesAreThrownAwayAndTheNextOnesArrive)
+{
+    open();
+    const QByteArray stale(1'000'000, 'x');
+    EXPECT_TRUE(journal.link->write(stale));
+    EXPECT_FALSE(journal.link->canWrite());
+    ASSERT_TRUE(waitFor([this, &stale] { return journal.link->bytesHeld() < stale.size(); })); // the line is full
+
+    journal.link->discard();
+    EXPECT_EQ(journal.link->bytesHeld(), 0);
+    EXPECT_TRUE(journal.link->isOpen());
+    EXPECT_TRUE(journal.link->write("fresh"));
+    QByteArray got;
+    EXPECT_TRUE(waitFor([&] {
+        got += line.read();
+        return got.endsWith("fresh");
+    }));
+    EXPECT_LT(got.size(), stale.size() / 2);
+    EXPECT_TRUE(journal.closed.isEmpty());
+}
+
+TEST_F(SerialLink, TellsOfRoomWhenTheLineGoesOn)
+{
+    int writable = 0;
+    QObject::connect(journal.link.get(), &biz::host::DeviceLink::writable, journal.link.get(), [&] { ++writable; });
+    open();
+    const QByteArray sent(1'000'000, 'x');
+    EXPECT_TRUE(journal.link->write(sent));
+    EXPECT_FALSE(journal.link->canWrite());
+    qint64 got = 0;
+    EXPECT_TRUE(waitFor([&] {
+        got += line.read().size();
+        return got == sent.size() && writable > 0;
+    }));
+    EXPECT_TRUE(journal.link->canWrite());
+    EXPECT_EQ(writable, 1);
+}
+
+TEST_F(SerialLink, WhatThePseudoTerminalHasTakenCannotBeRecalled)
+{
+    open();
+    EXPECT_TRUE(journal.link->write("on its way"));
+    ASSERT_TRUE(waitFor([this] { return journal.link->bytesHeld() == 0; }));
+    journal.link->discard();
+    EXPECT_TRUE(deviceGets("on its way"));
+}
+
+TEST_F(SerialLink, APortThatIsPluggedInAgainCanBeOpenedAgain)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("port"));
+    auto adapter = std::make_unique<PseudoTerminal>();
+    ASSERT_TRUE(QFile::link(adapter->port(), path));
+    journal.make(QStringLiteral("serial://") + path);
+    open();
+
+    adapter->hangUp();
+    ASSERT_TRUE(waitFor([this] { return !journal.closed.isEmpty(); }));
+    ASSERT_TRUE(QFile::remove(path));
+    journal.link->open();
+    ASSERT_TRUE(waitFor([this] { return journal.closed.size() == 2; }));
+    EXPECT_TRUE(journal.closed.last().startsWith(QStringLiteral("cannot open "))) << qPrintable(journal.closed.last());
+
+    PseudoTerminal again;
+    ASSERT_TRUE(QFile::link(again.port(), path));
+    journal.link->open();
+    ASSERT_TRUE(waitFor([this] { return journal.opened == 2; }));
+    EXPECT_TRUE(journal.link->write("hello"));
+    EXPECT_TRUE(waitFor([&] { return again.read() == "hello"; }));
+}
+
+TEST_F(SerialLink, StandsACloseAndAnOpenFromTheSlotThatGetsItsLastBytes)
+{
+    open();
+    QObject::connect(journal.link.get(), &biz::host::DeviceLink::received, journal.link.get(), [this] {
+        journal.link->close();
+        journal.link->open();
+    });
+    line.write("bye");
+    ASSERT_TRUE(waitFor([this] { return journal.opened == 2; }));
+    EXPECT_TRUE(journal.link->isOpen());
     EXPECT_TRUE(journal.closed.isEmpty());
 }

@@ -229,3 +229,25 @@ TEST_F(UdpLink, CanBeClosedFromTheSlotThatReceives)
     ASSERT_TRUE(waitFor([this] { return !journal.link->isOpen(); }));
     EXPECT_EQ(journal.received, QByteArray("one"));
 }
+
+TEST_F(UdpLink, KeepsMessageBoundariesAndHoldsNothing)
+{
+    open();
+    EXPECT_TRUE(journal.link->keepsMessageBoundaries());
+    EXPECT_TRUE(journal.link->write("one"));
+    EXPECT_EQ(journal.link->bytesHeld(), 0);
+    EXPECT_TRUE(journal.link->canWrite());
+}
+
+TEST_F(UdpLink, StandsACloseAndAnOpenFromTheSlotThatHearsItIsOpen)
+{
+    QObject::connect(journal.link.get(), &biz::host::DeviceLink::opened, journal.link.get(), [this] {
+        if (journal.opened == 1) {
+            journal.link->close();
+            journal.link->open();
+        }
+    });
+    journal.link->open();
+    ASSERT_TRUE(waitFor([this] { return journal.opened == 2; }));
+    EXPECT_TRUE(journal.link->isOpen());
+}

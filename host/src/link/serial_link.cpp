@@ -1,5 +1,8 @@
 #include <link/serial_link_p.h>
 
+#include <sys/ioctl.h>
+#include <termios.h>
+
 namespace biz::host {
 
 SerialLink::SerialLink(const SerialSettings &settings)
@@ -15,6 +18,7 @@ SerialLink::SerialLink(const SerialSettings &settings)
     connect(&m_opening, &QTimer::timeout, this, &SerialLink::openPort);
     connect(&m_port, &QSerialPort::errorOccurred, this, &SerialLink::onError);
     connect(&m_port, &QSerialPort::readyRead, this, &SerialLink::onReadyRead);
+    connect(&m_window, &WriteWindow::roomAgain, this, &SerialLink::writable);
 }
 
 SerialLink::~SerialLink()
@@ -35,6 +39,7 @@ void SerialLink::close()
 {
     m_wanted = false;
     m_opening.stop();
+    m_window.reset();
     if (m_open) {
         m_open = false;
         m_port.flush(); // what the system takes at once still goes out
@@ -51,7 +56,33 @@ bool SerialLink::isOpen() const
 
 bool SerialLink::write(const QByteArray &bytes)
 {
-    return m_open && m_port.write(bytes) == bytes.size();
+    if (!m_open || m_port.write(bytes) != bytes.size()) {
+        return false;
+    }
+    m_window.add(bytes.size());
+    return true;
+}
+
+bool SerialLink::canWrite() const
+{
+    return m_open && m_window.hasRoom();
+}
+
+qint64 SerialLink::bytesHeld() const
+{
+    if (!m_open) {
+        return 0;
+    }
+    int inDriver = 0;
+    ioctl(m_port.handle(), TIOCOUTQ, &inDriver);
+    return m_port.bytesToWrite() + inDriver;
+}
+
+void SerialLink::discard()
+{
+    if (bytesHeld() > 0) {
+        m_port.clear(QSerialPort::Output);
+    }
 }
 
 QString SerialLink::name() const
@@ -83,6 +114,9 @@ void SerialLink::onError(QSerialPort::SerialPortError error)
     if (isGone) {
         const QString why = m_port.errorString();
         onReadyRead();
+        if (!m_open) {
+            return; // whoever got the last bytes has closed the link, and may have opened it anew
+        }
         end(QStringLiteral("%1 was closed: %2").arg(name(), why));
     }
 }
@@ -103,6 +137,7 @@ void SerialLink::end(const QString &reason)
     }
     m_wanted = false;
     m_open = false;
+    m_window.reset();
     if (m_port.isOpen()) {
         m_port.close();
     }

@@ -5,6 +5,7 @@
 
 #include <host/device_link.h>
 #include <link/serial_settings_p.h>
+#include <link/write_window_p.h>
 
 namespace biz::host {
 
@@ -21,6 +22,9 @@ public:
     void close() override;
     bool isOpen() const override;
     bool write(const QByteArray &bytes) override;
+    bool canWrite() const override;
+    qint64 bytesHeld() const override;
+    void discard() override;
     QString name() const override;
 
 private:
@@ -31,6 +35,7 @@ private:
 
     const SerialSettings m_settings;
     QSerialPort m_port{this};
+    WriteWindow m_window{this};
 
     /** Opens from the event loop, so that open() returns before opened() or closed(). */
     QTimer m_opening{this};

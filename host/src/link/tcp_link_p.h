@@ -7,6 +7,7 @@
 #include <QtNetwork/QTcpSocket>
 
 #include <host/device_link.h>
+#include <link/write_window_p.h>
 
 namespace biz::host {
 
@@ -23,27 +24,36 @@ public:
     void close() override;
     bool isOpen() const override;
     bool write(const QByteArray &bytes) override;
+    bool canWrite() const override;
+    qint64 bytesHeld() const override;
+    void discard() override;
     QString name() const override;
 
 private:
     void onConnected();
     void onStateChanged(QAbstractSocket::SocketState state);
     void onReadyRead();
-    void reportEnd();
+    void end(const QString &why);
+    void setOption(int level, int option, int value);
+    void setResetOnClose(bool isOn);
+    void guardHeldBytes(bool isOn);
 
     const QString m_host;
     const quint16 m_port;
     QTcpSocket m_socket{this};
+    WriteWindow m_window{this};
 
     /** Read in one go; what is left then waits for the event loop's next turn. */
     std::array<char, 65536> m_chunk{};
 
     /** Connects from the event loop: a socket may fail within the call that connects it. */
     QTimer m_connecting{this};
+    QTimer m_connectLimit{this};
 
     /** From open() to close() or the report of its end: while true, an end is to be reported. */
     bool m_wanted = false;
     bool m_open = false;
+    bool m_isGuarded = false;
 };
 
 } // namespace biz::host

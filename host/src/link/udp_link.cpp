@@ -59,6 +59,11 @@ bool UdpLink::write(const QByteArray &bytes)
     return m_open && m_socket.writeDatagram(bytes, m_device, m_port) == bytes.size();
 }
 
+bool UdpLink::keepsMessageBoundaries() const
+{
+    return true;
+}
+
 QString UdpLink::name() const
 {
     QUrl url;

@@ -25,6 +25,7 @@ public:
     void close() override;
     bool isOpen() const override;
     bool write(const QByteArray &bytes) override;
+    bool keepsMessageBoundaries() const override;
     QString name() const override;
 
 private:
