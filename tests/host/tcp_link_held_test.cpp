@@ -138,6 +138,15 @@ TEST_F(HeldTcpLink, WhatIsDiscardedNeverArrives)
     }));
 }
 
+TEST_F(HeldTcpLink, WhatTheDevicesSystemHasTakenCannotBeRecalled)
+{
+    open();
+    EXPECT_TRUE(journal.link->write("on its way"));
+    ASSERT_TRUE(waitFor([this] { return journal.link->bytesHeld() == 0; }));
+    journal.link->discard();
+    EXPECT_EQ(peer.read(), QByteArray("on its way"));
+}
+
 TEST_F(HeldTcpLink, DiscardOfNothingLeavesTheConnectionAlone)
 {
     open();

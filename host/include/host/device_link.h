@@ -34,10 +34,14 @@ public:
 
     virtual bool isOpen() const = 0;
 
-    /** Hands one frame over for sending; false when the link is not open. */
+    /** Hands one frame over for sending; false when the link is not open, or does not take the frame. */
     virtual bool write(const QByteArray &bytes) = 0;
 
-    /** Whether the next frame would be taken now; writable() follows a false. True while open, by default. */
+    /**
+     * Whether there is room for the next frame: a host asks before each one, so that commands wait where they
+     * can still be cancelled. writable() follows a false. True while open, by default. The links that makeLink()
+     * makes hold 64 KiB at most, or one frame, as long as no frame is larger than all before it.
+     */
     virtual bool canWrite() const;
 
     /** Bytes of written frames that have not left this machine, or were not acknowledged; 0 by default. */
@@ -46,6 +50,10 @@ public:
     /**
      * Throws held bytes away, so that a command that has ended cannot reach the device. A link that can
      * do so only by ending its connection ends it and emits closed(). Does nothing by default.
+     *
+     * What has left cannot be recalled: bytes that the system of a stalled device or a serial server has
+     * taken, bytes in the buffer of a pseudo-terminal, and a UDP datagram that waits until the device's
+     * address is resolved.
      */
     virtual void discard();
 

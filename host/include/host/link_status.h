@@ -14,7 +14,7 @@ struct LinkStatus
 {
     LinkState state = LinkState::Closed;
     QDateTime since;           ///< UTC; since when it is in this state
-    int attempts = 0;          ///< to open it since it was last up, or since the start
+    int attempts = 0;          ///< to open it since it was last up, or since the start; while up, those it took
     Error error = Error::None; ///< while lost: LinkCannotOpen, LinkClosed or LinkSilent
     QString reason;            ///< while lost: the sentence of the link that says why
 };

@@ -112,12 +112,12 @@ void SerialLink::onError(QSerialPort::SerialPortError error)
     const bool isGone = error == QSerialPort::ResourceError || error == QSerialPort::ReadError ||
                         error == QSerialPort::WriteError || error == QSerialPort::PermissionError;
     if (isGone) {
-        const QString why = m_port.errorString();
         onReadyRead();
         if (!m_open) {
             return; // whoever got the last bytes has closed the link, and may have opened it anew
         }
-        end(QStringLiteral("%1 was closed: %2").arg(name(), why));
+        // The system's own text depends on which call was the first to find out.
+        end(QStringLiteral("%1 was closed: the port is gone").arg(name()));
     }
 }
 

@@ -1,0 +1,388 @@
+#include <link/link_supervisor_p.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+
+#include <QtCore/QRandomGenerator>
+
+#include <logging_p.h>
+
+namespace biz::host {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+milliseconds withJitter(milliseconds interval)
+{
+    const double share =
+        timing::reconnectJitterPercent / 100.0 * (2 * QRandomGenerator::global()->generateDouble() - 1);
+    return milliseconds(std::lround(static_cast<double>(interval.count()) * (1 + share)));
+}
+
+/** Calls a link that may be an application's; returns the text of what it throws, and nothing of what it does not. */
+QString exceptionOf(const std::function<void()> &call)
+{
+    try {
+        call();
+        return {};
+    } catch (const std::exception &thrown) {
+        return QString::fromLocal8Bit(thrown.what());
+    } catch (...) {
+        return QStringLiteral("an exception without a text");
+    }
+}
+
+} // namespace
+
+LinkSupervisor::LinkSupervisor(QObject *parent)
+    : QObject(parent)
+{
+    m_reconnecting.setSingleShot(true);
+    m_watching.setInterval(timing::silenceCheckPeriod);
+    m_discarding.setInterval(timing::discardCheckPeriod);
+    connect(&m_reconnecting, &QTimer::timeout, this, &LinkSupervisor::attempt);
+    connect(&m_watching, &QTimer::timeout, this, &LinkSupervisor::lookAtHeld);
+    connect(&m_discarding, &QTimer::timeout, this, &LinkSupervisor::lookAtDiscarded);
+}
+
+LinkSupervisor::~LinkSupervisor()
+{
+    blockSignals(true);
+    stop();
+}
+
+void LinkSupervisor::setLink(std::unique_ptr<DeviceLink> link)
+{
+    stop();
+    if (m_link) {
+        m_link.release()->deleteLater();
+    }
+    m_link = std::move(link);
+}
+
+DeviceLink *LinkSupervisor::link() const
+{
+    return m_link.get();
+}
+
+void LinkSupervisor::start()
+{
+    if (!m_link || m_status.state != LinkState::Closed) {
+        return;
+    }
+    m_status.attempts = 0;
+    if (enter(LinkState::Connecting)) {
+        attempt();
+    }
+}
+
+void LinkSupervisor::stop()
+{
+    if (m_status.state == LinkState::Closed) {
+        return;
+    }
+    stopTimers();
+    listen(false);
+    if (m_link->bytesHeld() > 0) {
+        m_link->discard();
+    }
+    m_link->close();
+    m_status.attempts = 0;
+    enter(LinkState::Closed);
+}
+
+const LinkStatus &LinkSupervisor::status() const
+{
+    return m_status;
+}
+
+bool LinkSupervisor::isUp() const
+{
+    return m_status.state == LinkState::Up;
+}
+
+void LinkSupervisor::setReconnectInterval(milliseconds interval)
+{
+    m_reconnectInterval = interval;
+    m_reconnecting.stop();
+    if (m_status.state == LinkState::Lost && !m_isOpening) {
+        attemptLater(m_attemptedAt);
+    }
+}
+
+void LinkSupervisor::setSilenceLimit(milliseconds limit)
+{
+    m_ownSilenceLimit = limit;
+}
+
+void LinkSupervisor::setWaitInFlight(milliseconds wait)
+{
+    m_waitInFlight = wait;
+}
+
+bool LinkSupervisor::write(const QByteArray &frame)
+{
+    if (!isUp()) {
+        m_writeProblem = QStringLiteral("the link is not up");
+        return false;
+    }
+    // The link may tell of its end within the call, and whoever hears of it may give another one.
+    DeviceLink *const link = m_link.get();
+    const quint64 changes = m_changes;
+    bool isTaken = false;
+    const QString thrown = exceptionOf([&] { isTaken = link->write(frame); });
+    if (changes != m_changes) {
+        m_writeProblem = QStringLiteral("%1 was lost while it took the frame").arg(link->name());
+        return false;
+    }
+    if (!isTaken) {
+        m_writeProblem = QStringLiteral("%1 did not take the frame").arg(link->name());
+        if (!thrown.isEmpty()) {
+            m_writeProblem += QStringLiteral(": ") + thrown;
+        }
+        return false;
+    }
+    m_writeProblem.clear();
+    noteWritten(frame.size());
+    return true;
+}
+
+QString LinkSupervisor::writeProblem() const
+{
+    return m_writeProblem;
+}
+
+bool LinkSupervisor::mayWrite() const
+{
+    return isUp() && !m_discarding.isActive() && m_link->canWrite();
+}
+
+void LinkSupervisor::discardHeld()
+{
+    if (isUp() && !m_discarding.isActive() && m_link->bytesHeld() > 0) {
+        m_discardAskedAt = Clock::now();
+        m_discarding.start();
+    }
+}
+
+void LinkSupervisor::listen(bool isOn)
+{
+    DeviceLink *const link = m_link.get();
+    disconnect(link, nullptr, this, nullptr);
+    if (isOn) {
+        connect(link, &DeviceLink::opened, this, &LinkSupervisor::onOpened);
+        connect(link, &DeviceLink::closed, this, &LinkSupervisor::onClosed);
+        connect(link, &DeviceLink::received, this, &LinkSupervisor::onReceived);
+        connect(link, &DeviceLink::writable, this, &LinkSupervisor::onWritable);
+    }
+}
+
+void LinkSupervisor::attempt()
+{
+    DeviceLink *const link = m_link.get();
+    const quint64 changes = m_changes;
+    m_reconnecting.stop();
+    m_isOpening = true;
+    m_attemptedAt = Clock::now();
+    ++m_status.attempts;
+    listen(true);
+    const QString thrown = exceptionOf([&] { link->open(); });
+    if (!thrown.isEmpty() && changes == m_changes) {
+        onClosed(QStringLiteral("cannot open %1: %2").arg(link->name(), thrown));
+    }
+}
+
+/** The next attempt follows the interval after `from`, or now when that has passed. */
+void LinkSupervisor::attemptLater(TimePoint from)
+{
+    if (m_reconnectInterval == milliseconds::zero()) {
+        return;
+    }
+    const auto passed = std::chrono::duration_cast<milliseconds>(Clock::now() - from);
+    m_reconnecting.start(std::max(milliseconds::zero(), withJitter(m_reconnectInterval) - passed));
+}
+
+void LinkSupervisor::onOpened()
+{
+    if (!m_isOpening) {
+        return;
+    }
+    stopTimers();
+    m_written = 0;
+    m_left = 0;
+    enter(LinkState::Up);
+}
+
+void LinkSupervisor::onClosed(const QString &reason)
+{
+    switch (m_status.state) {
+    case LinkState::Closed:
+        return;
+    case LinkState::Connecting:
+        m_isOpening = false;
+        attemptLater(m_attemptedAt);
+        enter(LinkState::Lost, Error::LinkCannotOpen, reason);
+        return;
+    case LinkState::Up:
+        stopTimers();
+        m_status.attempts = 0;
+        attemptLater(Clock::now());
+        enter(LinkState::Lost, Error::LinkClosed, reason);
+        return;
+    case LinkState::Lost:
+        if (m_isOpening) {
+            m_isOpening = false;
+            attemptLater(m_attemptedAt);
+        }
+        return;
+    }
+}
+
+void LinkSupervisor::onReceived(const QByteArray &bytes)
+{
+    if (isUp()) {
+        Q_EMIT received(bytes);
+    }
+}
+
+void LinkSupervisor::onWritable()
+{
+    if (mayWrite()) {
+        Q_EMIT writable();
+    }
+}
+
+/** Tells of the new state; false when a slot has left it already. */
+bool LinkSupervisor::enter(LinkState state, Error error, const QString &reason)
+{
+    const LinkStatus before = m_status;
+    m_status.state = state;
+    m_status.since = QDateTime::currentDateTimeUtc();
+    m_status.error = error;
+    m_status.reason = reason;
+    log(before);
+
+    const LinkStatus now = m_status; // slots may change what the signals carry
+    const quint64 changes = ++m_changes;
+    Q_EMIT stateChanged(now);
+    if (changes == m_changes && state == LinkState::Up) {
+        Q_EMIT up();
+    }
+    if (changes == m_changes && state == LinkState::Lost) {
+        Q_EMIT lost(now);
+    }
+    return changes == m_changes;
+}
+
+void LinkSupervisor::log(const LinkStatus &before) const
+{
+    if (m_status.state == LinkState::Lost) {
+        qCWarning(hostLog).noquote() << "link lost:" << m_status.reason;
+    } else if (before.state == LinkState::Lost && m_status.state == LinkState::Up) {
+        qCInfo(hostLog).noquote() << "link back:" << m_link->name() << "after" << before.since.msecsTo(m_status.since)
+                                  << "ms, attempts:" << m_status.attempts;
+    }
+}
+
+void LinkSupervisor::stopTimers()
+{
+    m_isOpening = false;
+    m_reconnecting.stop();
+    m_watching.stop();
+    m_discarding.stop();
+}
+
+void LinkSupervisor::noteWritten(qint64 size)
+{
+    if (!m_watching.isActive()) {
+        m_left = m_written; // all before has left
+        m_lastLeftAt = Clock::now();
+        m_watching.start();
+    }
+    m_written += size;
+}
+
+void LinkSupervisor::lookAtHeld()
+{
+    const qint64 held = m_link->bytesHeld();
+    if (held == 0) {
+        m_watching.stop();
+        return;
+    }
+    // What is held may stay as much, or grow, while bytes come and go: what counts is how many have left.
+    if (m_written - held > m_left) {
+        m_left = m_written - held;
+        m_lastLeftAt = Clock::now();
+    } else if (isSilent()) {
+        loseSilent();
+    }
+}
+
+void LinkSupervisor::lookAtDiscarded()
+{
+    if (m_link->bytesHeld() == 0) {
+        m_discarding.stop();
+        onWritable();
+    } else if (Clock::now() - m_discardAskedAt >= timing::discardDelay) {
+        if (isSilent()) {
+            loseSilent();
+        } else {
+            throwHeldAway();
+        }
+    }
+}
+
+bool LinkSupervisor::isSilent() const
+{
+    return m_watching.isActive() && Clock::now() - m_lastLeftAt >= silenceLimit();
+}
+
+milliseconds LinkSupervisor::silenceLimit() const
+{
+    if (m_ownSilenceLimit > milliseconds::zero()) {
+        return m_ownSilenceLimit;
+    }
+    return std::max(timing::shortestSilenceLimit, timing::waitsUntilSilent * m_waitInFlight);
+}
+
+void LinkSupervisor::loseSilent()
+{
+    const auto silence = std::chrono::duration_cast<milliseconds>(Clock::now() - m_lastLeftAt);
+    const QString reason = QStringLiteral("%1 is silent: it has taken none of %2 bytes for %3 ms")
+                               .arg(m_link->name())
+                               .arg(m_link->bytesHeld())
+                               .arg(silence.count());
+    stopTimers();
+    listen(false);
+    m_link->discard();
+    m_link->close();
+    m_status.attempts = 0;
+    attemptLater(Clock::now());
+    enter(LinkState::Lost, Error::LinkSilent, reason);
+}
+
+void LinkSupervisor::throwHeldAway()
+{
+    const QString reason = QStringLiteral("%1: %2 undelivered bytes of commands that had ended were thrown away")
+                               .arg(m_link->name())
+                               .arg(m_link->bytesHeld());
+    stopTimers();
+    listen(false);
+    m_link->discard();
+    const bool isStillOpen = m_link->isOpen();
+    m_status.attempts = 0;
+    if (!enter(LinkState::Lost, Error::LinkClosed, reason)) {
+        return;
+    }
+    if (isStillOpen) {
+        listen(true);
+        m_isOpening = true;
+        onOpened();
+    } else {
+        attempt();
+    }
+}
+
+} // namespace biz::host
