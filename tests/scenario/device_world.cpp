@@ -59,7 +59,8 @@ public:
         : m_options(options)
         , m_coverage(coverage)
         , m_random(seed * 2654435761U + 1U)
-        , m_scheduler(seed)
+        , m_chooser(seed)
+        , m_scheduler(m_chooser)
         , m_watch(m_scheduler, options, coverage)
     {
         m_initialCounter = initialCounters[static_cast<std::size_t>(m_random.below(initialCounters.size()))];
@@ -116,6 +117,7 @@ private:
     const ScenarioClass &m_options;
     Coverage &m_coverage;
     Random m_random;
+    RandomChooser m_chooser;
     Scheduler m_scheduler;
     DeviceWatch m_watch;
 

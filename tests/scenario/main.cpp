@@ -54,7 +54,7 @@ void stayOnOneProcessor()
 [[noreturn]] void tellSeedAndAbort()
 {
     if (Scheduler::instance() != nullptr) {
-        Scheduler::instance()->tellSeed(stderr);
+        Scheduler::instance()->tellHowToRepeat(stderr);
     }
     std::signal(SIGABRT, SIG_DFL);
     std::abort();

@@ -107,7 +107,8 @@ public:
         : m_options(options)
         , m_coverage(coverage)
         , m_random(seed * 2654435761U + 2U)
-        , m_scheduler(seed)
+        , m_chooser(seed)
+        , m_scheduler(m_chooser)
         , m_expected(static_cast<std::size_t>(options.workers))
     {
         m_scheduler.watch(biz_Osd_CMDSWork::HexCmdlock.native_handle());
@@ -165,6 +166,7 @@ private:
     const ScenarioClass &m_options;
     Coverage &m_coverage;
     Random m_random;
+    RandomChooser m_chooser;
     Scheduler m_scheduler;
 
     std::vector<std::unique_ptr<biz_Osd_CMDSWork>> m_workers;

@@ -25,7 +25,6 @@ constexpr std::uint64_t fingerprintOfNothing = 14695981039346656037U;
 constexpr std::uint64_t fingerprintPrime = 1099511628211U;
 
 Scheduler *theScheduler = nullptr;
-std::uint64_t theSeed = 0;
 
 using StartRoutine = void *(*)(void *);
 using ThreadCreate = int (*)(pthread_t *, const pthread_attr_t *, StartRoutine, void *);
@@ -112,14 +111,13 @@ struct TaskEntry
     }
 };
 
-Scheduler::Scheduler(std::uint64_t seed)
-    : m_random(seed)
+Scheduler::Scheduler(Chooser &chooser)
+    : m_chooser(chooser)
     , m_wallAtZero(startOfWallClock)
     , m_fingerprint(fingerprintOfNothing)
     , m_done(std::make_unique<Done>())
 {
     theScheduler = this;
-    theSeed = seed;
 }
 
 Scheduler::~Scheduler()
@@ -127,14 +125,14 @@ Scheduler::~Scheduler()
     theScheduler = nullptr;
 }
 
-void Scheduler::watch(const void *mutex)
+void Scheduler::watch(const void *object)
 {
-    m_watched.push_back(mutex);
+    m_watched.push_back(object);
 }
 
-bool Scheduler::watches(const void *mutex) const
+bool Scheduler::watches(const void *object) const
 {
-    return std::find(m_watched.begin(), m_watched.end(), mutex) != m_watched.end();
+    return std::find(m_watched.begin(), m_watched.end(), object) != m_watched.end();
 }
 
 void Scheduler::run(std::function<void()> body)
@@ -213,6 +211,13 @@ bool Scheduler::holds(const void *mutex)
     return std::find(held.begin(), held.end(), mutex) != held.end();
 }
 
+bool Scheduler::isHeld(const void *mutex) const
+{
+    return std::any_of(m_tasks.begin(), m_tasks.end(), [mutex](const auto &task) {
+        return std::find(task->held.begin(), task->held.end(), mutex) != task->held.end();
+    });
+}
+
 bool Scheduler::isTask()
 {
     return selfPointer != nullptr;
@@ -251,11 +256,11 @@ void Scheduler::violate(const std::string &what)
     }
 }
 
-void Scheduler::tellSeed(std::FILE *to) const
+void Scheduler::tellHowToRepeat(std::FILE *to) const
 {
-    std::fprintf(to, "FAILED seed %llu (the program ends)\n  %s\n  repeat with: --seed %llu\n",
-                 static_cast<unsigned long long>(theSeed), m_violation.c_str(),
-                 static_cast<unsigned long long>(theSeed));
+    const std::string option = m_chooser.option();
+    std::fprintf(to, "FAILED %s (the program ends)\n  %s\n  repeat with: --%s\n", option.c_str(), m_violation.c_str(),
+                 option.c_str());
 }
 
 void Scheduler::trace(const char *what, std::int64_t value)
@@ -284,7 +289,7 @@ void Scheduler::point()
     giveWay();
 }
 
-/** The heart: the running task hands over to whomever the seed picks, itself included. */
+/** The heart: the running task hands over to whomever the chooser names, itself included. */
 void Scheduler::giveWay()
 {
     ++m_points;
@@ -307,11 +312,14 @@ void Scheduler::giveWay()
 Scheduler::Task *Scheduler::pick()
 {
     std::vector<Task *> ready;
+    Choice choice;
     nanoseconds soonest = nanoseconds::max();
     for (const auto &task : m_tasks) {
         const bool sleeps = task->state == Task::State::Sleeping;
         if (task->state == Task::State::Ready || (sleeps && task->wakeUp <= m_now)) {
             ready.push_back(task.get());
+            choice.tasks.push_back(task->number);
+            choice.running = task.get() == TaskEntry::self() && !sleeps ? task->number : choice.running;
         } else if (sleeps) {
             soonest = std::min(soonest, task->wakeUp);
         }
@@ -324,7 +332,7 @@ Scheduler::Task *Scheduler::pick()
         std::fprintf(stderr, "deadlock\n");
         std::abort();
     }
-    return ready[static_cast<std::size_t>(m_random.below(static_cast<int>(ready.size())))];
+    return ready[m_chooser.choose(choice)];
 }
 
 void Scheduler::ended(Task *task)
@@ -349,12 +357,7 @@ void Scheduler::beforeLock(const void *mutex)
         violate("a second lock is taken while one is held");
     }
     point();
-    const auto isHeld = [this, mutex] {
-        return std::any_of(m_tasks.begin(), m_tasks.end(), [mutex](const auto &other) {
-            return std::find(other->held.begin(), other->held.end(), mutex) != other->held.end();
-        });
-    };
-    while (isHeld()) {
+    while (isHeld(mutex)) {
         task->state = Task::State::Blocked;
         task->waitsFor = mutex;
         giveWay();

@@ -6,45 +6,28 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <scenario/chooser.h>
+
 /**
  * Runs a whole system deterministically: one thread at a time, in virtual time, all
- * choices from one seed.
+ * choices by one chooser.
  *
  * The program that links this file brings its own nanosleep, gettimeofday, pthread_create,
  * pthread_mutex_lock and pthread_mutex_unlock. Threads that are made inside run() are
  * tasks. A task goes on until it sleeps, starts a task, or locks or unlocks a watched
- * mutex; there the seed chooses who goes on among all tasks that could run now. Virtual
- * time moves only when every task sleeps. So whatever stands between two such points is
- * one step, and every order of the steps can come up, the same one again for the same
- * seed.
+ * mutex, or passes a point of the host's own; there the chooser says who goes on among all
+ * tasks that could run now. Virtual time moves only when every task sleeps. So whatever
+ * stands between two such points is one step, and every order of the steps can come up, the
+ * same one again for the same choices.
  */
 namespace biz::scenario {
 
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
-
-/** Random numbers that are the same on every platform for the same seed. */
-class Random
-{
-public:
-    explicit Random(std::uint64_t seed)
-        : m_engine(seed)
-    {
-    }
-
-    /** 0 to limit - 1. */
-    int below(int limit) { return static_cast<int>(m_engine() % static_cast<std::uint64_t>(limit)); }
-    int between(int low, int high) { return low + below(high - low + 1); }
-    bool chance(int percent) { return below(100) < percent; }
-
-private:
-    std::mt19937_64 m_engine;
-};
 
 /** Something that must never happen has happened. */
 class Violation : public std::runtime_error
@@ -56,13 +39,16 @@ public:
 class Scheduler
 {
 public:
-    explicit Scheduler(std::uint64_t seed);
+    explicit Scheduler(Chooser &chooser);
     ~Scheduler();
     Scheduler(const Scheduler &) = delete;
     Scheduler &operator=(const Scheduler &) = delete;
 
-    /** Locking and unlocking this mutex (std::mutex::native_handle()) are choices. */
-    void watch(const void *mutex);
+    /**
+     * Locking and unlocking this mutex (std::mutex::native_handle()) are choices. So are the accesses
+     * without a lock to this variable, in a program whose library tells of them.
+     */
+    void watch(const void *object);
 
     /**
      * Runs `body` as the first task, until all tasks have ended. Throws the first
@@ -75,6 +61,9 @@ public:
     /** Starts a task; returns its number. */
     int start(const std::string &name, std::function<void()> body);
 
+    /** A choice in the middle of the host's own code. */
+    void point();
+
     /** Records the first violation; the run goes on, so that all threads end in order. */
     void violate(const std::string &what);
     bool hasViolation() const { return !m_violation.empty(); }
@@ -85,8 +74,8 @@ public:
         }
     }
 
-    /** The seed, and the first violation where there is one; for a program that is about to end. */
-    void tellSeed(std::FILE *to) const;
+    /** How to repeat the run, and the first violation where there is one; for a program that is about to end. */
+    void tellHowToRepeat(std::FILE *to) const;
 
     nanoseconds now() const { return m_now; }
     void setWallClock(std::chrono::seconds sinceEpoch);
@@ -100,6 +89,9 @@ public:
 
     /** Whether the running task holds this mutex. */
     static bool holds(const void *mutex);
+
+    /** Whether any task holds this mutex. */
+    bool isHeld(const void *mutex) const;
 
     /** The task that started this one; 0 for the first. */
     int starterOf(int task) const;
@@ -125,7 +117,7 @@ public:
 
     static bool isTask();
     static Scheduler *instance();
-    bool watches(const void *mutex) const;
+    bool watches(const void *object) const;
     void sleep(nanoseconds duration);
     void beforeLock(const void *mutex);
     void afterUnlock(const void *mutex);
@@ -135,12 +127,11 @@ private:
     struct Task;
     friend struct TaskEntry;
 
-    void point();
     void giveWay();
     Task *pick();
     void ended(Task *task);
 
-    Random m_random;
+    Chooser &m_chooser;
     std::vector<std::unique_ptr<Task>> m_tasks;
     std::vector<const void *> m_watched;
     std::function<void()> m_onPoint;
