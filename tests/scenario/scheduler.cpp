@@ -311,28 +311,28 @@ void Scheduler::giveWay()
 
 Scheduler::Task *Scheduler::pick()
 {
-    std::vector<Task *> ready;
-    Choice choice;
+    m_choice.tasks.clear();
+    m_choice.running = 0;
     nanoseconds soonest = nanoseconds::max();
     for (const auto &task : m_tasks) {
         const bool sleeps = task->state == Task::State::Sleeping;
         if (task->state == Task::State::Ready || (sleeps && task->wakeUp <= m_now)) {
-            ready.push_back(task.get());
-            choice.tasks.push_back(task->number);
-            choice.running = task.get() == TaskEntry::self() && !sleeps ? task->number : choice.running;
+            m_choice.tasks.push_back(task->number);
+            m_choice.running = task.get() == TaskEntry::self() && !sleeps ? task->number : m_choice.running;
         } else if (sleeps) {
             soonest = std::min(soonest, task->wakeUp);
         }
     }
-    if (ready.empty() && soonest != nanoseconds::max()) {
+    if (m_choice.tasks.empty() && soonest != nanoseconds::max()) {
         m_now = soonest;
         return pick();
     }
-    if (ready.empty()) {
+    if (m_choice.tasks.empty()) {
         std::fprintf(stderr, "deadlock\n");
         std::abort();
     }
-    return ready[m_chooser.choose(choice)];
+    const int next = m_choice.tasks[m_chooser.choose(m_choice)];
+    return m_tasks[static_cast<std::size_t>(next - 1)].get();
 }
 
 void Scheduler::ended(Task *task)

@@ -132,6 +132,7 @@ private:
     void ended(Task *task);
 
     Chooser &m_chooser;
+    Choice m_choice; ///< the present one; kept for its memory
     std::vector<std::unique_ptr<Task>> m_tasks;
     std::vector<const void *> m_watched;
     std::function<void()> m_onPoint;

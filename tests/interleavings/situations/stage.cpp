@@ -1,0 +1,51 @@
+#include <interleavings/situations/stage.h>
+
+namespace biz::interleavings {
+
+Stage::Stage(RecordingChooser &chooser, bool planted)
+    : m_chooser(chooser)
+    , m_isPlanted(planted)
+    , m_scheduler(chooser)
+{
+}
+
+Findings Stage::run(const std::function<void()> &host)
+{
+    try {
+        m_scheduler.run(host);
+    } catch (const scenario::Violation &violation) {
+        find(violation.what());
+    }
+    return m_findings;
+}
+
+void Stage::race(const std::function<void()> &act)
+{
+    // No loop's pass begins at the same time as the end of it.
+    constexpr milliseconds untilOthersSleep{1};
+
+    m_chooser.openRace();
+    act();
+    sleep(untilOthersSleep);
+    m_chooser.closeRace();
+}
+
+void Stage::sleepUntil(milliseconds time)
+{
+    sleep(std::chrono::duration_cast<milliseconds>(time - m_scheduler.now()));
+}
+
+void Stage::require(bool holds, const std::string &broken)
+{
+    if (!holds) {
+        find(broken);
+    }
+}
+
+void Stage::enterSlot()
+{
+    require(scenario::Scheduler::locksHeld() == 0, "a signal leaves with a lock held");
+    m_scheduler.point();
+}
+
+} // namespace biz::interleavings
