@@ -70,6 +70,9 @@
  *    gate closed with nothing in flight (`nSysPlan` 0): open it as in step 6. After
  *    timeoutClearQueue() in that moment, the command sent last can be resent although it
  *    was settled, since the gate is closed again and `iSN` has not moved.
+ *  - Several workers share gate and counters, but each looks for itself. Where a pass of one overlaps
+ *    a take of another, it can close the gate behind a command that was settled at once, open it over
+ *    the command just sent, or resend a settled one. One worker for a channel has none of this.
  *  - A watchdog reads `m_curSend` while the send loop may take the next command into it;
  *    start one only where a reply settles the command well before its wait runs out.
  *
