@@ -19,14 +19,14 @@ const std::vector<CheckedModel> &checkedModels()
     return models;
 }
 
-const CheckedModel &checkedModel(const std::string &name)
+const CheckedModel &checkedModel(std::string_view name)
 {
     for (const CheckedModel &model : checkedModels()) {
         if (model.name == name) {
             return model;
         }
     }
-    throw std::logic_error("no such model: " + name);
+    throw std::logic_error("no such model: " + std::string(name));
 }
 
 std::string dataFile(const std::string &name)

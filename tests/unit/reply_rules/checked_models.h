@@ -3,6 +3,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <biz_cmdswork/biz_cmdswork.h>
@@ -24,7 +25,7 @@ struct CheckedModel
 };
 
 const std::vector<CheckedModel> &checkedModels();
-const CheckedModel &checkedModel(const std::string &name);
+const CheckedModel &checkedModel(std::string_view name);
 
 /** The path of a file in tests/data. */
 std::string dataFile(const std::string &name);
