@@ -1,7 +1,12 @@
-# What every target of this project has in common: the language, hidden symbols,
-# the warnings and the strict Qt definitions; and how shared libraries are linked.
+# What every target of this project has in common: the language, hidden symbols, the warnings, the strict Qt
+# definitions and the precompiled headers; and how shared libraries are linked.
 
+# biz_target_defaults(target [precompiled]): the precompiled headers are those of Qt unless others are named.
 function(biz_target_defaults target)
+    set(precompiled biz_precompiled_qt)
+    if(ARGC GREATER 1)
+        set(precompiled ${ARGV1})
+    endif()
     set_target_properties(${target} PROPERTIES
         CXX_STANDARD 17
         CXX_STANDARD_REQUIRED ON
@@ -17,6 +22,7 @@ function(biz_target_defaults target)
         QT_NO_FOREACH
         QT_STRICT_ITERATORS
         QT_DEPRECATED_WARNINGS)
+    biz_use_precompiled_headers(${target} ${precompiled})
 endfunction()
 
 # An unresolved symbol is found when a library is linked, not when a host loads it.
