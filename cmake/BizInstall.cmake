@@ -1,7 +1,6 @@
 # Headers under include/BIZ_Manage/<module>/ and include/BIZ_Host/host/, the libraries, and
 # a CMake package, so that a host writes find_package(BIZ_Manage) and links BIZ::Manage, or
-# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools. The
-# components are what the packages of BizPackaging are cut along.
+# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools.
 include(CMakePackageConfigHelpers)
 
 set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/BIZ_Manage)
@@ -44,7 +43,6 @@ install(EXPORT BIZ_ManageTargets
     DESTINATION ${BIZ_CMAKE_DIR}
     COMPONENT biz_manage_dev)
 biz_install_pkg_config(BIZ_Manage biz_manage_dev)
-# The packages carry it in folders of their own.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT biz_license)
 
 if(BIZ_BUILD_HOST)

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# debian_packages.sh SOURCE_DIR SCRATCH_DIR
+# debian_packages.sh SOURCE_DIR SCRATCH_DIR VERSION
 # Makes the Debian packages, looks into them, unpacks them all into one folder, and lets the console
 # found there play a session against the simulator found there.
 set -euo pipefail
 
 source=$1
 scratch=$2
+version=$3
 names='libbiz-manage1 libbiz-manage-dev libbiz-host1 libbiz-host-dev biz-tools'
 
 fail() {
@@ -14,7 +15,6 @@ fail() {
 }
 
 mkdir -p "$scratch"
-# The build stays from one run to the next; what is made of it does not.
 rm -rf "$scratch/root" "$scratch/run" "$scratch/unpacked"
 mkdir -p "$scratch/root" "$scratch/run" "$scratch/unpacked"
 "$source/scripts/packages" "$scratch/build" >"$scratch/packages.log" 2>&1 || {
@@ -41,7 +41,7 @@ holds_none() {
 # Whoever installs the tools gets the libraries that they load.
 needs biz-tools 'libbiz-host1 \(= '
 needs libbiz-host1 'libbiz-manage1 \(= '
-needs libbiz-manage1 'libqt5core5a \('
+needs libbiz-manage1 'libqt5core5(a|t64) \('
 # Whoever builds a host gets the headers that its own include.
 needs libbiz-host-dev 'libbiz-manage-dev \(= '
 needs libbiz-manage-dev 'qtbase5-dev'
@@ -49,6 +49,19 @@ needs libbiz-manage-dev 'qtbase5-dev'
 for name in libbiz-manage libbiz-host; do
     holds_none ${name}1 '\.(h|pc|cmake|so)$'
     holds_none $name-dev '\.so\.'
+done
+# Several architectures side by side; a loader that knows the new library; programs that ask for what they use.
+for name in libbiz-manage libbiz-host; do
+    for package in ${name}1 $name-dev; do
+        grep -qx 'Multi-Arch: same' "$scratch/unpacked/$package/DEBIAN/control" || fail "$package is not of Multi-Arch: same"
+    done
+    grep -q ldconfig "$scratch/unpacked/${name}1/DEBIAN/triggers" || fail "${name}1 triggers no ldconfig"
+    [ -s "$scratch/unpacked/${name}1/DEBIAN/shlibs" ] || fail "${name}1 has no shlibs file"
+done
+grep -q 'biz_CMDSWork' "$scratch/unpacked/libbiz-manage1/DEBIAN/symbols" || fail 'libbiz-manage1 has no symbols file'
+for name in $names; do
+    [ "$(dpkg-deb -f "$scratch/build/packages/${name}_"*.deb Version)" = "$version-1" ] ||
+        fail "$name is not of version $version-1: see debian/changelog"
 done
 # Each carries its licence, and libraries lie where this machine's kind of them does.
 libraries=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
@@ -70,7 +83,7 @@ mkdir -p "$scratch/run/debian"
 printf 'Source: host\n\nPackage: host\nArchitecture: any\n' >"$scratch/run/debian/control"
 depends=$(cd "$scratch/run" && dpkg-shlibdeps -O -S"$scratch/unpacked/libbiz-manage1" -S"$scratch/unpacked/libbiz-host1" \
     -e"$scratch/root/usr/bin/biz_console" 2>"$scratch/shlibdeps.log") || fail "$(cat "$scratch/shlibdeps.log")"
-[[ $depends == *'libbiz-host1 (>= 1.0.0)'* ]] || fail "a host learns that it depends on: $depends"
+[[ $depends == *"libbiz-host1 (>= $version)"* ]] || fail "a host learns that it depends on: $depends"
 
 export LD_LIBRARY_PATH=$scratch/root/$libraries
 bin=$scratch/root/usr/bin

@@ -1,14 +1,9 @@
-# Installs the project into a scratch folder and moves it; then qmake projects find it by
-# pkg-config, are built and run.
-# Given: BUILD_DIR, SCRATCH_DIR, QMAKE_DIR, QUICK_START_DIR, PLAY, QMAKE, LIBDIR, CXX, CXX_FLAGS.
+# qmake projects find an installation by pkg-config, are built and run.
+# Given: PREFIX, SCRATCH_DIR, QMAKE_DIR, QUICK_START_DIR, PLAY, QMAKE, LIBDIR, CXX, CXX_FLAGS.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${SCRATCH_DIR}/first)
-set(prefix ${SCRATCH_DIR}/moved)
-file(RENAME ${SCRATCH_DIR}/first ${prefix})
-
-set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
-set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBDIR})
+set(ENV{PKG_CONFIG_PATH} ${PREFIX}/${LIBDIR}/pkgconfig)
+set(ENV{LD_LIBRARY_PATH} ${PREFIX}/${LIBDIR})
 # build_with_qmake(name project): into a folder of its own.
 function(build_with_qmake name project)
     set(build ${SCRATCH_DIR}/${name})
@@ -25,5 +20,5 @@ run(${SCRATCH_DIR}/manage_consumer/manage_consumer)
 if(QUICK_START_DIR)
     file(COPY ${QUICK_START_DIR}/ DESTINATION ${SCRATCH_DIR}/own)
     build_with_qmake(own_build ${SCRATCH_DIR}/own/quick_start.pro)
-    play_quick_start(${prefix} ${SCRATCH_DIR}/own_build/quick_start)
+    play_quick_start(${PREFIX} ${SCRATCH_DIR}/own_build/quick_start)
 endif()
