@@ -1,3 +1,5 @@
+#include <support/test_names.h>
+
 #include "device_channel_fixture.h"
 
 #include <cerrno>
@@ -236,10 +238,7 @@ INSTANTIATE_TEST_SUITE_P(Waits, WatchdogSleep,
                                            WaitRow{INT_MAX, 2147483, 647000000, 0}, WaitRow{-1, 0, -1000000, -1},
                                            WaitRow{-1000, -1, 0, -1}, WaitRow{-2500, -2, -500000000, -1},
                                            WaitRow{INT_MIN, -2147483, -648000000, -1}),
-                         [](const auto &waitRow) {
-                             const int wait = waitRow.param.wait;
-                             return (wait < 0 ? "Minus" : "") + std::to_string(std::abs(qint64{wait}));
-                         });
+                         [](const auto &row) { return biz::test::numberName(row.param.wait); });
 
 TEST_F(ChannelState, AnInterruptedWatchdogSleepReturnsEarlyAndIsNotTakenUpAgain)
 {

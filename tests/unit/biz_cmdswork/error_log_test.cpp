@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <support/full_disk.h>
+#include <support/test_names.h>
 
 using namespace biz::test;
 
@@ -133,6 +134,11 @@ struct NameRow
     const char *name;
 };
 
+std::string nameOfType(const ::testing::TestParamInfo<NameRow> &row)
+{
+    return biz::test::hexName(row.param.deviceType);
+}
+
 class ErrorLogName : public ErrorLog, public ::testing::WithParamInterface<NameRow>
 {
 };
@@ -153,12 +159,14 @@ INSTANTIATE_TEST_SUITE_P(Known, ErrorLogName,
                                            NameRow{0x3E0100, "K250"}, NameRow{0x181000, "A3CAST"},
                                            NameRow{0x181001, "LX5120MAX"}, NameRow{0x5D2100, "QTR105"},
                                            NameRow{0x5D2101, "QTR106"}, NameRow{0x4D0000, "S-UNO"},
-                                           NameRow{0x190000, "ORLIXA5"}, NameRow{-1, "UnknownType"}));
+                                           NameRow{0x190000, "ORLIXA5"}, NameRow{-1, "UnknownType"}),
+                         nameOfType);
 
 INSTANTIATE_TEST_SUITE_P(WithoutOne, ErrorLogName,
                          ::testing::Values(NameRow{0x7A4200, ""}, NameRow{0, ""}, NameRow{-2, ""}, NameRow{0x1401, ""},
                                            NameRow{0x13FF, ""}, NameRow{0x181002, ""}, NameRow{0x1900, ""},
-                                           NameRow{INT_MAX, ""}, NameRow{INT_MIN, ""}));
+                                           NameRow{INT_MAX, ""}, NameRow{INT_MIN, ""}),
+                         nameOfType);
 
 // --- The file -------------------------------------------------------------------------
 
@@ -382,6 +390,7 @@ TEST_P(ErrorLogLocale, DoesNotChangeTheDigitsOfFileAndLine)
 INSTANTIATE_TEST_SUITE_P(Languages, ErrorLogLocale,
                          ::testing::Values(QLocale::Arabic, QLocale::Persian, QLocale::Bengali, QLocale::German,
                                            QLocale::Nepali, QLocale::Marathi, QLocale::Burmese, QLocale::Dzongkha,
-                                           QLocale::Urdu, QLocale::Turkish));
+                                           QLocale::Urdu, QLocale::Turkish),
+                         [](const auto &language) { return QLocale::languageToString(language.param).toStdString(); });
 
 } // namespace

@@ -1,3 +1,5 @@
+#include <support/test_names.h>
+
 #include "device_channel_fixture.h"
 
 #include <climits>
@@ -170,7 +172,8 @@ TEST_P(SendLoopStamp, IsTheLowByteOfTheSequenceCounterWhichThenCountsOneUp)
 INSTANTIATE_TEST_SUITE_P(Counters, SendLoopStamp,
                          ::testing::Values(StampRow{1, 1, 2}, StampRow{0, 0, 1}, StampRow{255, 255, 256},
                                            StampRow{256, 0, 257}, StampRow{257, 1, 258}, StampRow{-1, 255, 0},
-                                           StampRow{INT_MAX, 255, INT_MIN}, StampRow{INT_MIN, 0, INT_MIN + 1}));
+                                           StampRow{INT_MAX, 255, INT_MIN}, StampRow{INT_MIN, 0, INT_MIN + 1}),
+                         [](const auto &row) { return biz::test::numberName(row.param.iSN); });
 
 TEST_F(SendLoop, EverythingIsSettledBeforeTheAnnouncement)
 {
@@ -439,7 +442,8 @@ INSTANTIATE_TEST_SUITE_P(Waits, SendLoopWait,
                                            WaitLimitRow{1, 1}, WaitLimitRow{14, 1}, WaitLimitRow{15, 1},
                                            WaitLimitRow{16, 2}, WaitLimitRow{30, 2}, WaitLimitRow{31, 3},
                                            WaitLimitRow{2985, 199}, WaitLimitRow{2986, 200}, WaitLimitRow{3000, 200},
-                                           WaitLimitRow{3001, 201}));
+                                           WaitLimitRow{3001, 201}),
+                         [](const auto &row) { return biz::test::numberName(row.param.wait); });
 
 TEST_F(SendLoopTimeout, TheLongestWaitIsComparedIn64Bits)
 {
@@ -485,7 +489,8 @@ TEST_P(SendLoopResendLimit, IsTwo)
 INSTANTIATE_TEST_SUITE_P(Counts, SendLoopResendLimit,
                          ::testing::Values(LimitRow{0, "1", true}, LimitRow{1, "2", false}, LimitRow{2, "3", false},
                                            LimitRow{9, "10", false}, LimitRow{-2, "-1", true},
-                                           LimitRow{INT_MAX, "-2147483648", true}));
+                                           LimitRow{INT_MAX, "-2147483648", true}),
+                         [](const auto &row) { return biz::test::numberName(row.param.counted); });
 
 TEST_F(SendLoopTimeout, MessagesHaveAsciiDigitsUnderAnyLocale)
 {

@@ -1,3 +1,5 @@
+#include <support/test_names.h>
+
 #include "device_channel_fixture.h"
 
 #include <cerrno>
@@ -229,7 +231,8 @@ TEST_P(TimeoutWatchdogLimit, IsTheSendLoops)
 INSTANTIATE_TEST_SUITE_P(Counts, TimeoutWatchdogLimit,
                          ::testing::Values(LimitRow{0, "1", true}, LimitRow{1, "2", false}, LimitRow{2, "3", false},
                                            LimitRow{9, "10", false}, LimitRow{-2, "-1", true},
-                                           LimitRow{INT_MAX, "-2147483648", true}));
+                                           LimitRow{INT_MAX, "-2147483648", true}),
+                         [](const auto &row) { return biz::test::numberName(row.param.counted); });
 
 // --- Beside the send loop -------------------------------------------------------------
 
