@@ -1,0 +1,34 @@
+# Sourced by the scripts: the optimised build that scripts/test, scripts/demo and scripts/verify share, and commands
+# that say nothing unless they fail. $root is the source tree.
+
+release_tree=$root/build/release
+
+# step WHAT TAKES LOG COMMAND...: says what is done and how long it takes, and shows COMMAND's output if it fails. On a
+# terminal the output is shown as it comes.
+step() {
+    local what=$1 takes=$2 log=$3 started=$SECONDS status=0
+    shift 3
+    echo "$what ($takes)"
+    mkdir -p "$(dirname "$log")"
+    if [ -t 1 ]; then
+        "$@" || status=$?
+    else
+        "$@" >"$log" 2>&1 || {
+            status=$?
+            cat "$log" >&2
+        }
+    fi
+    [ $status -ne 0 ] || echo "... done after $((SECONDS - started)) s"
+    return $status
+}
+
+# configure_release [CMAKE ARGUMENT...]: every part is asked for by name: one that is left out for want of a package
+# is an error. The library folder is Debian's, so that the test of the packages can pack this build. Of the debugging
+# information, lines are enough.
+configure_release() {
+    cmake -S "$root" -B "$release_tree" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_CXX_FLAGS_RELWITHDEBINFO='-O2 -g1 -DNDEBUG' -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
+        -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)" \
+        -DBIZ_BUILD_HOST=ON -DBIZ_BUILD_TOOLS=ON -DBIZ_BUILD_EXAMPLES=ON -DBIZ_BUILD_TESTS=ON \
+        -DBIZ_WARNINGS_AS_ERRORS=ON "$@"
+}
