@@ -25,6 +25,12 @@ function(biz_target_defaults target)
     biz_use_precompiled_headers(${target} ${precompiled})
 endfunction()
 
+# A library that was loaded stays until the process ends, also where a plug-in that brought it is
+# unloaded: threads that nobody can join run in its code, and look at its static members.
+function(biz_stay_loaded target)
+    target_link_options(${target} PRIVATE -Wl,-z,nodelete)
+endfunction()
+
 # An unresolved symbol is found when a library is linked, not when a host loads it.
 # The sanitizers' run-time symbols are resolved by the program alone.
 function(biz_link_completely target)

@@ -44,17 +44,10 @@ private:
     bool m_isOpen = false;
 };
 
-std::unique_ptr<DeviceLink> linkFor(const QStringList &arguments)
+/** Gives the host the link that the arguments name. */
+bool setLinkOf(DeviceHost &host, const QStringList &arguments)
 {
-    if (arguments.size() < 2) {
-        return std::make_unique<LoopbackLink>();
-    }
-    QString error;
-    auto link = makeLink(QUrl(arguments.at(1)), &error);
-    if (!link) {
-        qFatal("%s", qPrintable(error));
-    }
-    return link;
+    return arguments.size() < 2 ? host.setLink(std::make_unique<LoopbackLink>()) : host.setLink(QUrl(arguments.at(1)));
 }
 
 } // namespace
@@ -62,18 +55,18 @@ std::unique_ptr<DeviceLink> linkFor(const QStringList &arguments)
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    biz_DeviceHost host;
-    host.setDeviceType(0x1400);
-    host.setLink(linkFor(QCoreApplication::arguments()));
-    host.setCodec(std::make_unique<LineCodec>());
-    QObject::connect(&host, &biz_DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
+    DeviceHost host;
+    QObject::connect(&host, &DeviceHost::ended, &app, [](Ticket, const CommandResult &result) {
         qInfo().noquote() << outcomeName(result.outcome) << QString::fromLatin1(result.reply.baData);
         QCoreApplication::exit(result.outcome == Outcome::Answered ? 0 : 1);
     });
 
-    model_Protocoldata command;
-    command.ucHead[1] = 0xF1;
-    command.ucHead[2] = 0x12;
-    host.enqueue(command);
-    return host.start() ? QCoreApplication::exec() : 2;
+    const bool isUnderWay = setLinkOf(host, QCoreApplication::arguments()) &&
+                            host.setCodec(std::make_unique<LineCodec>()) && host.setModel(QStringLiteral("A2")) &&
+                            host.enqueue(makeCommand(0xF1, 0x12)) != 0 && host.start();
+    if (!isUnderWay) {
+        qCritical().noquote() << host.errorString();
+        return 1;
+    }
+    return QCoreApplication::exec();
 }

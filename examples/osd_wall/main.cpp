@@ -18,17 +18,30 @@ model_OsdParam textFor(const QString &ip, const QByteArray &text)
     model_OsdParam command;
     command.qsIp = ip;
     command.baData = text;
-    command.iWaitTime = 2000; // the channel counts whole seconds: 1 to 2.5 s
+    command.iWaitTime = OsdHost::defaultWaitMs; // the channel counts whole seconds: 1 to 2.5 s
     return command;
 }
 
-void printTable(const biz_OsdHost &host)
+void printTable(const OsdHost &host)
 {
     QTextStream out(stdout);
-    for (const biz_OsdHost::DeviceStatus &device : host.devices()) {
+    for (const OsdDeviceStatus &device : host.devices()) {
         out << device.ip << ": answered " << device.counters.answered << ", given up " << device.counters.gaveUp
             << '\n';
     }
+}
+
+/** Both texts for each device; false when the host refuses one. */
+bool enqueueTexts(OsdHost &host, quint32 first, quint32 count)
+{
+    for (quint32 device = first; device < first + count; ++device) {
+        const QString ip = QHostAddress(device).toString();
+        // The second text leaves when the first is answered or given up.
+        if (host.enqueue(textFor(ip, "one")) == 0 || host.enqueue(textFor(ip, "two")) == 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -39,25 +52,21 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments();
     const quint32 first = QHostAddress(arguments.value(1, QStringLiteral("127.1.0.1"))).toIPv4Address();
     const quint32 count = arguments.value(2, QStringLiteral("4")).toUInt();
+    const quint16 port = arguments.value(3, QString::number(OsdHost::defaultPort)).toUShort();
 
-    biz_OsdHost host;
-    host.setPort(arguments.value(3, QString::number(biz_OsdHost::defaultPort)).toUShort());
+    OsdHost host;
     // Counted here, since pending() is already 0 when several commands have ended at once and
     // the signals for them are still to come.
     quint32 toEnd = 2 * count;
-    QObject::connect(&host, &biz_OsdHost::ended, &app, [&](Ticket, const OsdCommandResult &result) {
+    QObject::connect(&host, &OsdHost::ended, &app, [&](Ticket, const OsdCommandResult &result) {
         QTextStream(stdout) << result.ip << ": " << outcomeName(result.outcome) << ", " << result.reason << '\n';
         if (--toEnd == 0) {
             QCoreApplication::quit();
         }
     });
-    for (quint32 device = first; device < first + count; ++device) {
-        const QString ip = QHostAddress(device).toString();
-        host.enqueue(textFor(ip, "one"));
-        host.enqueue(textFor(ip, "two")); // leaves when the first is answered or given up
-    }
-    if (!host.start()) {
-        qFatal("%s", qPrintable(host.errorString()));
+    if (!host.setPort(port) || !enqueueTexts(host, first, count) || !host.start()) {
+        qCritical("%s", qPrintable(host.errorString()));
+        return 1;
     }
     QCoreApplication::exec();
     printTable(host);

@@ -2,7 +2,7 @@
 // channel. Every duty that the channel leaves to its host is done here once and numbered.
 // In place of a link to a device, the host talks to a function that answers like an A2.
 //
-// A host that can use biz_DeviceHost of the host kit should: it does all of this, and tells
+// A host that can use biz::host::DeviceHost of the host kit should: it does all of this, and tells
 // late, duplicate and foreign replies apart, reports give-ups and survives any stop.
 
 #include <chrono>

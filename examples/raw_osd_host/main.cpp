@@ -2,7 +2,7 @@
 // channel. Every duty that the channel leaves to its host is done here once and numbered. In
 // place of a network, the host talks to a function; one of its devices never answers.
 //
-// A host that can use biz_OsdHost of the host kit should: it does all of this, and says how
+// A host that can use biz::host::OsdHost of the host kit should: it does all of this, and says how
 // each command ended, which the channel itself tells nobody.
 
 #include <algorithm>

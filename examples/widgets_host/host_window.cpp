@@ -14,15 +14,7 @@ using namespace biz::host;
 
 namespace {
 
-constexpr int modelA2 = 0x1400;
-
 enum Column { TicketColumn, CommandColumn, OutcomeColumn, ReasonColumn, ColumnCount };
-
-QString commandText(const model_Protocoldata &command)
-{
-    const QByteArray head(reinterpret_cast<const char *>(command.ucHead) + 1, 2);
-    return QString::fromLatin1(head.toHex('/').toUpper());
-}
 
 /** Code and sub-code as in "F1/12"; false when the text is no such pair. */
 bool readCommand(const QString &text, model_Protocoldata *command)
@@ -31,14 +23,16 @@ bool readCommand(const QString &text, model_Protocoldata *command)
     if (parts.size() != 2) {
         return false;
     }
+    quint8 codes[2] = {};
     for (int i = 0; i < 2; ++i) {
         bool isNumber = false;
         const uint value = parts.at(i).toUInt(&isNumber, 16);
         if (!isNumber || value > 0xFF) {
             return false;
         }
-        command->ucHead[1 + i] = static_cast<unsigned char>(value);
+        codes[i] = static_cast<quint8>(value);
     }
+    *command = makeCommand(codes[0], codes[1]);
     return true;
 }
 
@@ -57,8 +51,9 @@ HostWindow::HostWindow(const QString &url, QWidget *parent)
     setWindowTitle(tr("One device"));
     buildLayout();
     listenToHost();
-    m_host.setDeviceType(modelA2); // the rules of this model judge each reply
-    updateStatus(m_host.isValid() ? tr("Not connected.") : m_host.errorString());
+    // The rules of this model judge each reply.
+    const bool isReady = m_host.setModel(QStringLiteral("A2")) && m_host.isValid();
+    updateStatus(isReady ? tr("Not connected.") : m_host.errorString());
 }
 
 HostWindow::~HostWindow()
@@ -95,17 +90,9 @@ void HostWindow::listenToHost()
 {
     connect(m_connect, &QPushButton::clicked, this, &HostWindow::toggleConnection);
     connect(m_send, &QPushButton::clicked, this, &HostWindow::sendCommand);
-    connect(&m_host, &biz_DeviceHost::linkOpened, this, [this] {
-        updateStatus(tr("Connected to %1.").arg(m_url->text()));
-        Q_EMIT deviceConnected();
-    });
-    // Without stop() the commands would go on timing out against a closed link.
-    connect(&m_host, &biz_DeviceHost::linkClosed, this, [this](const QString &reason) {
-        m_host.stop();
-        updateStatus(tr("The link is closed: %1").arg(reason));
-    });
-    connect(&m_host, &biz_DeviceHost::sent, this, &HostWindow::showSent);
-    connect(&m_host, &biz_DeviceHost::ended, this, &HostWindow::showEnd);
+    connect(&m_host, &DeviceHost::linkStateChanged, this, &HostWindow::showLink);
+    connect(&m_host, &DeviceHost::sent, this, &HostWindow::showSent);
+    connect(&m_host, &DeviceHost::ended, this, &HostWindow::showEnd);
 }
 
 void HostWindow::toggleConnection()
@@ -119,14 +106,8 @@ void HostWindow::toggleConnection()
 
 void HostWindow::connectToDevice()
 {
-    QString error;
-    std::unique_ptr<DeviceLink> link = makeLink(QUrl(m_url->text()), &error);
-    if (!link) {
-        updateStatus(error);
-        return;
-    }
-    m_host.setLink(std::move(link));
-    updateStatus(m_host.start() ? tr("Connecting ...") : m_host.errorString());
+    const bool isUnderWay = m_host.setLink(QUrl(m_url->text())) && m_host.start();
+    updateStatus(isUnderWay ? tr("Connecting ...") : m_host.errorString());
 }
 
 void HostWindow::disconnectFromDevice()
@@ -183,6 +164,22 @@ int HostWindow::rowOf(Ticket ticket)
     m_table->item(row, TicketColumn)->setText(text);
     m_table->scrollToBottom();
     return row;
+}
+
+void HostWindow::showLink(const LinkStatus &status)
+{
+    switch (status.state) {
+    case LinkState::Closed:
+    case LinkState::Connecting:
+        return; // told by the button that brought it about
+    case LinkState::Up:
+        updateStatus(tr("Connected to %1.").arg(m_url->text()));
+        Q_EMIT deviceConnected();
+        return;
+    case LinkState::Lost:
+        updateStatus(tr("The link is lost, and is tried again: %1").arg(status.reason));
+        return;
+    }
 }
 
 void HostWindow::updateStatus(const QString &text)

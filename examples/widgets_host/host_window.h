@@ -39,9 +39,10 @@ private:
     void showSent(biz::host::Ticket ticket, int attempt, const model_Protocoldata &command);
     void showEnd(biz::host::Ticket ticket, const biz::host::CommandResult &result);
     int rowOf(biz::host::Ticket ticket);
+    void showLink(const biz::host::LinkStatus &status);
     void updateStatus(const QString &text);
 
-    biz_DeviceHost m_host;
+    biz::host::DeviceHost m_host;
     QLineEdit *m_url;
     QLineEdit *m_command;
     QLineEdit *m_payload;

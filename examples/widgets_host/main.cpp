@@ -1,6 +1,6 @@
 // A small window on one device, with the host kit: connect, send, see how each command ended.
 //
-// widgets_host [URL]                    by default tcp://127.0.0.1:15700
+// widgets_host [URL]                    by default a simulator on this machine
 // widgets_host --smoke [PICTURE.png]    against a device within this process: connects, sends
 //                                       one command, and ends when that has ended
 
@@ -40,7 +40,8 @@ int main(int argc, char *argv[])
     if (arguments.value(1) == QLatin1String("--smoke")) {
         return runSmoke(arguments.value(2));
     }
-    HostWindow window(arguments.value(1, QStringLiteral("tcp://127.0.0.1:15700")));
+    const QString simulator = QStringLiteral("tcp://127.0.0.1:%1").arg(biz::host::defaultTcpPort);
+    HostWindow window(arguments.value(1, simulator));
     window.show();
     return QApplication::exec();
 }

@@ -3,13 +3,74 @@
 
 #include <chrono>
 
-/** Every time of the host kit, with its reason. */
+#include <biz_cmdswork/channel_timing_p.h>
+#include <biz_osd_cmdswork/osd_channel_timing_p.h>
+
+/** Every time of the host kit. What an application may set stands here with its first value. */
 namespace biz::host::timing {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Connecting and reconnecting.
+// --- Commands ---------------------------------------------------------------------------
+
+/** The wait of a command of the device channel that asks for none: devices answer within a tenth of it. */
+constexpr milliseconds deviceDefaultWait{500};
+
+/** The same on the OSD channel, whose waits end up to a second early: the least that leaves a second. */
+constexpr milliseconds osdDefaultWait{2000};
+static_assert(osdDefaultWait >= milliseconds(2 * osd_timing::millisecondsPerSecond),
+              "a wait that began at the end of a second must last another");
+
+// --- Looking for commands that the library has given up, which it tells nobody ---------------
+
+/** How often a gate is looked at while it may be opened by the library: half of a send pass. */
+constexpr milliseconds gateLookPeriod{5};
+static_assert(gateLookPeriod < biz::timing::sendPassPeriod, "the next command leaves one pass after a give-up");
+
+/** How soon after its announcement, at the earliest, the library gives a resent command up. */
+constexpr milliseconds shortestWait(milliseconds wait)
+{
+    const auto passes = (wait + biz::timing::passCountsAs - milliseconds(1)) / biz::timing::passCountsAs;
+    return passes * biz::timing::sendPassPeriod;
+}
+static_assert(shortestWait(milliseconds(3000)) == milliseconds(2000), "200 passes of 10 ms");
+
+/** How often the devices of the OSD channel are looked at while one of them may have been freed. */
+constexpr milliseconds osdLookPeriod{10};
+
+/** For each thousand of them a look pauses for so long: it holds the channel's lock for a thirtieth of that. */
+constexpr milliseconds osdLookPeriodPerThousand{10};
+
+/** How soon after its announcement, at the earliest, the library gives a command of the OSD channel up. */
+constexpr milliseconds shortestOsdWait(milliseconds wait)
+{
+    constexpr milliseconds second{osd_timing::millisecondsPerSecond};
+    const milliseconds wholeSeconds = wait / second * second;
+    return wholeSeconds > second ? wholeSeconds - second : milliseconds(0);
+}
+
+/** How often all busy devices of the OSD channel are looked at: a wall clock that was set frees them early. */
+constexpr milliseconds osdFullLookPeriod{250};
+
+// --- Ends ----------------------------------------------------------------------------------
+
+/** How long a start waits for the loops of a former run, whose stop did not. */
+constexpr milliseconds loopReturnGrace{100};
+static_assert(loopReturnGrace > biz::timing::sendPassPeriod + biz::timing::resendDelay,
+              "a loop that is in a resend must be able to return");
+
+/** How long the destructor of a host waits for its loops. */
+constexpr milliseconds destructionDeadline{2000};
+static_assert(destructionDeadline > 10 * (biz::timing::sendPassPeriod + biz::timing::resendDelay),
+              "a loop that is in a resend must be able to return");
+
+/** How long the end of the process waits for loops that still run. */
+constexpr milliseconds processEndGrace{100};
+static_assert(processEndGrace > biz::timing::sendPassPeriod + biz::timing::resendDelay,
+              "a loop that is in a resend must be able to return");
+
+// --- Connecting and reconnecting ---------------------------------------------------------
 
 /** From one attempt to open a link to the next: soon enough for an operator, rare enough for a device that starts. */
 constexpr milliseconds reconnectInterval{1000};
@@ -21,7 +82,7 @@ constexpr int reconnectJitterPercent = 10;
 /** An attempt over TCP ends then: the system would ask ever more rarely, and be late when the line is back. */
 constexpr milliseconds tcpConnectLimit{2000};
 
-// Finding out that the other side is silent.
+// --- Finding out that the other side is silent -------------------------------------------
 
 /** A peer is not called silent sooner than this: a lost packet is repeated several times within it. */
 constexpr milliseconds shortestSilenceLimit{1000};
@@ -50,7 +111,7 @@ static_assert(keepAliveIdle + keepAliveProbes * keepAlivePeriod <= idleLossLimit
  * would try. */
 constexpr milliseconds systemSilenceLimit = std::chrono::minutes{5};
 
-// Bytes of commands that have ended.
+// --- Bytes of commands that have ended ---------------------------------------------------
 
 /** A healthy peer has acknowledged by then, though it may delay that; what is held later is thrown away. */
 constexpr milliseconds discardDelay{250};
@@ -58,7 +119,7 @@ constexpr milliseconds discardDelay{250};
 /** From one look at such bytes to the next: no command is written meanwhile, so it is not to take long. */
 constexpr milliseconds discardCheckPeriod{10};
 
-// Room for the next frame.
+// --- Room for the next frame -------------------------------------------------------------
 
 /** From one look at a full link to the next. */
 constexpr milliseconds roomCheckPeriod{5};

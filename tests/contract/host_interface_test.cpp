@@ -2,15 +2,21 @@
 
 #include <gtest/gtest.h>
 
-#include <host/device_host.h>
-#include <host/osd_host.h>
+#include <host/command_options.h>
 #include <host/command_result.h>
+#include <host/counters.h>
+#include <host/device_host.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
+#include <host/link_status.h>
+#include <host/osd_host.h>
 #include <host/reply_matcher.h>
 #include <host/reply_words.h>
+#include <host/version.h>
+#include <host/vocabulary.h>
 
 #include "same_type.h"
+#include "stays_loaded.h"
 
 // What applications that were compiled earlier hold by value or derive from: the structures of the
 // host kit, and the places of the virtual functions.
@@ -18,7 +24,6 @@
 namespace {
 
 using namespace biz::host;
-using DeviceStatus = biz_OsdHost::DeviceStatus;
 
 BIZ_HAS_TYPE(CommandEvent::atMs, double);
 BIZ_HAS_TYPE(CommandEvent::text, QString);
@@ -32,6 +37,7 @@ BIZ_HAS_TYPE(CommandResult::attempts, int);
 BIZ_HAS_TYPE(CommandResult::reply, model_Protocoldata);
 BIZ_HAS_TYPE(CommandResult::roundTripMs, double);
 BIZ_HAS_TYPE(CommandResult::reason, QString);
+BIZ_HAS_TYPE(CommandResult::supersededBy, Ticket);
 BIZ_HAS_TYPE(CommandResult::history, QVector<CommandEvent>);
 static_assert(std::is_standard_layout<CommandResult>::value, "the places below need it");
 BIZ_LIES_AT(CommandResult, outcome, 0);
@@ -39,8 +45,9 @@ BIZ_LIES_AT(CommandResult, attempts, 4);
 BIZ_LIES_AT(CommandResult, reply, 8);
 BIZ_LIES_AT(CommandResult, roundTripMs, 88);
 BIZ_LIES_AT(CommandResult, reason, 96);
-BIZ_LIES_AT(CommandResult, history, 104);
-static_assert(sizeof(void *) != 8 || sizeof(CommandResult) == 112, "a field was added or removed");
+BIZ_LIES_AT(CommandResult, supersededBy, 104);
+BIZ_LIES_AT(CommandResult, history, 112);
+static_assert(sizeof(void *) != 8 || sizeof(CommandResult) == 120, "a field was added or removed");
 
 BIZ_HAS_TYPE(OsdCommandResult::outcome, Outcome);
 BIZ_HAS_TYPE(OsdCommandResult::ip, QString);
@@ -48,6 +55,7 @@ BIZ_HAS_TYPE(OsdCommandResult::attempts, int);
 BIZ_HAS_TYPE(OsdCommandResult::reply, model_OsdParam);
 BIZ_HAS_TYPE(OsdCommandResult::roundTripMs, double);
 BIZ_HAS_TYPE(OsdCommandResult::reason, QString);
+BIZ_HAS_TYPE(OsdCommandResult::supersededBy, Ticket);
 BIZ_HAS_TYPE(OsdCommandResult::history, QVector<CommandEvent>);
 static_assert(std::is_standard_layout<OsdCommandResult>::value, "the places below need it");
 BIZ_LIES_AT(OsdCommandResult, outcome, 0);
@@ -56,8 +64,9 @@ BIZ_LIES_AT(OsdCommandResult, attempts, 16);
 BIZ_LIES_AT(OsdCommandResult, reply, 24);
 BIZ_LIES_AT(OsdCommandResult, roundTripMs, 80);
 BIZ_LIES_AT(OsdCommandResult, reason, 88);
-BIZ_LIES_AT(OsdCommandResult, history, 96);
-static_assert(sizeof(void *) != 8 || sizeof(OsdCommandResult) == 104, "a field was added or removed");
+BIZ_LIES_AT(OsdCommandResult, supersededBy, 96);
+BIZ_LIES_AT(OsdCommandResult, history, 104);
+static_assert(sizeof(void *) != 8 || sizeof(OsdCommandResult) == 112, "a field was added or removed");
 
 BIZ_HAS_TYPE(StopReport::pending, int);
 BIZ_HAS_TYPE(StopReport::slowSteps, QStringList);
@@ -65,6 +74,28 @@ static_assert(std::is_standard_layout<StopReport>::value, "the places below need
 BIZ_LIES_AT(StopReport, pending, 0);
 BIZ_LIES_AT(StopReport, slowSteps, 8);
 static_assert(sizeof(void *) != 8 || sizeof(StopReport) == 16, "a field was added or removed");
+
+BIZ_HAS_TYPE(CommandOptions::validFor, std::chrono::milliseconds);
+BIZ_HAS_TYPE(CommandOptions::replaceKey, QString);
+BIZ_HAS_TYPE(CommandOptions::urgent, bool);
+static_assert(std::is_standard_layout<CommandOptions>::value, "the places below need it");
+BIZ_LIES_AT(CommandOptions, validFor, 0);
+BIZ_LIES_AT(CommandOptions, replaceKey, 8);
+BIZ_LIES_AT(CommandOptions, urgent, 16);
+static_assert(sizeof(void *) != 8 || sizeof(CommandOptions) == 24, "a field was added or removed");
+
+BIZ_HAS_TYPE(LinkStatus::state, LinkState);
+BIZ_HAS_TYPE(LinkStatus::since, QDateTime);
+BIZ_HAS_TYPE(LinkStatus::attempts, int);
+BIZ_HAS_TYPE(LinkStatus::error, Error);
+BIZ_HAS_TYPE(LinkStatus::reason, QString);
+static_assert(std::is_standard_layout<LinkStatus>::value, "the places below need it");
+BIZ_LIES_AT(LinkStatus, state, 0);
+BIZ_LIES_AT(LinkStatus, since, 8);
+BIZ_LIES_AT(LinkStatus, attempts, 16);
+BIZ_LIES_AT(LinkStatus, error, 20);
+BIZ_LIES_AT(LinkStatus, reason, 24);
+static_assert(sizeof(void *) != 8 || sizeof(LinkStatus) == 32, "a field was added or removed");
 
 BIZ_HAS_TYPE(Counters::enqueued, quint64);
 BIZ_HAS_TYPE(Counters::sent, quint64);
@@ -75,10 +106,16 @@ BIZ_HAS_TYPE(Counters::cleared, quint64);
 BIZ_HAS_TYPE(Counters::skipped, quint64);
 BIZ_HAS_TYPE(Counters::stopped, quint64);
 BIZ_HAS_TYPE(Counters::released, quint64);
+BIZ_HAS_TYPE(Counters::expired, quint64);
+BIZ_HAS_TYPE(Counters::superseded, quint64);
+BIZ_HAS_TYPE(Counters::cancelled, quint64);
+BIZ_HAS_TYPE(Counters::unreachable, quint64);
+BIZ_HAS_TYPE(Counters::interrupted, quint64);
 BIZ_HAS_TYPE(Counters::rejected, quint64);
 BIZ_HAS_TYPE(Counters::late, quint64);
 BIZ_HAS_TYPE(Counters::duplicate, quint64);
 BIZ_HAS_TYPE(Counters::foreign, quint64);
+BIZ_HAS_TYPE(Counters::dropped, quint64);
 BIZ_HAS_TYPE(Counters::refusedBytes, quint64);
 BIZ_HAS_TYPE(Counters::refusedFrames, quint64);
 BIZ_HAS_TYPE(Counters::bytesOut, quint64);
@@ -91,7 +128,6 @@ BIZ_HAS_TYPE(Counters::roundTripMinMs, double);
 BIZ_HAS_TYPE(Counters::roundTripMedianMs, double);
 BIZ_HAS_TYPE(Counters::roundTripP99Ms, double);
 BIZ_HAS_TYPE(Counters::roundTripMaxMs, double);
-BIZ_HAS_TYPE(Counters::dropped, quint64);
 static_assert(std::is_standard_layout<Counters>::value, "the places below need it");
 BIZ_LIES_AT(Counters, enqueued, 0);
 BIZ_LIES_AT(Counters, sent, 8);
@@ -102,24 +138,38 @@ BIZ_LIES_AT(Counters, cleared, 40);
 BIZ_LIES_AT(Counters, skipped, 48);
 BIZ_LIES_AT(Counters, stopped, 56);
 BIZ_LIES_AT(Counters, released, 64);
-BIZ_LIES_AT(Counters, rejected, 72);
-BIZ_LIES_AT(Counters, late, 80);
-BIZ_LIES_AT(Counters, duplicate, 88);
-BIZ_LIES_AT(Counters, foreign, 96);
-BIZ_LIES_AT(Counters, refusedBytes, 104);
-BIZ_LIES_AT(Counters, refusedFrames, 112);
-BIZ_LIES_AT(Counters, bytesOut, 120);
-BIZ_LIES_AT(Counters, bytesIn, 128);
-BIZ_LIES_AT(Counters, rejectedByRule, 136);
-BIZ_LIES_AT(Counters, queueLength, 144);
-BIZ_LIES_AT(Counters, queueLengthMax, 148);
-BIZ_LIES_AT(Counters, lastSeenUtcMs, 152);
-BIZ_LIES_AT(Counters, roundTripMinMs, 160);
-BIZ_LIES_AT(Counters, roundTripMedianMs, 168);
-BIZ_LIES_AT(Counters, roundTripP99Ms, 176);
-BIZ_LIES_AT(Counters, roundTripMaxMs, 184);
-BIZ_LIES_AT(Counters, dropped, 192);
-static_assert(sizeof(void *) != 8 || sizeof(Counters) == 200, "a field was added or removed");
+BIZ_LIES_AT(Counters, expired, 72);
+BIZ_LIES_AT(Counters, superseded, 80);
+BIZ_LIES_AT(Counters, cancelled, 88);
+BIZ_LIES_AT(Counters, unreachable, 96);
+BIZ_LIES_AT(Counters, interrupted, 104);
+BIZ_LIES_AT(Counters, rejected, 112);
+BIZ_LIES_AT(Counters, late, 120);
+BIZ_LIES_AT(Counters, duplicate, 128);
+BIZ_LIES_AT(Counters, foreign, 136);
+BIZ_LIES_AT(Counters, dropped, 144);
+BIZ_LIES_AT(Counters, refusedBytes, 152);
+BIZ_LIES_AT(Counters, refusedFrames, 160);
+BIZ_LIES_AT(Counters, bytesOut, 168);
+BIZ_LIES_AT(Counters, bytesIn, 176);
+BIZ_LIES_AT(Counters, rejectedByRule, 184);
+BIZ_LIES_AT(Counters, queueLength, 192);
+BIZ_LIES_AT(Counters, queueLengthMax, 196);
+BIZ_LIES_AT(Counters, lastSeenUtcMs, 200);
+BIZ_LIES_AT(Counters, roundTripMinMs, 208);
+BIZ_LIES_AT(Counters, roundTripMedianMs, 216);
+BIZ_LIES_AT(Counters, roundTripP99Ms, 224);
+BIZ_LIES_AT(Counters, roundTripMaxMs, 232);
+static_assert(sizeof(void *) != 8 || sizeof(Counters) == 240, "a field was added or removed");
+
+BIZ_HAS_TYPE(OsdDeviceStatus::ip, QString);
+BIZ_HAS_TYPE(OsdDeviceStatus::counters, Counters);
+BIZ_HAS_TYPE(OsdDeviceStatus::inFlight, bool);
+static_assert(std::is_standard_layout<OsdDeviceStatus>::value, "the places below need it");
+BIZ_LIES_AT(OsdDeviceStatus, ip, 0);
+BIZ_LIES_AT(OsdDeviceStatus, counters, 8);
+BIZ_LIES_AT(OsdDeviceStatus, inFlight, 248);
+static_assert(sizeof(void *) != 8 || sizeof(OsdDeviceStatus) == 256, "a field was added or removed");
 
 BIZ_HAS_TYPE(Refusal::bytes, int);
 BIZ_HAS_TYPE(Refusal::reason, QString);
@@ -164,25 +214,28 @@ BIZ_LIES_AT(RuleInWords, subCodes, 8);
 BIZ_LIES_AT(RuleInWords, rule, 16);
 static_assert(sizeof(void *) != 8 || sizeof(RuleInWords) == 24, "a field was added or removed");
 
-BIZ_HAS_TYPE(DeviceStatus::ip, QString);
-BIZ_HAS_TYPE(DeviceStatus::counters, Counters);
-BIZ_HAS_TYPE(DeviceStatus::waiting, int);
-BIZ_HAS_TYPE(DeviceStatus::inFlight, bool);
-BIZ_HAS_TYPE(DeviceStatus::roundTripMedianMs, double);
-BIZ_HAS_TYPE(DeviceStatus::roundTripMaxMs, double);
-static_assert(std::is_standard_layout<DeviceStatus>::value, "the places below need it");
-BIZ_LIES_AT(DeviceStatus, ip, 0);
-BIZ_LIES_AT(DeviceStatus, counters, 8);
-BIZ_LIES_AT(DeviceStatus, waiting, 208);
-BIZ_LIES_AT(DeviceStatus, inFlight, 212);
-BIZ_LIES_AT(DeviceStatus, roundTripMedianMs, 216);
-BIZ_LIES_AT(DeviceStatus, roundTripMaxMs, 224);
-static_assert(sizeof(void *) != 8 || sizeof(DeviceStatus) == 232, "a field was added or removed");
-
 static_assert(sizeof(Outcome) == sizeof(int), "results hold it by value");
 static_assert(static_cast<int>(Outcome::Answered) == 0 && static_cast<int>(Outcome::GaveUp) == 1 &&
                   static_cast<int>(Outcome::Cleared) == 2 && static_cast<int>(Outcome::Skipped) == 3 &&
-                  static_cast<int>(Outcome::Stopped) == 4 && static_cast<int>(Outcome::Released) == 5,
+                  static_cast<int>(Outcome::Stopped) == 4 && static_cast<int>(Outcome::Released) == 5 &&
+                  static_cast<int>(Outcome::Expired) == 6 && static_cast<int>(Outcome::Superseded) == 7 &&
+                  static_cast<int>(Outcome::Cancelled) == 8 && static_cast<int>(Outcome::Unreachable) == 9 &&
+                  static_cast<int>(Outcome::Interrupted) == 10,
+              "applications hold the numbers");
+static_assert(sizeof(Error) == sizeof(int) && sizeof(LinkState) == sizeof(int), "a link's status holds them by value");
+static_assert(static_cast<int>(Error::None) == 0 && static_cast<int>(Error::ChannelTaken) == 1 &&
+                  static_cast<int>(Error::AlreadyRunning) == 2 && static_cast<int>(Error::NoLink) == 3 &&
+                  static_cast<int>(Error::NoCodec) == 4 && static_cast<int>(Error::LoopsStillRunning) == 5 &&
+                  static_cast<int>(Error::CannotStartThread) == 6 && static_cast<int>(Error::OutOfRange) == 7 &&
+                  static_cast<int>(Error::UnknownModel) == 8 && static_cast<int>(Error::InvalidUrl) == 9 &&
+                  static_cast<int>(Error::InvalidAddress) == 10 && static_cast<int>(Error::CannotEncode) == 11 &&
+                  static_cast<int>(Error::CannotBind) == 12 && static_cast<int>(Error::LinkCannotOpen) == 13 &&
+                  static_cast<int>(Error::LinkClosed) == 14 && static_cast<int>(Error::LinkSilent) == 15,
+              "applications hold the numbers");
+static_assert(static_cast<int>(LinkState::Closed) == 0 && static_cast<int>(LinkState::Connecting) == 1 &&
+                  static_cast<int>(LinkState::Up) == 2 && static_cast<int>(LinkState::Lost) == 3,
+              "applications hold the numbers");
+static_assert(static_cast<int>(WhileDown::FailFast) == 0 && static_cast<int>(WhileDown::Hold) == 1,
               "applications hold the numbers");
 
 // What an application derives from has a table of virtual functions and nothing that may grow; its
@@ -191,8 +244,8 @@ static_assert(sizeof(DeviceLink) == sizeof(QObject), "a link of an application b
 static_assert(sizeof(FrameCodec) == sizeof(void *), "a codec of an application begins with it");
 static_assert(sizeof(ReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
 static_assert(sizeof(OsdReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
-static_assert(sizeof(biz_DeviceHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
-static_assert(sizeof(biz_OsdHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
+static_assert(sizeof(DeviceHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
+static_assert(sizeof(OsdHost) == sizeof(QObject) + sizeof(void *), "an application makes it by value");
 static_assert(sizeof(DemoFrameCodec) == 2 * sizeof(void *), "an application makes it by value");
 static_assert(sizeof(DemoDatagramCodec) == sizeof(void *), "an application makes it by value");
 
@@ -213,7 +266,11 @@ TEST(HostInterface, FunctionsOfALinkStandBehindThoseOfItsBase)
     EXPECT_EQ(placeOf(&DeviceLink::close), first + 1);
     EXPECT_EQ(placeOf(&DeviceLink::isOpen), first + 2);
     EXPECT_EQ(placeOf(&DeviceLink::write), first + 3);
-    EXPECT_EQ(placeOf(&DeviceLink::name), first + 4);
+    EXPECT_EQ(placeOf(&DeviceLink::canWrite), first + 4);
+    EXPECT_EQ(placeOf(&DeviceLink::bytesHeld), first + 5);
+    EXPECT_EQ(placeOf(&DeviceLink::discard), first + 6);
+    EXPECT_EQ(placeOf(&DeviceLink::keepsMessageBoundaries), first + 7);
+    EXPECT_EQ(placeOf(&DeviceLink::name), first + 8);
 }
 
 TEST(HostInterface, FunctionsOfACodecKeepTheirPlaces)
@@ -230,6 +287,12 @@ TEST(HostInterface, FunctionsOfAMatcherKeepTheirPlaces)
 {
     EXPECT_EQ(placeOf(&ReplyMatcher::matches), 2);
     EXPECT_EQ(placeOf(&OsdReplyMatcher::matches), 2);
+}
+
+TEST(HostInterface, KitStaysLoadedOnceItIs)
+{
+    ASSERT_FALSE(kitVersion().isEmpty()); // a library that nobody calls is not linked
+    EXPECT_TRUE(staysLoaded("libBIZ_Host.so.1"));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 #include <support/channel_state_guard.h>
 
+#include "stays_loaded.h"
 #include "witness.h"
 
 // The static members are one object each, however many parts a host is made of.
@@ -17,6 +18,11 @@ TEST(StaticMembers, AreTheSameObjectsForEverySharedObjectOfTheHost)
     const Addresses here = BIZ_STATIC_MEMBER_ADDRESSES;
     EXPECT_EQ(here, addressesSeenByTheWitness());
     EXPECT_EQ(here.size(), 19U);
+}
+
+TEST(StaticMembers, LiveAsLongAsTheProcessSinceTheLibraryStaysLoaded)
+{
+    EXPECT_TRUE(staysLoaded("libBIZ_Manage.so.1"));
 }
 
 TEST(StaticMembers, AreTheObjectsThatTheLibraryItselfDefines)

@@ -5,10 +5,11 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>
 
-#include "fake_link.h"
+#include "device/fake_link.h"
 #include <host/device_host.h>
 #include <host/osd_host.h>
 
+using namespace biz::host;
 using namespace biz::test;
 
 namespace {
@@ -17,10 +18,12 @@ constexpr int usageError = 2;
 constexpr int neverRan = 3;
 constexpr int patienceMs = 10000;
 
-std::unique_ptr<biz_DeviceHost> makeDeviceHost()
+std::unique_ptr<DeviceHost> makeDeviceHost()
 {
-    auto host = std::make_unique<biz_DeviceHost>();
-    host->setLink(std::make_unique<FakeLink>());
+    auto host = std::make_unique<DeviceHost>();
+    if (!host->setLink(std::make_unique<FakeLink>())) {
+        std::_Exit(neverRan);
+    }
     return host;
 }
 
@@ -37,8 +40,7 @@ void runUntilSent(Host &host, const Command &command)
 {
     QObject::connect(&host, &Host::sent, qApp, &QCoreApplication::quit);
     QTimer::singleShot(patienceMs, qApp, [] { QCoreApplication::exit(neverRan); });
-    host.enqueue(command);
-    if (!host.start() || QCoreApplication::exec() != 0) {
+    if (host.enqueue(command) == 0 || !host.start() || QCoreApplication::exec() != 0) {
         std::_Exit(neverRan);
     }
 }
@@ -75,7 +77,7 @@ int main(int argc, char **argv)
         runUntilSent(*host, model_Protocoldata());
         finish(std::move(host), argv[2]);
     } else {
-        auto host = std::make_unique<biz_OsdHost>();
+        auto host = std::make_unique<OsdHost>();
         runUntilSent(*host, osdCommand());
         finish(std::move(host), argv[2]);
     }

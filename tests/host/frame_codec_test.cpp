@@ -314,7 +314,7 @@ TEST(FrameCodec, EachReasonForARefusalIsTold)
     const QByteArray tooMuchPayload = QByteArray(DemoFrameCodec::maxPayload + aroundPayload + 2, '\x01');
 
     Stream stream;
-    stream.feed("\x09 cut" + zero + "\x04ten" + zero + wrongCrc + tooMuchPayload + zero);
+    stream.feed("\5cut" + zero + "\x04ten" + zero + wrongCrc + tooMuchPayload + zero);
     stream.feed(QByteArray(longestStretch + 1, '\x01'));
 
     QStringList reasons;

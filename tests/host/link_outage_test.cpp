@@ -77,7 +77,7 @@ TEST_F(LinkOutage, APeerThatReadsNothingGetsNothingOfACommandThatHasEnded)
     ASSERT_TRUE(supervisor.write(stale));
     EXPECT_FALSE(supervisor.mayWrite());
     supervisor.discardHeld();
-    ASSERT_TRUE(waitForLosses(1));
+    ASSERT_TRUE(waitFor([this] { return !supervisor.isUp(); }));
     ASSERT_TRUE(waitForUp());
 
     // What the device's own system had taken cannot be recalled.

@@ -59,7 +59,8 @@ TEST_F(ConsoleJson, EachEventAndTheSummaryIsAnObjectOnALineOfItsOwn)
 {
     FakeDevice device(FakeDevice::echo);
     EXPECT_EQ(eventsOf(run(R"({"head": "01 08 00 00 00 00"})", device)),
-              QStringList({"start", "given", "opened", "sent", "answered", "summary"}));
+              QStringList(
+                  {"start", "given", "linkStateChanged", "linkStateChanged", "opened", "sent", "answered", "summary"}));
 }
 
 TEST_F(ConsoleJson, TheStartNamesTheLinkAndTheModel)

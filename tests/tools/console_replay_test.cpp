@@ -77,13 +77,13 @@ TEST_F(ConsoleRecord, TheFirstLineSaysWhatWasRecorded)
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
     const QJsonObject head = objectsOf(contentOf(file("rec.jsonl"))).first();
     EXPECT_EQ(head.value("event"), "recording");
-    EXPECT_EQ(head.value("format"), 1);
+    EXPECT_EQ(head.value("format"), 2);
     EXPECT_EQ(head.value("tool"), "biz_console " BIZ_VERSION);
     EXPECT_EQ(head.value("library"), biz::host::libraryVersion());
     EXPECT_EQ(head.value("channel"), "device");
     EXPECT_EQ(head.value("link"), device.url());
     EXPECT_EQ(head.value("deviceType"), 5120);
-    EXPECT_EQ(head.value("nSysPlan"), 0);
+    EXPECT_EQ(head.value("pipelined"), false);
     EXPECT_TRUE(QDateTime::fromString(head.value("utc").toString(), Qt::ISODateWithMs).isValid());
 }
 
@@ -103,7 +103,9 @@ TEST_F(ConsoleRecord, EverythingAtTheBoundaryIsALineWithBothTimes)
         EXPECT_GE(line.value("atMs").toDouble(-1.0), before - 1.0) << qPrintable(events.last());
         before = line.value("atMs").toDouble();
     }
-    EXPECT_EQ(events.join(' '), "given linkOpened opened bytesOut sent bytesIn answered summary")
+    EXPECT_EQ(
+        events.join(' '),
+        "given linkStateChanged linkOpened bytesOut linkStateChanged opened bytesOut sent bytesIn answered summary")
         << qPrintable(events.join(' '));
 }
 
@@ -117,11 +119,15 @@ TEST_F(ConsoleRecord, TheBytesAreThoseOfTheLink)
     RunningConsole console(recordArguments(device, giveBytes));
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
     const QVector<QJsonObject> lines = objectsOf(contentOf(file("rec.jsonl")));
-    for (const char *event : {"bytesOut", "bytesIn"}) {
-        const QVector<QJsonObject> transfers = eventsNamed(lines, event);
-        ASSERT_EQ(transfers.size(), 1);
-        EXPECT_EQ(QByteArray::fromHex(transfers.first().value("data").toString().toLatin1()), answered);
-    }
+    const auto bytesOf = [&lines](const char *event) {
+        QByteArray bytes;
+        for (const QJsonObject &transfer : eventsNamed(lines, event)) {
+            bytes += QByteArray::fromHex(transfer.value("data").toString().toLatin1());
+        }
+        return bytes;
+    };
+    EXPECT_EQ(bytesOf("bytesOut"), biz::host::DemoFrameCodec().preamble() + answered);
+    EXPECT_EQ(bytesOf("bytesIn"), answered);
 }
 
 TEST_F(ConsoleRecord, AFileThatCannotBeWrittenIsBadInputBeforeAnythingIsSent)
@@ -271,7 +277,7 @@ TEST_F(ConsoleRecord, AnInterruptedReplayIsNotAsRecorded)
 QByteArray linesWith(int number, const QByteArray &line)
 {
     QList<QByteArray> lines{
-        R"({"event":"recording","format":1,"channel":"device","link":"x","deviceType":5,"nSysPlan":0,"utc":"2026-01-01T00:00:00.000Z"})",
+        R"({"event":"recording","format":2,"channel":"device","link":"x","deviceType":5,"pipelined":false,"utc":"2026-01-01T00:00:00.000Z"})",
         R"({"event":"given","ticket":1,"name":"n","head":"00 01 02 03 04 05 06","waitMs":100,"atMs":1})",
         R"({"event":"sent","ticket":1,"head":"01 01 02 03 04 05 06","atMs":2})",
         R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":300})", R"({"event":"summary"})"};
@@ -312,7 +318,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadRecording{"NoHead", "{\"event\":\"start\"}\n",
                      "1: the head of a recording expected, as 'biz_console run --record' writes it"},
         BadRecording{"AnotherFormat", linesWith(1, R"({"event":"recording","format":7})"),
-                     "1: format 1 expected, not 7"},
+                     "1: format 2 expected, not 7"},
         BadRecording{"AnUnknownEvent", linesWith(3, R"({"event":"danced"})"),
                      "3: event: one of a recording expected, not \"danced\""},
         BadRecording{"AShortHead", linesWith(2, R"({"event":"given","ticket":1,"name":"n","head":"00","waitMs":100})"),
@@ -376,11 +382,11 @@ TEST(RecordingSteps, AReplyFollowsTheWritesAndEndsThatItFollowed)
     ASSERT_EQ(recording.steps.first().kind, RecordedStep::Kind::Opened);
     const RecordedStep &answer = recording.steps.at(1);
     EXPECT_EQ(answer.kind, RecordedStep::Kind::Received);
-    EXPECT_EQ(answer.writesBefore, 1);
+    EXPECT_EQ(answer.writesBefore, 2) << "the preamble and the command";
     EXPECT_EQ(answer.endsBefore, 0);
     // The late reply of the second command came when that had ended and the third was under way.
     const RecordedStep &late = recording.steps.at(3);
-    EXPECT_EQ(late.writesBefore, 4);
+    EXPECT_EQ(late.writesBefore, 5);
     EXPECT_EQ(late.endsBefore, 2);
     EXPECT_GT(late.delayMs, 50.0);
 }

@@ -64,14 +64,14 @@ INSTANTIATE_TEST_SUITE_P(Console, BadDeviceSession, testing::Values(
     BadSession{"empty file", "", "line 1, column 1: JSON expected, but illegal value"},
     BadSession{"array", "[]", "document: an object expected, not an array"},
     BadSession{"unknown key", R"({"devicetype": 1})",
-        "devicetype: unknown key; expected one of description, deviceType, nSysPlan, defaultWaitMs, commands"},
-    BadSession{"no model", R"({"commands": []})", "deviceType: a model code such as \"0x1400\" or 5120 expected, not nothing"},
-    BadSession{"model in words", R"({"deviceType": "A2"})",
-        "deviceType: a model code such as \"0x1400\" or 5120 expected, not \"A2\""},
+        "devicetype: unknown key; expected one of description, deviceType, pipelined, defaultWaitMs, commands"},
+    BadSession{"no model", R"({"commands": []})", "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not nothing"},
+    BadSession{"unknown model", R"({"deviceType": "A9"})",
+        "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not \"A9\""},
     BadSession{"model with a fraction", R"({"deviceType": 1.5})",
-        "deviceType: a model code such as \"0x1400\" or 5120 expected, not 1.5"},
+        "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not 1.5"},
     BadSession{"model below -1", R"({"deviceType": "-2"})",
-        "deviceType: a model code such as \"0x1400\" or 5120 expected, not \"-2\""},
+        "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not \"-2\""},
     BadSession{"no commands", R"({"deviceType": 1})", "commands: an array of at least one command expected, not nothing"},
     BadSession{"empty commands", deviceSession("[]"), "commands: an array of at least one command expected, not an empty one"},
     BadSession{"command is a number", deviceSession("[7]"), "commands[0]: an object expected, not 7"},
@@ -102,12 +102,13 @@ INSTANTIATE_TEST_SUITE_P(Console, BadDeviceSession, testing::Values(
     BadSession{"name", commandWith(R"("name": 7)"), "commands[0].name: a text expected, not 7"},
     BadSession{"expect", commandWith(R"("expect": "answered")"), "commands[0].expect: an object expected, not \"answered\""},
     BadSession{"outcome", commandWith(R"("expect": {"outcome": "lost"})"),
-        "commands[0].expect.outcome: one of answered, gaveUp, cleared, skipped, stopped, released expected, not \"lost\""},
+        "commands[0].expect.outcome: one of answered, gaveUp, cleared, skipped, stopped, released, expired, superseded, cancelled, unreachable, interrupted expected, not \"lost\""},
     BadSession{"event", commandWith(R"("expect": {"events": ["resent", "gone"]})"),
         "commands[0].expect.events[1]: one of sent, resent, rejected, late, duplicate, foreign expected, not \"gone\""},
     BadSession{"events no array", commandWith(R"("expect": {"events": "resent"})"),
         "commands[0].expect.events: an array of texts expected, not \"resent\""},
-    BadSession{"system plan", R"({"deviceType": 1, "nSysPlan": -1})", "nSysPlan: a whole number from 0 to 255 expected, not -1"}));
+    BadSession{"pipelined", R"({"deviceType": 1, "pipelined": 1})", "pipelined: true or false expected, not 1"},
+    BadSession{"former key", R"({"deviceType": 1, "nSysPlan": 0})", "nSysPlan: \"pipelined\", true or false, expected in its place"}));
 // clang-format on
 
 class BadOsdSession : public testing::TestWithParam<BadSession>
@@ -168,7 +169,7 @@ TEST(ConsoleSessionReader, TakesTheHeadFromByteOneOn)
 TEST(ConsoleSessionReader, FillsInDefaults)
 {
     const DeviceSession session = readDeviceSession(deviceSession(R"([{"head": "F10803620100"}])"));
-    EXPECT_EQ(session.sysPlan, 0);
+    EXPECT_FALSE(session.isPipelined);
     EXPECT_EQ(session.commands[0].name, "F1/08");
     EXPECT_EQ(session.commands[0].record.iWaitTime, 500);
     EXPECT_EQ(session.commands[0].repeat, 1);
@@ -194,6 +195,13 @@ TEST(ConsoleSessionReader, ReadsExpectations)
     EXPECT_EQ(session.commands[0].expected.events, Event::Resent | Event::Late);
 }
 
+TEST(ConsoleSessionReader, TheModelMayBeNamed)
+{
+    const QByteArray session = R"({"deviceType": "a1max", "pipelined": true, "commands": [{"head": "F10803620100"}]})";
+    EXPECT_EQ(readDeviceSession(session).deviceType, 0x1700);
+    EXPECT_TRUE(readDeviceSession(session).isPipelined);
+}
+
 TEST(ConsoleSessionReader, ALeadingZeroIsDecimal)
 {
     EXPECT_EQ(readDeviceSession(R"({"deviceType": "010", "commands": [{"head": "F10803620100"}]})").deviceType, 10);
@@ -206,7 +214,7 @@ TEST(ConsoleSessionReader, CountsDevicesFromTheFirstOn)
     EXPECT_EQ(session.devices, QStringList({"127.1.0.254", "127.1.0.255", "127.1.1.0", "127.1.1.1"}));
     EXPECT_EQ(session.silent, QSet<QString>({"127.1.1.1"}));
     EXPECT_EQ(session.port, 15701);
-    EXPECT_EQ(session.commands[0].record.iWaitTime, 1000);
+    EXPECT_EQ(session.commands[0].record.iWaitTime, 2000);
     EXPECT_EQ(session.commands[0].name, "0D/01");
 }
 

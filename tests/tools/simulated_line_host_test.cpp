@@ -15,7 +15,6 @@ namespace {
 using namespace biz;
 using namespace biz::test;
 
-constexpr int a2 = 0x1400;
 constexpr int commandCount = 30;
 
 constexpr int shortWaitMs = 150; ///< where replies are lost, each of which costs this time
@@ -41,17 +40,17 @@ class EndingHost
 public:
     EndingHost(const QString &url, int waitMs)
     {
-        QString error;
-        host.setLink(host::makeLink(QUrl(url), &error));
-        EXPECT_EQ(error.toStdString(), "");
-        host.setDeviceType(a2);
-        host.setDefaultWaitTime(waitMs);
-        QObject::connect(&host, &biz_DeviceHost::ended, &host, [this](host::Ticket ticket, const auto &result) {
+        EXPECT_TRUE(host.setLink(QUrl(url)) && host.setModel("A2") && host.setDefaultWaitTime(waitMs) &&
+                    host.setReconnectInterval(0))
+            << qPrintable(host.errorString());
+        host.setWhileDown(host::WhileDown::Hold);
+        QObject::connect(&host, &host::DeviceHost::ended, &host, [this](host::Ticket ticket, const auto &result) {
             ++ends[ticket];
             ++outcomes[host::outcomeName(result.outcome)];
         });
-        QObject::connect(&host, &biz_DeviceHost::linkClosed, &host, [this] { ++closes; });
-        QObject::connect(&host, &biz_DeviceHost::linkOpened, &host, [this] { ++opens; });
+        QObject::connect(&host, &host::DeviceHost::linkStateChanged, &host, [this](const host::LinkStatus &status) {
+            closes += status.state == host::LinkState::Lost ? 1 : 0;
+        });
     }
 
     void enqueue(int count)
@@ -85,11 +84,10 @@ public:
         }
     }
 
-    biz_DeviceHost host;
+    biz::host::DeviceHost host;
     std::map<host::Ticket, int> ends;
     std::map<QString, int> outcomes;
     int closes = 0;
-    int opens = 0;
 };
 
 class HarmedLine : public testing::TestWithParam<Harm>
@@ -122,7 +120,7 @@ TEST_P(HarmedLine, EndsEveryCommandOnceWhenTheyAreSentBackToBack)
     RunningSimulator simulator(QStringLiteral("--model A2 --listen %1 --seed 3 --burst-size 20 --fault-rate %2=0.3")
                                    .arg(harm.listen, harm.fault));
     EndingHost ending(simulator.listeningUrl(), harm.waitMs());
-    ending.host.setSysPlan(1);
+    ending.host.setPipelined(true);
     ending.enqueue(commandCount);
     ASSERT_TRUE(ending.host.start());
     ASSERT_TRUE(ending.waitForAllEnds());
@@ -170,7 +168,8 @@ TEST_P(LostLine, IsToldAndCommandsThatAreStoppedEndOnceAndTheNextStartAnswers)
     ASSERT_TRUE(ending.waitForAllEnds());
     ending.expectOneEndEach();
     EXPECT_EQ(ending.outcomes["answered"], 2);
-    EXPECT_EQ(ending.outcomes["stopped"], 3);
+    EXPECT_EQ(ending.outcomes["unreachable"], 1);
+    EXPECT_EQ(ending.outcomes["stopped"], 2);
 
     if (QByteArray(loss.fault) == "vanish" || listen.startsWith("serial")) {
         ASSERT_FALSE(simulator.lineWith("listens again").isEmpty());

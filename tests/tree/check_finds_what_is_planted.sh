@@ -11,14 +11,22 @@ fresh_copy() {
     rm -rf "$copy"
     mkdir -p "$copy/tests"
     cp -r "$tree/src" "$copy/src"
+    cp -r "$tree/host" "$copy/host"
     cp -r "$tree/tests/support" "$copy/tests/support"
 }
 
 # expect_finding WHAT FILE TEXT: after TEXT is appended to FILE, the check fails and says WHAT.
 expect_finding() {
-    local what=$1 file=$2 text=$3 output
+    local what=$1 file=$2 text=$3
     fresh_copy
+    mkdir -p "$(dirname "$copy/$file")"
     printf '%s\n' "$text" >>"$copy/$file"
+    expect_finding_in_copy "$what" "$file"
+}
+
+# expect_finding_in_copy WHAT PLACE
+expect_finding_in_copy() {
+    local what=$1 file=$2 output
     if output=$("$check" "$copy" 2>&1); then
         echo "not found: $what" >&2
         exit 1
@@ -36,6 +44,16 @@ long_function=$(printf 'void tooLong()\n{\n' && printf '    call();\n%.0s' {1..6
 expect_finding 'sleeps' src/manage/biz_manage.cpp 'void f() { std::this_thread::sleep_for(1s); }'
 expect_finding 'no test waits' tests/support/journal.h 'inline void f() { QThread::msleep(1); }'
 expect_finding 'detaches' src/biz_cmdswork/resend.cpp 'void f() { std::thread(g).detach(); }'
+expect_finding 'sleeps' host/src/link/tcp_link.cpp 'void f() { QThread::msleep(1); }'
+expect_finding 'detaches' host/src/device/device_loops.cpp 'void f() { std::thread(g).detach(); }'
+expect_finding 'which does not lie below' host/src/wire/cobs.cpp '#include <commands/command_p.h>'
+expect_finding 'which does not lie below' host/src/timing_p.h '#include <wire/cobs_p.h>'
+expect_finding 'which does not lie below' host/src/osd/osd_loops.cpp '#include <device/device_loops_p.h>'
+expect_finding 'which does not lie below' host/src/device/device_loops.cpp '#include <osd/osd_loops_p.h>'
+expect_finding 'no place among the floors' host/src/attic/old_p.h '#include <memory>'
+fresh_copy
+touch "$copy"/host/src/loops/more_{1..16}_p.h
+expect_finding_in_copy 'files in one folder' host/src/loops
 expect_finding 'a function of 61 lines' src/biz_cmdswork/resend.cpp "$long_function"
 expect_finding 'unfinished work' src/biz_cmdswork/resend.cpp "// $(echo TO DO | tr -d ' ') later"
 expect_finding 'written down' src/biz_cmdswork/resend.cpp "// as $(echo specified), the gate opens"

@@ -59,6 +59,7 @@ void CommandLedger::happened(const RunEvent &event)
         end(event.ticket, event.outcome, event.reason);
         break;
     case RunEvent::Kind::Opened:
+    case RunEvent::Kind::LinkStateChanged:
     case RunEvent::Kind::Refused:
     case RunEvent::Kind::Failed:
     case RunEvent::Kind::Problem:

@@ -9,6 +9,9 @@ namespace {
 /** More than the channel can send in ten seconds. */
 constexpr int mostGivenAhead = 1000;
 
+/** A lost link ends the run. */
+constexpr int neverReconnect = 0;
+
 /** The event of a command, or of a reply, as it stands in a record. */
 RunEvent eventOf(host::Ticket ticket, const model_Protocoldata &record)
 {
@@ -36,31 +39,31 @@ DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> li
                      QTextStream &err)
     : SessionRun(SessionWalk(repeatsOf(session.commands), 1, plan.rounds), plan, err)
     , m_session(std::move(session))
-    , m_linkName(link->name())
+    , m_link(std::move(link))
+    , m_linkName(m_link->name())
 {
-    m_host.setLink(std::move(link));
     m_host.setDeviceType(m_session.deviceType);
-    m_host.setSysPlan(m_session.sysPlan);
+    m_host.setPipelined(m_session.isPipelined);
+    // What waits when the link is lost is stopped with the run, or goes out when the link is back.
+    m_host.setWhileDown(host::WhileDown::Hold);
     connectHost();
     connectReplies();
 }
 
 void DeviceRun::connectHost()
 {
-    connect(&m_host, &biz_DeviceHost::linkOpened, this, &DeviceRun::opened);
-    connect(&m_host, &biz_DeviceHost::linkClosed, this,
-            [this](const QString &reason) { breakOff(reason, LinkFailed); });
-    connect(&m_host, &biz_DeviceHost::sent, this, &DeviceRun::onSent);
-    connect(&m_host, &biz_DeviceHost::ended, this, &DeviceRun::onEnded);
+    connect(&m_host, &host::DeviceHost::linkStateChanged, this, &DeviceRun::onLinkStateChanged);
+    connect(&m_host, &host::DeviceHost::sent, this, &DeviceRun::onSent);
+    connect(&m_host, &host::DeviceHost::ended, this, &DeviceRun::onEnded);
 }
 
 void DeviceRun::connectReplies()
 {
-    connect(&m_host, &biz_DeviceHost::rejected, this, &DeviceRun::onRejected);
-    connect(&m_host, &biz_DeviceHost::late, this, &DeviceRun::onLate);
-    connect(&m_host, &biz_DeviceHost::duplicate, this, &DeviceRun::onDuplicate);
-    connect(&m_host, &biz_DeviceHost::foreign, this, &DeviceRun::onForeign);
-    connect(&m_host, &biz_DeviceHost::refused, this, &DeviceRun::onRefused);
+    connect(&m_host, &host::DeviceHost::rejected, this, &DeviceRun::onRejected);
+    connect(&m_host, &host::DeviceHost::late, this, &DeviceRun::onLate);
+    connect(&m_host, &host::DeviceHost::duplicate, this, &DeviceRun::onDuplicate);
+    connect(&m_host, &host::DeviceHost::foreign, this, &DeviceRun::onForeign);
+    connect(&m_host, &host::DeviceHost::refused, this, &DeviceRun::onRefused);
 }
 
 RunStart DeviceRun::description() const
@@ -68,16 +71,19 @@ RunStart DeviceRun::description() const
     RunStart run;
     run.target = m_linkName;
     run.deviceType = m_session.deviceType;
-    run.sysPlan = m_session.sysPlan;
+    run.isPipelined = m_session.isPipelined;
     return run;
 }
 
 bool DeviceRun::startHost(QString *error)
 {
-    giveSome();
-    const bool started = m_host.start();
+    bool isStarted = m_host.setReconnectInterval(neverReconnect) && m_host.setLink(std::move(m_link));
+    if (isStarted) {
+        giveSome();
+        isStarted = m_host.start();
+    }
     *error = m_host.errorString();
-    return started;
+    return isStarted;
 }
 
 int DeviceRun::commandsGivenAhead() const
@@ -114,6 +120,22 @@ void DeviceRun::onSent(host::Ticket ticket, int attempt, const model_Protocoldat
     report().tell(event);
 }
 
+void DeviceRun::onLinkStateChanged(const host::LinkStatus &status)
+{
+    if (status.state == host::LinkState::Closed) {
+        return; // by the end of the run, which is told
+    }
+    RunEvent event;
+    event.kind = RunEvent::Kind::LinkStateChanged;
+    event.link = status;
+    report().tell(event);
+    if (status.state == host::LinkState::Up) {
+        opened();
+    } else if (status.state == host::LinkState::Lost) {
+        breakOff(status.reason, LinkFailed);
+    }
+}
+
 void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)
 {
     RunEvent event;
@@ -130,10 +152,10 @@ void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)
     finishIfDone();
 }
 
-void DeviceRun::onRejected(host::Ticket ticket, const model_Protocoldata &reply, const QString &why)
+void DeviceRun::onRejected(host::Ticket ticket, const model_Protocoldata &reply, const host::ReplyJudgement &judgement)
 {
-    RunEvent event = eventOf(ticket, reply, Event::Rejected, why);
-    event.rule = host::judgeReply(m_session.deviceType, reply).rule;
+    RunEvent event = eventOf(ticket, reply, Event::Rejected, judgement.broken);
+    event.rule = judgement.rule;
     report().tell(event);
     finishIfDone();
 }

@@ -36,8 +36,9 @@ private:
     void connectReplies();
 
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
+    void onLinkStateChanged(const host::LinkStatus &status);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
-    void onRejected(host::Ticket ticket, const model_Protocoldata &reply, const QString &why);
+    void onRejected(host::Ticket ticket, const model_Protocoldata &reply, const host::ReplyJudgement &judgement);
     void onLate(host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs);
     void onDuplicate(host::Ticket ticket, const model_Protocoldata &reply);
     void onForeign(const model_Protocoldata &reply);
@@ -45,7 +46,8 @@ private:
     void onRefused(int bytes, const QString &why);
 
     DeviceSession m_session;
-    biz_DeviceHost m_host;
+    host::DeviceHost m_host;
+    std::unique_ptr<host::DeviceLink> m_link; ///< until the host takes it over
     QString m_linkName;
 
     QHash<host::Ticket, model_Protocoldata> m_sent; ///< as they were sent, until they end

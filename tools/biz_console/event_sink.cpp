@@ -7,6 +7,8 @@ QString RunEvent::kindName() const
     switch (kind) {
     case Kind::Opened:
         return QStringLiteral("opened");
+    case Kind::LinkStateChanged:
+        return QStringLiteral("linkStateChanged");
     case Kind::Given:
         return QStringLiteral("given");
     case Kind::Happened:

@@ -12,17 +12,18 @@
 #include <biz_console/osd_table.h>
 #include <biz_console/summary.h>
 #include <host/command_result.h>
+#include <host/link_status.h>
 
 namespace biz::console {
 
 /** What a run is, told before its first event. */
 struct RunStart
 {
-    bool isOfDevice = true; ///< else of the OSD channel
-    QString target;         ///< "tcp://127.0.0.1:15700"; of the OSD channel "127.0.0.1, UDP port 15701"
-    int deviceType = -1;    ///< of the device channel
-    int sysPlan = 0;        ///< of the device channel
-    QDateTime utc;          ///< the report fills it in
+    bool isOfDevice = true;   ///< else of the OSD channel
+    QString target;           ///< "tcp://127.0.0.1:15700"; of the OSD channel "127.0.0.1, UDP port 15701"
+    int deviceType = -1;      ///< of the device channel
+    bool isPipelined = false; ///< of the device channel
+    QDateTime utc;            ///< the report fills it in
 };
 
 /**
@@ -31,13 +32,14 @@ struct RunStart
 struct RunEvent
 {
     enum class Kind {
-        Opened,   ///< the host is connected
-        Given,    ///< a command was handed to the host
-        Happened, ///< `event` tells what happened to a command
-        Ended,    ///< `outcome` tells how a command ended
-        Refused,  ///< received bytes were no reply
-        Failed,   ///< sending or receiving failed, and the run goes on
-        Problem,  ///< the run ends early
+        Opened,           ///< the host is connected
+        LinkStateChanged, ///< the link got into another state, of which `link` tells
+        Given,            ///< a command was handed to the host
+        Happened,         ///< `event` tells what happened to a command
+        Ended,            ///< `outcome` tells how a command ended
+        Refused,          ///< received bytes were no reply
+        Failed,           ///< sending or receiving failed, and the run goes on
+        Problem,          ///< the run ends early
     };
 
     Kind kind = Kind::Opened;
@@ -68,6 +70,8 @@ struct RunEvent
     double roundTripMs = -1.0;
     double afterEndMs = -1.0; ///< of a late reply: since its command ended
     int bytes = -1;           ///< of bytes that were refused
+
+    host::LinkStatus link; ///< of a change of the link's state
 
     QString reason; ///< why, in words
     QString rule;   ///< of a rejected reply: the rule whose clause `reason` names

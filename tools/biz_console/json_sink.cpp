@@ -109,6 +109,13 @@ void insertWhy(QJsonObject &object, const RunEvent &event)
     }
 }
 
+void insertLink(QJsonObject &object, const host::LinkStatus &link)
+{
+    object.insert(key("state"), host::linkStateName(link.state));
+    insertNumber(object, "linkAttempts", link.attempts);
+    insertText(object, "reason", link.reason);
+}
+
 QJsonObject countersOf(const host::Counters &counters)
 {
     const std::pair<const char *, quint64> numbers[] = {
@@ -121,6 +128,11 @@ QJsonObject countersOf(const host::Counters &counters)
         {"skipped", counters.skipped},
         {"stopped", counters.stopped},
         {"released", counters.released},
+        {"expired", counters.expired},
+        {"superseded", counters.superseded},
+        {"cancelled", counters.cancelled},
+        {"unreachable", counters.unreachable},
+        {"interrupted", counters.interrupted},
         {"rejected", counters.rejected},
         {"late", counters.late},
         {"duplicate", counters.duplicate},
@@ -190,7 +202,7 @@ void JsonSink::started(const RunStart &run)
     object.insert(key("link"), run.target);
     if (run.isOfDevice) {
         object.insert(key("deviceType"), run.deviceType);
-        object.insert(key("nSysPlan"), run.sysPlan);
+        object.insert(key("pipelined"), run.isPipelined);
     }
     line(object);
 }
@@ -204,6 +216,9 @@ void JsonSink::happened(const RunEvent &event)
     insertCommand(object, event);
     insertRecord(object, event);
     insertWhy(object, event);
+    if (event.kind == RunEvent::Kind::LinkStateChanged) {
+        insertLink(object, event.link);
+    }
     if (event.kind == RunEvent::Kind::Given) {
         object.insert(key("expect"), expectationOf(event.expected));
     }

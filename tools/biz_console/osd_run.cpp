@@ -30,8 +30,6 @@ OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &
     , m_session(std::move(session))
     , m_options(options)
 {
-    m_host.setPort(m_session.port);
-    m_host.setLocalAddress(m_options.localAddress);
     // The last command of any device may still get a late reply.
     report().ledger().remember(maxOsdCommands + m_session.devices.size());
     connectHost();
@@ -39,14 +37,14 @@ OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &
 
 void OsdRun::connectHost()
 {
-    connect(&m_host, &biz_OsdHost::started, this, &OsdRun::opened);
-    connect(&m_host, &biz_OsdHost::sent, this, &OsdRun::onSent);
-    connect(&m_host, &biz_OsdHost::ended, this, &OsdRun::onEnded);
-    connect(&m_host, &biz_OsdHost::late, this, &OsdRun::onLate);
-    connect(&m_host, &biz_OsdHost::duplicate, this, &OsdRun::onDuplicate);
-    connect(&m_host, &biz_OsdHost::foreign, this, &OsdRun::onForeign);
-    connect(&m_host, &biz_OsdHost::refused, this, &OsdRun::onRefused);
-    connect(&m_host, &biz_OsdHost::socketError, this, &OsdRun::onSocketError);
+    connect(&m_host, &host::OsdHost::started, this, &OsdRun::opened);
+    connect(&m_host, &host::OsdHost::sent, this, &OsdRun::onSent);
+    connect(&m_host, &host::OsdHost::ended, this, &OsdRun::onEnded);
+    connect(&m_host, &host::OsdHost::late, this, &OsdRun::onLate);
+    connect(&m_host, &host::OsdHost::duplicate, this, &OsdRun::onDuplicate);
+    connect(&m_host, &host::OsdHost::foreign, this, &OsdRun::onForeign);
+    connect(&m_host, &host::OsdHost::refused, this, &OsdRun::onRefused);
+    connect(&m_host, &host::OsdHost::socketError, this, &OsdRun::onSocketError);
 }
 
 RunStart OsdRun::description() const
@@ -59,9 +57,11 @@ RunStart OsdRun::description() const
 
 bool OsdRun::startHost(QString *error)
 {
-    const bool started = m_host.start();
+    const bool isReady = m_host.setPort(m_session.port) &&
+                         (m_options.localAddress.isEmpty() || m_host.setLocalAddress(m_options.localAddress));
+    const bool isStarted = isReady && m_host.start();
     *error = m_host.errorString();
-    return started;
+    return isStarted;
 }
 
 bool OsdRun::give(const WalkStep &step, QString *error)
@@ -171,13 +171,13 @@ void OsdRun::onSocketError(const QString &why)
 
 void OsdRun::beforeStop()
 {
-    for (const biz_OsdHost::DeviceStatus &device : m_host.devices()) {
+    for (const host::OsdDeviceStatus &device : m_host.devices()) {
         OsdTableRow row;
         row.device = device.ip;
         row.sent = device.counters.sent;
         row.answered = device.counters.answered;
         row.timedOut = device.counters.gaveUp;
-        row.waiting = device.waiting;
+        row.waiting = device.counters.queueLength;
         const DeviceTimes times = m_times.value(device.ip);
         row.roundTrips = times.roundTrips;
         row.lastAnswerSeconds = times.lastAnswerSeconds;

@@ -53,7 +53,7 @@ private:
 
     OsdSession m_session;
     OsdRunOptions m_options;
-    biz_OsdHost m_host;
+    host::OsdHost m_host;
     QHash<host::Ticket, model_OsdParam> m_sent; ///< as they were sent, until they end
 
     struct DeviceTimes

@@ -58,11 +58,16 @@ public:
             m_recorder.noteLink(recorded::bytesIn, bytes);
             Q_EMIT received(bytes);
         });
+        connect(m_inner.get(), &host::DeviceLink::writable, this, &host::DeviceLink::writable);
     }
 
     void open() override { m_inner->open(); }
     void close() override { m_inner->close(); }
     bool isOpen() const override { return m_inner->isOpen(); }
+    bool canWrite() const override { return m_inner->canWrite(); }
+    qint64 bytesHeld() const override { return m_inner->bytesHeld(); }
+    void discard() override { m_inner->discard(); }
+    bool keepsMessageBoundaries() const override { return m_inner->keepsMessageBoundaries(); }
     QString name() const override { return m_inner->name(); }
 
     // Noted first: a link may answer within its write.
@@ -113,7 +118,7 @@ void Recorder::start(const RunStart &run)
                        {key("link"), run.target}};
     if (run.isOfDevice) {
         object.insert(key("deviceType"), run.deviceType);
-        object.insert(key("nSysPlan"), run.sysPlan);
+        object.insert(key("pipelined"), run.isPipelined);
     }
     line(object);
 }

@@ -24,7 +24,7 @@ class Recorder
 {
 public:
     /** The version of the format, in the head of every recording. */
-    static constexpr int formatVersion = 1;
+    static constexpr int formatVersion = 2;
 
     /** Writes to a device that is open. */
     explicit Recorder(QIODevice &device);

@@ -57,7 +57,7 @@ struct Recording
     QString link;
     QDateTime utc; ///< when it began
     int deviceType = -1;
-    int sysPlan = 0;
+    bool isPipelined = false;
     QVector<RecordedCommand> commands;
     QVector<RecordedStep> steps;
     QVector<QByteArray> writes; ///< of the device channel: the bytes of each

@@ -51,6 +51,14 @@ int RecordingLine::number(const char *name, int fallback) const
     return has(name) ? number(name) : fallback;
 }
 
+bool RecordingLine::boolean(const char *name) const
+{
+    if (!value(name).isBool()) {
+        failAt(name, QStringLiteral("true or false"));
+    }
+    return value(name).toBool();
+}
+
 double RecordingLine::milliseconds(const char *name) const
 {
     constexpr double longestRunMs = 1e9; // more than a week, and still a whole number of a timer

@@ -22,6 +22,7 @@ public:
     QString text(const char *name, const QString &fallback) const;
     int number(const char *name) const;
     int number(const char *name, int fallback) const;
+    bool boolean(const char *name) const;
     double milliseconds(const char *name) const;
     QByteArray bytes(const char *name) const;
     QByteArray bytesOfSize(const char *name, int size) const;

@@ -56,6 +56,7 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
         {QLatin1String(recorded::bytesIn), &RecordingReader::readLink},
         {QLatin1String(recorded::bytesOut), &RecordingReader::readBytesOut},
         {QStringLiteral("opened"), &RecordingReader::passOver},
+        {QStringLiteral("linkStateChanged"), &RecordingReader::passOver},
         {QStringLiteral("failed"), &RecordingReader::passOver},
         {QStringLiteral("given"), &RecordingReader::readGiven},
         {QStringLiteral("refused"), &RecordingReader::readRefused},
@@ -107,7 +108,7 @@ void RecordingReader::readHead(const RecordingLine &line)
     }
     if (m_recording.isOfDevice) {
         m_recording.deviceType = line.number("deviceType");
-        m_recording.sysPlan = line.number("nSysPlan");
+        m_recording.isPipelined = line.boolean("pipelined");
     }
 }
 
@@ -189,10 +190,10 @@ void RecordingReader::readReply(const RecordingLine &line)
 void RecordingReader::readEnd(const RecordingLine &line)
 {
     RecordedCommand *command = commandOf(line);
-    if (command == nullptr || command->hasEnded) {
+    const bool isPending = command != nullptr && !command->hasEnded;
+    if (!isPending || !host::outcomeFromName(line.event(), &command->outcome.outcome)) {
         line.fail(QStringLiteral("ticket: that of a command that has not ended expected"));
     }
-    host::outcomeFromName(line.event(), &command->outcome.outcome);
     const bool isAnswered = command->outcome.outcome == host::Outcome::Answered;
     command->hasEnded = true;
     command->happenings.append(line.event() + attemptsText(command->outcome.outcome, line.number("attempts")) +

@@ -57,7 +57,7 @@ DeviceSession deviceSessionOf(const Recording &recording)
 {
     DeviceSession session;
     session.deviceType = recording.deviceType;
-    session.sysPlan = recording.sysPlan;
+    session.isPipelined = recording.isPipelined;
     for (const RecordedCommand &recorded : recording.commands) {
         DeviceCommand command;
         command.name = recorded.name;

@@ -20,6 +20,7 @@ public:
     void close() override { m_isOpen = false; }
     bool isOpen() const override { return m_isOpen; }
     bool write(const QByteArray &bytes) override;
+    bool keepsMessageBoundaries() const override { return m_name.startsWith(QLatin1String("udp:")); }
     QString name() const override { return m_name; }
 
     /** A command has ended. */

@@ -18,8 +18,6 @@ namespace biz::console {
 
 namespace {
 
-/** The OSD channel counts whole seconds, so less can end a wait almost at once. */
-constexpr int defaultOsdWaitMs = 2000;
 constexpr int maxFlag = 0xFF;
 
 QString osdOption()
@@ -70,10 +68,10 @@ void describe(QCommandLineParser &parser)
     parser.addOption({waitOption(),
                       QStringLiteral("How long a reply is waited for; %1 by default, %2 for an OSD device.")
                           .arg(defaultDeviceWaitMs)
-                          .arg(defaultOsdWaitMs),
+                          .arg(host::OsdHost::defaultWaitMs),
                       QStringLiteral("ms")});
     parser.addOption({osdOption(), QStringLiteral("An OSD device instead of --device."), QStringLiteral("address")});
-    addOsdOptions(parser, QString::number(biz_OsdHost::defaultPort), QStringLiteral("any"));
+    addOsdOptions(parser, QString::number(host::OsdHost::defaultPort), QStringLiteral("any"));
     parser.addOption({textOption(), QStringLiteral("The text of an OSD command."), QStringLiteral("text")});
     parser.addOption({flagOption(), QStringLiteral("The flag of an OSD command, 0 by default."), QStringLiteral("n")});
     addJsonOption(parser);
@@ -139,13 +137,13 @@ OsdSession osdSession(const QCommandLineParser &parser)
     std::copy(head.begin(), head.end(), command.record.ucOsdHead);
     command.name = QString::fromLatin1(head.left(2).toHex('/').toUpper());
     command.record.baData = dataOf(parser, host::OsdDatagramCodec::maxPayload);
-    command.record.iWaitTime = waitOf(parser, defaultOsdWaitMs);
+    command.record.iWaitTime = waitOf(parser, host::OsdHost::defaultWaitMs);
     command.record.qsOsdText = parser.value(textOption());
     if (parser.isSet(flagOption())) {
         command.record.ucOsdFlag = static_cast<quint8>(numberOf(parser, flagOption(), 0, maxFlag));
     }
     OsdSession session;
-    session.port = osdPort(parser, biz_OsdHost::defaultPort);
+    session.port = osdPort(parser, host::OsdHost::defaultPort);
     session.devices.append(parser.value(osdOption()));
     session.commands.append(command);
     return session;

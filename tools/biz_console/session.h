@@ -37,7 +37,7 @@ struct DeviceCommand
 struct DeviceSession
 {
     int deviceType = -1;
-    int sysPlan = 0;
+    bool isPipelined = false;
     QVector<DeviceCommand> commands;
 };
 

@@ -7,6 +7,7 @@
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
+#include <host/reply_words.h>
 
 namespace biz::console {
 
@@ -20,8 +21,6 @@ constexpr int maxCommands = 1'000'000; ///< of a session in all: each one takes 
 constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
-
-constexpr int defaultOsdWaitMs = 1000;
 
 Expectation readExpectation(const ObjectReader &command)
 {
@@ -165,16 +164,39 @@ QSet<QString> readSilent(const ObjectReader &session, const QStringList &devices
     return silent;
 }
 
+/** A model by its name, in any case, or by its code. */
+int readDeviceType(const ObjectReader &session)
+{
+    const QString name = session.value("deviceType").toString();
+    for (const host::CheckedModel &model : host::checkedModels()) {
+        if (model.name.compare(name, Qt::CaseInsensitive) == 0) {
+            return model.deviceType;
+        }
+    }
+    return session.code("deviceType");
+}
+
+/** What was written for the former key must not be played in another way without a word. */
+void refuseFormerKey(const QJsonValue &session)
+{
+    const char *const former = "nSysPlan";
+    if (session.toObject().contains(QLatin1String(former))) {
+        throw SessionError(QString::fromLatin1(former),
+                           QStringLiteral("\"pipelined\", true or false, expected in its place"));
+    }
+}
+
 } // namespace
 
 DeviceSession readDeviceSession(const QByteArray &json)
 {
-    const ObjectReader reader(tools::parseJson(json), {},
-                              {"description", "deviceType", "nSysPlan", "defaultWaitMs", "commands"});
+    const QJsonValue document = tools::parseJson(json);
+    refuseFormerKey(document);
+    const ObjectReader reader(document, {}, {"description", "deviceType", "pipelined", "defaultWaitMs", "commands"});
     DeviceSession session;
     reader.text("description");
-    session.deviceType = reader.code("deviceType");
-    session.sysPlan = reader.integer("nSysPlan", 0, maxByte, 0);
+    session.deviceType = readDeviceType(reader);
+    session.isPipelined = reader.boolean("pipelined", false);
     const int defaultWaitMs = readWait(reader, "defaultWaitMs", defaultDeviceWaitMs);
     const QJsonArray commands = reader.filledArray("commands", "command");
     for (int i = 0; i < commands.size(); ++i) {
@@ -191,10 +213,10 @@ OsdSession readOsdSession(const QByteArray &json)
                               {"description", "defaultWaitMs", "port", "devices", "silent", "commands"});
     OsdSession session;
     reader.text("description");
-    session.port = static_cast<quint16>(reader.integer("port", 1, maxPort, biz_OsdHost::defaultPort));
+    session.port = static_cast<quint16>(reader.integer("port", 1, maxPort, host::OsdHost::defaultPort));
     session.devices = reader.value("devices").isObject() ? readDeviceRange(reader) : readDeviceList(reader);
     session.silent = readSilent(reader, session.devices);
-    const int defaultWaitMs = readWait(reader, "defaultWaitMs", defaultOsdWaitMs);
+    const int defaultWaitMs = readWait(reader, "defaultWaitMs", host::OsdHost::defaultWaitMs);
     const QJsonArray commands = reader.filledArray("commands", "command");
     for (int i = 0; i < commands.size(); ++i) {
         const QString place = elementPlace(reader.placeOf("commands"), i);

@@ -101,6 +101,11 @@ QStringList Summary::lines() const
     appendUnlessZero(lines, "cleared", counters.cleared);
     appendUnlessZero(lines, "skipped", counters.skipped);
     appendUnlessZero(lines, "stopped", counters.stopped);
+    appendUnlessZero(lines, "expired", counters.expired);
+    appendUnlessZero(lines, "superseded", counters.superseded);
+    appendUnlessZero(lines, "cancelled", counters.cancelled);
+    appendUnlessZero(lines, "unreachable", counters.unreachable);
+    appendUnlessZero(lines, "interrupted", counters.interrupted);
     lines.append(row("late", counters.late));
     lines.append(row("duplicate", counters.duplicate));
     lines.append(row("foreign", counters.foreign));

@@ -7,7 +7,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <host/command_result.h>
+#include <host/counters.h>
 
 namespace biz::console {
 

@@ -27,7 +27,7 @@ void addDeviceOptions(QCommandLineParser &parser)
          QStringLiteral("Port of the device on TCP, or without --model of the OSD devices; 0 takes a free port and "
                         "prints it. Default: %1, OSD devices %2.")
              .arg(host::defaultTcpPort)
-             .arg(biz_OsdHost::defaultPort),
+             .arg(host::OsdHost::defaultPort),
          QStringLiteral("PORT")},
         {QStringLiteral("bind"), QStringLiteral("Address of the device on TCP. Default: 127.0.0.1."),
          QStringLiteral("ADDRESS")},

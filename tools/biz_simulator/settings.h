@@ -30,7 +30,7 @@ struct OsdSettings
     QString name; ///< in its summary
     quint32 first = 0;
     int count = 0;
-    quint16 port = static_cast<quint16>(biz_OsdHost::defaultPort);
+    quint16 port = static_cast<quint16>(host::OsdHost::defaultPort);
     int delayMs = 0;
     FaultSettings faults;
 

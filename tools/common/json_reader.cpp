@@ -226,9 +226,18 @@ int ObjectReader::code(const char *name) const
         number = good ? static_cast<int>(asDouble) : 0;
     }
     if (!good || number < -1) {
-        fail(name, QStringLiteral("a model code such as \"0x1400\" or 5120 expected, not ") + shown(value(name)));
+        fail(name, QStringLiteral("a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not ") +
+                       shown(value(name)));
     }
     return number;
+}
+
+bool ObjectReader::boolean(const char *name, bool fallback) const
+{
+    if (has(name) && !value(name).isBool()) {
+        fail(name, QStringLiteral("true or false expected, not ") + shown(value(name)));
+    }
+    return value(name).toBool(fallback);
 }
 
 QString ObjectReader::text(const char *name, const QString &fallback) const

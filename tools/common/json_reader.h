@@ -55,6 +55,8 @@ public:
     /** A whole number, or one written as decimal or 0x text, as device types are. */
     int code(const char *name) const;
 
+    bool boolean(const char *name, bool fallback) const;
+
     QString text(const char *name, const QString &fallback = {}) const;
 
     /** Exactly `size` bytes in hexadecimal; required. */

@@ -1,117 +1,157 @@
-#ifndef BIZ_DEVICEHOST_H
-#define BIZ_DEVICEHOST_H
+#ifndef BIZ_HOST_DEVICE_HOST_H
+#define BIZ_HOST_DEVICE_HOST_H
 
+#include <functional>
 #include <memory>
 
 #include <QtCore/QObject>
+#include <QtCore/QUrl>
 
+#include <host/command_options.h>
 #include <host/command_result.h>
 #include <host/counters.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
 #include <host/host_export.h>
+#include <host/link_status.h>
 #include <host/reply_matcher.h>
+#include <host/reply_words.h>
+
+namespace biz::host {
 
 /**
- * Drives the device command channel for an application: give it a link and commands, and
- * hear how each command ended.
+ * Drives the device command channel for an application: give it a link and commands, and hear how
+ * each command ended.
  *
- * It owns a worker of the channel and the two threads of its loops, writes each announced
- * command to the link, feeds the replies back, and opens the gate when the accepted reply
- * carries the sequence byte of the command in flight. A late reply never opens the gate
- * for a newer command.
+ * ## Use
+ *  1. Connect to ended().
+ *  2. setLink(), and setModel() for the rules by which replies are judged.
+ *  3. start(); commands may be enqueued before it and wait.
+ *  4. enqueue() returns a ticket; ended() tells what became of it.
  *
- * ## What it promises
- *  - Every command ends exactly once: enqueue() returns a ticket, and ended() follows for
- *    it, never before enqueue() has returned.
- *  - All signals leave on the thread that the object lives in, from its event loop, with
- *    no lock held and never nested: any call of this class is legal from any of its slots,
- *    stop() and deleteLater() included.
- *  - stop() returns within its deadline, and can be followed by another start().
- *  - Destruction in any state is safe. Commands that are still pending then have ended as
- *    `Stopped`, but nobody hears of it any more: stop first where that matters.
+ * ## Promises
+ *  - Every command ends exactly once: ended() follows each ticket, never before enqueue() has
+ *    returned. Ends are told one per event; other events have their turns between them.
+ *  - All signals leave on the thread that the object lives in, from its event loop, with no lock held
+ *    and never inside a call of this class. Any call of this class is legal in any of their slots, also
+ *    deleteLater(), and so is an event loop that a slot runs: the signals that are due leave from it.
+ *  - A command that has ended is not written, and a stopped host writes nothing.
+ *  - clear(), setSkipping() and stop() are exact and do not take longer the more commands wait.
+ *  - stop() returns within its deadline, and start() may follow.
+ *  - Destruction in any state is safe, also after main(). Commands that are pending then end as
+ *    `Stopped`, which only callbacks of enqueue() hear.
  *
- * ## What it asks for
- *  - An event loop on the object's thread, and calls from that thread only; counters() may be
- *    called from any.
- *  - One object per process at a time: the channel is one per process. A second one is not
- *    valid and takes no commands.
- *  - No other use of the channel's queues meanwhile. Replies that it feeds carry a number
- *    of the kit's own in `nTag` while they are in the channel.
- *  - A Qt message handler may be called under the channel's lock: it must not call back.
+ * ## Bounds
+ *  - Replies find their command by one byte. One that arrives after 256 further commands have been sent
+ *    cannot be told from the reply to the newest; up to then a late reply is never taken for a newer
+ *    command's. A clear uses up no number.
+ *  - The thread that the object lives in must have ended, or the object be destroyed, before the
+ *    process leaves main().
+ *
+ * ## Asks for
+ *  - An event loop on the object's thread, and calls from that thread only, but for counters().
+ *  - One object per process at a time: the channel is one per process. A second one is not valid and
+ *    takes no commands.
+ *  - No other use of the channel meanwhile, and no call of the kit from a Qt message handler, which may
+ *    run under the channel's lock.
  */
-class BIZ_HOST_EXPORT biz_DeviceHost : public QObject
+class BIZ_HOST_EXPORT DeviceHost : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit biz_DeviceHost(QObject *parent = nullptr);
-    ~biz_DeviceHost() override;
+    explicit DeviceHost(QObject *parent = nullptr);
+    ~DeviceHost() override;
 
-    /** False when another object holds the channel; errorString() says so. */
+    /** False when another object holds the channel. */
     bool isValid() const;
 
-    /** Why the last call that could fail did. */
+    /** Why the last call that was refused was refused; None before the first. */
+    Error error() const;
     QString errorString() const;
 
     // --- Settings, in effect with the next command or reply --------------------------
 
-    /** The model code of the connected device; -1, the default, accepts every reply. */
+    /** The connected device's model by name: "A2", "A3"... False: there are no rules of that name. */
+    [[nodiscard]] bool setModel(const QString &name);
+
+    /** The model by code; codes without rules, as -1, the default, accept every reply. */
     void setDeviceType(int deviceType);
 
-    /** 0, the default: one command in flight at a time. Else: sent back to back. */
-    void setSysPlan(int sysPlan);
+    /** False, the default: one command in flight at a time. True: sent back to back, never resent. */
+    void setPipelined(bool on);
 
-    /** For commands whose `iWaitTime` is 0 or less, in milliseconds; 500 by default. */
-    void setDefaultWaitTime(int milliseconds);
-
-    /**
-     * Starts the library's watchdog for each command beside the send loop's own check; off
-     * by default, since both count the same time-outs and would give up sooner.
-     */
-    void setUseWatchdog(bool on);
+    /** For commands whose `iWaitTime` is 0 or less, in milliseconds, 1 or more; 500 by default. */
+    [[nodiscard]] bool setDefaultWaitTime(int milliseconds);
 
     /**
-     * Quiet time between an accepted reply and the next write, in milliseconds; 0 by default.
-     * The gate is opened that much later. Without a gate (setSysPlan) it has no effect.
+     * Quiet time between an accepted reply and the next write, in milliseconds; 0 by default. A change
+     * also holds for the quiet time that is running. Pipelined commands take no notice of it.
      */
-    void setSettleTime(int milliseconds);
+    [[nodiscard]] bool setSettleTime(int milliseconds);
 
-    /** Takes the link over. While running it is refused, and errorString() says so. */
-    void setLink(std::unique_ptr<biz::host::DeviceLink> link);
+    // --- The link: refused while running ----------------------------------------------
 
-    /** Takes the codec over; the demonstration frame by default. Refused while running. */
-    void setCodec(std::unique_ptr<biz::host::FrameCodec> codec);
+    /** Makes the link that a URL names, as makeLink() does. */
+    [[nodiscard]] bool setLink(const QUrl &url);
+
+    /** Takes the link over. */
+    [[nodiscard]] bool setLink(std::unique_ptr<DeviceLink> link);
+
+    /** Takes the codec over. By default the demonstration frame, in the form that suits the link. */
+    [[nodiscard]] bool setCodec(std::unique_ptr<FrameCodec> codec);
+
+    /** Takes over how replies find their commands; null, the default, means by the sequence byte. */
+    [[nodiscard]] bool setReplyMatcher(std::unique_ptr<ReplyMatcher> matcher);
+
+    // --- When the link fails -----------------------------------------------------------
+
+    LinkStatus linkStatus() const;
+
+    /** How long after a failure the link is opened again, in milliseconds; 1000 by default, 0: never. */
+    [[nodiscard]] bool setReconnectInterval(int milliseconds);
 
     /**
-     * Takes over how replies find their commands; null, the default, means by the sequence
-     * byte. Refused while running.
+     * What becomes of commands while the link is lost; FailFast by default. One that had been written when
+     * the link was lost ends as `Unreachable` in both, and is never sent again.
      */
-    void setReplyMatcher(std::unique_ptr<biz::host::ReplyMatcher> matcher);
+    void setWhileDown(WhileDown policy);
 
     // --- Running ----------------------------------------------------------------------
 
-    /**
-     * Opens the link; the loops start as soon as it is open, and linkOpened() tells so.
-     * False when the object is not valid, has no link or runs already.
-     */
-    bool start();
+    /** Starts the loops and opens the link; linkStateChanged() tells how that went. */
+    [[nodiscard]] bool start();
 
     bool isRunning() const;
 
     /**
-     * Stops the loops, closes the link and ends every pending command as `Stopped`.
-     * Returns within `deadlineMs`, and may be called in any state.
+     * Stops the loops, closes the link and ends every pending command as `Stopped`. Returns within
+     * `deadlineMs`, and may be called in any state.
      */
-    biz::host::StopReport stop(int deadlineMs = 1000);
+    StopReport stop(int deadlineMs = 1000);
 
     // --- Commands -----------------------------------------------------------------------
 
+    using EndCallback = std::function<void(Ticket, const CommandResult &)>;
+
     /**
-     * Queues a command; byte 0 of its head will be the sequence number. Before start() it
-     * waits. Returns 0 when the object is not valid.
+     * Queues a command; byte 0 of its head will be the sequence number. Returns 0, with error(), when the
+     * object is not valid or the command does not fit into a frame.
      */
-    biz::host::Ticket enqueue(const model_Protocoldata &command);
+    [[nodiscard]] Ticket enqueue(const model_Protocoldata &command, const CommandOptions &options = {});
+
+    /**
+     * The same, and `callback` hears the end of this one command: as an event on the thread of `context`,
+     * before ended(), and also when the host is destroyed. Nothing is called once `context` is gone.
+     */
+    [[nodiscard]] Ticket enqueue(const model_Protocoldata &command, const CommandOptions &options,
+                                 const QObject *context, EndCallback callback);
+
+    /**
+     * Ends one command as `Cancelled`, whether it waits or is in flight; the reason says whether it had
+     * been written, and a reply that still comes is late. False when it had ended before.
+     */
+    bool cancel(Ticket ticket);
 
     /** Ends every pending command as `Cleared`, the one in flight included. */
     void clear();
@@ -119,14 +159,14 @@ public:
     /** While on, commands that wait and commands given end as `Skipped`. */
     void setSkipping(bool on);
 
-    /** Commands that have not been sent yet. */
+    /** Commands that have not been taken for sending yet. */
     int waiting() const;
 
     /** Commands that have not ended yet. */
     int pending() const;
 
     /** A copy of the totals as they stand; on any thread, also while this object's is busy. */
-    biz::host::Counters counters() const;
+    Counters counters() const;
 
 Q_SIGNALS:
     /** A command was written to the link; `attempt` is 1, or 2 for the resend. */
@@ -136,7 +176,8 @@ Q_SIGNALS:
     void ended(biz::host::Ticket ticket, const biz::host::CommandResult &result);
 
     /** A reply to a command in flight broke its rule, and is in the error log. */
-    void rejected(biz::host::Ticket ticket, const model_Protocoldata &reply, const QString &why);
+    void rejected(biz::host::Ticket ticket, const model_Protocoldata &reply,
+                  const biz::host::ReplyJudgement &judgement);
 
     /** A reply to a command that had already ended without one. */
     void late(biz::host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs);
@@ -150,17 +191,17 @@ Q_SIGNALS:
     /** The decoder threw bytes away. */
     void refused(int bytes, const QString &why);
 
-    /** How many commands wait, as the channel reports it. */
+    /** The number of waiting() commands, once for each turn of the event loop in which it changed. */
     void queueSize(int waiting);
 
-    void linkOpened();
-
-    /** The link failed or was closed by the device; commands go on timing out until stop(). */
-    void linkClosed(const QString &reason);
+    /** The link has got into another state; further attempts while it is lost are not told. */
+    void linkStateChanged(const biz::host::LinkStatus &status);
 
 private:
     class Private;
     std::unique_ptr<Private> d;
 };
+
+} // namespace biz::host
 
 #endif

@@ -16,7 +16,7 @@ struct LinkStatus
     QDateTime since;           ///< UTC; since when it is in this state
     int attempts = 0;          ///< to open it since it was last up, or since the start; while up, those it took
     Error error = Error::None; ///< while lost: LinkCannotOpen, LinkClosed or LinkSilent
-    QString reason;            ///< while lost: the sentence of the link that says why
+    QString reason;            ///< while lost, or connecting anew: the sentence that says why
 };
 
 } // namespace biz::host

@@ -1,44 +1,57 @@
-#ifndef BIZ_OSDHOST_H
-#define BIZ_OSDHOST_H
+#ifndef BIZ_HOST_OSD_HOST_H
+#define BIZ_HOST_OSD_HOST_H
 
+#include <functional>
 #include <memory>
 
 #include <QtCore/QObject>
-#include <QtCore/QStringList>
 #include <QtCore/QVector>
 
+#include <host/command_options.h>
 #include <host/command_result.h>
 #include <host/counters.h>
 #include <host/host_export.h>
 #include <host/reply_matcher.h>
 
+namespace biz::host {
+
+/** One device of an OsdHost at one moment. */
+struct OsdDeviceStatus
+{
+    QString ip;
+    Counters counters;     ///< this device's share
+    bool inFlight = false; ///< a command has been written to it and is neither answered nor given up
+};
+
 /**
- * Drives the OSD command channel for an application: many devices at once over UDP, one
- * command in flight per device, and a silent device delays no other.
+ * Drives the OSD command channel for an application: many devices at once over UDP, one command in
+ * flight per device, and a silent device delays no other.
  *
- * It makes the promises of biz_DeviceHost: every command ends exactly once, all signals
- * leave on the object's thread from its event loop, unnested and with no lock held, any
- * call is legal from any slot, stop() is bounded and destruction is safe in any state. It
- * asks for the same: an event loop, calls from the object's thread but for counters() and
- * devices(), one object per process.
+ * ## Use
+ *  1. Connect to ended().
+ *  2. setPort() where the devices do not listen on defaultPort.
+ *  3. start(); commands may be enqueued before it and wait.
+ *  4. enqueue() files each command for the device that its `qsIp` names.
+ *
+ * It makes the promises of DeviceHost and asks for the same; devices() as well as counters() may be
+ * called on any thread.
  *
  * ## Devices
- * A device's key is its address in the canonical text of QHostAddress ("127.0.0.1", not
- * "127.1"); other spellings are refused, since the channel would take them for other
- * devices. All devices listen on one port.
+ * A device's key is its address in the canonical text of QHostAddress ("127.0.0.1", not "127.1"). Other
+ * spellings are refused, since the channel would take them for other devices, and so are addresses of
+ * more than one device. All devices listen on one port.
  *
  * ## Replies
- * They are matched by their sender, and by setReplyMatcher() if there is one. A second reply to one command, or one
- * that comes when nothing is in flight, is counted and reported, and reaches the channel's receive queue only with
- * setKeepUnmatchedReplies(true); it frees no device. A datagram from an address that was never given a command is
- * counted and reported, nothing else.
+ * They are matched by their sender, and by setReplyMatcher() if there is one. A second reply to one
+ * command, or one that comes when nothing is in flight, is counted and reported, and reaches the
+ * channel's receive queue only with setKeepUnmatchedReplies(true); it frees no device. A datagram from
+ * an address that was never given a command is counted and reported, nothing else.
  *
- * ## Stop and start
- * The channel's detached time-out thread lives on for up to half a second after a stop. A
- * start() within that time waits for it without blocking; a worker is kept until its
- * threads cannot be alive any more, and the end of the process waits for that as well.
+ * ## Time
+ * The channel counts a wait in whole seconds, by the wall clock, from the second in which it took the
+ * command: a wait of less than defaultWaitMs can be over almost at once.
  */
-class BIZ_HOST_EXPORT biz_OsdHost : public QObject
+class BIZ_HOST_EXPORT OsdHost : public QObject
 {
     Q_OBJECT
 
@@ -46,72 +59,90 @@ public:
     /** The port of the devices unless told otherwise. */
     static constexpr quint16 defaultPort = 15701;
 
-    explicit biz_OsdHost(QObject *parent = nullptr);
-    ~biz_OsdHost() override;
+    /** The wait of a command that asks for none, in milliseconds: the least that leaves a device a second. */
+    static constexpr int defaultWaitMs = 2000;
 
+    explicit OsdHost(QObject *parent = nullptr);
+    ~OsdHost() override;
+
+    /** False when another object holds the channel. */
     bool isValid() const;
+
+    /** Why the last call that was refused was refused; None before the first. */
+    Error error() const;
     QString errorString() const;
 
-    /**
-     * For commands whose `iWaitTime` is 0 or less, in milliseconds; 2000 by default. The channel
-     * counts whole seconds, so 1000 can end a wait almost at once.
-     */
-    void setDefaultWaitTime(int milliseconds);
+    // --- Settings -----------------------------------------------------------------------
 
-    /** The devices' port. Not while running. */
-    void setPort(quint16 port);
+    /** For commands whose `iWaitTime` is 0 or less, in milliseconds, 1 or more; defaultWaitMs at first. */
+    [[nodiscard]] bool setDefaultWaitTime(int milliseconds);
 
-    /** The local address to send from; any, by default. Not while running. */
-    void setLocalAddress(const QString &address);
+    /** The devices' port, 1 or more. Refused while running. */
+    [[nodiscard]] bool setPort(quint16 port);
 
-    /** Whether replies that match no command in flight reach the receive queue. */
+    /** The local address to send from; any, by default. Refused while running. */
+    [[nodiscard]] bool setLocalAddress(const QString &address);
+
+    /** Whether replies that match no command in flight reach the receive queue; false by default. */
     void setKeepUnmatchedReplies(bool on);
 
     /**
-     * Takes over what else than the sender makes a datagram the reply to the command in
-     * flight; null, the default: nothing. Not while running.
+     * Installs an extra test for matching a datagram to the command in flight; null, the default:
+     * the sender decides. Refused while running.
      */
-    void setReplyMatcher(std::unique_ptr<biz::host::OsdReplyMatcher> matcher);
+    [[nodiscard]] bool setReplyMatcher(std::unique_ptr<OsdReplyMatcher> matcher);
 
-    /**
-     * Binds the socket and starts the loops, or waits first for a former time-out thread;
-     * started() tells when they run. False when not valid, running, or the bind fails.
-     */
-    bool start();
+    // --- Running ------------------------------------------------------------------------
+
+    /** Binds the socket; commands leave from now on. */
+    [[nodiscard]] bool start();
 
     bool isRunning() const;
 
-    biz::host::StopReport stop(int deadlineMs = 1000);
+    /**
+     * Closes the socket and ends every pending command as `Stopped`. The channel's loops go on without work
+     * until the process ends, so start() may follow at once.
+     */
+    StopReport stop(int deadlineMs = 1000);
+
+    // --- Commands -----------------------------------------------------------------------
+
+    using EndCallback = std::function<void(Ticket, const OsdCommandResult &)>;
 
     /**
-     * Queues a command for the device that its `qsIp` names. Returns 0, with
-     * errorString(), when the object is not valid, the address is not in canonical form or
-     * the payload does not fit into a datagram.
+     * Queues a command for the device that its `qsIp` names. Returns 0, with error(), when the object is
+     * not valid, the address is not the canonical one of a single device, or the payload does not fit
+     * into a datagram.
      */
-    biz::host::Ticket enqueue(const model_OsdParam &command);
+    [[nodiscard]] Ticket enqueue(const model_OsdParam &command, const CommandOptions &options = {});
 
-    /** Ends every pending command as `Cleared` and forgets every device. */
+    /** The same, and `callback` hears the end of this one command, as with DeviceHost::enqueue(). */
+    [[nodiscard]] Ticket enqueue(const model_OsdParam &command, const CommandOptions &options, const QObject *context,
+                                 EndCallback callback);
+
+    /** Ends one command as `Cancelled`, as DeviceHost::cancel() does. */
+    bool cancel(Ticket ticket);
+
+    /** Ends every pending command as `Cleared`; devices and their counters stay. */
     void clear();
 
+    /** The same for one device. */
+    void clear(const QString &ip);
+
+    /** Clears a device, and forgets it with its counters; the totals stay. */
+    void forget(const QString &ip);
+
+    /** Commands that have not been taken for sending yet. */
     int waiting() const;
+
+    /** Commands that have not ended yet. */
     int pending() const;
 
     /** Totals of all devices; on any thread, also while this object's is busy. */
-    biz::host::Counters counters() const;
-
-    /** One device's share. */
-    struct DeviceStatus
-    {
-        QString ip;
-        biz::host::Counters counters;
-        int waiting = 0;
-        bool inFlight = false;
-        double roundTripMedianMs = -1.0;
-        double roundTripMaxMs = -1.0;
-    };
+    Counters counters() const;
 
     /** Every device in the order in which it was first given a command; on any thread as well. */
-    QVector<DeviceStatus> devices() const;
+    QVector<OsdDeviceStatus> devices() const;
 
 Q_SIGNALS:
     void started();
@@ -119,8 +150,8 @@ Q_SIGNALS:
     void ended(biz::host::Ticket ticket, const biz::host::OsdCommandResult &result);
 
     /**
-     * A reply when the device's last command had been given up or discarded; with a matcher
-     * also while another is in flight that it does not belong to.
+     * A reply when the device's last command had ended without one; with a matcher also while another
+     * is in flight that it does not belong to.
      */
     void late(biz::host::Ticket ticket, const model_OsdParam &reply, double afterEndMs);
 
@@ -143,5 +174,7 @@ private:
     class Private;
     std::unique_ptr<Private> d;
 };
+
+} // namespace biz::host
 
 #endif

@@ -1,6 +1,7 @@
 #ifndef BIZ_HOST_REPLY_WORDS_H
 #define BIZ_HOST_REPLY_WORDS_H
 
+#include <QtCore/QMetaType>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
@@ -43,5 +44,7 @@ BIZ_HOST_EXPORT QVector<RuleInWords> rulesInWords(int deviceType);
 BIZ_HOST_EXPORT QString commandText(const model_Protocoldata &record);
 
 } // namespace biz::host
+
+Q_DECLARE_METATYPE(biz::host::ReplyJudgement)
 
 #endif

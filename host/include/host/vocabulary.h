@@ -57,7 +57,7 @@ Q_ENUM_NS(Error)
 /** What a link is doing. */
 enum class LinkState {
     Closed,     ///< the host is stopped
-    Connecting, ///< the first attempt since the start is under way
+    Connecting, ///< the first attempt since the start, or since the kit itself ended the connection
     Up,         ///< commands can be written
     Lost,       ///< down, until an attempt to open it again succeeds
 };

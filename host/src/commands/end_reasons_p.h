@@ -19,6 +19,17 @@ inline EndReason stoppedReason()
             QStringLiteral("the host was stopped before it was sent")};
 }
 
+inline QString expiredReason()
+{
+    return QStringLiteral("the time for which it was valid had passed before it could be sent");
+}
+
+inline EndReason cancelledReason()
+{
+    return {QStringLiteral("it was cancelled after it had been sent"),
+            QStringLiteral("it was cancelled before it was sent")};
+}
+
 inline QString answeredReason(double roundTripMs, int attempts)
 {
     return QStringLiteral("its reply came %1 ms after it was %2")

@@ -2,7 +2,7 @@
 #define BIZ_HOST_ENDED_COMMAND_P_H
 
 #include <commands/counters_p.h>
-#include <loops/host_clock_p.h>
+#include <host_clock_p.h>
 
 namespace biz::host {
 

@@ -57,27 +57,50 @@ private:
     RoundTrips m_roundTrips;
 };
 
-/** Counters that are counted on the host's thread and copied on any. */
+/**
+ * A host's totals, and the shares of its devices, which others own. They are counted on the host's
+ * thread and copied on any.
+ */
 class SharedStatistics
 {
 public:
-    /** `change` gets the statistics under their lock: it counts, and nothing else. */
+    /** `change` gets the totals, and the share if there is one, under the lock: it counts, and nothing else. */
     template<typename Change>
-    void count(const Change &change)
+    void count(Statistics *share, const Change &change)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        change(m_statistics);
+        change(m_totals);
+        if (share != nullptr) {
+            change(*share);
+        }
     }
 
-    Counters snapshot() const
+    void setWaiting(Statistics *share, int waitingInShare, int waiting)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_statistics.snapshot();
+        m_totals.setWaiting(waiting);
+        if (share != nullptr) {
+            share->setWaiting(waitingInShare);
+        }
+    }
+
+    Counters totals() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_totals.snapshot();
+    }
+
+    /** Runs `call` under the lock, which guards the shares as well. */
+    template<typename Call>
+    auto locked(const Call &call) const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return call();
     }
 
 private:
     mutable std::mutex m_mutex;
-    Statistics m_statistics;
+    Statistics m_totals;
 };
 
 } // namespace biz::host

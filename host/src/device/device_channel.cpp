@@ -11,12 +11,6 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-/** Under the lock: a watch goes by the number that was current when it began. */
-void countSequenceUp()
-{
-    biz_CMDSWork::iSN = static_cast<int>(static_cast<unsigned>(biz_CMDSWork::iSN) + 1U);
-}
-
 /** What waits in the receive queue: answers in their order, then the others in theirs. */
 class ReplyOrder
 {
@@ -68,9 +62,9 @@ int deviceType()
     return biz_CMDSWork::deviceType;
 }
 
-void setSysPlan(int sysPlan)
+void setPipelined(bool on)
 {
-    biz_CMDSWork::nSysPlan = sysPlan;
+    biz_CMDSWork::nSysPlan = on ? 1 : 0;
 }
 
 void reset()
@@ -82,58 +76,26 @@ void reset()
         const Lock lock(biz_CMDSWork::HexCmdlock);
         commands.swap(biz_CMDSWork::queueHexCmd);
         biz_CMDSWork::bRetFlag = true;
-        countSequenceUp();
     }
     const Lock lock(biz_CMDSWork::receiveHexCmdlock);
     replies.swap(biz_CMDSWork::receivequeueHexCmd);
 }
 
-void push(const model_Protocoldata &command)
+void handOver(bool opensGate, const std::vector<model_Protocoldata> &commands)
 {
     const Lock lock(biz_CMDSWork::HexCmdlock);
-    biz_CMDSWork::queueHexCmd.push(command);
-}
-
-std::queue<model_Protocoldata> takeQueue()
-{
-    std::queue<model_Protocoldata> taken;
-    const Lock lock(biz_CMDSWork::HexCmdlock);
-    taken.swap(biz_CMDSWork::queueHexCmd);
-    return taken;
-}
-
-void clear()
-{
-    std::queue<model_Protocoldata> commands; // destroyed without the lock
-    const Lock lock(biz_CMDSWork::HexCmdlock);
-    commands.swap(biz_CMDSWork::queueHexCmd);
-    countSequenceUp();
-}
-
-void endWatch()
-{
-    const Lock lock(biz_CMDSWork::HexCmdlock);
-    countSequenceUp();
+    if (opensGate) {
+        biz_CMDSWork::bRetFlag = true;
+    }
+    for (const model_Protocoldata &command : commands) {
+        biz_CMDSWork::queueHexCmd.push(command);
+    }
 }
 
 bool isGateClosed()
 {
     const Lock lock(biz_CMDSWork::HexCmdlock);
     return !biz_CMDSWork::bRetFlag;
-}
-
-void openGate(int waiting)
-{
-    const Lock lock(biz_CMDSWork::HexCmdlock);
-    if (biz_CMDSWork::queueHexCmd.size() == static_cast<std::size_t>(waiting)) {
-        biz_CMDSWork::bRetFlag = true;
-    }
-}
-
-int nextSequence()
-{
-    const Lock lock(biz_CMDSWork::HexCmdlock);
-    return biz_CMDSWork::iSN;
 }
 
 std::vector<model_Protocoldata> pushReply(const model_Protocoldata &reply, const IsAnswer &isAnswer)

@@ -2,46 +2,29 @@
 #define BIZ_HOST_DEVICE_CHANNEL_P_H
 
 #include <functional>
-#include <queue>
 #include <vector>
 
 #include <model/model_protocoldata.h>
 
-/** The kit's accesses to the queues, the gate and the settings of the device channel. */
+/** The only door to the state of the device channel: its queues, its gate and its settings. */
 namespace biz::host::device_channel {
 
-/** The library's own first values for what a host may set. */
+/** The library's own first value: no rules. */
 constexpr int anyDeviceType = -1;
-constexpr int oneInFlight = 0;
 
 void setDeviceType(int deviceType);
 int deviceType();
-void setSysPlan(int sysPlan);
 
-/** Nothing waits and nothing is watched any more; the gate is open. */
+/** Whether commands are sent back to back, without the gate. */
+void setPipelined(bool on);
+
+/** Empty queues and an open gate. The loops must not be running. */
 void reset();
 
-void push(const model_Protocoldata &command);
-
-/** Takes all that waits out of the queue. */
-std::queue<model_Protocoldata> takeQueue();
-
-/** Nothing waits any more, and nobody counts time-outs for the command in flight. */
-void clear();
-
-/** Nobody counts time-outs for the command in flight any more; uses up a sequence number. */
-void endWatch();
+/** Opens the gate, if it is to be opened, and queues commands, in one step. */
+void handOver(bool opensGate, const std::vector<model_Protocoldata> &commands);
 
 bool isGateClosed();
-
-/**
- * Opens the gate unless a take is under way: then the queue is shorter than the `waiting`
- * commands that the host's thread knows of.
- */
-void openGate(int waiting);
-
-/** What the sequence counter will stamp next. */
-int nextSequence();
 
 /**
  * So many replies wait for the receive loop at most, and the answers to commands in flight

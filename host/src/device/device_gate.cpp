@@ -1,25 +1,110 @@
 #include <device/device_gate_p.h>
 
+#include <algorithm>
+
 #include <device/device_channel_p.h>
 
 namespace biz::host {
 
-void DeviceGate::settle()
+namespace {
+
+/** Without a gate: as many as the send loop takes while the host's thread sleeps for a few of its passes. */
+constexpr int mostAheadWithoutGate = 4;
+
+} // namespace
+
+DeviceGate::DeviceGate(DeviceCommands *commands, std::function<bool()> mayHandOver, QObject *host)
+    : m_commands(commands)
+    , m_mayHandOver(std::move(mayHandOver))
+    , m_quietTimer(host)
 {
-    if (m_run->hasLoops() && m_tickets->gatedInFlight() == nullptr && m_quiet.isOver()) {
-        device_channel::openGate(m_tickets->waiting());
-    }
+    m_quietTimer.setSingleShot(true);
+    m_quietTimer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&m_quietTimer, &QTimer::timeout, host, [this] { advance(); });
 }
 
-void DeviceGate::beginQuietTime(const DeviceCommand &answered, TimePoint arrival)
+void DeviceGate::setPipelined(bool on)
 {
-    m_quiet.begin(arrival);
-    // The channel must not take the closed gate for a time-out. It counts its passes, and so a
-    // wait as less than it is; half of it is safe. Not every time, since it uses up a number.
-    const std::chrono::milliseconds wait(answered.record.iWaitTime);
-    if (m_quiet.end() > arrival && m_quiet.end() > answered.writtenAt + wait / 2) {
-        device_channel::endWatch();
+    m_isPipelined = on;
+    device_channel::setPipelined(on);
+    advance();
+}
+
+void DeviceGate::setSettleTime(std::chrono::milliseconds time)
+{
+    m_settleTime = time;
+    m_quietTimer.stop();
+    advance();
+}
+
+void DeviceGate::reset()
+{
+    m_ahead.clear();
+    m_isClosed = false;
+    m_lastReply = TimePoint::min();
+    m_quietTimer.stop();
+}
+
+bool DeviceGate::isAhead(quint32 tag) const
+{
+    return std::find(m_ahead.begin(), m_ahead.end(), tag) != m_ahead.end();
+}
+
+void DeviceGate::noteTake(quint32 tag, bool closedGate)
+{
+    m_ahead.erase(std::remove(m_ahead.begin(), m_ahead.end(), tag), m_ahead.end());
+    m_isClosed = m_isClosed || closedGate;
+}
+
+void DeviceGate::beginQuietTime(TimePoint arrival)
+{
+    m_lastReply = arrival;
+}
+
+void DeviceGate::advance()
+{
+    const bool opens = m_isClosed && m_commands->gated() == nullptr;
+    std::vector<model_Protocoldata> commands;
+    if (m_mayHandOver()) {
+        for (int left = room(m_isClosed && !opens); left > 0 && !m_commands->lane().queue.isEmpty(); --left) {
+            if (!m_isPipelined && !isQuietTimeOver()) {
+                break;
+            }
+            if (const DeviceCommand *const command = m_commands->handOver(m_commands->lane())) {
+                commands.push_back(command->record);
+                commands.back().nTag = tagOf(command->ticket);
+                m_ahead.push_back(commands.back().nTag);
+            }
+        }
     }
+    if (!opens && commands.empty()) {
+        return;
+    }
+    m_isClosed = m_isClosed && !opens;
+    device_channel::handOver(opens, commands);
+}
+
+/** How many commands the channel may be given. */
+int DeviceGate::room(bool isClosed) const
+{
+    if (isClosed) {
+        return 0;
+    }
+    return (m_isPipelined ? mostAheadWithoutGate : 1) - static_cast<int>(m_ahead.size());
+}
+
+/** If it is not, advance() follows when it is. */
+bool DeviceGate::isQuietTimeOver()
+{
+    using std::chrono::milliseconds;
+
+    // The difference of times cannot overflow, as their sum could.
+    const auto quietFor = m_lastReply == TimePoint::min() ? Clock::duration::max() : Clock::now() - m_lastReply;
+    if (quietFor >= m_settleTime) {
+        return true;
+    }
+    m_quietTimer.start(std::chrono::ceil<milliseconds>(m_settleTime - quietFor));
+    return false;
 }
 
 } // namespace biz::host

@@ -1,40 +1,65 @@
 #ifndef BIZ_HOST_DEVICE_GATE_P_H
 #define BIZ_HOST_DEVICE_GATE_P_H
 
-#include <device/device_run_p.h>
-#include <device/device_tickets_p.h>
-#include <device/quiet_time_p.h>
+#include <deque>
+#include <functional>
+
+#include <QtCore/QTimer>
+
+#include <device/device_commands_p.h>
 
 namespace biz::host {
 
-/** When the channel's gate is opened: not before the quiet time after a reply is over. */
+/**
+ * Decides when the channel's gate is opened, and when commands are handed over: one at a time, so
+ * that all others wait where they can be steered. What has been handed over is never taken back: a
+ * command that has ended meanwhile is let through and not written.
+ */
 class DeviceGate
 {
 public:
-    DeviceGate(const DeviceRun *run, DeviceTickets *tickets, QObject *host)
-        : m_run(run)
-        , m_tickets(tickets)
-        , m_quiet([this] { settle(); }, host)
-    {
-    }
+    /** `mayHandOver` says whether the link can take a command now. */
+    DeviceGate(DeviceCommands *commands, std::function<bool()> mayHandOver, QObject *host);
 
-    void setSettleTime(int milliseconds) { m_quiet.setLength(milliseconds); }
+    /** Pipelined: a few commands are handed over ahead, since nothing closes the gate. */
+    void setPipelined(bool on);
+
+    /** Also of the quiet time that is running. */
+    void setSettleTime(std::chrono::milliseconds time);
+
+    /** A run begins with empty queues and an open gate, or has ended. */
+    void reset();
+
+    /** Whether the channel has yet to take the command of this tag: its next announcement is the first. */
+    bool isAhead(quint32 tag) const;
+
+    /** The channel has taken the command of this tag. */
+    void noteTake(quint32 tag, bool closedGate);
+
+    /** The library has opened the gate by itself: it has given a command up. */
+    void noteGiveUp() { m_isClosed = false; }
+
+    /** A reply was accepted: the next command waits for the settle time. */
+    void beginQuietTime(TimePoint arrival);
 
     /**
-     * Opens a gate that is closed for nothing: its command has been settled, or a clear left
-     * the take that closed it empty-handed.
+     * Opens a gate that is closed for nothing, and hands over what may be; to be called after each
+     * change of what these depend on.
      */
-    void settle();
-
-    /** A reply to the command has come: the gate stays closed for the settle time. */
-    void beginQuietTime(const DeviceCommand &answered, TimePoint arrival);
-
-    void cancelQuietTime() { m_quiet.cancel(); }
+    void advance();
 
 private:
-    const DeviceRun *const m_run;
-    DeviceTickets *const m_tickets;
-    QuietTime m_quiet;
+    bool isQuietTimeOver();
+    int room(bool isClosed) const;
+
+    DeviceCommands *const m_commands;
+    const std::function<bool()> m_mayHandOver;
+    bool m_isPipelined = false;
+    std::deque<quint32> m_ahead; ///< tags of what was handed over and not taken yet, ended commands included
+    bool m_isClosed = false;     ///< by a take, and not opened since, as far as this thread knows
+    std::chrono::milliseconds m_settleTime{0};
+    TimePoint m_lastReply = TimePoint::min();
+    QTimer m_quietTimer;
 };
 
 } // namespace biz::host

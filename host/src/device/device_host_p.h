@@ -1,68 +1,59 @@
-#ifndef BIZ_DEVICEHOST_P_H
-#define BIZ_DEVICEHOST_P_H
+#ifndef BIZ_HOST_DEVICE_HOST_P_H
+#define BIZ_HOST_DEVICE_HOST_P_H
 
-#include <device/device_gate_p.h>
-#include <device/device_ledger_p.h>
-#include <device/device_replies_p.h>
-#include <device/device_run_p.h>
-#include <device/device_watch_p.h>
+#include <device/device_traffic_p.h>
 #include <host/device_host.h>
+#include <refusal_p.h>
+#include <timing_p.h>
 
-/**
- * What happens between the application, the channel and the link: life cycle and commands in
- * device_lifecycle.cpp, announcements and bytes in device_traffic.cpp.
- */
-class biz_DeviceHost::Private
+namespace biz::host {
+
+/** What a device host is made of. */
+class DeviceHost::Private
 {
 public:
-    explicit Private(biz_DeviceHost *host);
+    explicit Private(DeviceHost *host);
     ~Private();
+    Private(const Private &) = delete;
+    Private &operator=(const Private &) = delete;
 
-    // Settings
-    bool mayChangeSettings();
-    QString error;
-    int defaultWaitMs = firstDefaultWaitMs;
-    std::unique_ptr<biz::host::DeviceLink> link;
-    std::unique_ptr<biz::host::FrameCodec> codec = std::make_unique<biz::host::DemoFrameCodec>();
+    bool isValid() const { return m_isMine; }
 
-    // Life cycle
-    bool isValid() const { return run.isValid(); }
+    /** False, and the refusal is noted, while the host runs. */
+    bool mayChange(const QString &what);
+
     bool start();
-    biz::host::StopReport stop(int deadlineMs);
+    StopReport stop(TimePoint deadline);
 
-    // Commands
-    biz::host::Ticket enqueue(const model_Protocoldata &command);
+    Ticket enqueue(const model_Protocoldata &command, const CommandOptions &options, DeviceCommands::Callback callback);
+    bool cancel(Ticket ticket);
     void clear();
     void setSkipping(bool on);
 
-private:
-    static constexpr int firstDefaultWaitMs = 500;
+    LastRefusal refusal;
+    std::chrono::milliseconds defaultWait = timing::deviceDefaultWait;
+    bool isStarted = false;
 
-    biz_DeviceHost *const q;
-    biz::host::DeviceSignals signalsOfHost;
-    bool skipping = false;
-    bool draining = false;
+private:
+    DeviceHost *const m_host;
+    const bool m_isMine; ///< the channel
+    HostSignals<DeviceHost> m_signals;
+    InboxReceiver m_receiver;
+    bool m_isSkipping = false;
+    bool m_isQueueSizeDue = false;
+    int m_toldQueueSize = 0;
 
 public:
     // The parts, in the order in which they rely on each other.
-    biz::host::DeviceLedger ledger{&signalsOfHost};
-    biz::host::DeviceReplies replies{&ledger, &signalsOfHost};
-    biz::host::DeviceRun run;
-    biz::host::DeviceGate gate;
+    DeviceCommands commands;
+    LinkSupervisor link;
+    DeviceTraffic traffic;
 
 private:
-    biz::host::DeviceWatch watch;
-
-    void connectLink();
-    void startLoops();
-    void resetChannel();
-    static void queue(const biz::host::DeviceCommand &command);
-
-    void drainInbox();
-    void onAnnounced(const biz::host::DeviceMessage &message);
-    void writeToLink(biz::host::DeviceCommand &command);
-    void onAccepted(model_Protocoldata reply);
-    void onReceived(const QByteArray &bytes);
+    bool canBeSent(const model_Protocoldata &command);
+    void tellQueueSize();
 };
+
+} // namespace biz::host
 
 #endif

@@ -48,7 +48,7 @@ void DeviceReplies::feed(const model_Protocoldata &reply)
     if (dropped.empty()) {
         return;
     }
-    m_ledger->count([&dropped](Statistics &totals) { totals.dropped += dropped.size(); });
+    m_commands->count([&dropped](Statistics &totals) { totals.dropped += dropped.size(); });
     for (const model_Protocoldata &oldest : dropped) {
         onDropped(oldest);
     }
@@ -59,8 +59,8 @@ void DeviceReplies::onDropped(model_Protocoldata reply)
 {
     if (const auto origin = takeFed(&m_further, reply.nTag)) {
         reply.nTag = 0;
-        m_ledger->count([](Statistics &totals) { ++totals.duplicate; });
-        m_signals->post(&biz_DeviceHost::duplicate, origin->ticket, reply);
+        m_commands->count([](Statistics &totals) { ++totals.duplicate; });
+        m_signals->post(&DeviceHost::duplicate, origin->ticket, reply);
     }
 }
 
@@ -72,7 +72,7 @@ void DeviceReplies::onDropped(model_Protocoldata reply)
 std::optional<DeviceReplies::FedReply> DeviceReplies::takeFed(FedReplies *fed, quint32 number)
 {
     while (!fed->empty() && static_cast<qint32>(fed->front().number - number) < 0) {
-        if (DeviceCommand *command = m_ledger->tickets().find(fed->front().ticket)) {
+        if (DeviceCommand *command = m_commands->find(fed->front().ticket)) {
             command->isAnswerUnderWay = false;
         }
         fed->pop_front();
@@ -93,10 +93,10 @@ void DeviceReplies::report(DeviceCommand &command, const model_Protocoldata &rep
     }
     const ReplyJudgement judgement = judgeReply(device_channel::deviceType(), reply);
     const QString rule = commandText(reply) + QStringLiteral(": ") + judgement.rule;
-    m_ledger->count([&rule](Statistics &totals) { totals.noteRejected(rule); });
+    m_commands->count([&rule](Statistics &totals) { totals.noteRejected(rule); });
     command.history.note(QStringLiteral("a reply came and was refused: ") + judgement.broken);
     command.lastProblem = QStringLiteral("the last reply was refused: ") + judgement.broken;
-    m_signals->post(&biz_DeviceHost::rejected, command.ticket, reply, judgement.broken);
+    m_signals->post(&DeviceHost::rejected, command.ticket, reply, judgement);
 }
 
 std::optional<DeviceReplies::Answer> DeviceReplies::onAccepted(model_Protocoldata reply)
@@ -109,7 +109,7 @@ std::optional<DeviceReplies::Answer> DeviceReplies::onAccepted(model_Protocoldat
         return std::nullopt; // it stood for nothing in flight, and was reported when it came
     }
     reply.nTag = 0;
-    DeviceCommand *const command = m_ledger->tickets().find(origin->ticket);
+    DeviceCommand *const command = m_commands->find(origin->ticket);
     if (command == nullptr) {
         reportUnmatched(reply);
         return std::nullopt;
@@ -117,17 +117,21 @@ std::optional<DeviceReplies::Answer> DeviceReplies::onAccepted(model_Protocoldat
     return Answer{command, std::move(reply), origin->arrival};
 }
 
+void DeviceReplies::forgetVerdicts()
+{
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        m_commands->find(ticket)->isAnswerUnderWay = false;
+    }
+}
+
 /** The command in flight that a reply belongs to; null when it belongs to none. */
 DeviceCommand *DeviceReplies::commandOf(const model_Protocoldata &reply)
 {
-    DeviceTickets &tickets = m_ledger->tickets();
     if (!m_matcher) {
-        return tickets.inFlight(reply.ucHead[0]);
+        return m_commands->inFlight(reply.ucHead[0]);
     }
-    std::vector<Ticket> inFlight = tickets.allInFlight();
-    std::sort(inFlight.begin(), inFlight.end());
-    for (const Ticket ticket : inFlight) {
-        DeviceCommand *const command = tickets.find(ticket);
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        DeviceCommand *const command = m_commands->find(ticket);
         if (m_matcher->matches(command->record, reply)) {
             return command;
         }
@@ -139,25 +143,24 @@ DeviceCommand *DeviceReplies::commandOf(const model_Protocoldata &reply)
 const EndedCommand &DeviceReplies::endedCommandOf(const model_Protocoldata &reply) const
 {
     static const EndedCommand none;
-    const DeviceTickets &tickets = m_ledger->tickets();
     if (!m_matcher) {
-        return tickets.lastEnded(reply.ucHead[0]);
+        return m_commands->lastEnded(reply.ucHead[0]);
     }
-    return m_matcher->matches(tickets.latestEndedRecord(), reply) ? tickets.latestEnded() : none;
+    return m_matcher->matches(m_commands->latestEndedRecord(), reply) ? m_commands->latestEnded() : none;
 }
 
 /** A reply to a command that is not in flight: it changes nothing. */
 void DeviceReplies::reportUnmatched(const model_Protocoldata &reply)
 {
     const EndedCommand &ended = endedCommandOf(reply);
-    m_ledger->count([&ended](Statistics &totals) { ++(totals.*counterOfUnmatched(ended)); });
+    m_commands->count([&ended](Statistics &totals) { ++(totals.*counterOfUnmatched(ended)); });
     if (ended.ticket == 0) {
-        m_signals->post(&biz_DeviceHost::foreign, reply);
+        m_signals->post(&DeviceHost::foreign, reply);
     } else if (ended.outcome == Outcome::Answered) {
-        m_signals->post(&biz_DeviceHost::duplicate, ended.ticket, reply);
+        m_signals->post(&DeviceHost::duplicate, ended.ticket, reply);
     } else {
         const double afterEndMs = millisecondsBetween(ended.endedAt, Clock::now());
-        m_signals->post(&biz_DeviceHost::late, ended.ticket, reply, afterEndMs);
+        m_signals->post(&DeviceHost::late, ended.ticket, reply, afterEndMs);
     }
 }
 

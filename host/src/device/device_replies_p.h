@@ -5,9 +5,10 @@
 #include <memory>
 #include <optional>
 
-#include <device/device_ledger_p.h>
+#include <device/device_commands_p.h>
 #include <host/reply_matcher.h>
 #include <host/reply_words.h>
+#include <loops/host_signals_p.h>
 
 namespace biz::host {
 
@@ -26,8 +27,8 @@ public:
         TimePoint arrival;
     };
 
-    DeviceReplies(DeviceLedger *ledger, DeviceSignals *signalsOfHost)
-        : m_ledger(ledger)
+    DeviceReplies(DeviceCommands *commands, HostSignals<DeviceHost> *signalsOfHost)
+        : m_commands(commands)
         , m_signals(signalsOfHost)
     {
     }
@@ -40,6 +41,9 @@ public:
 
     /** The channel has accepted a reply; none when it answers nothing. */
     std::optional<Answer> onAccepted(model_Protocoldata reply);
+
+    /** The rules have changed: what has been accepted may yet be refused by the channel. */
+    void forgetVerdicts();
 
     /** The channel's receive queue has been emptied. */
     void forget()
@@ -67,8 +71,8 @@ private:
     const EndedCommand &endedCommandOf(const model_Protocoldata &reply) const;
     void reportUnmatched(const model_Protocoldata &reply);
 
-    DeviceLedger *const m_ledger;
-    DeviceSignals *const m_signals;
+    DeviceCommands *const m_commands;
+    HostSignals<DeviceHost> *const m_signals;
     std::unique_ptr<ReplyMatcher> m_matcher;
     FedReplies m_answers; ///< the first to each command; the channel judges them first
     FedReplies m_further; ///< that came before the first was judged

@@ -1,88 +1,264 @@
-#include <device/device_host_p.h>
+#include <device/device_traffic_p.h>
 
-using namespace biz::host;
+#include <QtCore/QScopedValueRollback>
 
-// --- What the loops report --------------------------------------------------------------
+#include <device/device_channel_p.h>
 
-void biz_DeviceHost::Private::drainInbox()
+namespace biz::host {
+
+DeviceTraffic::DeviceTraffic(DeviceHost *host, HostSignals<DeviceHost> *signalsOfHost, DeviceCommands *commands,
+                             LinkSupervisor *link)
+    : m_signals(signalsOfHost)
+    , m_commands(commands)
+    , m_link(link)
+    , m_replies(commands, signalsOfHost)
+    , m_gate(
+          commands, [this] { return mayHandOver(); }, host)
+    , m_watch(
+          commands, &m_gate, [this] { look(); }, host)
 {
-    // A link may receive, or close, inside its write(): the command that is being written
-    // must still be there afterwards.
-    if (draining) {
+    commands->setWhenUnanswered([link] { link->discardHeld(); });
+    QObject::connect(link, &LinkSupervisor::up, host, [this] { onUp(); });
+    QObject::connect(link, &LinkSupervisor::lost, host, [this] { onLost(); });
+    QObject::connect(link, &LinkSupervisor::received, host, [this](const QByteArray &bytes) { onReceived(bytes); });
+    QObject::connect(link, &LinkSupervisor::writable, host, [this] { m_gate.advance(); });
+}
+
+void DeviceTraffic::begin()
+{
+    m_isRunning = true;
+}
+
+void DeviceTraffic::end()
+{
+    m_isRunning = false;
+    drain();
+    codec().reset();
+    m_replies.forget();
+    m_gate.reset();
+}
+
+// --- Codec and policy ---------------------------------------------------------------------
+
+FrameCodec &DeviceTraffic::codec()
+{
+    if (m_ownCodec) {
+        return *m_ownCodec;
+    }
+    const bool isDatagrams = m_link->link() != nullptr && m_link->link()->keepsMessageBoundaries();
+    return isDatagrams ? static_cast<FrameCodec &>(m_datagramCodec) : m_streamCodec;
+}
+
+void DeviceTraffic::setWhileDown(WhileDown policy)
+{
+    m_whileDown = policy;
+    if (isFailingFast()) {
+        m_commands->endUnwritten(Outcome::Unreachable, unreachableReason());
+    }
+}
+
+bool DeviceTraffic::isFailingFast() const
+{
+    return m_whileDown == WhileDown::FailFast && m_link->status().state == LinkState::Lost;
+}
+
+QString DeviceTraffic::unreachableReason() const
+{
+    return QStringLiteral("the link is down: ") + m_link->status().reason;
+}
+
+bool DeviceTraffic::mayHandOver() const
+{
+    return m_isRunning && m_link->mayWrite();
+}
+
+// --- What the loops report ------------------------------------------------------------------
+
+void DeviceTraffic::drain()
+{
+    // A link may receive, or close, inside its write(): what is being handled is finished first.
+    if (m_isDraining) {
         return;
     }
-    draining = true;
-    for (DeviceMessage &message : run.takeMessages()) {
+    const QScopedValueRollback<bool> draining(m_isDraining, true);
+    for (DeviceMessage &message : DeviceLoops::instance().inbox().takeAll()) {
         switch (message.kind) {
         case DeviceMessage::Kind::Announced:
             onAnnounced(message);
-            break;
-        case DeviceMessage::Kind::QueueSize:
-            gate.settle();
-            signalsOfHost.post(&biz_DeviceHost::queueSize, message.queueSize);
             break;
         case DeviceMessage::Kind::Accepted:
             onAccepted(std::move(message.record));
             break;
         }
     }
-    draining = false;
-    watch.schedule();
+    if (m_isRunning) {
+        m_gate.advance();
+        m_watch.schedule();
+    }
 }
 
-void biz_DeviceHost::Private::onAnnounced(const DeviceMessage &message)
+void DeviceTraffic::onAnnounced(const DeviceMessage &message)
 {
-    DeviceCommand *const command = ledger.tickets().find(message.record.nTag);
-    if (command == nullptr) {
-        // Cleared while it was being taken, or answered while it was being resent: it is
-        // not sent, and a gate that its take closed has nothing to wait for.
-        gate.settle();
+    DeviceCommand *const command = m_commands->find(message.record.nTag);
+    if (m_gate.isAhead(message.record.nTag)) {
+        onTake(message);
+    } else if (command != nullptr) {
+        onResend(*command, message);
+    }
+}
+
+/** The first announcement. A command that has ended since it was handed over is let through. */
+void DeviceTraffic::onTake(const DeviceMessage &message)
+{
+    if (DeviceCommand *const before = m_commands->gated()) {
+        // Nothing is taken behind a closed gate: the library has opened it.
+        m_gate.noteGiveUp();
+        m_commands->giveUp(*before, QStringLiteral("no acceptable reply came, nor after the resend"));
+    }
+    m_gate.noteTake(message.record.nTag, message.closedGate);
+    DeviceCommand *const command = m_commands->find(message.record.nTag);
+    if (command == nullptr || !m_isRunning) {
         return;
     }
-    if (command->attempts == 0) {
-        ledger.markInFlight(*command, message.record.ucHead[0], message.gated);
+    m_commands->markInFlight(*command, message.record, message.closedGate);
+    command->announcedAt = message.at;
+    if (isWorthWriting(*command, message)) {
+        write(*command);
+    }
+}
+
+/** Not every command that was taken is written: it may be too late, or the link cannot take it now. */
+bool DeviceTraffic::isWorthWriting(DeviceCommand &command, const DeviceMessage &message)
+{
+    if (command.isExpired(Clock::now())) {
+        m_commands->end(command, Outcome::Expired, expiredReason());
+        return false;
+    }
+    if (message.closedGate && !device_channel::isGateClosed()) {
+        m_gate.noteGiveUp();
+        m_commands->giveUp(command,
+                           QStringLiteral("the host's thread was busy for all of its wait, so it was not sent"));
+        return false;
+    }
+    if (!m_link->mayWrite()) {
+        if (isFailingFast()) {
+            m_commands->end(command, Outcome::Unreachable, unreachableReason());
+        } else {
+            m_commands->putBack(command);
+        }
+        return false;
+    }
+    return true;
+}
+
+void DeviceTraffic::onResend(DeviceCommand &command, const DeviceMessage &message)
+{
+    ++command.attempts;
+    command.announcedAt = message.at;
+    if (!m_isRunning) {
+        return;
+    }
+    if (command.isAnswerUnderWay) {
+        command.history.note(QStringLiteral("not resent: its reply had been accepted"));
+    } else if (message.at <= command.writtenAt) {
+        command.history.note(QStringLiteral("not resent: the resend was due before the first copy had been written"));
+    } else if (command.isWritten && m_link->link()->bytesHeld() > 0) {
+        command.history.note(QStringLiteral("not resent: the first copy had not left this machine"));
+    } else if (m_link->mayWrite()) {
+        write(command);
     } else {
-        ++command->attempts;
+        command.history.note(QStringLiteral("not resent: the link could not take it"));
     }
-    writeToLink(*command);
 }
 
-void biz_DeviceHost::Private::writeToLink(DeviceCommand &command)
+void DeviceTraffic::write(DeviceCommand &command)
 {
-    command.writtenAt = Clock::now();
-    const QByteArray bytes = codec->encode(command.record);
-    if (bytes.isEmpty() || !link->write(bytes)) {
-        command.lastProblem =
-            bytes.isEmpty() ? QStringLiteral("it does not fit into a frame") : QStringLiteral("the link was not open");
-        command.history.note(QStringLiteral("not sent: ") + command.lastProblem);
+    const QByteArray bytes = codec().encode(command.record);
+    if (bytes.isEmpty()) {
+        m_commands->end(command, Outcome::GaveUp, QStringLiteral("it does not fit into a frame"));
         return;
     }
-    const bool isFirst = command.attempts == 1;
-    command.history.note(isFirst ? QStringLiteral("sent with sequence byte %1").arg(command.record.ucHead[0])
-                                 : QStringLiteral("resent: no acceptable reply had come within its wait"),
-                         command.writtenAt);
-    ledger.count([isFirst, &bytes](Statistics &totals) {
-        ++(isFirst ? totals.sent : totals.resent);
-        totals.bytesOut += static_cast<quint64>(bytes.size());
-    });
-    signalsOfHost.post(&biz_DeviceHost::sent, command.ticket, command.attempts, command.record);
-}
-
-void biz_DeviceHost::Private::onAccepted(model_Protocoldata reply)
-{
-    if (const auto answer = replies.onAccepted(std::move(reply))) {
-        gate.beginQuietTime(*answer->command, answer->arrival);
-        ledger.endAnswered(*answer->command, answer->reply, answer->arrival);
-        gate.settle();
+    // What the link does inside its write() may end the command.
+    const Ticket ticket = command.ticket;
+    const int attempt = command.attempts;
+    const model_Protocoldata record = command.record;
+    command.writtenAt = Clock::now();
+    command.isWritten = true;
+    m_link->setWaitInFlight(std::chrono::milliseconds(record.iWaitTime));
+    if (m_link->write(bytes)) {
+        noteWritten(ticket, attempt, record, bytes.size());
+    } else if (DeviceCommand *const left = m_commands->find(ticket)) {
+        left->lastProblem = m_link->writeProblem();
+        left->history.note(QStringLiteral("not sent: ") + left->lastProblem);
     }
 }
 
-// --- What the link brings ----------------------------------------------------------------
-
-void biz_DeviceHost::Private::onReceived(const QByteArray &bytes)
+void DeviceTraffic::noteWritten(Ticket ticket, int attempt, const model_Protocoldata &record, int bytes)
 {
-    const Decoded decoded = codec->decode(bytes);
-    ledger.count([&](Statistics &totals) {
+    const bool isFirst = attempt == 1;
+    m_commands->count([isFirst, bytes](Statistics &totals) {
+        ++(isFirst ? totals.sent : totals.resent);
+        totals.bytesOut += static_cast<quint64>(bytes);
+    });
+    DeviceCommand *const command = m_commands->find(ticket);
+    if (command == nullptr) {
+        return; // its end has been told, and is the last that is told of it
+    }
+    command->history.note(isFirst ? QStringLiteral("sent with sequence byte %1").arg(record.ucHead[0])
+                                  : QStringLiteral("resent: no acceptable reply had come within its wait"),
+                          command->writtenAt);
+    m_signals->post(&DeviceHost::sent, ticket, attempt, record);
+}
+
+void DeviceTraffic::onAccepted(model_Protocoldata reply)
+{
+    if (const auto answer = m_replies.onAccepted(std::move(reply))) {
+        m_gate.beginQuietTime(answer->arrival);
+        m_commands->endAnswered(*answer->command, answer->reply, answer->arrival);
+        if (m_isRunning) {
+            m_gate.advance();
+        }
+    }
+}
+
+void DeviceTraffic::look()
+{
+    drain();
+    m_watch.endOverdue();
+    m_gate.advance();
+    m_watch.schedule();
+}
+
+// --- What the link tells ----------------------------------------------------------------------
+
+void DeviceTraffic::onUp()
+{
+    codec().reset();
+    const QByteArray preamble = codec().preamble();
+    if (preamble.isEmpty() || m_link->write(preamble)) {
+        m_gate.advance();
+    }
+}
+
+void DeviceTraffic::onLost()
+{
+    codec().reset();
+    const QString reason = m_link->status().reason;
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        DeviceCommand &command = *m_commands->find(ticket);
+        m_commands->end(command, Outcome::Unreachable,
+                        QStringLiteral("the link was lost after it had been sent: ") + reason);
+    }
+    if (isFailingFast()) {
+        m_commands->endUnwritten(Outcome::Unreachable, unreachableReason());
+    }
+    m_gate.advance();
+}
+
+void DeviceTraffic::onReceived(const QByteArray &bytes)
+{
+    const Decoded decoded = codec().decode(bytes);
+    m_commands->count([&](Statistics &totals) {
         totals.bytesIn += static_cast<quint64>(bytes.size());
         totals.noteSeen();
         for (const Refusal &refusal : decoded.refusals) {
@@ -90,13 +266,15 @@ void biz_DeviceHost::Private::onReceived(const QByteArray &bytes)
         }
     });
     for (const Refusal &refusal : decoded.refusals) {
-        signalsOfHost.post(&biz_DeviceHost::refused, refusal.bytes, refusal.reason);
+        m_signals->post(&DeviceHost::refused, refusal.bytes, refusal.reason);
     }
     // A reply can be here before the announcement of its command has been looked at.
-    drainInbox();
-    if (run.hasLoops()) {
+    drain();
+    if (m_isRunning) {
         for (const model_Protocoldata &reply : decoded.records) {
-            replies.take(reply);
+            m_replies.take(reply);
         }
     }
 }
+
+} // namespace biz::host

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <device/device_channel_p.h>
+#include <timing_p.h>
 
 namespace biz::host {
 
@@ -10,20 +11,16 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** How often a command in flight is looked at. */
-constexpr milliseconds pollPeriod{10};
-
-/**
- * A quarter of its wait after a write is the earliest that a command can be over without a
- * reply: the library counts two thirds of the wait for each attempt, and a watchdog that
- * runs beside it gives up a third after the resend. A prompt reply costs no look at all.
- */
-constexpr int firstLookPart = 4;
+milliseconds waitOf(const DeviceCommand &command)
+{
+    return milliseconds(command.record.iWaitTime);
+}
 
 } // namespace
 
-DeviceWatch::DeviceWatch(DeviceLedger *ledger, const std::function<void()> &look, QObject *host)
-    : m_ledger(ledger)
+DeviceWatch::DeviceWatch(DeviceCommands *commands, DeviceGate *gate, const std::function<void()> &look, QObject *host)
+    : m_commands(commands)
+    , m_gate(gate)
     , m_timer(host)
 {
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -33,44 +30,45 @@ DeviceWatch::DeviceWatch(DeviceLedger *ledger, const std::function<void()> &look
 
 void DeviceWatch::schedule()
 {
-    TimePoint next = TimePoint::max();
-    for (const Ticket ticket : m_ledger->tickets().allInFlight()) {
-        const DeviceCommand &command = *m_ledger->tickets().find(ticket);
-        next = std::min(next, command.writtenAt + milliseconds(command.record.iWaitTime) / firstLookPart);
-    }
+    TimePoint next = nextLook();
     if (next == TimePoint::max()) {
         return; // a timer that still runs finds nothing, and is not started again
     }
-    next = std::max(next, Clock::now() + pollPeriod);
+    next = std::max(next, Clock::now() + timing::gateLookPeriod);
     if (!m_timer.isActive() || next < m_next) {
         m_next = next;
         m_timer.start(std::chrono::ceil<milliseconds>(next - Clock::now()));
     }
 }
 
+/** A gated command is given up after its resend, which is announced, and not before. */
+TimePoint DeviceWatch::nextLook()
+{
+    TimePoint next = TimePoint::max();
+    const DeviceCommand *const gated = m_commands->gated();
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        const DeviceCommand &command = *m_commands->find(ticket);
+        if (&command != gated) {
+            next = std::min(next, command.announcedAt + waitOf(command));
+        } else if (command.attempts > 1) {
+            next = std::min(next, command.announcedAt + timing::shortestWait(waitOf(command)));
+        }
+    }
+    return next;
+}
+
 void DeviceWatch::endOverdue()
 {
-    endGivenUp();
-    endReleased();
-}
-
-/** Only the library opens the gate of a command in flight without ending it here. */
-void DeviceWatch::endGivenUp()
-{
-    DeviceCommand *const gated = m_ledger->tickets().gatedInFlight();
+    DeviceCommand *const gated = m_commands->gated();
     if (gated != nullptr && !device_channel::isGateClosed()) {
-        m_ledger->giveUp(*gated);
+        m_gate->noteGiveUp();
+        m_commands->giveUp(*gated, QStringLiteral("no acceptable reply came, nor after the resend"));
     }
-}
-
-void DeviceWatch::endReleased()
-{
-    for (const Ticket ticket : m_ledger->tickets().allInFlight()) {
-        const DeviceCommand &command = *m_ledger->tickets().find(ticket);
-        const milliseconds wait(command.record.iWaitTime);
-        if (!command.gated && Clock::now() >= command.writtenAt + wait) {
-            m_ledger->end(ticket, Outcome::Released,
-                          QStringLiteral("no reply came within the %1 ms of its wait").arg(wait.count()));
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        DeviceCommand &command = *m_commands->find(ticket);
+        if (&command != m_commands->gated() && Clock::now() >= command.announcedAt + waitOf(command)) {
+            m_commands->end(command, Outcome::Released,
+                            QStringLiteral("no reply came within the %1 ms of its wait").arg(waitOf(command).count()));
         }
     }
 }

@@ -5,29 +5,32 @@
 
 #include <QtCore/QTimer>
 
-#include <device/device_ledger_p.h>
+#include <device/device_gate_p.h>
 
 namespace biz::host {
 
-/** Finds the commands that are over without a reply, which the library tells nobody. */
+/**
+ * Finds out when the library has given a command up, which it tells nobody: it opens the gate. And
+ * ends the wait of commands that were sent without a gate, which the library does not time.
+ */
 class DeviceWatch
 {
 public:
-    /** `look` is called when it is time to; it ends with schedule(). */
-    DeviceWatch(DeviceLedger *ledger, const std::function<void()> &look, QObject *host);
+    /** `look` is called when a command may be overdue; it calls endOverdue() and schedule(). */
+    DeviceWatch(DeviceCommands *commands, DeviceGate *gate, const std::function<void()> &look, QObject *host);
 
-    /** Sees to it that the commands in flight are looked at in time, if there are any. */
+    /** Sees to it that `look` is called in time; to be called whenever something was announced. */
     void schedule();
 
     void endOverdue();
 
 private:
-    void endGivenUp();
-    void endReleased();
+    TimePoint nextLook();
 
-    DeviceLedger *const m_ledger;
+    DeviceCommands *const m_commands;
+    DeviceGate *const m_gate;
     QTimer m_timer;
-    TimePoint m_next;
+    TimePoint m_next{};
 };
 
 } // namespace biz::host

@@ -60,6 +60,9 @@ void LinkSupervisor::setLink(std::unique_ptr<DeviceLink> link)
         m_link.release()->deleteLater();
     }
     m_link = std::move(link);
+    if (m_link) {
+        m_link->setParent(this); // it follows the host to another thread
+    }
 }
 
 DeviceLink *LinkSupervisor::link() const
@@ -363,17 +366,20 @@ void LinkSupervisor::loseSilent()
     enter(LinkState::Lost, Error::LinkSilent, reason);
 }
 
+/** The connection begins anew, also on a link that stays open: the other side has half a frame. No loss: commands wait.
+ */
 void LinkSupervisor::throwHeldAway()
 {
     const QString reason = QStringLiteral("%1: %2 undelivered bytes of commands that had ended were thrown away")
                                .arg(m_link->name())
                                .arg(m_link->bytesHeld());
+    qCInfo(hostLog).noquote() << reason;
     stopTimers();
     listen(false);
     m_link->discard();
     const bool isStillOpen = m_link->isOpen();
     m_status.attempts = 0;
-    if (!enter(LinkState::Lost, Error::LinkClosed, reason)) {
+    if (!enter(LinkState::Connecting, Error::None, reason)) {
         return;
     }
     if (isStillOpen) {

@@ -9,7 +9,7 @@
 
 #include <host/device_link.h>
 #include <host/link_status.h>
-#include <loops/host_clock_p.h>
+#include <host_clock_p.h>
 #include <timing_p.h>
 
 namespace biz::host {
@@ -65,8 +65,8 @@ public:
 
     /**
      * A command that had been written has ended without an answer: should the link still hold bytes when a
-     * healthy peer would have acknowledged them, they are thrown away. That is told as lost and up again,
-     * also by a link that needs not be opened anew for it. Until this is clear no command may be written.
+     * healthy peer would have acknowledged them, they are thrown away and the link is made anew: it is connecting
+     * until it is up again, which is no loss. Until all this is over no command may be written.
      */
     void discardHeld();
 

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-#include <loops/signal_outbox_p.h>
+#include <loops/outbox_p.h>
 
 namespace biz::host {
 
@@ -20,6 +20,8 @@ public:
     {
     }
 
+    Outbox *outbox() { return &m_outbox; }
+
     template<typename... Parameters, typename... Arguments>
     void post(void (Host::*signal)(Parameters...), Arguments &&...arguments)
     {
@@ -29,24 +31,9 @@ public:
         });
     }
 
-    /** An emission that is made so many times; it makes its arguments itself. */
-    template<typename Emission>
-    void postRepeated(std::size_t times, Emission emission)
-    {
-        // cppcheck-suppress constStatement ; it takes the capture for a statement
-        m_outbox.postRepeated(times, [host = m_host, emit = std::move(emission)] { emit(host); });
-    }
-
-    /** To be called from an event: what `handle` posts leaves at its end. */
-    template<typename Handle>
-    void emitAfter(Handle handle)
-    {
-        m_outbox.emitAfter(std::move(handle));
-    }
-
 private:
     Host *const m_host;
-    SignalOutbox m_outbox; ///< a child of the host, so that it follows it to another thread
+    Outbox m_outbox; ///< a child of the host, so that it follows it to another thread
 };
 
 } // namespace biz::host

@@ -10,18 +10,6 @@ using Lock = std::lock_guard<std::mutex>;
 
 } // namespace
 
-void reset()
-{
-    {
-        const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
-        biz_Osd_CMDSWork::m_qsIp.clear();
-        biz_Osd_CMDSWork::queueHexCmd.clear();
-        biz_Osd_CMDSWork::m_bRetFlag.clear();
-    }
-    const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
-    biz_Osd_CMDSWork::receivequeueHexCmd = {};
-}
-
 void push(const model_OsdParam &command)
 {
     biz_Osd_CMDSWork::addToSendQueue(command);
@@ -49,6 +37,12 @@ std::size_t pushReply(const model_OsdParam &reply)
     return dropped;
 }
 
+void dropReplies()
+{
+    const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+    biz_Osd_CMDSWork::receivequeueHexCmd = {};
+}
+
 QStringList freeAmong(const QStringList &ips)
 {
     QStringList free;
@@ -61,9 +55,15 @@ QStringList freeAmong(const QStringList &ips)
     return free;
 }
 
-void meetTimeoutThread()
+bool isFree(const QString &ip)
 {
     const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
+    return biz_Osd_CMDSWork::m_bRetFlag.value(ip, false);
+}
+
+void lockForGood()
+{
+    biz_Osd_CMDSWork::HexCmdlock.lock();
 }
 
 } // namespace biz::host::osd_channel

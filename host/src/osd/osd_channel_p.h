@@ -5,20 +5,19 @@
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
-/** The kit's accesses to the queues and tables of the OSD channel. */
+/** The only door to the state of the OSD channel: its queues and tables. */
 namespace biz::host::osd_channel {
 
-/** No devices, no commands, no replies. */
-void reset();
-
+/** Hands a command over; the channel sends it as soon as its device is free. */
 void push(const model_OsdParam &command);
 
-/**
- * Frees a device if the command of that tag is still the one in flight. In one step, unlike
- * the channel's own addToReceiveQueue(): it may have given the command up and sent the next
- * one a moment ago, and the reply to the former must not free the device for a third.
- */
+/** Frees a device, if the command of that tag is still the one that the channel last sent to it. */
 void freeDevice(const biz_Osd_CMDSWork &worker, const QString &ip, quint32 tag);
+
+/** Those of the devices that the channel may send to. */
+QStringList freeAmong(const QStringList &ips);
+
+bool isFree(const QString &ip);
 
 /**
  * So many replies wait for the receive loop at most: a burst to a thousand devices, a hundred
@@ -29,11 +28,14 @@ constexpr std::size_t maxRepliesWaiting = 100000;
 /** Queues a reply for the receive loop; returns how many of the oldest had to go for it. */
 std::size_t pushReply(const model_OsdParam &reply);
 
-/** Those of the devices that the channel may send to. */
-QStringList freeAmong(const QStringList &ips);
+/** Drops the replies that wait for the receive loop. */
+void dropReplies();
 
-/** What the time-out thread did under the lock is over and visible once this returns. */
-void meetTimeoutThread();
+/**
+ * For the end of the process: takes the lock of the tables and keeps it, so that a thread that the
+ * library has detached waits there and meets no destroyed table.
+ */
+void lockForGood();
 
 } // namespace biz::host::osd_channel
 

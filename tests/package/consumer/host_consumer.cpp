@@ -7,7 +7,7 @@
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    biz_DeviceHost host;
-    biz_OsdHost osdHost;
+    biz::host::DeviceHost host;
+    biz::host::OsdHost osdHost;
     return host.isValid() && osdHost.isValid() && !biz::host::checkedModels().isEmpty() ? 0 : 1;
 }

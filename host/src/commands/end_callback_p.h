@@ -1,0 +1,64 @@
+#ifndef BIZ_HOST_END_CALLBACK_P_H
+#define BIZ_HOST_END_CALLBACK_P_H
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include <QtCore/QObject>
+
+#include <host/vocabulary.h>
+
+namespace biz::host {
+
+/** Posts one event to another object's thread. Qt sees to it that nothing is called once that object is gone. */
+class EndNotice : public QObject
+{
+    Q_OBJECT
+
+public:
+    EndNotice(const QObject *context, std::function<void()> call)
+    {
+        connect(this, &EndNotice::due, context, std::move(call), Qt::QueuedConnection);
+    }
+
+Q_SIGNALS:
+    void due();
+};
+
+/** What one command's own listener is called with. */
+template<typename Result>
+class EndCallback
+{
+public:
+    using Function = std::function<void(Ticket, const Result &)>;
+
+    EndCallback(const QObject *context, Function function)
+        : m_call(std::make_shared<Call>(Call{std::move(function), 0, {}}))
+        , m_notice(context, [call = m_call] { call->function(call->ticket, call->result); })
+    {
+    }
+
+    /** Posts the call to the context's thread; once. */
+    void tell(Ticket ticket, const Result &result)
+    {
+        m_call->ticket = ticket;
+        m_call->result = result;
+        Q_EMIT m_notice.due();
+    }
+
+private:
+    struct Call
+    {
+        Function function;
+        Ticket ticket;
+        Result result;
+    };
+
+    std::shared_ptr<Call> m_call;
+    EndNotice m_notice;
+};
+
+} // namespace biz::host
+
+#endif

@@ -1,0 +1,135 @@
+#include <loops/outbox_p.h>
+
+#include <QtCore/QAbstractEventDispatcher>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QPointer>
+
+namespace biz::host {
+
+namespace {
+
+constexpr QEvent::Type wakeEvent = QEvent::User;
+constexpr auto releaseEvent = static_cast<QEvent::Type>(QEvent::User + 1);
+
+} // namespace
+
+Outbox::Outbox(QObject *parent)
+    : QObject(parent)
+{
+}
+
+void Outbox::post(Emission emission)
+{
+    add({std::move(emission), nullptr});
+}
+
+void Outbox::post(std::shared_ptr<PendingEnds> ends)
+{
+    if (!ends->isEmpty()) {
+        add({{}, std::move(ends)});
+    }
+}
+
+void Outbox::tellCallbacks()
+{
+    for (const Entry &entry : m_entries) {
+        if (entry.ends) {
+            entry.ends->tellCallbacks();
+        }
+    }
+    m_entries.clear();
+}
+
+void Outbox::customEvent(QEvent *event)
+{
+    if (event->type() == releaseEvent) {
+        m_isHeld = false;
+    } else {
+        m_isAwake = false;
+    }
+    emitWaiting();
+}
+
+void Outbox::add(Entry entry)
+{
+    m_entries.push_back(std::move(entry));
+    if (!m_emitsSoon) {
+        wake();
+    }
+}
+
+// Each event wakes the thread with two system calls, hence one for all that waits.
+void Outbox::wake()
+{
+    if (!m_isAwake) {
+        m_isAwake = true;
+        QCoreApplication::postEvent(this, new QEvent(wakeEvent));
+    }
+}
+
+/** As many emissions as wait now, since slots may post more without end. */
+void Outbox::emitWaiting()
+{
+    // The slots may destroy the host, and this object with it.
+    const QPointer<Outbox> self(this);
+    bool isEnd = false;
+    for (std::size_t left = m_entries.size(); self && !isEnd && left > 0 && !m_entries.empty(); --left) {
+        if (m_isHeld || holdForCallback()) {
+            return;
+        }
+        isEnd = m_entries.front().ends != nullptr;
+        const Emission emission = takeNext();
+        if (m_entries.empty()) {
+            emission();
+        } else {
+            emitBeforeOthers(emission);
+        }
+    }
+    if (self && !m_entries.empty()) {
+        wake();
+    }
+}
+
+/**
+ * A slot that runs an event loop of its own gets the rest from there, by an event that is posted when that
+ * loop begins a turn: an event in advance would wake the thread for nothing where no slot does so.
+ */
+void Outbox::emitBeforeOthers(const Emission &emission)
+{
+    const auto *const dispatcher = QAbstractEventDispatcher::instance();
+    const auto wakeForRest = [this] {
+        if (!m_entries.empty()) {
+            wake();
+        }
+    };
+    const auto beforeWait = connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, wakeForRest);
+    const auto beforeTurn = connect(dispatcher, &QAbstractEventDispatcher::awake, this, wakeForRest);
+    emission();
+    disconnect(beforeWait);
+    disconnect(beforeTurn);
+}
+
+/** Whether the next thing is an end whose own callback hears of it first: by an event before ours. */
+bool Outbox::holdForCallback()
+{
+    const std::shared_ptr<PendingEnds> ends = m_entries.front().ends;
+    if (!ends || !ends->tellNextCallback()) {
+        return false;
+    }
+    m_isHeld = true;
+    QCoreApplication::postEvent(this, new QEvent(releaseEvent));
+    return true;
+}
+
+Outbox::Emission Outbox::takeNext()
+{
+    Entry &front = m_entries.front();
+    const std::shared_ptr<PendingEnds> ends = front.ends;
+    Emission emission = ends ? ends->takeNext() : std::move(front.emission);
+    if (!ends || ends->isEmpty()) {
+        m_entries.pop_front();
+    }
+    return emission;
+}
+
+} // namespace biz::host

@@ -1,0 +1,82 @@
+#include <osd/osd_watch_p.h>
+
+#include <algorithm>
+
+#include <osd/osd_channel_p.h>
+#include <timing_p.h>
+
+namespace biz::host {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+} // namespace
+
+OsdWatch::OsdWatch(OsdCommands *commands, const std::function<void()> &look, QObject *host)
+    : m_commands(commands)
+    , m_timer(host)
+{
+    m_timer.setTimerType(Qt::PreciseTimer);
+    m_timer.setSingleShot(true);
+    QObject::connect(&m_timer, &QTimer::timeout, host, look);
+}
+
+void OsdWatch::add(const OsdCommand &command)
+{
+    m_due.emplace(command.announcedAt + timing::shortestOsdWait(milliseconds(command.record.iWaitTime)),
+                  command.ticket);
+    schedule();
+}
+
+std::vector<OsdDevice *> OsdWatch::endOverdue()
+{
+    std::vector<OsdDevice *> freed;
+    for (const QString &ip : osd_channel::freeAmong(devicesToLookAt())) {
+        OsdDevice &device = *m_commands->device(ip);
+        if (OsdCommand *const command = m_commands->inFlightTo(device)) {
+            m_commands->giveUp(*command, QStringLiteral("no reply came within its wait"));
+            freed.push_back(&device);
+        }
+    }
+    schedule();
+    return freed;
+}
+
+/** Those that may have been freed; now and then all busy ones, since a wall clock that was set frees them early. */
+QStringList OsdWatch::devicesToLookAt()
+{
+    const TimePoint now = Clock::now();
+    QStringList ips;
+    for (auto due = m_due.begin(); due != m_due.end() && due->first <= now;) {
+        const OsdCommand *const command = m_commands->find(due->second);
+        if (command == nullptr) {
+            due = m_due.erase(due);
+        } else {
+            ips.append(command->record.qsIp);
+            ++due;
+        }
+    }
+    if (now - m_lastFullLook >= timing::osdFullLookPeriod) {
+        m_lastFullLook = now;
+        return m_commands->busyDevices();
+    }
+    return ips;
+}
+
+void OsdWatch::schedule()
+{
+    if (m_due.empty()) {
+        return;
+    }
+    const TimePoint now = Clock::now();
+    // A look takes the channel's lock for the longer the more devices there are.
+    const auto pause =
+        std::max(timing::osdLookPeriod, timing::osdLookPeriodPerThousand * static_cast<int>(m_due.size()) / 1000);
+    const auto wait = std::clamp<Clock::duration>(m_due.begin()->first - now, pause, timing::osdFullLookPeriod);
+    if (!m_timer.isActive() || m_timer.remainingTimeAsDuration() > wait) {
+        m_timer.start(std::chrono::ceil<milliseconds>(wait));
+    }
+}
+
+} // namespace biz::host

@@ -1,0 +1,42 @@
+#ifndef BIZ_HOST_OSD_WATCH_P_H
+#define BIZ_HOST_OSD_WATCH_P_H
+
+#include <functional>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include <QtCore/QTimer>
+
+#include <osd/osd_commands_p.h>
+
+namespace biz::host {
+
+/** Finds out which commands the channel has given up, which it tells nobody: it frees their devices. */
+class OsdWatch
+{
+public:
+    /** `look` is called when a command may be overdue; it calls endOverdue(). */
+    OsdWatch(OsdCommands *commands, const std::function<void()> &look, QObject *host);
+
+    /** A command is in flight from now on. */
+    void add(const OsdCommand &command);
+
+    /** Returns the devices whose commands have ended so. */
+    std::vector<OsdDevice *> endOverdue();
+
+private:
+    using Due = std::pair<TimePoint, Ticket>;
+
+    QStringList devicesToLookAt();
+    void schedule();
+
+    OsdCommands *const m_commands;
+    QTimer m_timer;
+    std::set<Due> m_due; ///< the earliest that each can be given up; ended commands leave when it is their turn
+    TimePoint m_lastFullLook{};
+};
+
+} // namespace biz::host
+
+#endif
