@@ -18,15 +18,23 @@ WriteWindow::WriteWindow(const DeviceLink *link)
     connect(&m_looking, &QTimer::timeout, this, &WriteWindow::look);
 }
 
+// The system is asked only when there might be no room: hosts ask this several times for each frame.
 bool WriteWindow::hasRoom() const
 {
-    const qint64 held = m_link->bytesHeld();
-    return held == 0 || held + m_largest <= mostHeldBytes;
+    const auto fits = [this] { return m_heldAtMost + m_largest <= mostHeldBytes; };
+    return fits() || askHeld() == 0 || fits();
+}
+
+qint64 WriteWindow::askHeld() const
+{
+    m_heldAtMost = m_link->bytesHeld();
+    return m_heldAtMost;
 }
 
 void WriteWindow::add(qint64 bytes)
 {
     m_largest = std::max(m_largest, bytes);
+    m_heldAtMost += bytes;
     if (!m_isFull && !hasRoom()) {
         m_isFull = true;
         m_looking.start(timing::roomCheckPeriod);
@@ -39,12 +47,13 @@ void WriteWindow::reset()
 {
     m_looking.stop();
     m_largest = 0;
+    m_heldAtMost = 0;
     m_isFull = false;
 }
 
 void WriteWindow::look()
 {
-    const bool isEmpty = m_link->bytesHeld() == 0;
+    const bool isEmpty = askHeld() == 0;
     const bool hasRoomAgain = m_isFull && hasRoom();
     if (isEmpty) {
         m_looking.stop();

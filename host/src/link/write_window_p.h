@@ -37,10 +37,13 @@ Q_SIGNALS:
 
 private:
     void look();
+    qint64 askHeld() const;
 
     const DeviceLink *const m_link;
     QTimer m_looking{this};
     qint64 m_largest = 0;
+    /** No more than so much is held: what was seen last and all that was written since. */
+    mutable qint64 m_heldAtMost = 0;
     bool m_isFull = false;
 };
 
