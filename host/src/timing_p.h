@@ -53,6 +53,11 @@ constexpr milliseconds shortestOsdWait(milliseconds wait)
 /** How often all busy devices of the OSD channel are looked at: a wall clock that was set frees them early. */
 constexpr milliseconds osdFullLookPeriod{250};
 
+// --- Sending to OSD devices ---------------------------------------------------------------------
+
+/** How soon a datagram is tried again that the system had no memory for: it tells nobody when it has. */
+constexpr milliseconds fullSystemRetryPeriod{5};
+
 // --- Ends ----------------------------------------------------------------------------------
 
 /** How long a start waits for the loops of a former run, whose stop did not. */

@@ -36,6 +36,7 @@ struct Counters
     quint64 duplicate = 0;     ///< replies to a command that had been answered
     quint64 foreign = 0;       ///< replies to no command of this host, or of an unknown sender
     quint64 dropped = 0;       ///< replies that the channel's receive loop had no time for
+    quint64 overflowed = 0;    ///< datagrams that the system dropped since they were not read in time
     quint64 refusedBytes = 0;  ///< received bytes that belonged to no valid frame
     quint64 refusedFrames = 0; ///< things that the decoder refused
     quint64 bytesOut = 0;

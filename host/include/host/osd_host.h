@@ -10,6 +10,7 @@
 #include <host/command_options.h>
 #include <host/command_result.h>
 #include <host/counters.h>
+#include <host/datagram_transport.h>
 #include <host/host_export.h>
 #include <host/reply_matcher.h>
 
@@ -21,6 +22,15 @@ struct OsdDeviceStatus
     QString ip;
     Counters counters;     ///< this device's share
     bool inFlight = false; ///< a command has been written to it and is neither answered nor given up
+
+    /** It has been heard of, and no command has been given up since. */
+    bool reachable = false;
+
+    /**
+     * Of a device that is not reachable: when the first command was written that it has not been heard of since,
+     * in ms since 1970; 0: none was written.
+     */
+    qint64 silentSinceUtcMs = 0;
 };
 
 /**
@@ -49,7 +59,13 @@ struct OsdDeviceStatus
  *
  * ## Time
  * The channel counts a wait in whole seconds, by the wall clock, from the second in which it took the
- * command: a wait of less than defaultWaitMs can be over almost at once.
+ * command: a wait of less than defaultWaitMs can be over almost at once. Where the command had to wait for room
+ * to be sent, the device has the least time of that wait from the write on all the same.
+ *
+ * ## Bursts
+ * However many devices there are, one reply of each is held until it is read, also when all answer at once: they
+ * share sockets in groups, each of which fits into one receive buffer of the system. What is dropped nevertheless,
+ * as of devices that speak without being asked, is counted. Addresses where nobody answers delay no other.
  */
 class BIZ_HOST_EXPORT OsdHost : public QObject
 {
@@ -92,15 +108,18 @@ public:
      */
     [[nodiscard]] bool setReplyMatcher(std::unique_ptr<OsdReplyMatcher> matcher);
 
+    /** Takes over how datagrams travel; null, the default, means by UDP. Refused while running. */
+    [[nodiscard]] bool setTransport(std::unique_ptr<DatagramTransport> transport);
+
     // --- Running ------------------------------------------------------------------------
 
-    /** Binds the socket; commands leave from now on. */
+    /** Opens the transport; commands leave from now on. */
     [[nodiscard]] bool start();
 
     bool isRunning() const;
 
     /**
-     * Closes the socket and ends every pending command as `Stopped`. The channel's loops go on without work
+     * Closes the transport and ends every pending command as `Stopped`. The channel's loops go on without work
      * until the process ends, so start() may follow at once.
      */
     StopReport stop(int deadlineMs = 1000);
@@ -167,7 +186,10 @@ Q_SIGNALS:
     /** A reply as the channel's receive loop hands it on, 200 a second at most. */
     void received(const model_OsdParam &reply);
 
-    /** Sending to a device, or receiving, failed; the command is left to its time-out. */
+    /**
+     * Sending to a device, or receiving, failed; the command is left to its time-out. That replies came faster than
+     * they were read is told once for each start, and counted as `overflowed`.
+     */
     void socketError(const QString &why);
 
 private:

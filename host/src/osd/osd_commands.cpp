@@ -50,7 +50,8 @@ QVector<OsdDeviceStatus> OsdCommands::status() const
         QVector<OsdDeviceStatus> all;
         all.reserve(static_cast<int>(m_devices.size()));
         for (const OsdDevice &device : m_devices) {
-            all.append({device.ip, device.statistics.snapshot(), device.inFlight != 0});
+            all.append({device.ip, device.statistics.snapshot(), device.inFlight != 0, device.isReachable,
+                        device.isReachable ? 0 : device.unheardSinceUtcMs});
         }
         return all;
     });
@@ -63,6 +64,31 @@ void OsdCommands::markInFlight(OsdDevice &device, OsdCommand &command)
     noteTaken(command);
     command.attempts = 1;
     setInFlight(device, command.ticket);
+}
+
+void OsdCommands::noteWritten(OsdDevice &device, int bytes)
+{
+    statistics().count(&device.statistics, [bytes](Statistics &statistics) {
+        ++statistics.sent;
+        statistics.bytesOut += static_cast<quint64>(bytes);
+    });
+    statistics().locked([&device] {
+        if (device.unheardSinceUtcMs == 0) {
+            device.unheardSinceUtcMs = QDateTime::currentMSecsSinceEpoch();
+        }
+    });
+}
+
+void OsdCommands::noteHeard(OsdDevice &device, int bytes)
+{
+    statistics().count(&device.statistics, [bytes](Statistics &statistics) {
+        statistics.bytesIn += static_cast<quint64>(bytes);
+        statistics.noteSeen();
+    });
+    statistics().locked([&device] {
+        device.isReachable = true;
+        device.unheardSinceUtcMs = 0;
+    });
 }
 
 void OsdCommands::setInFlight(OsdDevice &device, Ticket ticket)
@@ -84,6 +110,8 @@ void OsdCommands::endAnswered(OsdCommand &command, const model_OsdParam &reply)
 
 void OsdCommands::giveUp(OsdCommand &command, const QString &what)
 {
+    OsdDevice &device = *this->device(command.record.qsIp);
+    statistics().locked([&device] { device.isReachable = device.isReachable && device.unheardSinceUtcMs == 0; });
     end(command, Outcome::GaveUp, gaveUpReason(what, command.lastProblem));
 }
 

@@ -23,6 +23,8 @@ struct OsdDevice
     Statistics statistics;          ///< guarded by the book's statistics
     quint32 aheadTag = 0;           ///< of what was handed over and is not taken yet, ended or not; 0: nothing
     Ticket inFlight = 0;            ///< written under the lock of the statistics
+    bool isReachable = false;       ///< guarded by the book's statistics
+    qint64 unheardSinceUtcMs = 0;   ///< the same: the first write since it was last heard of; 0: none
     EndedCommand lastEnded;         ///< of those that had been taken
     model_OsdParam lastEndedRecord; ///< only while there is a matcher to look at it
 };
@@ -58,6 +60,10 @@ public:
 
     OsdCommand *inFlightTo(const OsdDevice &device) { return find(device.inFlight); }
     void markInFlight(OsdDevice &device, OsdCommand &command);
+    void noteWritten(OsdDevice &device, int bytes);
+
+    /** A datagram of the device has come. */
+    void noteHeard(OsdDevice &device, int bytes);
 
     // --- Ended
 

@@ -132,6 +132,15 @@ bool OsdHost::setReplyMatcher(std::unique_ptr<OsdReplyMatcher> matcher)
     return true;
 }
 
+bool OsdHost::setTransport(std::unique_ptr<DatagramTransport> transport)
+{
+    if (!d->mayChange(QStringLiteral("the transport"))) {
+        return false;
+    }
+    d->traffic.setTransport(std::move(transport));
+    return true;
+}
+
 bool OsdHost::Private::mayChange(const QString &what)
 {
     return !isStarted ||
@@ -294,6 +303,7 @@ void OsdHost::forget(const QString &ip)
 {
     if (OsdDevice *const device = d->commands.device(ip)) {
         d->freeAndEnd(*device, Outcome::Cleared, clearedReason());
+        d->traffic.forget(*device);
         d->commands.forget(*device);
     }
 }

@@ -2,21 +2,36 @@
 
 #include <QtCore/QScopedValueRollback>
 
+#include <datagram/udp_datagram_transport_p.h>
 #include <host/osd_datagram_codec.h>
+#include <logging_p.h>
 #include <osd/osd_channel_p.h>
 #include <osd/osd_device_key_p.h>
 
 namespace biz::host {
 
 OsdTraffic::OsdTraffic(OsdHost *host, HostSignals<OsdHost> *signalsOfHost, OsdCommands *commands)
-    : m_signals(signalsOfHost)
+    : m_host(host)
+    , m_signals(signalsOfHost)
     , m_commands(commands)
-    , m_socket(host)
     , m_watch(
           commands, [this] { look(); }, host)
 {
-    QObject::connect(&m_socket, &OsdSocket::received, host,
-                     [this](const QHostAddress &sender, const QByteArray &datagram) { onDatagram(sender, datagram); });
+    setTransport(nullptr);
+}
+
+void OsdTraffic::setTransport(std::unique_ptr<DatagramTransport> transport)
+{
+    m_transport = transport != nullptr ? std::move(transport) : std::make_unique<UdpDatagramTransport>();
+    m_transport->setParent(m_host); // so that it follows the host to another thread
+    const auto on = [this](auto signal, auto slot) {
+        QObject::connect(m_transport.get(), signal, m_host, slot);
+    };
+    on(&DatagramTransport::received,
+       [this](const QHostAddress &sender, const QByteArray &datagram) { onDatagram(sender, datagram); });
+    on(&DatagramTransport::writable, [this] { onWritable(); });
+    on(&DatagramTransport::overflowed, [this](quint64 datagrams) { onOverflowed(datagrams); });
+    on(&DatagramTransport::failed, [this](const QString &why) { m_signals->post(&OsdHost::socketError, why); });
 }
 
 void OsdTraffic::setMatcher(std::unique_ptr<OsdReplyMatcher> matcher)
@@ -27,10 +42,11 @@ void OsdTraffic::setMatcher(std::unique_ptr<OsdReplyMatcher> matcher)
 
 QString OsdTraffic::begin(const QHostAddress &local, quint16 devicePort)
 {
-    const QString problem = m_socket.open(local);
+    const QString problem = m_transport->open(local);
     if (!problem.isEmpty()) {
         return problem;
     }
+    m_hasToldOverflow = false;
     m_devicePort = devicePort;
     m_isRunning = true;
     for (OsdDevice &device : m_commands->devices()) {
@@ -41,14 +57,15 @@ QString OsdTraffic::begin(const QHostAddress &local, quint16 devicePort)
 
 void OsdTraffic::end()
 {
-    m_socket.readDatagrams();
+    m_unwritten.clear(); // there may be room for them just now
+    m_transport->readPending();
     m_isRunning = false;
 }
 
 void OsdTraffic::close()
 {
     drain();
-    m_socket.close();
+    m_transport->close();
 }
 
 // --- To the channel ---------------------------------------------------------------------------
@@ -79,8 +96,9 @@ void OsdTraffic::drain()
         return;
     }
     const QScopedValueRollback<bool> draining(m_isDraining, true);
-    // First the replies that are here: none can be to a command that is only sent now.
-    m_socket.readDatagrams();
+    if (m_isRunning) {
+        m_transport->readPending(); // first, since no reply that is here can be to a command that is only sent now
+    }
     for (const OsdMessage &message : OsdLoops::instance().inbox().takeAll()) {
         switch (message.kind) {
         case OsdMessage::Kind::Announced:
@@ -106,15 +124,21 @@ void OsdTraffic::onAnnounced(const OsdMessage &message)
     } else {
         m_commands->markInFlight(*device, *command);
         command->announcedAt = message.at;
-        if (isWorthWriting(*command)) {
-            m_watch.add(*command);
-            write(*device, *command);
-        } else {
-            free(*device, message.record.nTag);
-        }
+        writeOrLetThrough(*device, *command);
     }
     if (device != nullptr) {
         advance(*device);
+    }
+}
+
+void OsdTraffic::writeOrLetThrough(OsdDevice &device, OsdCommand &command)
+{
+    const Ticket ticket = command.ticket;
+    if (isWorthWriting(command)) {
+        m_watch.add(command);
+        write(device, command);
+    } else {
+        free(device, ticket);
     }
 }
 
@@ -126,7 +150,9 @@ bool OsdTraffic::isWorthWriting(OsdCommand &command)
     }
     if (osd_channel::isFree(command.record.qsIp)) {
         m_commands->giveUp(command,
-                           QStringLiteral("the host's thread was busy for all of its wait, so it was not sent"));
+                           command.lastProblem.isEmpty()
+                               ? QStringLiteral("the host's thread was busy for all of its wait, so it was not sent")
+                               : QStringLiteral("there was no room for it in all of its wait"));
         return false;
     }
     return true;
@@ -136,23 +162,51 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
 {
     const QByteArray datagram = OsdDatagramCodec::encode(command.record);
     command.writtenAt = Clock::now();
-    const QString problem = m_socket.send(device.address, m_devicePort, datagram);
-    if (!problem.isEmpty()) {
-        command.lastProblem = QStringLiteral("it could not be sent: ") + problem;
-        command.history.note(command.lastProblem);
-        m_signals->post(&OsdHost::socketError, device.ip + QStringLiteral(": ") + problem);
-        return;
+    const DatagramTransport::SendResult result = m_transport->send(device.address, m_devicePort, datagram);
+    switch (result.sent) {
+    case DatagramTransport::Sent::Yes:
+        onWritten(device, command, datagram.size());
+        break;
+    case DatagramTransport::Sent::Later:
+        if (command.lastProblem.isEmpty()) {
+            command.lastProblem = QStringLiteral("it had to wait to be sent: ") + result.problem;
+            command.history.note(command.lastProblem);
+        }
+        m_unwritten.push_back(command.ticket);
+        break;
+    case DatagramTransport::Sent::No:
+        onProblem(device, command, result.problem);
+        break;
     }
+}
+
+void OsdTraffic::onWritten(OsdDevice &device, OsdCommand &command, int bytes)
+{
     command.isWritten = true;
     command.history.note(QStringLiteral("sent"), command.writtenAt);
-    m_commands->statistics().count(&device.statistics, [&datagram](Statistics &statistics) {
-        ++statistics.sent;
-        statistics.bytesOut += static_cast<quint64>(datagram.size());
-    });
+    m_commands->noteWritten(device, bytes);
     m_signals->post(&OsdHost::sent, command.ticket, command.record);
 }
 
-// --- What the socket brings -------------------------------------------------------------------
+void OsdTraffic::onProblem(OsdDevice &device, OsdCommand &command, const QString &problem)
+{
+    command.lastProblem = QStringLiteral("it could not be sent: ") + problem;
+    command.history.note(command.lastProblem);
+    m_signals->post(&OsdHost::socketError, device.ip + QStringLiteral(": ") + problem);
+}
+
+void OsdTraffic::onWritable()
+{
+    for (const Ticket ticket : std::exchange(m_unwritten, {})) {
+        if (OsdCommand *const command = m_commands->find(ticket)) {
+            OsdDevice &device = *m_commands->device(command->record.qsIp);
+            writeOrLetThrough(device, *command);
+            advance(device);
+        }
+    }
+}
+
+// --- What the devices send ------------------------------------------------------------------------
 
 void OsdTraffic::onDatagram(const QHostAddress &sender, const QByteArray &datagram)
 {
@@ -169,10 +223,7 @@ void OsdTraffic::onDatagram(const QHostAddress &sender, const QByteArray &datagr
         onForeign(datagram.size(), reply);
         return;
     }
-    m_commands->statistics().count(&device->statistics, [&datagram](Statistics &statistics) {
-        statistics.bytesIn += static_cast<quint64>(datagram.size());
-        statistics.noteSeen();
-    });
+    m_commands->noteHeard(*device, datagram.size());
     OsdCommand *const command = m_commands->inFlightTo(*device);
     if (command != nullptr && belongsTo(command->record, reply)) {
         onReply(*device, *command, reply);
@@ -241,6 +292,19 @@ void OsdTraffic::onUnmatchedReply(OsdDevice &device, const model_OsdParam &reply
     }
     if (m_keepsUnmatched) {
         passOn(reply);
+    }
+}
+
+/** Told once for each start: it goes on as long as its cause does. */
+void OsdTraffic::onOverflowed(quint64 datagrams)
+{
+    m_commands->statistics().count(nullptr, [datagrams](Statistics &totals) { totals.overflowed += datagrams; });
+    if (!std::exchange(m_hasToldOverflow, true)) {
+        const QString text = QStringLiteral("datagrams came faster than they were read, and the system dropped %1 of "
+                                            "them; counters() has what follows")
+                                 .arg(datagrams);
+        qCWarning(hostLog).noquote() << "OSD:" << text;
+        m_signals->post(&OsdHost::socketError, text);
     }
 }
 

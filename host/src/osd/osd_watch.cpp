@@ -34,13 +34,22 @@ std::vector<OsdDevice *> OsdWatch::endOverdue()
     std::vector<OsdDevice *> freed;
     for (const QString &ip : osd_channel::freeAmong(devicesToLookAt())) {
         OsdDevice &device = *m_commands->device(ip);
-        if (OsdCommand *const command = m_commands->inFlightTo(device)) {
-            m_commands->giveUp(*command, QStringLiteral("no reply came within its wait"));
+        OsdCommand *const command = m_commands->inFlightTo(device);
+        if (command != nullptr && hasHadItsTime(*command)) {
+            m_commands->giveUp(*command, command->isWritten ? QStringLiteral("no reply came within its wait")
+                                                            : QStringLiteral("it could not be sent within its wait"));
             freed.push_back(&device);
         }
     }
     schedule();
     return freed;
+}
+
+/** The channel counts from its taking; a command that had to wait for room has no less time than others. */
+bool OsdWatch::hasHadItsTime(const OsdCommand &command) const
+{
+    const auto least = timing::shortestOsdWait(milliseconds(command.record.iWaitTime));
+    return !command.isWritten || Clock::now() - command.writtenAt >= least;
 }
 
 /** Those that may have been freed; now and then all busy ones, since a wall clock that was set frees them early. */

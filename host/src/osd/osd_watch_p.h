@@ -28,6 +28,7 @@ public:
 private:
     using Due = std::pair<TimePoint, Ticket>;
 
+    bool hasHadItsTime(const OsdCommand &command) const;
     QStringList devicesToLookAt();
     void schedule();
 
