@@ -105,3 +105,20 @@ TEST_F(OsdAddresses, SettingsOfTheSocketsStayWhileTheHostRuns)
     ASSERT_TRUE(waitForEnd(enqueue(one)));
     EXPECT_EQ(host->counters().answered, 1U);
 }
+
+TEST_F(OsdAddresses, DevicesOfBothFamiliesAreReached)
+{
+    const QString ipv6 = QStringLiteral("::1");
+    QUdpSocket probe;
+    if (!probe.bind(QHostAddress(ipv6), device(0).port())) {
+        GTEST_SKIP() << "this machine has no IPv6: " << probe.errorString().toStdString();
+    }
+    probe.close();
+    PlayedDevice other(ipv6, device(0).port());
+    start();
+    ASSERT_TRUE(waitForEnd(enqueue(device(1))));
+    const Ticket ticket = enqueue(other);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(host->counters().answered, 2U);
+}

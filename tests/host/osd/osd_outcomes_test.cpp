@@ -30,6 +30,19 @@ TEST_F(OsdOutcomes, AnAnsweredCommandEndsWithItsReplyAndRoundTrip)
     EXPECT_TRUE(waitFor([&] { return count("received") == 1; }));
 }
 
+TEST_F(OsdOutcomes, TheLargestPayloadGoesThereAndBack)
+{
+    const QByteArray largest(OsdDatagramCodec::maxPayload, 'x');
+    PlayedDevice &one = device(1);
+    start();
+    for (int round = 0; round < 2; ++round) {
+        const Ticket ticket = enqueue(one, answeredWaitMs, largest);
+        ASSERT_TRUE(waitForEnd(ticket));
+        EXPECT_EQ(outcomeOf(ticket), "answered");
+        EXPECT_EQ(ends[ticket].front().reply.baData, largest);
+    }
+}
+
 TEST_F(OsdOutcomes, CommandsOfOneDeviceGoOutOneByOneInTheOrderGiven)
 {
     PlayedDevice &one = device(1);
