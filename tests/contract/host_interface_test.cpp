@@ -5,6 +5,7 @@
 #include <host/command_options.h>
 #include <host/command_result.h>
 #include <host/counters.h>
+#include <host/datagram_transport.h>
 #include <host/device_host.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
@@ -116,6 +117,7 @@ BIZ_HAS_TYPE(Counters::late, quint64);
 BIZ_HAS_TYPE(Counters::duplicate, quint64);
 BIZ_HAS_TYPE(Counters::foreign, quint64);
 BIZ_HAS_TYPE(Counters::dropped, quint64);
+BIZ_HAS_TYPE(Counters::overflowed, quint64);
 BIZ_HAS_TYPE(Counters::refusedBytes, quint64);
 BIZ_HAS_TYPE(Counters::refusedFrames, quint64);
 BIZ_HAS_TYPE(Counters::bytesOut, quint64);
@@ -148,28 +150,33 @@ BIZ_LIES_AT(Counters, late, 120);
 BIZ_LIES_AT(Counters, duplicate, 128);
 BIZ_LIES_AT(Counters, foreign, 136);
 BIZ_LIES_AT(Counters, dropped, 144);
-BIZ_LIES_AT(Counters, refusedBytes, 152);
-BIZ_LIES_AT(Counters, refusedFrames, 160);
-BIZ_LIES_AT(Counters, bytesOut, 168);
-BIZ_LIES_AT(Counters, bytesIn, 176);
-BIZ_LIES_AT(Counters, rejectedByRule, 184);
-BIZ_LIES_AT(Counters, queueLength, 192);
-BIZ_LIES_AT(Counters, queueLengthMax, 196);
-BIZ_LIES_AT(Counters, lastSeenUtcMs, 200);
-BIZ_LIES_AT(Counters, roundTripMinMs, 208);
-BIZ_LIES_AT(Counters, roundTripMedianMs, 216);
-BIZ_LIES_AT(Counters, roundTripP99Ms, 224);
-BIZ_LIES_AT(Counters, roundTripMaxMs, 232);
-static_assert(sizeof(void *) != 8 || sizeof(Counters) == 240, "a field was added or removed");
+BIZ_LIES_AT(Counters, overflowed, 152);
+BIZ_LIES_AT(Counters, refusedBytes, 160);
+BIZ_LIES_AT(Counters, refusedFrames, 168);
+BIZ_LIES_AT(Counters, bytesOut, 176);
+BIZ_LIES_AT(Counters, bytesIn, 184);
+BIZ_LIES_AT(Counters, rejectedByRule, 192);
+BIZ_LIES_AT(Counters, queueLength, 200);
+BIZ_LIES_AT(Counters, queueLengthMax, 204);
+BIZ_LIES_AT(Counters, lastSeenUtcMs, 208);
+BIZ_LIES_AT(Counters, roundTripMinMs, 216);
+BIZ_LIES_AT(Counters, roundTripMedianMs, 224);
+BIZ_LIES_AT(Counters, roundTripP99Ms, 232);
+BIZ_LIES_AT(Counters, roundTripMaxMs, 240);
+static_assert(sizeof(void *) != 8 || sizeof(Counters) == 248, "a field was added or removed");
 
 BIZ_HAS_TYPE(OsdDeviceStatus::ip, QString);
 BIZ_HAS_TYPE(OsdDeviceStatus::counters, Counters);
 BIZ_HAS_TYPE(OsdDeviceStatus::inFlight, bool);
+BIZ_HAS_TYPE(OsdDeviceStatus::reachable, bool);
+BIZ_HAS_TYPE(OsdDeviceStatus::silentSinceUtcMs, qint64);
 static_assert(std::is_standard_layout<OsdDeviceStatus>::value, "the places below need it");
 BIZ_LIES_AT(OsdDeviceStatus, ip, 0);
 BIZ_LIES_AT(OsdDeviceStatus, counters, 8);
-BIZ_LIES_AT(OsdDeviceStatus, inFlight, 248);
-static_assert(sizeof(void *) != 8 || sizeof(OsdDeviceStatus) == 256, "a field was added or removed");
+BIZ_LIES_AT(OsdDeviceStatus, inFlight, 256);
+BIZ_LIES_AT(OsdDeviceStatus, reachable, 257);
+BIZ_LIES_AT(OsdDeviceStatus, silentSinceUtcMs, 264);
+static_assert(sizeof(void *) != 8 || sizeof(OsdDeviceStatus) == 272, "a field was added or removed");
 
 BIZ_HAS_TYPE(Refusal::bytes, int);
 BIZ_HAS_TYPE(Refusal::reason, QString);
@@ -205,6 +212,13 @@ BIZ_LIES_AT(ReplyJudgement, brokenHeadBytes, 24);
 BIZ_LIES_AT(ReplyJudgement, brokenPayload, 32);
 static_assert(sizeof(void *) != 8 || sizeof(ReplyJudgement) == 40, "a field was added or removed");
 
+BIZ_HAS_TYPE(DatagramTransport::SendResult::sent, DatagramTransport::Sent);
+BIZ_HAS_TYPE(DatagramTransport::SendResult::problem, QString);
+static_assert(std::is_standard_layout<DatagramTransport::SendResult>::value, "the places below need it");
+BIZ_LIES_AT(DatagramTransport::SendResult, sent, 0);
+BIZ_LIES_AT(DatagramTransport::SendResult, problem, 8);
+static_assert(sizeof(void *) != 8 || sizeof(DatagramTransport::SendResult) == 16, "a field was added or removed");
+
 BIZ_HAS_TYPE(RuleInWords::command, quint8);
 BIZ_HAS_TYPE(RuleInWords::subCodes, QString);
 BIZ_HAS_TYPE(RuleInWords::rule, QString);
@@ -235,12 +249,17 @@ static_assert(static_cast<int>(Error::None) == 0 && static_cast<int>(Error::Chan
 static_assert(static_cast<int>(LinkState::Closed) == 0 && static_cast<int>(LinkState::Connecting) == 1 &&
                   static_cast<int>(LinkState::Up) == 2 && static_cast<int>(LinkState::Lost) == 3,
               "applications hold the numbers");
+static_assert(static_cast<int>(DatagramTransport::Sent::Yes) == 0 &&
+                  static_cast<int>(DatagramTransport::Sent::Later) == 1 &&
+                  static_cast<int>(DatagramTransport::Sent::No) == 2,
+              "applications hold the numbers");
 static_assert(static_cast<int>(WhileDown::FailFast) == 0 && static_cast<int>(WhileDown::Hold) == 1,
               "applications hold the numbers");
 
 // What an application derives from has a table of virtual functions and nothing that may grow; its
 // hosts and codecs hide their members behind a pointer.
 static_assert(sizeof(DeviceLink) == sizeof(QObject), "a link of an application begins with it");
+static_assert(sizeof(DatagramTransport) == sizeof(QObject), "a transport of an application begins with it");
 static_assert(sizeof(FrameCodec) == sizeof(void *), "a codec of an application begins with it");
 static_assert(sizeof(ReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
 static_assert(sizeof(OsdReplyMatcher) == sizeof(void *), "a matcher of an application begins with it");
@@ -271,6 +290,16 @@ TEST(HostInterface, FunctionsOfALinkStandBehindThoseOfItsBase)
     EXPECT_EQ(placeOf(&DeviceLink::discard), first + 6);
     EXPECT_EQ(placeOf(&DeviceLink::keepsMessageBoundaries), first + 7);
     EXPECT_EQ(placeOf(&DeviceLink::name), first + 8);
+}
+
+TEST(HostInterface, FunctionsOfATransportStandBehindThoseOfItsBase)
+{
+    const std::ptrdiff_t first = placeOf(&DatagramTransport::open);
+    EXPECT_EQ(first, 12);
+    EXPECT_EQ(placeOf(&DatagramTransport::close), first + 1);
+    EXPECT_EQ(placeOf(&DatagramTransport::send), first + 2);
+    EXPECT_EQ(placeOf(&DatagramTransport::readPending), first + 3);
+    EXPECT_EQ(placeOf(&DatagramTransport::forget), first + 4);
 }
 
 TEST(HostInterface, FunctionsOfACodecKeepTheirPlaces)
