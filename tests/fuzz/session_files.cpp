@@ -1,6 +1,6 @@
 #include "fuzz_target.h"
 
-#include <biz_console/session_reader.h>
+#include <biz_console/session/session_reader.h>
 
 namespace {
 

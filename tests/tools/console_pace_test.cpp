@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <biz_console/pace.h>
-#include <biz_console/session_walk.h>
+#include <biz_console/session/pace.h>
+#include <biz_console/session/session_walk.h>
 
 using namespace biz::console;
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <biz_console/session_reader.h>
+#include <biz_console/session/session_reader.h>
 
 using namespace biz::console;
 using biz::host::Outcome;

@@ -5,7 +5,7 @@
 
 #include <QtCore/QHash>
 
-#include <biz_console/session.h>
+#include <biz_console/session/session.h>
 #include <biz_console/session_run.h>
 #include <host/device_host.h>
 

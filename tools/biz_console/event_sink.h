@@ -8,8 +8,8 @@
 #include <QtCore/QVector>
 
 #include <biz_console/exit_codes.h>
-#include <biz_console/expectation.h>
 #include <biz_console/osd_table.h>
+#include <biz_console/session/expectation.h>
 #include <biz_console/summary.h>
 #include <host/command_result.h>
 #include <host/link_status.h>

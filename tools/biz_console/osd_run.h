@@ -5,7 +5,7 @@
 #include <QtCore/QHash>
 
 #include <biz_console/osd_table.h>
-#include <biz_console/session.h>
+#include <biz_console/session/session.h>
 #include <biz_console/session_run.h>
 #include <host/osd_host.h>
 

@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/expectation.h>
+#include <biz_console/session/expectation.h>
 
 namespace biz::console {
 

@@ -3,7 +3,7 @@
 #include <biz_console/device_run.h>
 #include <biz_console/record_option.h>
 #include <biz_console/run_options.h>
-#include <biz_console/session_reader.h>
+#include <biz_console/session/session_reader.h>
 
 namespace biz::console {
 

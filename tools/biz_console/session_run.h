@@ -4,9 +4,9 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-#include <biz_console/pace.h>
 #include <biz_console/run_report.h>
-#include <biz_console/session_walk.h>
+#include <biz_console/session/pace.h>
+#include <biz_console/session/session_walk.h>
 
 namespace biz::console {
 

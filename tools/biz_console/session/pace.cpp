@@ -1,4 +1,4 @@
-#include <biz_console/pace.h>
+#include <biz_console/session/pace.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <biz_console/session_walk.h>
+#include <biz_console/session/session_walk.h>
 
 #include <utility>
 

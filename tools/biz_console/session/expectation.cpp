@@ -1,4 +1,4 @@
-#include <biz_console/expectation.h>
+#include <biz_console/session/expectation.h>
 
 #include <algorithm>
 #include <iterator>

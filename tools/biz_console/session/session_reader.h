@@ -4,7 +4,7 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-#include <biz_console/session.h>
+#include <biz_console/session/session.h>
 #include <common/json_reader.h>
 
 namespace biz::console {

@@ -9,7 +9,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/expectation.h>
+#include <biz_console/session/expectation.h>
 #include <model/model_osdparam.h>
 #include <model/model_protocoldata.h>
 

@@ -1,4 +1,4 @@
-#include <biz_console/session_reader.h>
+#include <biz_console/session/session_reader.h>
 
 #include <algorithm>
 
