@@ -7,7 +7,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_console/run_report.h>
+#include <biz_console/run/run_report.h>
 
 namespace biz::console {
 

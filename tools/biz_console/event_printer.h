@@ -5,7 +5,7 @@
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
-#include <biz_console/event_sink.h>
+#include <biz_console/run/event_sink.h>
 
 namespace biz::console {
 

@@ -7,7 +7,7 @@
 #include <QtCore/QFile>
 
 #include <biz_console/recorder.h>
-#include <biz_console/session_run.h>
+#include <biz_console/run/session_run.h>
 
 namespace biz::console {
 

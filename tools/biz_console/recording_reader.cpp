@@ -7,7 +7,7 @@
 #include <biz_console/command_line.h>
 #include <biz_console/input_file.h>
 #include <biz_console/recorder.h>
-#include <biz_console/session_run.h>
+#include <biz_console/run/session_run.h>
 #include <host/osd_datagram_codec.h>
 
 namespace biz::console {

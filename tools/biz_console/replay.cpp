@@ -8,12 +8,12 @@
 #include <QtCore/QTimer>
 
 #include <biz_console/command_line.h>
-#include <biz_console/device_run.h>
-#include <biz_console/osd_run.h>
 #include <biz_console/recorder.h>
 #include <biz_console/recording_reader.h>
 #include <biz_console/replay_devices.h>
 #include <biz_console/replay_link.h>
+#include <biz_console/run/device_run.h>
+#include <biz_console/run/osd_run.h>
 
 namespace biz::console {
 

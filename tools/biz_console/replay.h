@@ -4,7 +4,7 @@
 #include <functional>
 
 #include <biz_console/recording.h>
-#include <biz_console/session_run.h>
+#include <biz_console/run/session_run.h>
 
 namespace biz::console {
 

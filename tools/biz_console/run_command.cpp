@@ -1,7 +1,7 @@
 #include <biz_console/command_line.h>
 
-#include <biz_console/device_run.h>
 #include <biz_console/record_option.h>
+#include <biz_console/run/device_run.h>
 #include <biz_console/run_options.h>
 #include <biz_console/session/session_reader.h>
 

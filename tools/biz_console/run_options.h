@@ -6,7 +6,7 @@
 #include <QtCore/QCommandLineParser>
 
 #include <biz_console/event_printer.h>
-#include <biz_console/session_run.h>
+#include <biz_console/run/session_run.h>
 #include <host/device_link.h>
 
 namespace biz::console {

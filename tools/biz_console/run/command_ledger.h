@@ -9,7 +9,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_console/event_sink.h>
+#include <biz_console/run/event_sink.h>
 #include <host/command_result.h>
 
 namespace biz::console {

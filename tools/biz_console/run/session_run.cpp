@@ -1,4 +1,4 @@
-#include <biz_console/session_run.h>
+#include <biz_console/run/session_run.h>
 
 #include <cmath>
 

@@ -4,7 +4,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-#include <biz_console/run_report.h>
+#include <biz_console/run/run_report.h>
 #include <biz_console/session/pace.h>
 #include <biz_console/session/session_walk.h>
 

@@ -1,4 +1,4 @@
-#include <biz_console/osd_run.h>
+#include <biz_console/run/osd_run.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/run_times.h>
+#include <biz_console/run/run_times.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/device_run.h>
+#include <biz_console/run/device_run.h>
 
 #include <host/reply_words.h>
 

@@ -7,10 +7,10 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
 
-#include <biz_console/command_ledger.h>
-#include <biz_console/event_sink.h>
-#include <biz_console/exit_codes.h>
-#include <biz_console/run_times.h>
+#include <biz_console/run/command_ledger.h>
+#include <biz_console/run/event_sink.h>
+#include <biz_console/run/exit_codes.h>
+#include <biz_console/run/run_times.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/event_sink.h>
+#include <biz_console/run/event_sink.h>
 
 namespace biz::console {
 

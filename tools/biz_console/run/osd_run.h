@@ -5,8 +5,8 @@
 #include <QtCore/QHash>
 
 #include <biz_console/osd_table.h>
+#include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
-#include <biz_console/session_run.h>
 #include <host/osd_host.h>
 
 namespace biz::console {

@@ -1,4 +1,4 @@
-#include <biz_console/run_report.h>
+#include <biz_console/run/run_report.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
