@@ -4,7 +4,7 @@
 
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <biz_console/error_log_line.h>
-#include <biz_console/summary.h>
+#include <biz_console/output/summary.h>
 #include <support/scratch_folder.h>
 
 using namespace biz::console;

@@ -4,7 +4,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/summary.h>
+#include <biz_console/output/summary.h>
 #include <tools/console_process.h>
 
 using namespace biz::test;

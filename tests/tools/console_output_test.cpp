@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <biz_console/event_printer.h>
-#include <biz_console/osd_table.h>
-#include <biz_console/summary.h>
+#include <biz_console/output/event_printer.h>
+#include <biz_console/output/osd_table.h>
+#include <biz_console/output/summary.h>
 
 using namespace biz::console;
 namespace host = biz::host;

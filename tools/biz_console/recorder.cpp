@@ -3,7 +3,7 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonDocument>
 
-#include <biz_console/json_sink.h>
+#include <biz_console/output/json_sink.h>
 #include <host/version.h>
 
 namespace biz::console {

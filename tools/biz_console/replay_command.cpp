@@ -5,7 +5,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
 
-#include <biz_console/event_printer.h>
+#include <biz_console/output/event_printer.h>
 #include <biz_console/recording_compare.h>
 #include <biz_console/recording_reader.h>
 #include <biz_console/replay.h>

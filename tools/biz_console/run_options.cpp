@@ -4,8 +4,8 @@
 #include <QtNetwork/QHostAddress>
 
 #include <biz_console/command_line.h>
-#include <biz_console/json_sink.h>
-#include <biz_console/watch_view.h>
+#include <biz_console/output/json_sink.h>
+#include <biz_console/output/watch_view.h>
 
 namespace biz::console {
 

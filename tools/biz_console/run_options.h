@@ -5,7 +5,7 @@
 
 #include <QtCore/QCommandLineParser>
 
-#include <biz_console/event_printer.h>
+#include <biz_console/output/event_printer.h>
 #include <biz_console/run/session_run.h>
 #include <host/device_link.h>
 

@@ -5,11 +5,11 @@
 #include <QtNetwork/QHostAddress>
 
 #include <biz_console/checked_reply.h>
-#include <biz_console/json_sink.h>
+#include <biz_console/output/json_sink.h>
+#include <biz_console/output/send_printer.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
 #include <biz_console/run_options.h>
-#include <biz_console/send_printer.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>

@@ -7,10 +7,10 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/osd_table.h>
+#include <biz_console/output/osd_table.h>
+#include <biz_console/output/summary.h>
 #include <biz_console/run/exit_codes.h>
 #include <biz_console/session/expectation.h>
-#include <biz_console/summary.h>
 #include <host/command_result.h>
 #include <host/link_status.h>
 

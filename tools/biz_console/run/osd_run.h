@@ -4,7 +4,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 
-#include <biz_console/osd_table.h>
+#include <biz_console/output/osd_table.h>
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
 #include <host/osd_host.h>

@@ -1,8 +1,8 @@
-#include <biz_console/event_printer.h>
+#include <biz_console/output/event_printer.h>
 
 #include <QtCore/QLocale>
 
-#include <biz_console/closing_lines.h>
+#include <biz_console/output/closing_lines.h>
 
 namespace biz::console {
 

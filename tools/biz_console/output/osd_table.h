@@ -5,7 +5,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/summary.h>
+#include <biz_console/output/summary.h>
 
 namespace biz::console {
 

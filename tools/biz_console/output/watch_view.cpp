@@ -1,10 +1,10 @@
-#include <biz_console/watch_view.h>
+#include <biz_console/output/watch_view.h>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <biz_console/closing_lines.h>
-#include <biz_console/event_printer.h>
+#include <biz_console/output/closing_lines.h>
+#include <biz_console/output/event_printer.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/send_printer.h>
+#include <biz_console/output/send_printer.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/summary.h>
+#include <biz_console/output/summary.h>
 
 #include <algorithm>
 

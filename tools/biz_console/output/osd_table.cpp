@@ -1,4 +1,4 @@
-#include <biz_console/osd_table.h>
+#include <biz_console/output/osd_table.h>
 
 namespace biz::console {
 

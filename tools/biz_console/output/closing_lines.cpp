@@ -1,4 +1,4 @@
-#include <biz_console/closing_lines.h>
+#include <biz_console/output/closing_lines.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <biz_console/json_sink.h>
+#include <biz_console/output/json_sink.h>
 
 #include <cmath>
 
