@@ -1,8 +1,8 @@
 #include "fuzz_target.h"
 
 #include <biz_console/command_line.h>
-#include <biz_console/recording_compare.h>
-#include <biz_console/recording_reader.h>
+#include <biz_console/recording/recording_compare.h>
+#include <biz_console/recording/recording_reader.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

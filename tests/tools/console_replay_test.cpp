@@ -6,8 +6,8 @@
 #include <QtCore/QJsonObject>
 
 #include <biz_console/command_line.h>
-#include <biz_console/recording_compare.h>
-#include <biz_console/recording_reader.h>
+#include <biz_console/recording/recording_compare.h>
+#include <biz_console/recording/recording_reader.h>
 #include <host/version.h>
 #include <tools/console_process.h>
 

@@ -6,7 +6,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QFile>
 
-#include <biz_console/recorder.h>
+#include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>
 
 namespace biz::console {

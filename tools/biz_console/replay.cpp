@@ -8,8 +8,8 @@
 #include <QtCore/QTimer>
 
 #include <biz_console/command_line.h>
-#include <biz_console/recorder.h>
-#include <biz_console/recording_reader.h>
+#include <biz_console/recording/recorder.h>
+#include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay_devices.h>
 #include <biz_console/replay_link.h>
 #include <biz_console/run/device_run.h>

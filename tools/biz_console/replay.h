@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include <biz_console/recording.h>
+#include <biz_console/recording/recording.h>
 #include <biz_console/run/session_run.h>
 
 namespace biz::console {

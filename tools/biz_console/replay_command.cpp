@@ -6,8 +6,8 @@
 #include <QtCore/QTemporaryDir>
 
 #include <biz_console/output/event_printer.h>
-#include <biz_console/recording_compare.h>
-#include <biz_console/recording_reader.h>
+#include <biz_console/recording/recording_compare.h>
+#include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay.h>
 
 namespace biz::console {

@@ -8,7 +8,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-#include <biz_console/recording.h>
+#include <biz_console/recording/recording.h>
 
 namespace biz::console {
 

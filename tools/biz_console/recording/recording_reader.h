@@ -3,8 +3,8 @@
 
 #include <QtCore/QHash>
 
-#include <biz_console/recording.h>
-#include <biz_console/recording_line.h>
+#include <biz_console/recording/recording.h>
+#include <biz_console/recording/recording_line.h>
 
 namespace biz::console {
 

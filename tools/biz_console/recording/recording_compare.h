@@ -3,7 +3,7 @@
 
 #include <QtCore/QStringList>
 
-#include <biz_console/recording.h>
+#include <biz_console/recording/recording.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/recording_reader.h>
+#include <biz_console/recording/recording_reader.h>
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 
 #include <biz_console/command_line.h>
 #include <biz_console/input_file.h>
-#include <biz_console/recorder.h>
+#include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>
 #include <host/osd_datagram_codec.h>
 

@@ -1,4 +1,4 @@
-#include <biz_console/recording_line.h>
+#include <biz_console/recording/recording_line.h>
 
 #include <cmath>
 #include <limits>

@@ -1,4 +1,4 @@
-#include <biz_console/recorder.h>
+#include <biz_console/recording/recorder.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonDocument>

@@ -1,4 +1,4 @@
-#include <biz_console/recording_compare.h>
+#include <biz_console/recording/recording_compare.h>
 
 #include <algorithm>
 
