@@ -8,7 +8,7 @@
 #include <biz_console/output/event_printer.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
-#include <biz_console/replay.h>
+#include <biz_console/replay/replay.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/replay_script.h>
+#include <biz_console/replay/replay_script.h>
 
 #include <algorithm>
 #include <cmath>

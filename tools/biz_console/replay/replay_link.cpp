@@ -1,4 +1,4 @@
-#include <biz_console/replay_link.h>
+#include <biz_console/replay/replay_link.h>
 
 namespace biz::console {
 

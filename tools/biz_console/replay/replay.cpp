@@ -1,4 +1,4 @@
-#include <biz_console/replay.h>
+#include <biz_console/replay/replay.h>
 
 #include <algorithm>
 
@@ -10,8 +10,8 @@
 #include <biz_console/command_line.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/recording/recording_reader.h>
-#include <biz_console/replay_devices.h>
-#include <biz_console/replay_link.h>
+#include <biz_console/replay/replay_devices.h>
+#include <biz_console/replay/replay_link.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
 

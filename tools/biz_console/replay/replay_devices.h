@@ -7,7 +7,7 @@
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QUdpSocket>
 
-#include <biz_console/replay_script.h>
+#include <biz_console/replay/replay_script.h>
 
 namespace biz::console {
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include <biz_console/replay_script.h>
+#include <biz_console/replay/replay_script.h>
 #include <host/device_link.h>
 
 namespace biz::console {

@@ -1,4 +1,4 @@
-#include <biz_console/replay_devices.h>
+#include <biz_console/replay/replay_devices.h>
 
 #include <QtNetwork/QNetworkDatagram>
 
