@@ -1,6 +1,6 @@
 #include "fuzz_target.h"
 
-#include <biz_console/error_log_line.h>
+#include <biz_console/replies/error_log_line.h>
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <QtCore/QFile>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_console/error_log_line.h>
 #include <biz_console/output/summary.h>
+#include <biz_console/replies/error_log_line.h>
 #include <support/scratch_folder.h>
 
 using namespace biz::console;

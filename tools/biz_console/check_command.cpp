@@ -2,8 +2,8 @@
 
 #include <QtCore/QJsonDocument>
 
-#include <biz_console/checked_reply.h>
 #include <biz_console/input_file.h>
+#include <biz_console/replies/checked_reply.h>
 #include <common/json_reader.h>
 
 namespace biz::console {

@@ -8,9 +8,9 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/checked_reply.h>
-#include <biz_console/error_log_line.h>
 #include <biz_console/input_file.h>
+#include <biz_console/replies/checked_reply.h>
+#include <biz_console/replies/error_log_line.h>
 
 namespace biz::console {
 

@@ -4,9 +4,9 @@
 
 #include <QtNetwork/QHostAddress>
 
-#include <biz_console/checked_reply.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/send_printer.h>
+#include <biz_console/replies/checked_reply.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
 #include <biz_console/run_options.h>

@@ -1,4 +1,4 @@
-#include <biz_console/checked_reply.h>
+#include <biz_console/replies/checked_reply.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <biz_console/error_log_line.h>
+#include <biz_console/replies/error_log_line.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QLocale>
