@@ -1,6 +1,6 @@
 #include "fuzz_target.h"
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
 

@@ -5,7 +5,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
 #include <host/version.h>

@@ -1,6 +1,6 @@
 #include <biz_console/input_file.h>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 namespace biz::console {
 

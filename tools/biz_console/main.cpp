@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 namespace {
 

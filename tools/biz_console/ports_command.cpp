@@ -1,4 +1,4 @@
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>

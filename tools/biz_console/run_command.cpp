@@ -1,8 +1,8 @@
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
-#include <biz_console/record_option.h>
+#include <biz_console/cli/record_option.h>
+#include <biz_console/cli/run_options.h>
 #include <biz_console/run/device_run.h>
-#include <biz_console/run_options.h>
 #include <biz_console/session/session_reader.h>
 
 namespace biz::console {

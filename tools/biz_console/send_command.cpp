@@ -1,15 +1,15 @@
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 #include <algorithm>
 
 #include <QtNetwork/QHostAddress>
 
+#include <biz_console/cli/run_options.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/send_printer.h>
 #include <biz_console/replies/checked_reply.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
-#include <biz_console/run_options.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>

@@ -5,7 +5,7 @@
 
 #include <QtCore/QJsonDocument>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <common/json_reader.h>
 
 namespace biz::console {

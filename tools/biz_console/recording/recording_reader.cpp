@@ -4,7 +4,7 @@
 
 #include <QtCore/QCryptographicHash>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <biz_console/input_file.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>

@@ -7,7 +7,7 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay/replay_devices.h>

@@ -5,7 +5,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QRegularExpression>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
 

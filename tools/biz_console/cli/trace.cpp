@@ -1,4 +1,4 @@
-#include <biz_console/trace.h>
+#include <biz_console/cli/trace.h>
 
 #include <atomic>
 #include <cstdio>

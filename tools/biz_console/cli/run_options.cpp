@@ -1,9 +1,9 @@
-#include <biz_console/run_options.h>
+#include <biz_console/cli/run_options.h>
 
 #include <QtCore/QUrl>
 #include <QtNetwork/QHostAddress>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/watch_view.h>
 

@@ -1,6 +1,6 @@
-#include <biz_console/record_option.h>
+#include <biz_console/cli/record_option.h>
 
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 namespace biz::console {
 

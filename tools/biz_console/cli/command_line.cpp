@@ -1,8 +1,8 @@
-#include <biz_console/command_line.h>
+#include <biz_console/cli/command_line.h>
 
 #include <QtCore/QDir>
 
-#include <biz_console/trace.h>
+#include <biz_console/cli/trace.h>
 
 namespace biz::console {
 
