@@ -7,8 +7,8 @@
 #include <QtCore/QFile>
 
 #include <biz_simulator/device_file.h>
+#include <biz_simulator/faults/wire_faults.h>
 #include <biz_simulator/peer.h>
-#include <biz_simulator/wire_faults.h>
 #include <common/json_reader.h>
 #include <host/wait_for.h>
 

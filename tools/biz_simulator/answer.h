@@ -6,7 +6,7 @@
 #include <QtCore/QVector>
 
 #include <biz_cmdswork/reply_rules_p.h>
-#include <biz_simulator/fault_plan.h>
+#include <biz_simulator/faults/fault_plan.h>
 #include <model/model_protocoldata.h>
 
 namespace biz::simulator {

@@ -7,7 +7,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 
-#include <biz_simulator/fault_kind.h>
+#include <biz_simulator/faults/fault_kind.h>
 
 namespace biz::simulator {
 

@@ -3,7 +3,7 @@
 
 #include <QtCore/QByteArray>
 
-#include <biz_simulator/fault_plan.h>
+#include <biz_simulator/faults/fault_plan.h>
 #include <common/json_reader.h>
 
 /**

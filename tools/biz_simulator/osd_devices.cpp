@@ -3,7 +3,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QNetworkDatagram>
 
-#include <biz_simulator/wire_faults.h>
+#include <biz_simulator/faults/wire_faults.h>
 #include <host/osd_datagram_codec.h>
 
 namespace biz::simulator {

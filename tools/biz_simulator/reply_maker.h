@@ -4,7 +4,7 @@
 #include <optional>
 
 #include <biz_cmdswork/reply_rules_p.h>
-#include <biz_simulator/fault_kind.h>
+#include <biz_simulator/faults/fault_kind.h>
 #include <model/model_protocoldata.h>
 
 /**

@@ -4,7 +4,7 @@
 
 #include <QtCore/QTimer>
 
-#include <biz_simulator/wire_faults.h>
+#include <biz_simulator/faults/wire_faults.h>
 
 namespace biz::simulator {
 

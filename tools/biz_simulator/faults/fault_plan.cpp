@@ -1,4 +1,4 @@
-#include <biz_simulator/fault_plan.h>
+#include <biz_simulator/faults/fault_plan.h>
 
 #include <QtNetwork/QHostAddress>
 

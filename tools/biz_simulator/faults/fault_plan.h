@@ -6,7 +6,7 @@
 
 #include <QtCore/QVector>
 
-#include <biz_simulator/fault_kind.h>
+#include <biz_simulator/faults/fault_kind.h>
 
 namespace biz::simulator {
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/wire_faults.h>
+#include <biz_simulator/faults/wire_faults.h>
 
 #include <random>
 #include <set>

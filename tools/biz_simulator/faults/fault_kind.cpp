@@ -1,4 +1,4 @@
-#include <biz_simulator/fault_kind.h>
+#include <biz_simulator/faults/fault_kind.h>
 
 #include <array>
 
