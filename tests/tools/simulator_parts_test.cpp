@@ -8,7 +8,7 @@
 
 #include <biz_simulator/device_file.h>
 #include <biz_simulator/faults/wire_faults.h>
-#include <biz_simulator/peer.h>
+#include <biz_simulator/transport/peer.h>
 #include <common/json_reader.h>
 #include <host/wait_for.h>
 

@@ -8,7 +8,7 @@
 
 #include <biz_cmdswork/reply_rules_p.h>
 #include <biz_simulator/faults/fault_plan.h>
-#include <biz_simulator/listen_address.h>
+#include <biz_simulator/transport/listen_address.h>
 #include <host/osd_host.h>
 
 namespace biz::simulator {

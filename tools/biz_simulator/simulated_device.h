@@ -4,7 +4,7 @@
 #include <biz_simulator/answer.h>
 #include <biz_simulator/event_log.h>
 #include <biz_simulator/settings.h>
-#include <biz_simulator/transport.h>
+#include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
 

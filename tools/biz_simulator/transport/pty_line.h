@@ -5,7 +5,7 @@
 
 #include <QtCore/QSocketNotifier>
 
-#include <biz_simulator/peer.h>
+#include <biz_simulator/transport/peer.h>
 
 namespace biz::simulator {
 

@@ -4,7 +4,7 @@
 #include <QtCore/QVector>
 #include <QtNetwork/QUdpSocket>
 
-#include <biz_simulator/transport.h>
+#include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
 

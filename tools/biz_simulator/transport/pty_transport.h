@@ -1,7 +1,7 @@
 #ifndef BIZ_SIMULATOR_PTY_TRANSPORT_H
 #define BIZ_SIMULATOR_PTY_TRANSPORT_H
 
-#include <biz_simulator/transport.h>
+#include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
 

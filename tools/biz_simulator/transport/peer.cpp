@@ -1,4 +1,4 @@
-#include <biz_simulator/peer.h>
+#include <biz_simulator/transport/peer.h>
 
 #include <utility>
 

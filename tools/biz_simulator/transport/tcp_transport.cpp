@@ -1,4 +1,4 @@
-#include <biz_simulator/tcp_transport.h>
+#include <biz_simulator/transport/tcp_transport.h>
 
 #include <QtCore/QPointer>
 

@@ -4,7 +4,7 @@
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
-#include <biz_simulator/transport.h>
+#include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
 

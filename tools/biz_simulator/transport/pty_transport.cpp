@@ -1,9 +1,9 @@
-#include <biz_simulator/pty_transport.h>
+#include <biz_simulator/transport/pty_transport.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
-#include <biz_simulator/pty_line.h>
+#include <biz_simulator/transport/pty_line.h>
 
 namespace biz::simulator {
 

@@ -1,8 +1,8 @@
 #ifndef BIZ_SIMULATOR_TRANSPORT_H
 #define BIZ_SIMULATOR_TRANSPORT_H
 
-#include <biz_simulator/listen_address.h>
-#include <biz_simulator/peer.h>
+#include <biz_simulator/transport/listen_address.h>
+#include <biz_simulator/transport/peer.h>
 
 namespace biz::simulator {
 

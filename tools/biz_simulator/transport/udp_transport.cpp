@@ -1,4 +1,4 @@
-#include <biz_simulator/udp_transport.h>
+#include <biz_simulator/transport/udp_transport.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/pty_line.h>
+#include <biz_simulator/transport/pty_line.h>
 
 #include <array>
 #include <cerrno>
