@@ -3,7 +3,7 @@
 #include <array>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_simulator/reply_maker.h>
+#include <biz_simulator/devices/reply_maker.h>
 #include <support/message_recorder.h>
 
 // What the simulator makes is judged by the library's own checkers, as a host would.

@@ -3,7 +3,7 @@
 
 #include <QtCore/QByteArray>
 
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/settings.h>
 
 /**
  * A JSON file that describes any number of devices.

@@ -5,7 +5,7 @@
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QHostAddress>
 
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/settings.h>
 
 namespace biz::simulator {
 

@@ -2,9 +2,9 @@
 
 #include <QtCore/QCoreApplication>
 
-#include <biz_simulator/event_log.h>
+#include <biz_simulator/devices/event_log.h>
+#include <biz_simulator/devices/simulation.h>
 #include <biz_simulator/options.h>
-#include <biz_simulator/simulation.h>
 #include <common/stop_signals.h>
 
 namespace {

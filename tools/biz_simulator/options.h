@@ -3,7 +3,7 @@
 
 #include <QtCore/QStringList>
 
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/settings.h>
 
 namespace biz::simulator {
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/settings.h>
 
 #include <algorithm>
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include <biz_simulator/osd_devices.h>
-#include <biz_simulator/simulated_device.h>
+#include <biz_simulator/devices/osd_devices.h>
+#include <biz_simulator/devices/simulated_device.h>
 
 namespace biz::simulator {
 

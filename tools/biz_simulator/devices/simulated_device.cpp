@@ -1,4 +1,4 @@
-#include <biz_simulator/simulated_device.h>
+#include <biz_simulator/devices/simulated_device.h>
 
 #include <utility>
 

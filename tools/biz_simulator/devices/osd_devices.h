@@ -7,8 +7,8 @@
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QUdpSocket>
 
-#include <biz_simulator/event_log.h>
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/event_log.h>
+#include <biz_simulator/devices/settings.h>
 #include <model/model_osdparam.h>
 
 namespace biz::simulator {

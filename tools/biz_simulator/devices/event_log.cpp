@@ -1,4 +1,4 @@
-#include <biz_simulator/event_log.h>
+#include <biz_simulator/devices/event_log.h>
 
 #include <QtCore/QStringList>
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/osd_devices.h>
+#include <biz_simulator/devices/osd_devices.h>
 
 #include <QtCore/QTimer>
 #include <QtNetwork/QNetworkDatagram>

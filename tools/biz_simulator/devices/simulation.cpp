@@ -1,4 +1,4 @@
-#include <biz_simulator/simulation.h>
+#include <biz_simulator/devices/simulation.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/reply_maker.h>
+#include <biz_simulator/devices/reply_maker.h>
 
 #include <vector>
 

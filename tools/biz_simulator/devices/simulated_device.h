@@ -1,9 +1,9 @@
 #ifndef BIZ_SIMULATOR_SIMULATED_DEVICE_H
 #define BIZ_SIMULATOR_SIMULATED_DEVICE_H
 
-#include <biz_simulator/answer.h>
-#include <biz_simulator/event_log.h>
-#include <biz_simulator/settings.h>
+#include <biz_simulator/devices/answer.h>
+#include <biz_simulator/devices/event_log.h>
+#include <biz_simulator/devices/settings.h>
 #include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {

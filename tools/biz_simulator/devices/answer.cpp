@@ -1,6 +1,6 @@
-#include <biz_simulator/answer.h>
+#include <biz_simulator/devices/answer.h>
 
-#include <biz_simulator/reply_maker.h>
+#include <biz_simulator/devices/reply_maker.h>
 
 namespace biz::simulator {
 
