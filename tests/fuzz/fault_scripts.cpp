@@ -1,7 +1,7 @@
 #include "fuzz_target.h"
 
-#include <biz_simulator/device_file.h>
-#include <biz_simulator/fault_script.h>
+#include <biz_simulator/options/device_file.h>
+#include <biz_simulator/options/fault_script.h>
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <QtCore/QJsonObject>
 
 #include <biz_simulator/devices/reply_maker.h>
-#include <biz_simulator/fault_script.h>
+#include <biz_simulator/options/fault_script.h>
 
 // The example sessions against the rule tables and against the script that plays with them.
 

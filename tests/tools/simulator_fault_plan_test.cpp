@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <biz_simulator/fault_script.h>
 #include <biz_simulator/faults/fault_plan.h>
+#include <biz_simulator/options/fault_script.h>
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <QtCore/QFile>
 
-#include <biz_simulator/options.h>
+#include <biz_simulator/options/options.h>
 #include <support/scratch_folder.h>
 
 namespace {

@@ -6,8 +6,8 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 
-#include <biz_simulator/device_file.h>
 #include <biz_simulator/faults/wire_faults.h>
+#include <biz_simulator/options/device_file.h>
 #include <biz_simulator/transport/peer.h>
 #include <common/json_reader.h>
 #include <host/wait_for.h>

@@ -4,7 +4,7 @@
 
 #include <biz_simulator/devices/event_log.h>
 #include <biz_simulator/devices/simulation.h>
-#include <biz_simulator/options.h>
+#include <biz_simulator/options/options.h>
 #include <common/stop_signals.h>
 
 namespace {

@@ -1,11 +1,11 @@
-#include <biz_simulator/options.h>
+#include <biz_simulator/options/options.h>
 
 #include <limits>
 
 #include <QtCore/QCommandLineParser>
 
-#include <biz_simulator/device_file.h>
-#include <biz_simulator/fault_script.h>
+#include <biz_simulator/options/device_file.h>
+#include <biz_simulator/options/fault_script.h>
 
 namespace biz::simulator {
 

@@ -1,8 +1,8 @@
-#include <biz_simulator/device_file.h>
+#include <biz_simulator/options/device_file.h>
 
 #include <climits>
 
-#include <biz_simulator/fault_script.h>
+#include <biz_simulator/options/fault_script.h>
 
 namespace biz::simulator {
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/fault_script.h>
+#include <biz_simulator/options/fault_script.h>
 
 #include <climits>
 
