@@ -4,7 +4,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 

@@ -5,7 +5,7 @@
 #include <QtCore/QJsonObject>
 
 #include <biz_console/output/summary.h>
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 using biz::console::errorLogOfToday;

@@ -2,7 +2,7 @@
 
 #include <QtSerialPort/QSerialPortInfo>
 
-#include <tools/running_console.h>
+#include <tools/support/running_console.h>
 
 using namespace biz::test;
 

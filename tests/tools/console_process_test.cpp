@@ -5,7 +5,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QRegularExpression>
 
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 

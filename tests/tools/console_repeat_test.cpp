@@ -2,7 +2,7 @@
 
 #include <QtCore/QElapsedTimer>
 
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 

@@ -9,7 +9,7 @@
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
 #include <host/version.h>
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 using namespace biz::console;

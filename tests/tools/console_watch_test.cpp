@@ -5,7 +5,7 @@
 #include <QtCore/QTimer>
 
 #include <host/pseudo_terminal.h>
-#include <tools/console_process.h>
+#include <tools/support/console_process.h>
 
 using namespace biz::test;
 

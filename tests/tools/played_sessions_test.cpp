@@ -2,8 +2,8 @@
 
 #include <QtCore/QTemporaryDir>
 
-#include <tools/running_console.h>
-#include <tools/running_simulator.h>
+#include <tools/support/running_console.h>
+#include <tools/support/running_simulator.h>
 
 // The console plays the example sessions against the simulator that each is made for.
 

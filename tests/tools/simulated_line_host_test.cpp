@@ -5,7 +5,7 @@
 #include <QtCore/QTemporaryDir>
 
 #include <host/device_host.h>
-#include <tools/running_simulator.h>
+#include <tools/support/running_simulator.h>
 
 // The kit's host against the built simulator, whose line harms replies: every command ends once,
 // and the host finds the next good reply behind whatever came.

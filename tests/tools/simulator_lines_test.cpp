@@ -7,8 +7,8 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QTemporaryDir>
 
-#include <tools/link_client.h>
-#include <tools/running_simulator.h>
+#include <tools/support/link_client.h>
+#include <tools/support/running_simulator.h>
 
 // What a host gets from the built program on each kind of line, over the kit's own links.
 

@@ -12,8 +12,8 @@
 #include <QtNetwork/QUdpSocket>
 
 #include <host/osd_datagram_codec.h>
-#include <tools/link_client.h>
-#include <tools/running_simulator.h>
+#include <tools/support/link_client.h>
+#include <tools/support/running_simulator.h>
 
 // The built program, over real sockets on loopback.
 

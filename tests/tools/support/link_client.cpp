@@ -1,4 +1,4 @@
-#include <tools/link_client.h>
+#include <tools/support/link_client.h>
 
 #include <QtCore/QStringList>
 

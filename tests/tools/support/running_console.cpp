@@ -1,4 +1,4 @@
-#include <tools/running_console.h>
+#include <tools/support/running_console.h>
 
 #include <csignal>
 

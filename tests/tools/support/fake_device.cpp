@@ -1,4 +1,4 @@
-#include <tools/fake_device.h>
+#include <tools/support/fake_device.h>
 
 #include <stdexcept>
 

@@ -10,8 +10,8 @@
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QUdpSocket>
 
-#include <tools/fake_device.h>
-#include <tools/running_console.h>
+#include <tools/support/fake_device.h>
+#include <tools/support/running_console.h>
 
 namespace biz::test {
 

@@ -1,4 +1,4 @@
-#include <tools/running_simulator.h>
+#include <tools/support/running_simulator.h>
 
 #include <csignal>
 
