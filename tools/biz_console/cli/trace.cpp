@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
@@ -13,10 +14,16 @@ namespace {
 
 std::atomic<bool> traces{false};
 
-// It may run under the channel's lock, on any thread: it prints and does nothing else.
-void printMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QString &message)
+/** The kit tells an operator of lost links and of links that are back. The run itself tells them too. */
+bool isFromKit(const QMessageLogContext &context)
 {
-    if (type == QtDebugMsg && !traces) {
+    return std::strcmp(context.category == nullptr ? "" : context.category, "biz.host") == 0;
+}
+
+// It may run under the channel's lock, on any thread: it prints and does nothing else.
+void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (!traces && (type == QtDebugMsg || isFromKit(context))) {
         return;
     }
     const QByteArray line = (type == QtDebugMsg ? "trace: " : "biz_console: ") + message.toLocal8Bit() + '\n';
