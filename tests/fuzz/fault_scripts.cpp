@@ -2,6 +2,7 @@
 
 #include <biz_simulator/options/device_file.h>
 #include <biz_simulator/options/fault_script.h>
+#include <common/errors.h>
 
 namespace {
 

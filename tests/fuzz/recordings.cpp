@@ -1,8 +1,8 @@
 #include "fuzz_target.h"
 
-#include <biz_console/cli/command_line.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
+#include <common/errors.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         for (const RecordedStep &step : recording.steps) {
             biz::fuzz::require(step.delayMs >= 0, "nothing is played before what it follows");
         }
-    } catch (const InputError &error) {
+    } catch (const biz::tools::InputError &error) {
         biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
     }
     return 0;

@@ -11,7 +11,7 @@ void read(Reader reader, const QByteArray &text)
 {
     try {
         reader(text);
-    } catch (const SessionError &error) {
+    } catch (const biz::tools::InputError &error) {
         biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
     }
 }

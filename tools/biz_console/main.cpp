@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <biz_console/cli/command_line.h>
+#include <common/errors.h>
 
 namespace {
 
@@ -51,7 +52,7 @@ void printHelp(QTextStream &out)
 int dispatch(const QStringList &arguments, const Output &output)
 {
     if (arguments.isEmpty()) {
-        throw UsageError(QStringLiteral("a command is missing"));
+        throw biz::tools::UsageError(QStringLiteral("a command is missing"));
     }
     const QString &first = arguments.first();
     if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
@@ -64,7 +65,7 @@ int dispatch(const QStringList &arguments, const Output &output)
     }
     const Command *command = commandNamed(first);
     if (command == nullptr) {
-        throw UsageError(QStringLiteral("there is no command '%1'").arg(first));
+        throw biz::tools::UsageError(QStringLiteral("there is no command '%1'").arg(first));
     }
     return command->run(arguments.mid(1), output);
 }
@@ -79,7 +80,7 @@ int main(int argc, char **argv)
     const Output output{out, err, isatty(STDOUT_FILENO) == 1};
     try {
         return dispatch(QCoreApplication::arguments().mid(1), output);
-    } catch (const UsageError &error) {
+    } catch (const biz::tools::UsageError &error) {
         err << "biz_console: " << error.text() << "\nTry 'biz_console --help'.\n";
     } catch (const std::exception &error) {
         err << "biz_console: " << QString::fromUtf8(error.what()) << '\n';

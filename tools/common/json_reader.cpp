@@ -2,15 +2,15 @@
 
 #include <cmath>
 
-#include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
+
+#include <common/hex.h>
 
 namespace biz::tools {
 
 namespace {
 
 constexpr int shownCharacters = 40;
-constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
 
 QString key(const char *name)
 {
@@ -26,32 +26,9 @@ QStringList namesOf(std::initializer_list<const char *> keys)
     return names;
 }
 
-bool isBlank(QChar character)
-{
-    return character == QLatin1Char(' ') || character == QLatin1Char('\t');
-}
-
-int hexDigit(QChar character)
-{
-    const char digit = character.toLatin1();
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
-}
-
 bool isWhole(const QJsonValue &value)
 {
     return value.isDouble() && std::floor(value.toDouble()) == value.toDouble();
-}
-
-/** A null byte, which a name in a JSON text may hold, would end the message. */
-QString withoutNullBytes(QString text)
-{
-    return text.replace(QChar(u'\0'), QChar(QChar::ReplacementCharacter));
 }
 
 /**
@@ -75,29 +52,6 @@ QString positionOf(const QByteArray &text, int offset)
 
 } // namespace
 
-InputError::InputError(const QString &place, const QString &problem)
-    : std::runtime_error(withoutNullBytes(place + QStringLiteral(": ") + problem).toStdString())
-{
-}
-
-QByteArray readInputFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        throw InputError(QStringLiteral("cannot be read"),
-                         file.errorString() + QStringLiteral("; a readable file expected"));
-    }
-    QByteArray bytes = file.read(maxFileSize + 1);
-    if (file.error() != QFileDevice::NoError) {
-        throw InputError(QStringLiteral("cannot be read"),
-                         file.errorString() + QStringLiteral("; a readable file expected"));
-    }
-    if (bytes.size() > maxFileSize) {
-        throw InputError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
-    }
-    return bytes;
-}
-
 QJsonValue parseJson(const QByteArray &json)
 {
     QJsonParseError error{};
@@ -106,24 +60,6 @@ QJsonValue parseJson(const QByteArray &json)
         throw InputError(positionOf(json, error.offset), QStringLiteral("JSON expected, but ") + error.errorString());
     }
     return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
-}
-
-bool bytesFromHex(const QString &text, QByteArray *bytes)
-{
-    bytes->clear();
-    for (int i = 0; i < text.size(); ++i) {
-        if (isBlank(text.at(i))) {
-            continue;
-        }
-        const int high = hexDigit(text.at(i));
-        const int low = i + 1 < text.size() ? hexDigit(text.at(i + 1)) : -1;
-        if (high < 0 || low < 0) {
-            return false;
-        }
-        bytes->append(static_cast<char>(high * 16 + low));
-        ++i;
-    }
-    return true;
 }
 
 QString elementPlace(const QString &array, int index)

@@ -3,7 +3,6 @@
 
 #include <initializer_list>
 #include <optional>
-#include <stdexcept>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonArray>
@@ -11,24 +10,12 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <common/errors.h>
+
 namespace biz::tools {
-
-/** An input file that cannot be used; the text says where in it, and what was expected. */
-class InputError : public std::runtime_error
-{
-public:
-    InputError(const QString &place, const QString &problem);
-    QString text() const { return QString::fromUtf8(what()); }
-};
-
-/** The bytes of a file; an InputError when it cannot be read, or is larger than any that people write. */
-QByteArray readInputFile(const QString &path);
 
 /** The one value of a JSON text; an InputError with line and column when it holds none. */
 QJsonValue parseJson(const QByteArray &json);
-
-/** The bytes of "F1 08 03" or "f10803"; false when it is not made of pairs of hexadecimal digits. */
-bool bytesFromHex(const QString &text, QByteArray *bytes);
 
 /**
  * Reads the members of one JSON object strictly: whatever is missing, of another type, out

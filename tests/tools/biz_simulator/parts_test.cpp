@@ -9,6 +9,7 @@
 #include <biz_simulator/faults/wire_faults.h>
 #include <biz_simulator/options/device_file.h>
 #include <biz_simulator/transport/peer.h>
+#include <common/errors.h>
 #include <common/json_reader.h>
 #include <host/wait_for.h>
 

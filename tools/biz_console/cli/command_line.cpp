@@ -3,6 +3,7 @@
 #include <QtCore/QDir>
 
 #include <biz_console/cli/trace.h>
+#include <common/errors.h>
 
 namespace biz::console {
 
@@ -61,7 +62,7 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
         return false;
     }
     if (!good) {
-        throw UsageError(parser.errorText());
+        throw tools::UsageError(parser.errorText());
     }
     return true;
 }
@@ -92,7 +93,7 @@ void obeyLogDirOption(const QCommandLineParser &parser)
     }
     const QString folder = parser.value(logDirOption());
     if (!QDir().mkpath(folder) || !QDir::setCurrent(folder)) {
-        throw InputError(folder + QStringLiteral(": cannot be made or entered"));
+        throw tools::InputError(folder + QStringLiteral(": cannot be made or entered"));
     }
 }
 
@@ -102,8 +103,8 @@ int numberOf(const QCommandLineParser &parser, const QString &option, int lowest
     const QString text = parser.value(option);
     const int number = text.toInt(&isNumber);
     if (!isNumber || number < lowest || number > highest) {
-        throw UsageError(QStringLiteral("--%1: a number from %2 to %3 expected, not '%4'")
-                             .arg(option, QString::number(lowest), QString::number(highest), text));
+        throw tools::UsageError(QStringLiteral("--%1: a number from %2 to %3 expected, not '%4'")
+                                    .arg(option, QString::number(lowest), QString::number(highest), text));
     }
     return number;
 }
@@ -112,10 +113,10 @@ QString onlyArgument(const QCommandLineParser &parser, const QString &what)
 {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.isEmpty()) {
-        throw UsageError(what + QStringLiteral(" is missing"));
+        throw tools::UsageError(what + QStringLiteral(" is missing"));
     }
     if (arguments.size() > 1) {
-        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
+        throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
     }
     return arguments.first();
 }

@@ -1,37 +1,15 @@
 #ifndef BIZ_CONSOLE_COMMAND_LINE_H
 #define BIZ_CONSOLE_COMMAND_LINE_H
 
-#include <stdexcept>
-
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_console/run/run_report.h>
+#include <biz_console/cli/output.h>
+#include <biz_console/run/exit_codes.h>
+#include <common/errors.h>
 
 namespace biz::console {
-
-/** A command line that cannot be used. */
-class UsageError : public std::runtime_error
-{
-public:
-    explicit UsageError(const QString &problem)
-        : std::runtime_error(problem.toStdString())
-    {
-    }
-    QString text() const { return QString::fromUtf8(what()); }
-};
-
-/** A file or a folder that cannot be used. */
-class InputError : public std::runtime_error
-{
-public:
-    explicit InputError(const QString &problem)
-        : std::runtime_error(problem.toStdString())
-    {
-    }
-    QString text() const { return QString::fromUtf8(what()); }
-};
 
 /** One of the console's commands: its arguments without the program and its own name. */
 struct Command

@@ -1,6 +1,7 @@
 #include <biz_console/cli/record_option.h>
 
 #include <biz_console/cli/command_line.h>
+#include <common/errors.h>
 
 namespace biz::console {
 
@@ -29,7 +30,8 @@ RecordingFile::RecordingFile(const QCommandLineParser &parser)
         return;
     }
     if (!m_file.open(QIODevice::WriteOnly)) {
-        throw InputError(QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
+        throw tools::InputError(
+            QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }
     m_recorder = std::make_unique<Recorder>(m_file);
 }
@@ -49,7 +51,7 @@ void RecordingFile::record(SessionRun &run)
 void RecordingFile::finish()
 {
     if (m_recorder && (!m_recorder->finish() || !m_file.flush())) {
-        throw InputError(
+        throw tools::InputError(
             QStringLiteral("%1: the recording could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }
 }

@@ -6,6 +6,7 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/watch_view.h>
+#include <common/errors.h>
 
 namespace biz::console {
 
@@ -68,12 +69,12 @@ void addDeviceOption(QCommandLineParser &parser)
 std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser)
 {
     if (!parser.isSet(deviceOption())) {
-        throw UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
+        throw tools::UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
     }
     QString error;
     std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(parser.value(deviceOption())), &error);
     if (!link) {
-        throw UsageError(QStringLiteral("--device: ") + error);
+        throw tools::UsageError(QStringLiteral("--device: ") + error);
     }
     return link;
 }
@@ -99,7 +100,7 @@ QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallbac
     }
     QString address = parser.value(bindOption());
     if (QHostAddress(address).isNull()) {
-        throw UsageError(QStringLiteral("--bind: a local address expected, not '%1'").arg(address));
+        throw tools::UsageError(QStringLiteral("--bind: a local address expected, not '%1'").arg(address));
     }
     return address;
 }
@@ -122,14 +123,15 @@ RunPlan runPlan(const QCommandLineParser &parser)
         bool isNumber = false;
         plan.perSecond = parser.value(rateOption()).toDouble(&isNumber);
         if (!isNumber || !(plan.perSecond >= minPerSecond && plan.perSecond <= maxPerSecond)) {
-            throw UsageError(QStringLiteral("--rate: a number from 0.001 to 100000 expected, not '%1'")
-                                 .arg(parser.value(rateOption())));
+            throw tools::UsageError(QStringLiteral("--rate: a number from 0.001 to 100000 expected, not '%1'")
+                                        .arg(parser.value(rateOption())));
         }
     }
     const bool isPlain = plan.rounds == 1 && plan.perSecond <= 0.0;
     if (!isPlain && parser.isSet(QStringLiteral("record"))) {
-        throw UsageError(QStringLiteral("--record: a session that is played once and as fast as it goes expected, "
-                                        "without --repeat and --rate"));
+        throw tools::UsageError(
+            QStringLiteral("--record: a session that is played once and as fast as it goes expected, "
+                           "without --repeat and --rate"));
     }
     return plan;
 }
@@ -164,7 +166,7 @@ void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Outp
                    const EventPrinter::Options &shown)
 {
     if (wantsJson(parser) && parser.isSet(watchOption())) {
-        throw UsageError(QStringLiteral("--watch: cannot be used beside --json"));
+        throw tools::UsageError(QStringLiteral("--watch: cannot be used beside --json"));
     }
     if (parser.isSet(watchOption()) && output.outIsTerminal) {
         run.addSink(std::make_unique<WatchView>(output.out, standardOutputSize, shown.allDevices));

@@ -5,6 +5,7 @@
 
 #include <QtCore/QCommandLineParser>
 
+#include <biz_console/cli/output.h>
 #include <biz_console/output/event_printer.h>
 #include <biz_console/run/session_run.h>
 #include <host/device_link.h>

@@ -1,5 +1,7 @@
 #include <biz_console/output/json_sink.h>
 
+#include <common/hex.h>
+
 #include <cmath>
 
 #include <QtCore/QJsonArray>
@@ -46,7 +48,7 @@ void insertMilliseconds(QJsonObject &object, const char *name, double millisecon
 void insertHex(QJsonObject &object, const char *name, const QByteArray &bytes)
 {
     if (!bytes.isEmpty()) {
-        object.insert(key(name), QString::fromLatin1(bytes.toHex(' ').toUpper()));
+        object.insert(key(name), tools::hexText(bytes));
     }
 }
 

@@ -1,5 +1,7 @@
 #include <biz_console/output/send_printer.h>
 
+#include <common/hex.h>
+
 namespace biz::console {
 
 namespace {
@@ -7,11 +9,6 @@ namespace {
 constexpr int bytesPerRow = 16;
 constexpr int rowsShown = 8;
 constexpr int timeWidth = 10;
-
-QString hexOf(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
 
 } // namespace
 
@@ -25,7 +22,7 @@ void SendPrinter::happened(const RunEvent &event)
     if (event.kind == RunEvent::Kind::Refused) {
         m_out << event.bytes << " received bytes were no reply: " << event.reason << '\n';
     } else if (event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign) {
-        m_out << "a reply came that belongs to no command: " << hexOf(event.head) << '\n';
+        m_out << "a reply came that belongs to no command: " << tools::hexText(event.head) << '\n';
     } else if (event.kind == RunEvent::Kind::Failed) {
         m_out << "socket: " << event.reason << '\n';
     } else if (event.kind == RunEvent::Kind::Ended) {
@@ -40,13 +37,13 @@ void SendPrinter::happened(const RunEvent &event)
 
 void SendPrinter::printReply(const RunEvent &event)
 {
-    m_out << "reply\n  head  " << hexOf(event.head) << '\n';
+    m_out << "reply\n  head  " << tools::hexText(event.head) << '\n';
     if (!event.text.isEmpty()) {
         m_out << "  text  " << event.text << '\n';
     }
     const int shown = qMin(event.data.size(), bytesPerRow * rowsShown);
     for (int first = 0; first < shown; first += bytesPerRow) {
-        m_out << (first == 0 ? "  data  " : "        ") << hexOf(event.data.mid(first, bytesPerRow)) << '\n';
+        m_out << (first == 0 ? "  data  " : "        ") << tools::hexText(event.data.mid(first, bytesPerRow)) << '\n';
     }
     if (shown < event.data.size()) {
         m_out << "        and " << event.data.size() - shown << " bytes more; --json shows all\n";

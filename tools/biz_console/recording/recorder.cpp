@@ -4,6 +4,7 @@
 #include <QtCore/QJsonDocument>
 
 #include <biz_console/output/json_sink.h>
+#include <common/hex.h>
 #include <host/version.h>
 
 namespace biz::console {
@@ -131,7 +132,7 @@ void Recorder::noteLink(const char *event, const QByteArray &bytes, const QStrin
                        {key("utc"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
                        {key("atMs"), static_cast<double>(microseconds) / microsecondsPerMillisecond}};
     if (!bytes.isEmpty()) {
-        object.insert(key("data"), QString::fromLatin1(bytes.toHex(' ').toUpper()));
+        object.insert(key("data"), tools::hexText(bytes));
     }
     if (!reason.isEmpty()) {
         object.insert(key("reason"), reason);

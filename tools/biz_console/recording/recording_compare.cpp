@@ -1,5 +1,7 @@
 #include <biz_console/recording/recording_compare.h>
 
+#include <common/hex.h>
+
 #include <algorithm>
 
 namespace biz::console {
@@ -34,8 +36,7 @@ QStringList writeDifferences(const Recording &recorded, const Recording &replaye
     for (int i = 0; i < writes; ++i) {
         if (recorded.writes.value(i) != replayed.writes.value(i)) {
             const auto text = [i](const Recording &recording) {
-                return i < recording.writes.size() ? QString::fromLatin1(recording.writes.at(i).toHex(' ').toUpper())
-                                                   : QStringLiteral("none");
+                return i < recording.writes.size() ? tools::hexText(recording.writes.at(i)) : QStringLiteral("none");
             };
             return {QStringLiteral("bytes of write %1").arg(i + 1), QStringLiteral("    recorded: ") + text(recorded),
                     QStringLiteral("    replayed: ") + text(replayed)};

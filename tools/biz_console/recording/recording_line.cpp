@@ -5,7 +5,8 @@
 
 #include <QtCore/QJsonDocument>
 
-#include <biz_console/cli/command_line.h>
+#include <common/errors.h>
+#include <common/hex.h>
 #include <common/json_reader.h>
 
 namespace biz::console {
@@ -89,7 +90,7 @@ QByteArray RecordingLine::bytesOfSize(const char *name, int size) const
 
 void RecordingLine::fail(const QString &expected) const
 {
-    throw InputError(QStringLiteral("%1: %2").arg(m_place, expected));
+    throw tools::InputError(QStringLiteral("%1: %2").arg(m_place, expected));
 }
 
 void RecordingLine::failAt(const char *name, const QString &expected) const

@@ -4,10 +4,11 @@
 
 #include <QtCore/QCryptographicHash>
 
-#include <biz_console/cli/command_line.h>
-#include <biz_console/input_file.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>
+#include <common/errors.h>
+#include <common/hex.h>
+#include <common/input_file.h>
 #include <host/osd_datagram_codec.h>
 
 namespace biz::console {
@@ -16,11 +17,6 @@ namespace {
 
 constexpr int deviceHeadSize = sizeof(model_Protocoldata::ucHead);
 constexpr int osdHeadSize = sizeof(model_OsdParam::ucOsdHead);
-
-QString hex(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
 
 /** A payload in words: long ones by their size and what tells them from others. */
 QString payloadText(const QByteArray &payload)
@@ -31,7 +27,7 @@ QString payloadText(const QByteArray &payload)
         return QStringLiteral("no payload");
     }
     if (payload.size() <= shownBytes) {
-        return QStringLiteral("payload ") + hex(payload);
+        return QStringLiteral("payload ") + tools::hexText(payload);
     }
     const QByteArray hash = QCryptographicHash::hash(payload, QCryptographicHash::Sha1).toHex().left(shownDigits);
     return QStringLiteral("payload of %1 bytes (SHA-1 %2...)").arg(QString::number(payload.size()), QString(hash));
@@ -146,7 +142,7 @@ RecordedCommand *RecordingReader::commandOf(const RecordingLine &line)
 /** The record of a line in words. */
 QString RecordingReader::recordText(const RecordingLine &line) const
 {
-    QString text = QStringLiteral("%1, %2").arg(hex(line.bytes("head")), payloadText(line.bytes("data")));
+    QString text = QStringLiteral("%1, %2").arg(tools::hexText(line.bytes("head")), payloadText(line.bytes("data")));
     if (!m_recording.isOfDevice) {
         text += QStringLiteral(", flag %1").arg(line.number("flag", 0));
     }
@@ -283,15 +279,15 @@ void RecordingReader::addDatagram(const RecordingLine &line, double atMs)
 
 Recording readRecordingFile(const QString &path)
 {
-    InputFile file(path);
+    tools::InputFile file(path);
     RecordingReader reader;
     QByteArray line;
     while (file.next(&line)) {
         reader.read(line, file.name(), file.lineNumber());
     }
     if (!reader.isComplete()) {
-        throw InputError(QStringLiteral("%1:%2: the summary expected: the recording was cut off")
-                             .arg(file.name(), QString::number(file.lineNumber() + 1)));
+        throw tools::InputError(QStringLiteral("%1:%2: the summary expected: the recording was cut off")
+                                    .arg(file.name(), QString::number(file.lineNumber() + 1)));
     }
     return reader.take();
 }

@@ -7,13 +7,13 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
-#include <biz_console/cli/command_line.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay/replay_devices.h>
 #include <biz_console/replay/replay_link.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
+#include <common/errors.h>
 
 namespace biz::console {
 
@@ -111,9 +111,10 @@ OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices
             session.commands.append(command);
         }
         if (session.devices.at(place) != address) {
-            throw InputError(QStringLiteral("line %1: every command for every device expected, as 'biz_console osd' "
-                                            "gives them")
-                                 .arg(recorded.line));
+            throw tools::InputError(
+                QStringLiteral("line %1: every command for every device expected, as 'biz_console osd' "
+                               "gives them")
+                    .arg(recorded.line));
         }
         session.commands.last().expectedOf.insert(address, recorded.outcome);
     }
@@ -138,7 +139,7 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
 {
     ReplayDevices devices(recording);
     if (!devices.listen()) {
-        throw InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
+        throw tools::InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
     }
     OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), RunPlan(), notes.problems);
     QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);

@@ -5,7 +5,8 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QRegularExpression>
 
-#include <biz_console/cli/command_line.h>
+#include <common/errors.h>
+#include <common/hex.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
 
@@ -43,7 +44,7 @@ host::CheckedModel modelNamed(const QString &name)
         }
         names.append(model.name);
     }
-    throw UsageError(
+    throw tools::UsageError(
         QStringLiteral("one of the models %1 expected, not '%2'").arg(names.join(QStringLiteral(", ")), name));
 }
 
@@ -52,7 +53,7 @@ QByteArray payloadOfSize(const QString &text)
     bool isNumber = false;
     const int size = text.toInt(&isNumber);
     if (!isNumber || size < 0 || size > maxPayload) {
-        throw UsageError(
+        throw tools::UsageError(
             QStringLiteral("a payload size from 0 to %1 expected, not '%2'").arg(QString::number(maxPayload), text));
     }
     return {size, '\0'};
@@ -62,7 +63,7 @@ QByteArray checkedHeadOf(const QString &text)
 {
     QByteArray head;
     if (!tools::bytesFromHex(text, &head) || head.size() != judgedHeadBytes) {
-        throw UsageError(
+        throw tools::UsageError(
             QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'").arg(text));
     }
     return head;
@@ -92,9 +93,9 @@ CheckedReply CheckedReply::fromText(const host::CheckedModel &model, const QStri
     QByteArray bytes;
     if (!tools::bytesFromHex(text, &bytes) || bytes.size() < judgedHeadBytes ||
         bytes.size() > judgedHeadBytes + maxPayload) {
-        throw UsageError(QStringLiteral("5 head bytes and the payload in hexadecimal, or its size, such as "
-                                        "\"F1 08 03 62 01  354 bytes\" expected, not '%1'")
-                             .arg(text));
+        throw tools::UsageError(QStringLiteral("5 head bytes and the payload in hexadecimal, or its size, such as "
+                                               "\"F1 08 03 62 01  354 bytes\" expected, not '%1'")
+                                    .arg(text));
     }
     return {model, bytes.left(judgedHeadBytes), bytes.mid(judgedHeadBytes)};
 }

@@ -14,14 +14,6 @@
 
 namespace biz::console {
 
-/** Where a command writes. */
-struct Output
-{
-    QTextStream &out;
-    QTextStream &err;
-    bool outIsTerminal;
-};
-
 /**
  * Tells the sinks of a run what happens in it. The ledger and the times are the first two,
  * so that the others find them up to date.

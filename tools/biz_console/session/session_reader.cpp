@@ -38,9 +38,9 @@ Expectation readExpectation(const ObjectReader &command)
     for (int i = 0; i < names.size(); ++i) {
         Event event{};
         if (!eventFromName(names.at(i), &event)) {
-            throw SessionError(elementPlace(reader.placeOf("events"), i),
-                               QStringLiteral("one of %1 expected, not \"%2\"")
-                                   .arg(eventNames().join(QStringLiteral(", ")), names.at(i)));
+            throw tools::InputError(elementPlace(reader.placeOf("events"), i),
+                                    QStringLiteral("one of %1 expected, not \"%2\"")
+                                        .arg(eventNames().join(QStringLiteral(", ")), names.at(i)));
         }
         expected.events |= event;
     }
@@ -107,7 +107,8 @@ QString canonicalAddress(const QString &place, const QString &text)
 {
     const QHostAddress address(text);
     if (address.isNull() || address.toString() != text) {
-        throw SessionError(place, QStringLiteral("an address such as \"127.1.0.1\" expected, not \"%1\"").arg(text));
+        throw tools::InputError(place,
+                                QStringLiteral("an address such as \"127.1.0.1\" expected, not \"%1\"").arg(text));
     }
     return text;
 }
@@ -121,7 +122,8 @@ QStringList readDeviceList(const ObjectReader &session)
         const QString place = elementPlace(session.placeOf("devices"), i);
         canonicalAddress(place, devices.at(i));
         if (seen.contains(devices.at(i))) {
-            throw SessionError(place, QStringLiteral("each device once expected, not %1 again").arg(devices.at(i)));
+            throw tools::InputError(place,
+                                    QStringLiteral("each device once expected, not %1 again").arg(devices.at(i)));
         }
         seen.insert(devices.at(i));
     }
@@ -156,8 +158,9 @@ QSet<QString> readSilent(const ObjectReader &session, const QStringList &devices
     const QStringList names = session.textArray("silent");
     for (int i = 0; i < names.size(); ++i) {
         if (!devices.contains(names.at(i))) {
-            throw SessionError(elementPlace(session.placeOf("silent"), i),
-                               QStringLiteral("one of the session's devices expected, not \"%1\"").arg(names.at(i)));
+            throw tools::InputError(
+                elementPlace(session.placeOf("silent"), i),
+                QStringLiteral("one of the session's devices expected, not \"%1\"").arg(names.at(i)));
         }
         silent.insert(names.at(i));
     }
@@ -181,8 +184,8 @@ void refuseFormerKey(const QJsonValue &session)
 {
     const char *const former = "nSysPlan";
     if (session.toObject().contains(QLatin1String(former))) {
-        throw SessionError(QString::fromLatin1(former),
-                           QStringLiteral("\"pipelined\", true or false, expected in its place"));
+        throw tools::InputError(QString::fromLatin1(former),
+                                QStringLiteral("\"pipelined\", true or false, expected in its place"));
     }
 }
 

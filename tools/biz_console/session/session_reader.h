@@ -5,13 +5,12 @@
 #include <QtCore/QString>
 
 #include <biz_console/session/session.h>
+#include <common/errors.h>
 #include <common/json_reader.h>
 
 namespace biz::console {
 
-using SessionError = tools::InputError;
-
-/** The session that a JSON text holds; throws SessionError when it holds none. */
+/** The session that a JSON text holds; throws tools::InputError when it holds none. */
 DeviceSession readDeviceSession(const QByteArray &json);
 OsdSession readOsdSession(const QByteArray &json);
 

@@ -2,8 +2,10 @@
 
 #include <QtCore/QJsonDocument>
 
-#include <biz_console/input_file.h>
 #include <biz_console/replies/checked_reply.h>
+#include <common/errors.h>
+#include <common/hex.h>
+#include <common/input_file.h>
 #include <common/json_reader.h>
 
 namespace biz::console {
@@ -43,7 +45,7 @@ public:
     /** Each line holds a reply, of `model` or of the model that it begins with. */
     ExitCode judge(const QString &path, const QString &model)
     {
-        InputFile file(path);
+        tools::InputFile file(path);
         QByteArray line;
         while (file.next(&line)) {
             const QString text = QString::fromUtf8(line).trimmed();
@@ -59,20 +61,20 @@ public:
     }
 
 private:
-    void judgeLine(const InputFile &file, const QString &text, const QString &model)
+    void judgeLine(const tools::InputFile &file, const QString &text, const QString &model)
     {
         try {
             const CheckedReply reply = model.isEmpty() ? CheckedReply::fromTextWithModel(text)
                                                        : CheckedReply::fromText(modelNamed(model), text);
             ++(reply.isAccepted() ? m_accepted : m_refused);
             print(file, reply);
-        } catch (const UsageError &error) {
+        } catch (const tools::UsageError &error) {
             ++m_bad;
             m_output.err << "biz_console: " << file.place() << ": " << error.text() << '\n';
         }
     }
 
-    void print(const InputFile &file, const CheckedReply &reply)
+    void print(const tools::InputFile &file, const CheckedReply &reply)
     {
         if (m_asJson) {
             QJsonObject object = reply.toJson();
@@ -113,7 +115,7 @@ QByteArray payloadOf(const QString &text)
 {
     QByteArray payload;
     if (!tools::bytesFromHex(text, &payload)) {
-        throw UsageError(QStringLiteral("the payload in hexadecimal expected, not '%1'").arg(text));
+        throw tools::UsageError(QStringLiteral("the payload in hexadecimal expected, not '%1'").arg(text));
     }
     return payload;
 }
@@ -122,7 +124,7 @@ int checkFile(const QCommandLineParser &parser, const Output &output)
 {
     const QStringList given = parser.positionalArguments();
     if (given.size() > 1 || parser.isSet(sizeOption())) {
-        throw UsageError(QStringLiteral("--file: a model or nothing expected beside it"));
+        throw tools::UsageError(QStringLiteral("--file: a model or nothing expected beside it"));
     }
     const QString model = given.value(0);
     if (!given.isEmpty()) {
@@ -136,7 +138,7 @@ int checkOne(const QCommandLineParser &parser, const Output &output)
     const QStringList given = parser.positionalArguments();
     const bool hasSize = parser.isSet(sizeOption());
     if (given.size() != (hasSize ? 2 : 3)) {
-        throw UsageError(QStringLiteral("a model, a head and either a payload or --size expected"));
+        throw tools::UsageError(QStringLiteral("a model, a head and either a payload or --size expected"));
     }
     const host::CheckedModel model = modelNamed(given.at(0));
     const QByteArray head = checkedHeadOf(given.at(1));

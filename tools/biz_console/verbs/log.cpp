@@ -1,4 +1,5 @@
 #include <biz_console/cli/command_line.h>
+#include <biz_console/output/summary.h>
 
 #include <map>
 #include <optional>
@@ -8,9 +9,9 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/input_file.h>
 #include <biz_console/replies/checked_reply.h>
 #include <biz_console/replies/error_log_line.h>
+#include <common/input_file.h>
 
 namespace biz::console {
 
@@ -136,7 +137,7 @@ public:
 
     void read(const QString &path)
     {
-        InputFile file(path);
+        tools::InputFile file(path);
         QByteArray text;
         while (file.next(&text)) {
             ErrorLogLine line;

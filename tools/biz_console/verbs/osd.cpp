@@ -4,6 +4,8 @@
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/osd_run.h>
 #include <biz_console/session/session_reader.h>
+#include <common/errors.h>
+#include <common/input_file.h>
 
 namespace biz::console {
 
@@ -23,8 +25,8 @@ OsdSession loadSession(const QString &path)
 {
     try {
         return readOsdSession(tools::readInputFile(path));
-    } catch (const SessionError &error) {
-        throw InputError(path + QStringLiteral(": ") + error.text());
+    } catch (const tools::InputError &error) {
+        throw tools::InputError(path + QStringLiteral(": ") + error.text());
     }
 }
 

@@ -1,5 +1,7 @@
 #include <biz_console/cli/command_line.h>
 
+#include <common/errors.h>
+
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtSerialPort/QSerialPortInfo>
@@ -44,7 +46,8 @@ int runPorts(const QStringList &arguments, const Output &output)
         return AsExpected;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
+        throw tools::UsageError(
+            QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
     }
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo &port : ports) {

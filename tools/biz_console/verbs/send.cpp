@@ -10,6 +10,8 @@
 #include <biz_console/replies/checked_reply.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/run/osd_run.h>
+#include <common/errors.h>
+#include <common/hex.h>
 #include <common/json_reader.h>
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
@@ -84,7 +86,7 @@ void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QStri
 {
     for (const QString &option : options) {
         if (parser.isSet(option)) {
-            throw UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
+            throw tools::UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
         }
     }
 }
@@ -93,8 +95,8 @@ QByteArray headOf(const QString &text, int size, const char *example)
 {
     QByteArray head;
     if (!tools::bytesFromHex(text, &head) || head.size() != size) {
-        throw UsageError(QStringLiteral("the head: %1 bytes in hexadecimal such as \"%2\" expected, not '%3'")
-                             .arg(QString::number(size), QLatin1String(example), text));
+        throw tools::UsageError(QStringLiteral("the head: %1 bytes in hexadecimal such as \"%2\" expected, not '%3'")
+                                    .arg(QString::number(size), QLatin1String(example), text));
     }
     return head;
 }
@@ -104,8 +106,8 @@ QByteArray dataOf(const QCommandLineParser &parser, int maxSize)
     QByteArray data;
     const QString text = parser.value(dataOption());
     if (!tools::bytesFromHex(text, &data) || data.size() > maxSize) {
-        throw UsageError(QStringLiteral("--data: at most %1 bytes in hexadecimal expected, not '%2'")
-                             .arg(QString::number(maxSize), text));
+        throw tools::UsageError(QStringLiteral("--data: at most %1 bytes in hexadecimal expected, not '%2'")
+                                    .arg(QString::number(maxSize), text));
     }
     return data;
 }
@@ -154,7 +156,7 @@ QString anyAddressFor(const QString &device)
 {
     const QHostAddress address(device);
     if (address.isNull() || address.toString() != device) {
-        throw UsageError(QStringLiteral("--osd: an address such as 127.1.0.1 expected, not '%1'").arg(device));
+        throw tools::UsageError(QStringLiteral("--osd: an address such as 127.1.0.1 expected, not '%1'").arg(device));
     }
     const bool isIpv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
     return QHostAddress(isIpv6 ? QHostAddress::AnyIPv6 : QHostAddress::AnyIPv4).toString();

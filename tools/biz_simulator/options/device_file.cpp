@@ -3,6 +3,7 @@
 #include <climits>
 
 #include <biz_simulator/options/fault_script.h>
+#include <common/errors.h>
 
 namespace biz::simulator {
 

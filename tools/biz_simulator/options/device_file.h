@@ -4,6 +4,7 @@
 #include <QtCore/QByteArray>
 
 #include <biz_simulator/devices/settings.h>
+#include <common/errors.h>
 
 /**
  * A JSON file that describes any number of devices.

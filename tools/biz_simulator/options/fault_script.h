@@ -4,6 +4,7 @@
 #include <QtCore/QByteArray>
 
 #include <biz_simulator/faults/fault_plan.h>
+#include <common/errors.h>
 #include <common/json_reader.h>
 
 /**

@@ -6,6 +6,8 @@
 
 #include <biz_simulator/options/device_file.h>
 #include <biz_simulator/options/fault_script.h>
+#include <common/errors.h>
+#include <common/input_file.h>
 
 namespace biz::simulator {
 

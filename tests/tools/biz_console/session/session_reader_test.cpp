@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <biz_console/session/session_reader.h>
+#include <common/input_file.h>
 
 using namespace biz::console;
 using biz::host::Outcome;
@@ -22,7 +23,7 @@ std::string errorOf(Read read, const QByteArray &json)
 {
     try {
         read(json);
-    } catch (const SessionError &error) {
+    } catch (const biz::tools::InputError &error) {
         return error.what();
     }
     return "no error";
@@ -149,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(Console, BadOsdSession, testing::Values(
 
 TEST(ConsoleSessionReader, ANullByteInAPlaceDoesNotCutTheMessageShort)
 {
-    const SessionError error(QString(QChar(u'\0')) + QStringLiteral("name"), QStringLiteral("unknown"));
+    const biz::tools::InputError error(QString(QChar(u'\0')) + QStringLiteral("name"), QStringLiteral("unknown"));
     EXPECT_EQ(error.text(), QString(QChar(QChar::ReplacementCharacter)) + QStringLiteral("name: unknown"));
 }
 

@@ -2,6 +2,7 @@
 
 #include <biz_simulator/faults/fault_plan.h>
 #include <biz_simulator/options/fault_script.h>
+#include <common/errors.h>
 
 namespace {
 

@@ -1,10 +1,13 @@
-#ifndef BIZ_CONSOLE_INPUT_FILE_H
-#define BIZ_CONSOLE_INPUT_FILE_H
+#ifndef BIZ_TOOLS_INPUT_FILE_H
+#define BIZ_TOOLS_INPUT_FILE_H
 
 #include <QtCore/QFile>
 #include <QtCore/QString>
 
-namespace biz::console {
+namespace biz::tools {
+
+/** The bytes of a file; an InputError when it cannot be read, or is larger than any that people write. */
+QByteArray readInputFile(const QString &path);
 
 /** A text file that is read line by line; "-" is the standard input. */
 class InputFile
@@ -30,6 +33,6 @@ private:
     int m_lineNumber = 0;
 };
 
-} // namespace biz::console
+} // namespace biz::tools
 
 #endif

@@ -1,8 +1,32 @@
-#include <biz_console/input_file.h>
+#include <common/input_file.h>
 
-#include <biz_console/cli/command_line.h>
+#include <common/errors.h>
 
-namespace biz::console {
+namespace biz::tools {
+
+namespace {
+
+constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
+
+} // namespace
+
+QByteArray readInputFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw InputError(QStringLiteral("cannot be read"),
+                         file.errorString() + QStringLiteral("; a readable file expected"));
+    }
+    QByteArray bytes = file.read(maxFileSize + 1);
+    if (file.error() != QFileDevice::NoError) {
+        throw InputError(QStringLiteral("cannot be read"),
+                         file.errorString() + QStringLiteral("; a readable file expected"));
+    }
+    if (bytes.size() > maxFileSize) {
+        throw InputError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
+    }
+    return bytes;
+}
 
 InputFile::InputFile(const QString &path)
     : m_name(path)
@@ -40,4 +64,4 @@ QString InputFile::place() const
     return QStringLiteral("%1:%2").arg(m_name, QString::number(m_lineNumber));
 }
 
-} // namespace biz::console
+} // namespace biz::tools

@@ -1,0 +1,30 @@
+#ifndef BIZ_TOOLS_ERRORS_H
+#define BIZ_TOOLS_ERRORS_H
+
+#include <stdexcept>
+
+#include <QtCore/QString>
+
+/** How the tools fail: what cannot be used is an exception with a sentence for people. */
+namespace biz::tools {
+
+/** A command line that cannot be used. */
+class UsageError : public std::runtime_error
+{
+public:
+    explicit UsageError(const QString &problem);
+    QString text() const { return QString::fromUtf8(what()); }
+};
+
+/** A file or a folder that cannot be used; the text says where in it, and what was expected. */
+class InputError : public std::runtime_error
+{
+public:
+    explicit InputError(const QString &problem);
+    InputError(const QString &place, const QString &problem);
+    QString text() const { return QString::fromUtf8(what()); }
+};
+
+} // namespace biz::tools
+
+#endif

@@ -1,0 +1,17 @@
+#ifndef BIZ_TOOLS_HEX_H
+#define BIZ_TOOLS_HEX_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+namespace biz::tools {
+
+/** The bytes of "F1 08 03" or "f10803"; false when it is not made of pairs of hexadecimal digits. */
+bool bytesFromHex(const QString &text, QByteArray *bytes);
+
+/** "F1 08 03": bytes as people write them. */
+QString hexText(const QByteArray &bytes);
+
+} // namespace biz::tools
+
+#endif
