@@ -3,6 +3,7 @@
 #include <QtCore/QLocale>
 
 #include <biz_console/output/closing_lines.h>
+#include <common/units.h>
 
 namespace biz::console {
 
@@ -52,7 +53,7 @@ QString commandOf(const RunEvent &event)
 QString lineOf(const RunEvent &event)
 {
     const QString time = QLocale::c().toString(event.utc.toLocalTime(), QStringLiteral("hh:mm:ss.zzz"));
-    const QString roundTrip = event.roundTripMs < 0 ? QString() : millisecondsText(event.roundTripMs);
+    const QString roundTrip = event.roundTripMs < 0 ? QString() : tools::millisecondsText(event.roundTripMs);
     const bool isAnswer = event.kind == RunEvent::Kind::Ended && event.outcome == host::Outcome::Answered;
     return columns(time, sequenceText(event.sequence), commandOf(event), event.kindName(), roundTrip,
                    isAnswer ? QString() : event.reason);

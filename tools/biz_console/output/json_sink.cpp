@@ -1,8 +1,7 @@
 #include <biz_console/output/json_sink.h>
 
 #include <common/hex.h>
-
-#include <cmath>
+#include <common/units.h>
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -14,13 +13,6 @@ namespace {
 QString key(const char *name)
 {
     return QString::fromLatin1(name);
-}
-
-/** To the microsecond: the further digits of a clock are noise. */
-double rounded(double milliseconds)
-{
-    constexpr double microseconds = 1000.0;
-    return std::round(milliseconds * microseconds) / microseconds;
 }
 
 void insertText(QJsonObject &object, const char *name, const QString &text)
@@ -41,7 +33,7 @@ void insertNumber(QJsonObject &object, const char *name, int number)
 void insertMilliseconds(QJsonObject &object, const char *name, double milliseconds)
 {
     if (milliseconds >= 0) {
-        object.insert(key(name), rounded(milliseconds));
+        object.insert(key(name), tools::roundedMs(milliseconds));
     }
 }
 
@@ -57,7 +49,7 @@ QJsonObject lineOf(const QString &event, const QDateTime &utc, double atMs)
     QJsonObject object;
     object.insert(key("event"), event);
     object.insert(key("utc"), utc.toString(Qt::ISODateWithMs));
-    object.insert(key("atMs"), rounded(atMs));
+    object.insert(key("atMs"), tools::roundedMs(atMs));
     return object;
 }
 
@@ -65,7 +57,7 @@ QJsonArray historyOf(const QVector<host::CommandEvent> &history)
 {
     QJsonArray events;
     for (const host::CommandEvent &event : history) {
-        events.append(QJsonObject{{key("atMs"), rounded(event.atMs)}, {key("text"), event.text}});
+        events.append(QJsonObject{{key("atMs"), tools::roundedMs(event.atMs)}, {key("text"), event.text}});
     }
     return events;
 }
@@ -242,7 +234,7 @@ void JsonSink::ended(const RunEnd &end)
     object.insert(key("rejectedByRule"), rejectionsOf(counters));
     object.insert(key("roundTrip"), roundTripsOf(counters.roundTripMinMs, counters.roundTripMedianMs,
                                                  counters.roundTripP99Ms, counters.roundTripMaxMs));
-    object.insert(key("seconds"), rounded(end.summary.seconds));
+    object.insert(key("seconds"), tools::roundedMs(end.summary.seconds));
     insertText(object, "errorLog", end.summary.errorLog);
     if (!end.summary.isOfDevice) {
         object.insert(key("devices"), devicesOf(end.devices));

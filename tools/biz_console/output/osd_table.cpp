@@ -1,5 +1,7 @@
 #include <biz_console/output/osd_table.h>
 
+#include <common/units.h>
+
 namespace biz::console {
 
 namespace {
@@ -29,8 +31,8 @@ QString rowLine(const OsdTableRow &row)
 {
     return row.device.leftJustified(deviceWidth) + number(row.sent) + number(row.answered) + number(row.timedOut) +
            number(static_cast<quint64>(row.waiting)) +
-           millisecondsText(row.roundTrips.median()).rightJustified(timeWidth) +
-           millisecondsText(row.roundTrips.maximum()).rightJustified(timeWidth);
+           tools::millisecondsText(row.roundTrips.median()).rightJustified(timeWidth) +
+           tools::millisecondsText(row.roundTrips.maximum()).rightJustified(timeWidth);
 }
 
 void addTo(OsdTableRow &sum, const OsdTableRow &row)

@@ -1,6 +1,7 @@
 #include <biz_console/output/send_printer.h>
 
 #include <common/hex.h>
+#include <common/units.h>
 
 namespace biz::console {
 
@@ -54,7 +55,7 @@ void SendPrinter::printHistory(const RunEvent &event)
 {
     m_out << "history\n";
     for (const host::CommandEvent &step : event.history) {
-        m_out << millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << step.text << '\n';
+        m_out << tools::millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << step.text << '\n';
     }
 }
 

@@ -1,5 +1,7 @@
 #include <biz_console/output/summary.h>
 
+#include <common/units.h>
+
 #include <algorithm>
 
 #include <QtCore/QDateTime>
@@ -48,11 +50,6 @@ QString rateText(const host::Counters &counters, double seconds)
 }
 
 } // namespace
-
-QString millisecondsText(double milliseconds)
-{
-    return milliseconds < 0 ? QStringLiteral("-") : QString::number(milliseconds, 'f', 1) + QStringLiteral(" ms");
-}
 
 void RoundTrips::add(double milliseconds)
 {
@@ -112,8 +109,8 @@ QStringList Summary::lines() const
     appendUnlessZero(lines, "replies dropped", counters.dropped);
     appendUnlessZero(lines, "bytes refused", counters.refusedBytes);
     lines.append(row("round trip", QStringLiteral("median %1, maximum %2")
-                                       .arg(millisecondsText(counters.roundTripMedianMs),
-                                            millisecondsText(counters.roundTripMaxMs))));
+                                       .arg(tools::millisecondsText(counters.roundTripMedianMs),
+                                            tools::millisecondsText(counters.roundTripMaxMs))));
     lines.append(row("commands a second", rateText(counters, seconds)));
     if (isOfDevice) {
         lines.append(row("error log", errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected") : errorLog));

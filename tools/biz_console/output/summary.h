@@ -11,9 +11,6 @@
 
 namespace biz::console {
 
-/** "12.3 ms"; "-" for a negative time. */
-QString millisecondsText(double milliseconds);
-
 /** Round trips in bounded memory: of many, the median is that of a random sample. */
 class RoundTrips
 {

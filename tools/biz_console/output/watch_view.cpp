@@ -5,6 +5,7 @@
 
 #include <biz_console/output/closing_lines.h>
 #include <biz_console/output/event_printer.h>
+#include <common/units.h>
 
 namespace biz::console {
 
@@ -33,8 +34,8 @@ QString repliesLine(const host::Counters &counters)
 QString roundTripLine(const host::Counters &counters)
 {
     return QStringLiteral("round trip  median %1  99 % within %2  maximum %3")
-        .arg(millisecondsText(counters.roundTripMedianMs), millisecondsText(counters.roundTripP99Ms),
-             millisecondsText(counters.roundTripMaxMs));
+        .arg(tools::millisecondsText(counters.roundTripMedianMs), tools::millisecondsText(counters.roundTripP99Ms),
+             tools::millisecondsText(counters.roundTripMaxMs));
 }
 
 } // namespace

@@ -5,14 +5,12 @@
 
 #include <biz_console/output/json_sink.h>
 #include <common/hex.h>
+#include <common/units.h>
 #include <host/version.h>
 
 namespace biz::console {
 
 namespace {
-
-constexpr double microsecondsPerMillisecond = 1e3;
-constexpr qint64 nanosecondsPerMicrosecond = 1000;
 
 QString key(const char *name)
 {
@@ -126,11 +124,9 @@ void Recorder::start(const RunStart &run)
 
 void Recorder::noteLink(const char *event, const QByteArray &bytes, const QString &reason)
 {
-    // Whole microseconds: the further digits of a clock are noise.
-    const qint64 microseconds = m_sinceStart.nsecsElapsed() / nanosecondsPerMicrosecond;
     QJsonObject object{{key("event"), key(event)},
                        {key("utc"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
-                       {key("atMs"), static_cast<double>(microseconds) / microsecondsPerMillisecond}};
+                       {key("atMs"), tools::roundedMs(tools::elapsedMs(m_sinceStart))}};
     if (!bytes.isEmpty()) {
         object.insert(key("data"), tools::hexText(bytes));
     }

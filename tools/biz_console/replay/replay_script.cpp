@@ -1,20 +1,11 @@
 #include <biz_console/replay/replay_script.h>
 
+#include <common/units.h>
+
 #include <algorithm>
 #include <cmath>
 
 namespace biz::console {
-
-namespace {
-
-constexpr double nanosecondsPerMillisecond = 1e6;
-
-double elapsedMs(const QElapsedTimer &clock)
-{
-    return static_cast<double>(clock.nsecsElapsed()) / nanosecondsPerMillisecond;
-}
-
-} // namespace
 
 ReplayScript::ReplayScript(std::function<void(const RecordedStep &)> play)
     : m_play(std::move(play))
@@ -34,13 +25,13 @@ void ReplayScript::start()
 
 void ReplayScript::noteWrite()
 {
-    m_writesAtMs.push_back(elapsedMs(m_clock));
+    m_writesAtMs.push_back(tools::elapsedMs(m_clock));
     schedule();
 }
 
 void ReplayScript::noteEnd()
 {
-    m_endsAtMs.push_back(elapsedMs(m_clock));
+    m_endsAtMs.push_back(tools::elapsedMs(m_clock));
     schedule();
 }
 
@@ -55,7 +46,7 @@ void ReplayScript::schedule()
     const auto ends = static_cast<std::size_t>(step.endsBefore);
     if (writes < m_writesAtMs.size() && ends < m_endsAtMs.size()) {
         const double dueMs = std::max(m_writesAtMs[writes], m_endsAtMs[ends]) + step.delayMs;
-        m_timer.start(std::max(0, static_cast<int>(std::lround(dueMs - elapsedMs(m_clock)))));
+        m_timer.start(std::max(0, static_cast<int>(std::lround(dueMs - tools::elapsedMs(m_clock)))));
     }
 }
 

@@ -1,5 +1,6 @@
 #include <biz_console/run/device_run.h>
 
+#include <common/units.h>
 #include <host/reply_words.h>
 
 namespace biz::console {
@@ -163,7 +164,7 @@ void DeviceRun::onRejected(host::Ticket ticket, const model_Protocoldata &reply,
 void DeviceRun::onLate(host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs)
 {
     RunEvent event =
-        eventOf(ticket, reply, Event::Late, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
+        eventOf(ticket, reply, Event::Late, tools::millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
     event.afterEndMs = afterEndMs;
     report().tell(event);
     finishIfDone();

@@ -1,10 +1,10 @@
 #include <biz_console/run/osd_run.h>
 
+#include <common/units.h>
+
 namespace biz::console {
 
 namespace {
-
-constexpr double millisecondsPerSecond = 1000.0;
 
 /** What happens to a command, with the record that went or came. */
 RunEvent eventOf(host::Ticket ticket, const model_OsdParam &record, Event what = Event::Sent,
@@ -115,7 +115,7 @@ void OsdRun::onEnded(host::Ticket ticket, const host::OsdCommandResult &result)
     if (isAnswered) {
         DeviceTimes &times = m_times[result.ip];
         times.roundTrips.add(result.roundTripMs);
-        times.lastAnswerSeconds = static_cast<double>(m_sinceFirstSent.elapsed()) / millisecondsPerSecond;
+        times.lastAnswerSeconds = tools::elapsedMs(m_sinceFirstSent) / tools::millisecondsPerSecond;
     }
     RunEvent event;
     if (result.attempts > 0) {
@@ -131,7 +131,7 @@ void OsdRun::onEnded(host::Ticket ticket, const host::OsdCommandResult &result)
 void OsdRun::onLate(host::Ticket ticket, const model_OsdParam &reply, double afterEndMs)
 {
     RunEvent event =
-        eventOf(ticket, reply, Event::Late, millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
+        eventOf(ticket, reply, Event::Late, tools::millisecondsText(afterEndMs) + QStringLiteral(" after its end"));
     event.afterEndMs = afterEndMs;
     report().tell(event);
     finishIfDone();

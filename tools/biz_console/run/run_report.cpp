@@ -1,15 +1,11 @@
 #include <biz_console/run/run_report.h>
 
+#include <common/units.h>
+
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
 namespace biz::console {
-
-namespace {
-
-constexpr double nanosecondsPerMillisecond = 1e6;
-
-} // namespace
 
 RunReport::RunReport(QTextStream &err)
     : m_err(err)
@@ -26,11 +22,6 @@ void RunReport::tellAll(Tell tell)
     }
 }
 
-double RunReport::millisecondsSinceStart() const
-{
-    return static_cast<double>(m_sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
-}
-
 void RunReport::start(RunStart run)
 {
     run.utc = QDateTime::currentDateTimeUtc();
@@ -42,7 +33,7 @@ void RunReport::start(RunStart run)
 void RunReport::tell(RunEvent event)
 {
     event.utc = QDateTime::currentDateTimeUtc();
-    event.atMs = millisecondsSinceStart();
+    event.atMs = tools::elapsedMs(m_sinceStart);
     const bool isForeign = event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign;
     const LedgerEntry *entry = isForeign ? nullptr : m_ledger.find(event.ticket);
     if (entry != nullptr) {
@@ -93,7 +84,7 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdTable
     }
     end.exitCode = end.endedEarly ? m_problem : (end.allAsExpected ? AsExpected : NotAsExpected);
     end.utc = QDateTime::currentDateTimeUtc();
-    end.atMs = millisecondsSinceStart();
+    end.atMs = tools::elapsedMs(m_sinceStart);
     tellAll([&end](EventSink &sink) { sink.ended(end); });
     return end.exitCode;
 }

@@ -46,8 +46,6 @@ public:
     ExitCode close(const host::Counters &counters, const QVector<OsdTableRow> &devices);
 
 private:
-    double millisecondsSinceStart() const;
-
     template<typename Tell>
     void tellAll(Tell tell);
 

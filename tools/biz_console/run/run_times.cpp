@@ -1,12 +1,8 @@
 #include <biz_console/run/run_times.h>
 
+#include <common/units.h>
+
 namespace biz::console {
-
-namespace {
-
-constexpr double millisecondsPerSecond = 1000.0;
-
-} // namespace
 
 void RunTimes::happened(const RunEvent &event)
 {
@@ -16,7 +12,7 @@ void RunTimes::happened(const RunEvent &event)
     if (event.kind != RunEvent::Kind::Ended) {
         return;
     }
-    m_secondsToLastEnd = m_firstSentMs < 0 ? 0.0 : (event.atMs - m_firstSentMs) / millisecondsPerSecond;
+    m_secondsToLastEnd = m_firstSentMs < 0 ? 0.0 : (event.atMs - m_firstSentMs) / tools::millisecondsPerSecond;
 }
 
 } // namespace biz::console

@@ -5,12 +5,11 @@
 #include <QtCore/QCoreApplication>
 
 #include <common/stop_signals.h>
+#include <common/units.h>
 
 namespace biz::console {
 
 namespace {
-
-constexpr double nanosecondsPerMillisecond = 1e6;
 
 constexpr int openLimitMs = 5000;
 
@@ -95,7 +94,7 @@ bool SessionRun::takeTurn()
         }
         m_report.ledger().setTotal(m_walk.total());
     }
-    const double nowMs = static_cast<double>(m_clock.nsecsElapsed()) / nanosecondsPerMillisecond;
+    const double nowMs = tools::elapsedMs(m_clock);
     if (m_pace.take(nowMs)) {
         return true;
     }

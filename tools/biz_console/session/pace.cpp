@@ -1,12 +1,12 @@
 #include <biz_console/session/pace.h>
 
+#include <common/units.h>
+
 #include <algorithm>
 
 namespace biz::console {
 
 namespace {
-
-constexpr double millisecondsPerSecond = 1000.0;
 
 /** What a timer was late is made up for; a longer stall is not, since a burst would follow it. */
 constexpr double madeUpMs = 5.0;
@@ -14,7 +14,7 @@ constexpr double madeUpMs = 5.0;
 } // namespace
 
 Pace::Pace(double perSecond)
-    : m_periodMs(perSecond > 0 ? millisecondsPerSecond / perSecond : 0.0)
+    : m_periodMs(perSecond > 0 ? tools::millisecondsPerSecond / perSecond : 0.0)
 {
 }
 
