@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include <biz_console/output/osd_table.h>
+#include <biz_console/output/summary_lines.h>
+
 namespace biz::console {
 
 namespace {
@@ -17,12 +20,12 @@ void appendList(QStringList &lines, const QString &title, const QStringList &ite
     }
 }
 
-void appendDevices(QStringList &lines, const QVector<OsdTableRow> &devices, bool allDevices)
+void appendDevices(QStringList &lines, const QVector<OsdDeviceTotals> &devices, bool allDevices)
 {
     lines << QString() << osdTable(devices, allDevices);
     int answering = 0;
     double lastAnswer = 0.0;
-    for (const OsdTableRow &device : devices) {
+    for (const OsdDeviceTotals &device : devices) {
         if (device.allAnswered()) {
             ++answering;
             lastAnswer = std::max(lastAnswer, device.lastAnswerSeconds);
@@ -60,7 +63,7 @@ QStringList closingLines(const RunEnd &end, bool allDevices)
     }
     appendList(lines, QStringLiteral("not as expected"), end.mismatches);
     appendList(lines, QStringLiteral("stopped before they ended"), end.stopped);
-    lines << QString() << end.summary.lines();
+    lines << QString() << summaryLines(end.summary);
     if (!end.endedEarly) {
         lines << verdict(end);
     }

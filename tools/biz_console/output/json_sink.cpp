@@ -163,17 +163,17 @@ QJsonObject roundTripsOf(double minMs, double medianMs, double p99Ms, double max
     return object;
 }
 
-QJsonArray devicesOf(const QVector<OsdTableRow> &rows)
+QJsonArray devicesOf(const QVector<OsdDeviceTotals> &rows)
 {
     QJsonArray devices;
-    for (const OsdTableRow &row : rows) {
+    for (const OsdDeviceTotals &row : rows) {
         QJsonObject device;
         device.insert(key("device"), row.device);
         device.insert(key("sent"), static_cast<qint64>(row.sent));
         device.insert(key("answered"), static_cast<qint64>(row.answered));
         device.insert(key("gaveUp"), static_cast<qint64>(row.timedOut));
         device.insert(key("waiting"), row.waiting);
-        device.insert(key("roundTrip"), roundTripsOf(-1.0, row.roundTrips.median(), -1.0, row.roundTrips.maximum()));
+        device.insert(key("roundTrip"), roundTripsOf(-1.0, row.medianMs, -1.0, row.maximumMs));
         devices.append(device);
     }
     return devices;

@@ -1,5 +1,8 @@
 #include <biz_console/output/osd_table.h>
 
+#include <algorithm>
+#include <vector>
+
 #include <common/units.h>
 
 namespace biz::console {
@@ -27,42 +30,57 @@ QString headLine()
            text("median", timeWidth) + text("maximum", timeWidth);
 }
 
-QString rowLine(const OsdTableRow &row)
+QString rowLine(const OsdDeviceTotals &row)
 {
     return row.device.leftJustified(deviceWidth) + number(row.sent) + number(row.answered) + number(row.timedOut) +
-           number(static_cast<quint64>(row.waiting)) +
-           tools::millisecondsText(row.roundTrips.median()).rightJustified(timeWidth) +
-           tools::millisecondsText(row.roundTrips.maximum()).rightJustified(timeWidth);
+           number(static_cast<quint64>(row.waiting)) + tools::millisecondsText(row.medianMs).rightJustified(timeWidth) +
+           tools::millisecondsText(row.maximumMs).rightJustified(timeWidth);
 }
 
-void addTo(OsdTableRow &sum, const OsdTableRow &row)
+/** The row of devices of which every command was answered. */
+class SharedRow
 {
-    sum.sent += row.sent;
-    sum.answered += row.answered;
-    sum.timedOut += row.timedOut;
-    sum.waiting += row.waiting;
-    sum.roundTrips.add(row.roundTrips);
-}
+public:
+    void add(const OsdDeviceTotals &row)
+    {
+        m_sum.sent += row.sent;
+        m_sum.answered += row.answered;
+        m_sum.maximumMs = std::max(m_sum.maximumMs, row.maximumMs);
+        m_medians.push_back(row.medianMs);
+    }
+
+    bool isEmpty() const { return m_medians.empty(); }
+
+    QString line()
+    {
+        const auto middle = m_medians.begin() + static_cast<std::ptrdiff_t>(m_medians.size() / 2);
+        std::nth_element(m_medians.begin(), middle, m_medians.end());
+        m_sum.medianMs = *middle;
+        m_sum.device = QStringLiteral("%1 answering devices").arg(m_medians.size());
+        return rowLine(m_sum);
+    }
+
+private:
+    OsdDeviceTotals m_sum;
+    std::vector<double> m_medians;
+};
 
 } // namespace
 
-QStringList osdTable(const QVector<OsdTableRow> &rows, bool showAll)
+QStringList osdTable(const QVector<OsdDeviceTotals> &rows, bool showAll)
 {
     const bool showEach = showAll || rows.size() <= devicesShownEach;
     QStringList lines{headLine()};
-    OsdTableRow others;
-    int otherCount = 0;
-    for (const OsdTableRow &row : rows) {
+    SharedRow others;
+    for (const OsdDeviceTotals &row : rows) {
         if (showEach || !row.allAnswered()) {
             lines.append(rowLine(row));
         } else {
-            addTo(others, row);
-            ++otherCount;
+            others.add(row);
         }
     }
-    if (otherCount > 0) {
-        others.device = QStringLiteral("%1 answering devices").arg(otherCount);
-        lines.append(rowLine(others));
+    if (!others.isEmpty()) {
+        lines.append(others.line());
     }
     return lines;
 }

@@ -7,9 +7,9 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/output/osd_table.h>
-#include <biz_console/output/summary.h>
 #include <biz_console/run/exit_codes.h>
+#include <biz_console/run/osd_device_totals.h>
+#include <biz_console/run/run_summary.h>
 #include <biz_console/session/expectation.h>
 #include <host/command_result.h>
 #include <host/link_status.h>
@@ -109,10 +109,10 @@ struct RunProgress
 /** What a run came to. */
 struct RunEnd
 {
-    Summary summary;
-    QVector<OsdTableRow> devices; ///< of the OSD channel
-    QStringList mismatches;       ///< a sentence for each command that did not end as expected
-    QStringList stopped;          ///< the commands that were stopped
+    RunSummary summary;
+    QVector<OsdDeviceTotals> devices; ///< of the OSD channel
+    QStringList mismatches;           ///< a sentence for each command that did not end as expected
+    QStringList stopped;              ///< the commands that were stopped
     qint64 mismatchCount = 0;
     qint64 total = 0;
     bool endedEarly = false;

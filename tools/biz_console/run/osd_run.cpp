@@ -113,9 +113,7 @@ void OsdRun::onEnded(host::Ticket ticket, const host::OsdCommandResult &result)
     const model_OsdParam command = m_sent.take(ticket);
     const bool isAnswered = result.outcome == host::Outcome::Answered;
     if (isAnswered) {
-        DeviceTimes &times = m_times[result.ip];
-        times.roundTrips.add(result.roundTripMs);
-        times.lastAnswerSeconds = tools::elapsedMs(m_sinceFirstSent) / tools::millisecondsPerSecond;
+        m_lastAnswerSeconds[result.ip] = tools::elapsedMs(m_sinceFirstSent) / tools::millisecondsPerSecond;
     }
     RunEvent event;
     if (result.attempts > 0) {
@@ -172,15 +170,15 @@ void OsdRun::onSocketError(const QString &why)
 void OsdRun::beforeStop()
 {
     for (const host::OsdDeviceStatus &device : m_host.devices()) {
-        OsdTableRow row;
+        OsdDeviceTotals row;
         row.device = device.ip;
         row.sent = device.counters.sent;
         row.answered = device.counters.answered;
         row.timedOut = device.counters.gaveUp;
         row.waiting = device.counters.queueLength;
-        const DeviceTimes times = m_times.value(device.ip);
-        row.roundTrips = times.roundTrips;
-        row.lastAnswerSeconds = times.lastAnswerSeconds;
+        row.medianMs = device.counters.roundTripMedianMs;
+        row.maximumMs = device.counters.roundTripMaxMs;
+        row.lastAnswerSeconds = m_lastAnswerSeconds.value(device.ip);
         m_rows.append(row);
     }
 }

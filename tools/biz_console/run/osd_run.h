@@ -4,7 +4,6 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 
-#include <biz_console/output/osd_table.h>
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
 #include <host/osd_host.h>
@@ -36,7 +35,7 @@ protected:
     int pendingInHost() const override { return m_host.pending(); }
     int commandsGivenAhead() const override { return maxOsdCommands; }
     void beforeStop() override;
-    QVector<OsdTableRow> deviceRows() const override { return m_rows; }
+    QVector<OsdDeviceTotals> deviceRows() const override { return m_rows; }
 
 private:
     void connectHost();
@@ -56,14 +55,9 @@ private:
     host::OsdHost m_host;
     QHash<host::Ticket, model_OsdParam> m_sent; ///< as they were sent, until they end
 
-    struct DeviceTimes
-    {
-        RoundTrips roundTrips;
-        double lastAnswerSeconds = 0.0;
-    };
-    QHash<QString, DeviceTimes> m_times;
+    QHash<QString, double> m_lastAnswerSeconds; ///< by device
     QElapsedTimer m_sinceFirstSent;
-    QVector<OsdTableRow> m_rows; ///< as they stood when the host was stopped
+    QVector<OsdDeviceTotals> m_rows; ///< as they stood when the host was stopped
 };
 
 } // namespace biz::console

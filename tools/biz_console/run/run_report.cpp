@@ -1,5 +1,6 @@
 #include <biz_console/run/run_report.h>
 
+#include <biz_console/replies/error_log_file.h>
 #include <common/units.h>
 
 #include <QtCore/QDir>
@@ -61,7 +62,7 @@ void RunReport::tellProblem(const QString &problem, ExitCode code)
     }
 }
 
-ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdTableRow> &devices)
+ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDeviceTotals> &devices)
 {
     RunEnd end;
     end.summary.counters = counters;

@@ -43,7 +43,7 @@ public:
     void endOnRequest() { m_endOnRequest = true; }
 
     /** Sums up and tells the end; returns the exit code. */
-    ExitCode close(const host::Counters &counters, const QVector<OsdTableRow> &devices);
+    ExitCode close(const host::Counters &counters, const QVector<OsdDeviceTotals> &devices);
 
 private:
     template<typename Tell>

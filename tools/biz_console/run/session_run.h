@@ -67,7 +67,7 @@ protected:
     virtual void beforeStop() {}
 
     /** What the devices of an OSD run came to, after its last event. */
-    virtual QVector<OsdTableRow> deviceRows() const { return {}; }
+    virtual QVector<OsdDeviceTotals> deviceRows() const { return {}; }
 
     /** The host is connected, and commands are under way. */
     void opened();

@@ -1,8 +1,8 @@
 #include <biz_console/session/pace.h>
 
-#include <common/units.h>
-
 #include <algorithm>
+
+#include <common/units.h>
 
 namespace biz::console {
 

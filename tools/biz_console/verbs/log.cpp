@@ -1,5 +1,5 @@
 #include <biz_console/cli/command_line.h>
-#include <biz_console/output/summary.h>
+#include <biz_console/replies/error_log_file.h>
 
 #include <map>
 #include <optional>

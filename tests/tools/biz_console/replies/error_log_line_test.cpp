@@ -3,7 +3,7 @@
 #include <QtCore/QFile>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_console/output/summary.h>
+#include <biz_console/replies/error_log_file.h>
 #include <biz_console/replies/error_log_line.h>
 #include <support/scratch_folder.h>
 

@@ -4,7 +4,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/output/summary.h>
+#include <biz_console/replies/error_log_file.h>
 #include <tools/support/console_process.h>
 
 using namespace biz::test;

@@ -1,20 +1,12 @@
-#include <biz_console/output/summary.h>
+#include <biz_console/output/summary_lines.h>
 
 #include <common/units.h>
-
-#include <algorithm>
-
-#include <QtCore/QDateTime>
-#include <QtCore/QLocale>
 
 namespace biz::console {
 
 namespace {
 
 constexpr int labelWidth = 18;
-
-/** For each device of a run, of which there may be thousands. */
-constexpr std::size_t maxSample = 1000;
 
 QString row(const char *label, const QString &value)
 {
@@ -51,45 +43,13 @@ QString rateText(const host::Counters &counters, double seconds)
 
 } // namespace
 
-void RoundTrips::add(double milliseconds)
+QStringList summaryLines(const RunSummary &summary)
 {
-    m_maximum = std::max(m_maximum, milliseconds);
-    ++m_count;
-    if (m_sample.size() < maxSample) {
-        m_sample.push_back(milliseconds);
-        return;
-    }
-    // Each of all so far is in the sample with the same probability.
-    const quint64 place = std::uniform_int_distribution<quint64>(0, m_count - 1)(m_random);
-    if (place < maxSample) {
-        m_sample[place] = milliseconds;
-    }
-}
-
-void RoundTrips::add(const RoundTrips &others)
-{
-    m_sample.insert(m_sample.end(), others.m_sample.begin(), others.m_sample.end());
-    m_maximum = std::max(m_maximum, others.m_maximum);
-    m_count += others.m_count;
-}
-
-double RoundTrips::median() const
-{
-    if (m_sample.empty()) {
-        return -1.0;
-    }
-    std::vector<double> sorted = m_sample;
-    std::sort(sorted.begin(), sorted.end());
-    const std::size_t middle = sorted.size() / 2;
-    return sorted.size() % 2 == 1 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2.0;
-}
-
-QStringList Summary::lines() const
-{
+    const host::Counters &counters = summary.counters;
     QStringList lines{QStringLiteral("summary")};
     lines.append(row("sent", counters.sent));
     lines.append(row("answered", counters.answered));
-    if (isOfDevice) {
+    if (summary.isOfDevice) {
         lines.append(row("rejected", counters.rejected));
         lines.append(row("resent", counters.resent));
     }
@@ -111,17 +71,12 @@ QStringList Summary::lines() const
     lines.append(row("round trip", QStringLiteral("median %1, maximum %2")
                                        .arg(tools::millisecondsText(counters.roundTripMedianMs),
                                             tools::millisecondsText(counters.roundTripMaxMs))));
-    lines.append(row("commands a second", rateText(counters, seconds)));
-    if (isOfDevice) {
-        lines.append(row("error log", errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected") : errorLog));
+    lines.append(row("commands a second", rateText(counters, summary.seconds)));
+    if (summary.isOfDevice) {
+        lines.append(row("error log", summary.errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected")
+                                                                 : summary.errorLog));
     }
     return lines;
-}
-
-QString errorLogOfToday(const QString &folder)
-{
-    const QString day = QLocale::c().toString(QDate::currentDate(), QStringLiteral("yyyyMMdd"));
-    return QStringLiteral("%1/Errorlog/%2.log").arg(folder, day);
 }
 
 } // namespace biz::console
