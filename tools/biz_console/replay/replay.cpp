@@ -59,7 +59,7 @@ DeviceSession deviceSessionOf(const Recording &recording)
     session.deviceType = recording.deviceType;
     session.isPipelined = recording.isPipelined;
     for (const RecordedCommand &recorded : recording.commands) {
-        DeviceCommand command;
+        DeviceSessionCommand command;
         command.name = recorded.name;
         std::copy(recorded.head.begin(), recorded.head.end(), command.record.ucHead);
         command.record.baData = recorded.data;
@@ -101,7 +101,7 @@ OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices
         const QString address = devices.addressOf(recorded.device);
         const int place = i % session.devices.size();
         if (place == 0) {
-            OsdCommand command;
+            OsdSessionCommand command;
             command.name = recorded.name;
             std::copy(recorded.head.begin(), recorded.head.end(), command.record.ucOsdHead);
             command.record.ucOsdFlag = static_cast<quint8>(recorded.flag);

@@ -94,7 +94,7 @@ int DeviceRun::commandsGivenAhead() const
 
 bool DeviceRun::give(const WalkStep &step, QString *error)
 {
-    const DeviceCommand &command = m_session.commands.at(step.command);
+    const DeviceSessionCommand &command = m_session.commands.at(step.command);
     const host::Ticket ticket = m_host.enqueue(command.record);
     if (ticket == 0) {
         *error = m_host.errorString();

@@ -66,7 +66,7 @@ bool OsdRun::startHost(QString *error)
 
 bool OsdRun::give(const WalkStep &step, QString *error)
 {
-    const OsdCommand &command = m_session.commands.at(step.command);
+    const OsdSessionCommand &command = m_session.commands.at(step.command);
     model_OsdParam record = command.record;
     record.qsIp = m_session.devices.at(step.device);
     const host::Ticket ticket = m_host.enqueue(record);
@@ -86,7 +86,7 @@ bool OsdRun::give(const WalkStep &step, QString *error)
 }
 
 /** A silent device answers nothing, whatever a command expects of the others. */
-Expectation OsdRun::expectationOf(const OsdCommand &command, const QString &device) const
+Expectation OsdRun::expectationOf(const OsdSessionCommand &command, const QString &device) const
 {
     if (!m_session.silent.contains(device)) {
         return command.expectedOf.value(device, command.expected);

@@ -40,7 +40,7 @@ protected:
 private:
     void connectHost();
 
-    Expectation expectationOf(const OsdCommand &command, const QString &device) const;
+    Expectation expectationOf(const OsdSessionCommand &command, const QString &device) const;
 
     void onSent(host::Ticket ticket, const model_OsdParam &command);
     void onEnded(host::Ticket ticket, const host::OsdCommandResult &result);

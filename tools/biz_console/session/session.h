@@ -25,7 +25,7 @@ constexpr int osdHeadBytes = 11;
 constexpr int maxOsdCommands = 100'000; ///< of a session: they are given to the host at once
 
 /** A command of a session, given to the channel `repeat` times. */
-struct DeviceCommand
+struct DeviceSessionCommand
 {
     QString name;
     model_Protocoldata record;
@@ -38,11 +38,11 @@ struct DeviceSession
 {
     int deviceType = -1;
     bool isPipelined = false;
-    QVector<DeviceCommand> commands;
+    QVector<DeviceSessionCommand> commands;
 };
 
 /** A command of an OSD session, given to every device `repeat` times. */
-struct OsdCommand
+struct OsdSessionCommand
 {
     QString name;
     model_OsdParam record; ///< without the address
@@ -57,7 +57,7 @@ struct OsdSession
     quint16 port = 0;
     QStringList devices;
     QSet<QString> silent; ///< devices whose commands are expected to be given up
-    QVector<OsdCommand> commands;
+    QVector<OsdSessionCommand> commands;
 };
 
 /** How often each command is repeated. */

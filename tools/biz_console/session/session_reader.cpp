@@ -58,10 +58,10 @@ QString nameOr(const ObjectReader &reader, const QByteArray &head)
     return reader.text("name", codes);
 }
 
-DeviceCommand readDeviceCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
+DeviceSessionCommand readDeviceCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
 {
     const ObjectReader reader(value, place, {"name", "head", "data", "waitMs", "repeat", "expect"});
-    DeviceCommand command;
+    DeviceSessionCommand command;
     const QByteArray head = reader.hexOfSize("head", headBytes, "F1 08 03 62 01 00");
     std::copy(head.begin(), head.end(), command.record.ucHead + stampedHeadBytes);
     command.name = nameOr(reader, head);
@@ -72,10 +72,10 @@ DeviceCommand readDeviceCommand(const QJsonValue &value, const QString &place, i
     return command;
 }
 
-OsdCommand readOsdCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
+OsdSessionCommand readOsdCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
 {
     const ObjectReader reader(value, place, {"name", "head", "flag", "data", "text", "waitMs", "repeat", "expect"});
-    OsdCommand command;
+    OsdSessionCommand command;
     const QByteArray head = reader.hexOfSize("head", osdHeadBytes, "0D 01 00 00 00 00 00 00 00 00 00");
     std::copy(head.begin(), head.end(), command.record.ucOsdHead);
     command.name = nameOr(reader, head);

@@ -120,7 +120,7 @@ int waitOf(const QCommandLineParser &parser, int fallback)
 DeviceSession deviceSession(const QCommandLineParser &parser)
 {
     const QByteArray head = headOf(onlyArgument(parser, QStringLiteral("the head")), headBytes, "F1 08 03 62 01 00");
-    DeviceCommand command;
+    DeviceSessionCommand command;
     std::copy(head.begin(), head.end(), command.record.ucHead + stampedHeadBytes);
     command.name = host::commandText(command.record);
     command.record.baData = dataOf(parser, host::DemoFrameCodec::maxPayload);
@@ -135,7 +135,7 @@ OsdSession osdSession(const QCommandLineParser &parser)
 {
     const QByteArray head =
         headOf(onlyArgument(parser, QStringLiteral("the head")), osdHeadBytes, "0D 01 00 00 00 00 00 00 00 00 00");
-    OsdCommand command;
+    OsdSessionCommand command;
     std::copy(head.begin(), head.end(), command.record.ucOsdHead);
     command.name = QString::fromLatin1(head.left(2).toHex('/').toUpper());
     command.record.baData = dataOf(parser, host::OsdDatagramCodec::maxPayload);

@@ -110,21 +110,21 @@ void OsdDevices::read(Device &device)
     }
 }
 
-void OsdDevices::receive(Device &device, const QByteArray &datagram, const Peer &peer)
+void OsdDevices::receive(Device &device, const QByteArray &datagram, const ReturnAddress &from)
 {
     const QString ip = device.address.toString();
     model_OsdParam command;
     QString reason;
     if (!host::OsdDatagramCodec::decode(datagram, &command, &reason)) {
-        ++m_counters.refused;
+        ++m_tally.refused;
         m_log.write(QStringLiteral("osd %1 refused %2 bytes: %3").arg(ip, QString::number(datagram.size()), reason));
         return;
     }
-    ++m_counters.received;
-    answer(device, command, peer);
+    ++m_tally.received;
+    answer(device, command, from);
 }
 
-void OsdDevices::answer(Device &device, const model_OsdParam &command, const Peer &peer)
+void OsdDevices::answer(Device &device, const model_OsdParam &command, const ReturnAddress &from)
 {
     const auto fault = device.plan.next({});
     const QString who =
@@ -132,17 +132,17 @@ void OsdDevices::answer(Device &device, const model_OsdParam &command, const Pee
     // Head, flag and payload come back as they are: the channel has no rules for OSD replies.
     const QByteArray reply = host::OsdDatagramCodec::encode(command);
     if (fault) {
-        answerWith(*fault, device, reply, peer, who);
+        answerWith(*fault, device, reply, from, who);
         return;
     }
     m_log.write(QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())));
-    sendAfter(device, m_settings.delayMs, {reply}, peer);
+    sendAfter(device, m_settings.delayMs, {reply}, from);
 }
 
-void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply, const Peer &peer,
+void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply, const ReturnAddress &from,
                             const QString &who)
 {
-    m_counters.count(fault.kind);
+    m_tally.count(fault.kind);
     m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)));
     if (fault.kind == FaultKind::Silence) {
         return;
@@ -153,19 +153,19 @@ void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray
     }
     QVector<QByteArray> datagrams = datagramsWith(fault, reply);
     if (datagrams.isEmpty()) {
-        ++m_counters.unfit;
+        ++m_tally.unfit;
         m_log.write(QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)));
         datagrams = {reply};
     }
     const int delayMs = fault.kind == FaultKind::Late ? fault.measures.lateByMs : m_settings.delayMs;
-    sendAfter(device, delayMs, datagrams, peer);
+    sendAfter(device, delayMs, datagrams, from);
 }
 
-void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const Peer &peer)
+void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const ReturnAddress &from)
 {
-    const auto sendAll = [this, &device, datagrams, peer] {
+    const auto sendAll = [this, &device, datagrams, from] {
         for (const QByteArray &datagram : datagrams) {
-            send(device, datagram, peer);
+            send(device, datagram, from);
         }
     };
     if (delayMs == 0) {
@@ -175,14 +175,14 @@ void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray
     }
 }
 
-void OsdDevices::send(Device &device, const QByteArray &datagram, const Peer &peer)
+void OsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
 {
     const bool isThere = device.socket != nullptr;
-    if (isThere && device.socket->writeDatagram(datagram, peer.address, peer.port) == datagram.size()) {
-        ++m_counters.replies;
+    if (isThere && device.socket->writeDatagram(datagram, from.address, from.port) == datagram.size()) {
+        ++m_tally.replies;
         return;
     }
-    ++m_counters.lost;
+    ++m_tally.lost;
     m_log.write(QStringLiteral("osd %1 reply not delivered: %2")
                     .arg(device.address.toString(),
                          isThere ? device.socket->errorString() : QStringLiteral("the device has vanished")));

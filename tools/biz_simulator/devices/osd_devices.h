@@ -7,6 +7,7 @@
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QUdpSocket>
 
+#include <biz_simulator/devices/device_tally.h>
 #include <biz_simulator/devices/event_log.h>
 #include <biz_simulator/devices/settings.h>
 #include <model/model_osdparam.h>
@@ -33,7 +34,7 @@ public:
 
     quint16 port() const { return m_port; }
     QString errorString() const { return m_error; }
-    const Counters &counters() const { return m_counters; }
+    const DeviceTally &tally() const { return m_tally; }
 
 private:
     struct Device
@@ -43,7 +44,8 @@ private:
         std::unique_ptr<QUdpSocket> socket;
     };
 
-    struct Peer
+    /** Where a command came from, and its reply goes. */
+    struct ReturnAddress
     {
         QHostAddress address;
         quint16 port;
@@ -53,11 +55,12 @@ private:
     void unbindAll();
     bool bind(Device &device, quint16 port);
     void read(Device &device);
-    void receive(Device &device, const QByteArray &datagram, const Peer &peer);
-    void answer(Device &device, const model_OsdParam &command, const Peer &peer);
-    void answerWith(const Fault &fault, Device &device, const QByteArray &reply, const Peer &peer, const QString &who);
-    void sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const Peer &peer);
-    void send(Device &device, const QByteArray &datagram, const Peer &peer);
+    void receive(Device &device, const QByteArray &datagram, const ReturnAddress &from);
+    void answer(Device &device, const model_OsdParam &command, const ReturnAddress &from);
+    void answerWith(const Fault &fault, Device &device, const QByteArray &reply, const ReturnAddress &from,
+                    const QString &who);
+    void sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const ReturnAddress &from);
+    void send(Device &device, const QByteArray &datagram, const ReturnAddress &from);
     void vanish(Device &device, int forMs);
     void comeBack(Device &device);
 
@@ -66,7 +69,7 @@ private:
     const EventLog &m_log;
     quint16 m_port = 0;
     QString m_error;
-    Counters m_counters;
+    DeviceTally m_tally;
 };
 
 } // namespace biz::simulator

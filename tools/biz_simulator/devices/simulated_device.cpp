@@ -71,13 +71,13 @@ void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
 
 void SimulatedDevice::refuse(int bytes, const QString &reason)
 {
-    ++m_counters.refused;
+    ++m_tally.refused;
     m_log.write(QStringLiteral("%1 refused %2 bytes: %3").arg(m_settings.label, QString::number(bytes), reason));
 }
 
 void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata &command)
 {
-    ++m_counters.received;
+    ++m_tally.received;
     const auto fault = m_plan.next({command.ucHead[1], command.ucHead[2]});
     const QString who = QStringLiteral("%1 #%2").arg(m_settings.label, QString::number(m_plan.receptions()));
     m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
@@ -97,9 +97,9 @@ void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata 
 
 void SimulatedDevice::tellFault(const Delivery &delivery)
 {
-    m_counters.count(delivery.fault->kind);
+    m_tally.count(delivery.fault->kind);
     const bool applies = delivery.answer.faultApplies;
-    m_counters.unfit += applies ? 0 : 1;
+    m_tally.unfit += applies ? 0 : 1;
     m_log.write(QStringLiteral("%1 fault %2%3")
                     .arg(delivery.who, faultName(delivery.fault->kind),
                          applies ? QString() : QStringLiteral(" does not apply")));
@@ -167,7 +167,7 @@ QVector<QByteArray> SimulatedDevice::framesOf(const Delivery &delivery)
     for (const model_Protocoldata &reply : delivery.answer.replies) {
         const QByteArray frame = delivery.peer->codec->encode(reply);
         if (frame.isEmpty()) {
-            ++m_counters.lost;
+            ++m_tally.lost;
             m_log.write(
                 QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame").arg(delivery.who));
         } else {
@@ -191,10 +191,10 @@ void SimulatedDevice::write(const Delivery &delivery, const QVector<QByteArray> 
     const auto replies = static_cast<quint64>(delivery.answer.replies.size()) + (held.isEmpty() ? 0 : 1);
 
     if (delivery.peer->send(all, delivery.has(FaultKind::SplitFrames) ? piecePauseMs : 0)) {
-        m_counters.replies += replies;
+        m_tally.replies += replies;
         tellReplies(delivery);
     } else {
-        m_counters.lost += replies;
+        m_tally.lost += replies;
         m_log.write(QStringLiteral("%1 reply not delivered: the host is gone").arg(delivery.who));
     }
 }

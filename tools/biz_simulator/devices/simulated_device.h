@@ -2,6 +2,7 @@
 #define BIZ_SIMULATOR_SIMULATED_DEVICE_H
 
 #include <biz_simulator/devices/answer.h>
+#include <biz_simulator/devices/device_tally.h>
 #include <biz_simulator/devices/event_log.h>
 #include <biz_simulator/devices/settings.h>
 #include <biz_simulator/transport/transport.h>
@@ -25,7 +26,7 @@ public:
 
     QString url() const { return m_transport->url(); }
     QString errorString() const { return m_transport->errorString(); }
-    const Counters &counters() const { return m_counters; }
+    const DeviceTally &tally() const { return m_tally; }
 
 Q_SIGNALS:
     /** Hosts reach it at another url() from now on. */
@@ -61,7 +62,7 @@ private:
     FaultPlan m_plan;
     const EventLog &m_log;
     std::unique_ptr<Transport> m_transport;
-    Counters m_counters;
+    DeviceTally m_tally;
 };
 
 } // namespace biz::simulator

@@ -18,9 +18,9 @@ QString addressesOf(const OsdSettings &group, quint16 port)
         .arg(QHostAddress(group.first).toString(), QHostAddress(group.last()).toString(), QString::number(port));
 }
 
-void printCounters(const QString &name, const Counters &counters)
+void printTally(const QString &name, const DeviceTally &tally)
 {
-    writeLine(stdout, QStringLiteral("%1: %2").arg(name, summaryText(counters)));
+    writeLine(stdout, QStringLiteral("%1: %2").arg(name, summaryText(tally)));
 }
 
 bool drawsFaults(const Settings &settings)
@@ -87,10 +87,10 @@ bool Simulation::listenAll()
 void Simulation::printSummary() const
 {
     for (std::size_t i = 0; i < m_devices.size(); ++i) {
-        printCounters(m_settings.devices.at(static_cast<int>(i)).name, m_devices[i]->counters());
+        printTally(m_settings.devices.at(static_cast<int>(i)).name, m_devices[i]->tally());
     }
     for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
-        printCounters(m_settings.osdGroups.at(static_cast<int>(i)).name, m_osdGroups[i]->counters());
+        printTally(m_settings.osdGroups.at(static_cast<int>(i)).name, m_osdGroups[i]->tally());
     }
 }
 
