@@ -5,13 +5,14 @@
 #include <unistd.h>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/verbs/verbs.h>
 #include <common/errors.h>
 
 namespace {
 
 using namespace biz::console;
 
-constexpr Command commands[] = {
+constexpr Verb verbs[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
     {"send", "--device URL HEAD", "gives one command and tells what became of it", runSend},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
@@ -22,11 +23,11 @@ constexpr Command commands[] = {
     {"rules", "MODEL", "prints a model's reply rules in words", runRules},
 };
 
-const Command *commandNamed(const QString &name)
+const Verb *verbNamed(const QString &name)
 {
-    for (const Command &command : commands) {
-        if (name == QLatin1String(command.name)) {
-            return &command;
+    for (const Verb &verb : verbs) {
+        if (name == QLatin1String(verb.name)) {
+            return &verb;
         }
     }
     return nullptr;
@@ -39,9 +40,9 @@ void printHelp(QTextStream &out)
     out << "Usage: biz_console COMMAND [options]\n"
            "Drives display devices through libBIZ_Manage and reports what happens.\n\n"
            "Commands:\n";
-    for (const Command &command : commands) {
-        out << "  " << QString::fromLatin1(command.name).leftJustified(nameWidth)
-            << QString::fromLatin1(command.arguments).leftJustified(argumentsWidth) << command.purpose << '\n';
+    for (const Verb &verb : verbs) {
+        out << "  " << QString::fromLatin1(verb.name).leftJustified(nameWidth)
+            << QString::fromLatin1(verb.arguments).leftJustified(argumentsWidth) << verb.purpose << '\n';
     }
     out << "\n"
            "  biz_console COMMAND --help shows the options of a command; --version the version.\n\n"
@@ -63,11 +64,11 @@ int dispatch(const QStringList &arguments, const Output &output)
         printVersion(output.out);
         return AsExpected;
     }
-    const Command *command = commandNamed(first);
-    if (command == nullptr) {
+    const Verb *verb = verbNamed(first);
+    if (verb == nullptr) {
         throw biz::tools::UsageError(QStringLiteral("there is no command '%1'").arg(first));
     }
-    return command->run(arguments.mid(1), output);
+    return verb->run(arguments.mid(1), output);
 }
 
 } // namespace

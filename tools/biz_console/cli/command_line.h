@@ -11,24 +11,6 @@
 
 namespace biz::console {
 
-/** One of the console's commands: its arguments without the program and its own name. */
-struct Command
-{
-    const char *name;
-    const char *arguments;
-    const char *purpose;
-    int (*run)(const QStringList &arguments, const Output &output);
-};
-
-int runDevice(const QStringList &arguments, const Output &output);
-int runSend(const QStringList &arguments, const Output &output);
-int runOsd(const QStringList &arguments, const Output &output);
-int runLog(const QStringList &arguments, const Output &output);
-int runReplay(const QStringList &arguments, const Output &output);
-int runCheck(const QStringList &arguments, const Output &output);
-int runPorts(const QStringList &arguments, const Output &output);
-int runRules(const QStringList &arguments, const Output &output);
-
 void printVersion(QTextStream &out);
 
 /** Parses the arguments of a command; false when it only had to print its help or the version. Throws UsageError. */

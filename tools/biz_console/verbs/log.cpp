@@ -1,5 +1,6 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/replies/error_log_file.h>
+#include <biz_console/verbs/verbs.h>
 
 #include <map>
 #include <optional>

@@ -1,5 +1,6 @@
-#include <biz_console/cli/command_line.h>
+#include <biz_console/verbs/verbs.h>
 
+#include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
 #include <QtCore/QJsonDocument>

@@ -1,10 +1,11 @@
-#include <biz_console/cli/command_line.h>
+#include <biz_console/verbs/verbs.h>
 
 #include <algorithm>
 
 #include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
 
+#include <biz_console/cli/command_line.h>
 #include <biz_console/output/event_printer.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>

@@ -1,5 +1,6 @@
-#include <biz_console/cli/command_line.h>
+#include <biz_console/verbs/verbs.h>
 
+#include <biz_console/cli/command_line.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/device_run.h>

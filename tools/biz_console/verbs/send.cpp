@@ -1,9 +1,10 @@
-#include <biz_console/cli/command_line.h>
+#include <biz_console/verbs/verbs.h>
 
 #include <algorithm>
 
 #include <QtNetwork/QHostAddress>
 
+#include <biz_console/cli/command_line.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/send_printer.h>
