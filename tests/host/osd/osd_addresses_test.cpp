@@ -85,7 +85,7 @@ TEST_F(OsdAddresses, AnAddressThatCannotBeSentToIsReportedAndLeftToItsTimeOut)
 {
     ASSERT_TRUE(host->setLocalAddress("127.0.0.1"));
     start();
-    const Ticket ticket = enqueue(command("::1", silentWaitMs));
+    const Ticket ticket = enqueue(command("::1", givenUpWaitMs));
     ASSERT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "gaveUp");
     EXPECT_TRUE(ends[ticket].front().reason.contains("could not be sent"));

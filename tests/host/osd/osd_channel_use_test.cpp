@@ -99,7 +99,7 @@ TEST_F(OsdChannelUse, AGiveUpIsNoticedWithinTwentyMilliseconds)
     auto quickest = std::chrono::milliseconds::max();
     for (int i = 0; i < tries && quickest > soon; ++i) {
         const std::size_t before = one.commands.size();
-        const Ticket ticket = enqueue(one, silentWaitMs);
+        const Ticket ticket = enqueue(one, givenUpWaitMs);
         ASSERT_TRUE(waitFor([&] { return one.commands.size() > before; }));
         std::atomic<Clock::rep> freedAt{0};
         std::thread watch([&] {

@@ -41,6 +41,9 @@ std::vector<FromSlot> everySignalEveryWay()
 class OsdFromSlots : public OsdHostFixture, public testing::WithParamInterface<FromSlot>
 {
 protected:
+    /** No whole second: given up at the channel's next look, written or not. */
+    static constexpr int soonGivenUpWaitMs = 500;
+
     /** Makes every signal happen, time and again, as long as the host runs. */
     void makeEverythingHappen()
     {
@@ -49,8 +52,8 @@ protected:
         PlayedDevice &stranger = device(3);
         silent.answers = false;
         ASSERT_TRUE(host->setLocalAddress("127.0.0.1"));
-        const Ticket first = enqueue(silent, silentWaitMs);
-        enqueue(command("::1", silentWaitMs)); // no way there from an IPv4 address
+        const Ticket first = enqueue(silent, soonGivenUpWaitMs);
+        enqueue(command("::1", endlessWaitMs)); // no way there from an IPv4 address
         QObject::connect(&m_pulse, &QTimer::timeout, [this, first, &talker, &silent, &stranger] {
             if (!host || m_done) {
                 return;
@@ -60,6 +63,7 @@ protected:
                 stranger.reply({});
                 talker.reply({});
                 talker.send("garbage");
+                silent.learnHostFrom(talker);
                 silent.reply({});
             }
             if (talker.commands.empty() && given.size() < 4) {

@@ -123,8 +123,8 @@ protected:
 
     /** The channel counts whole seconds; two of them leave at least one for an answer. */
     static constexpr int answeredWaitMs = 2000;
-    /** No whole second: given up at the channel's next look, half a second later at most. */
-    static constexpr int silentWaitMs = 500;
+    /** The same, where no answer comes: it leaves even a busy machine the time to write the command. */
+    static constexpr int givenUpWaitMs = answeredWaitMs;
     /** Longer than any test. */
     static constexpr int endlessWaitMs = 60000;
 

@@ -194,7 +194,7 @@ TEST_F(OsdLife, DestructionIsSafeInEveryState)
         }
         if (state >= InFlight) {
             one.commands.clear();
-            enqueue(one, state == InFlight ? endlessWaitMs : silentWaitMs);
+            enqueue(one, state == InFlight ? endlessWaitMs : givenUpWaitMs);
             enqueue(one, endlessWaitMs);
             ASSERT_TRUE(waitFor([&] { return !one.commands.empty(); }));
         }

@@ -63,7 +63,7 @@ TEST_F(OsdOutcomes, ASilentDevicesCommandIsGivenUpAndItsNextGoesOut)
     PlayedDevice &one = device(1);
     one.answers = false;
     start();
-    const Ticket silent = enqueue(one, silentWaitMs, "silent");
+    const Ticket silent = enqueue(one, givenUpWaitMs, "silent");
     const Ticket next = enqueue(one, answeredWaitMs, "next");
     ASSERT_TRUE(waitForEnd(silent));
     EXPECT_EQ(outcomeOf(silent), "gaveUp");
@@ -78,7 +78,7 @@ TEST_F(OsdOutcomes, AGivenUpCommandEndsWithoutAnotherBehindIt)
     PlayedDevice &one = device(1);
     one.answers = false;
     start();
-    const Ticket ticket = enqueue(one, silentWaitMs);
+    const Ticket ticket = enqueue(one, givenUpWaitMs);
     ASSERT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "gaveUp");
 }

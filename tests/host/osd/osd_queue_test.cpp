@@ -3,6 +3,7 @@
 #include <QtCore/QElapsedTimer>
 
 #include "osd_host_fixture.h"
+#include <thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;
@@ -240,6 +241,9 @@ TEST_F(OsdQueue, ACallbackWhoseContextIsGoneIsNotCalled)
 
 TEST_F(OsdQueue, ACallbackRunsOnTheThreadOfItsContext)
 {
+    if (isUnderThreadSanitizer) {
+        GTEST_SKIP() << "Qt hands the call from thread to thread under locks that the sanitizer does not see";
+    }
     QThread thread;
     QObject context;
     context.moveToThread(&thread);

@@ -90,7 +90,7 @@ TEST_F(OsdReplies, AReplyAfterTheGiveUpIsLateAndSettlesNothing)
     PlayedDevice &one = device(1);
     one.answers = false;
     start();
-    const Ticket ticket = enqueue(one, silentWaitMs);
+    const Ticket ticket = enqueue(one, givenUpWaitMs);
     ASSERT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "gaveUp");
     one.reply(one.commands.front());
@@ -106,12 +106,12 @@ TEST_F(OsdReplies, AReplyThatWaitedInTheSocketIsNotTakenForTheNextCommands)
     PlayedDevice &one = device(1);
     one.answers = false;
     start();
-    const Ticket first = enqueue(one, silentWaitMs, "first");
+    const Ticket first = enqueue(one, givenUpWaitMs, "first");
     const Ticket second = enqueue(one, endlessWaitMs, "second");
     const Ticket third = enqueue(one, endlessWaitMs, "third");
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 1; }));
     one.reply(one.commands.front());
-    keepThreadBusy(2 * timeoutPeriodMs);
+    keepThreadBusy(givenUpWaitMs + timeoutPeriodMs);
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 2; }));
     ASSERT_TRUE(waitForEnd(first));
     EXPECT_EQ(outcomeOf(first), "answered");
@@ -235,7 +235,7 @@ TEST_F(OsdReplies, WithAMatcherALateReplyIsToldFromTheReplyInFlight)
     one.answers = false;
     ASSERT_TRUE(host->setReplyMatcher(std::make_unique<HeadMatcher>()));
     start();
-    const Ticket first = enqueue(marked(command(one.ip, silentWaitMs), 7));
+    const Ticket first = enqueue(marked(command(one.ip, givenUpWaitMs), 7));
     ASSERT_TRUE(waitForEnd(first));
     EXPECT_EQ(outcomeOf(first), "gaveUp");
     const Ticket second = enqueue(marked(command(one.ip, endlessWaitMs), 8));

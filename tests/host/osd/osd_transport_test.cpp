@@ -125,7 +125,7 @@ TEST_F(OsdTransport, ThatStaysFullIsGivenAsTheReasonOfTheGiveUp)
 {
     transport->next = {DatagramTransport::Sent::Later, "full"};
     start();
-    const Ticket ticket = enqueueToNobody(silentWaitMs);
+    const Ticket ticket = enqueueToNobody(givenUpWaitMs);
     ASSERT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "gaveUp");
     EXPECT_TRUE(reasonOf(ticket).contains("could not be sent within its wait")) << reasonOf(ticket).toStdString();
@@ -242,12 +242,12 @@ TEST_F(OsdTransport, ShowsWhichDevicesAreReachableAndSinceWhenTheOthersAreSilent
     EXPECT_TRUE(host->devices()[0].reachable);
 
     const qint64 before = QDateTime::currentMSecsSinceEpoch();
-    const Ticket silent = enqueueToNobody(silentWaitMs);
+    const Ticket silent = enqueueToNobody(givenUpWaitMs);
     ASSERT_TRUE(waitFor([this] { return transport->sent.size() == 2; }));
     EXPECT_TRUE(host->devices()[0].reachable) << "its answer may still come";
     const qint64 after = QDateTime::currentMSecsSinceEpoch();
     ASSERT_TRUE(waitForEnd(silent));
-    ASSERT_TRUE(waitForEnd(enqueueToNobody(silentWaitMs)));
+    ASSERT_TRUE(waitForEnd(enqueueToNobody(givenUpWaitMs)));
     EXPECT_FALSE(host->devices()[0].reachable);
     EXPECT_GE(host->devices()[0].silentSinceUtcMs, before) << "the first of those that it left unanswered";
     EXPECT_LE(host->devices()[0].silentSinceUtcMs, after);

@@ -5,6 +5,7 @@
 #include "answering_network.h"
 #include "osd_host_fixture.h"
 #include <cable.h>
+#include <thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;
@@ -105,6 +106,8 @@ TEST_F(OsdUnreachable, AddressesDelayNoDeviceThatIsThere)
     std::cout << liveEnds.size() << " commands of " << liveDevices << " devices answered beside " << deadDevices
               << " addresses of nobody, " << deadEnds.size() << " of whose commands were given up; slowest round trip "
               << slowest << " ms, " << longest << " ms from its enqueuing" << std::endl;
-    EXPECT_LT(slowest, slowestMs);
-    EXPECT_LT(longest, longestMs) << "a command has waited for room";
+    if (!isUnderThreadSanitizer) { // whose build takes ten times as long
+        EXPECT_LT(slowest, slowestMs);
+        EXPECT_LT(longest, longestMs) << "a command has waited for room";
+    }
 }
