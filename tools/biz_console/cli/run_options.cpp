@@ -46,6 +46,11 @@ QString rateOption()
     return QStringLiteral("rate");
 }
 
+QString reconnectOption()
+{
+    return QStringLiteral("reconnect");
+}
+
 QString watchOption()
 {
     return QStringLiteral("watch");
@@ -127,13 +132,20 @@ RunPlan runPlan(const QCommandLineParser &parser)
                                         .arg(parser.value(rateOption())));
         }
     }
-    const bool isPlain = plan.rounds == 1 && plan.perSecond <= 0.0;
+    plan.reconnects = parser.optionNames().contains(reconnectOption());
+    const bool isPlain = plan.rounds == 1 && plan.perSecond <= 0.0 && !plan.reconnects;
     if (!isPlain && parser.isSet(QStringLiteral("record"))) {
         throw tools::UsageError(
             QStringLiteral("--record: a session that is played once and as fast as it goes expected, "
-                           "without --repeat and --rate"));
+                           "without --repeat, --rate and --reconnect"));
     }
     return plan;
+}
+
+void addReconnectOption(QCommandLineParser &parser)
+{
+    parser.addOption({reconnectOption(), QStringLiteral("Stays when the link is lost: commands wait until the kit has "
+                                                        "opened it again.")});
 }
 
 void addJsonOption(QCommandLineParser &parser)

@@ -29,6 +29,9 @@ QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallbac
 void addPlanOptions(QCommandLineParser &parser);
 RunPlan runPlan(const QCommandLineParser &parser);
 
+/** --reconnect. */
+void addReconnectOption(QCommandLineParser &parser);
+
 /** --json. */
 void addJsonOption(QCommandLineParser &parser);
 bool wantsJson(const QCommandLineParser &parser);

@@ -50,20 +50,31 @@ QString commandOf(const RunEvent &event)
     return event.name.startsWith(event.codes) ? event.name : QStringLiteral("%1 %2").arg(event.codes, event.name);
 }
 
+QString timeOf(const RunEvent &event)
+{
+    return QLocale::c().toString(event.utc.toLocalTime(), QStringLiteral("hh:mm:ss.zzz"));
+}
+
 QString lineOf(const RunEvent &event)
 {
-    const QString time = QLocale::c().toString(event.utc.toLocalTime(), QStringLiteral("hh:mm:ss.zzz"));
     const QString roundTrip = event.roundTripMs < 0 ? QString() : tools::millisecondsText(event.roundTripMs);
     const bool isAnswer = event.kind == RunEvent::Kind::Ended && event.outcome == host::Outcome::Answered;
-    return columns(time, sequenceText(event.sequence), commandOf(event), event.kindName(), roundTrip,
+    return columns(timeOf(event), sequenceText(event.sequence), commandOf(event), event.kindName(), roundTrip,
                    isAnswer ? QString() : event.reason);
 }
 
-/** Commands that a stop kept from being sent are accounted for in the closing list. */
-bool isWorthALine(const RunEvent &event)
+/** Its command was stopped before anything was sent; the closing list accounts for it. */
+bool wasNeverSent(const RunEvent &event)
 {
-    const bool neverSent = event.attempts == 0 && event.outcome == host::Outcome::Stopped;
-    return event.kind == RunEvent::Kind::Happened || (event.kind == RunEvent::Kind::Ended && !neverSent);
+    return event.kind == RunEvent::Kind::Ended && event.attempts == 0 && event.outcome == host::Outcome::Stopped;
+}
+
+/** "14:03:22.517  link lost: ..." of outages only: what else becomes of a link goes without saying. */
+QString linkLineOf(const RunEvent &event)
+{
+    return event.reason.isEmpty() ? QString()
+                                  : QStringLiteral("%1  link %2: %3")
+                                        .arg(timeOf(event), host::linkStateName(event.link.state), event.reason);
 }
 
 QString refusalOf(const RunEvent &event)
@@ -83,9 +94,17 @@ QString eventLine(const RunEvent &event)
         return refusalOf(event);
     case RunEvent::Kind::Failed:
         return QStringLiteral("socket: ") + event.reason;
-    default:
-        return isWorthALine(event) ? lineOf(event) : QString();
+    case RunEvent::Kind::LinkStateChanged:
+        return linkLineOf(event);
+    case RunEvent::Kind::Happened:
+    case RunEvent::Kind::Ended:
+        return wasNeverSent(event) ? QString() : lineOf(event);
+    case RunEvent::Kind::Opened:
+    case RunEvent::Kind::Given:
+    case RunEvent::Kind::Problem:
+        break;
     }
+    return {};
 }
 
 EventPrinter::EventPrinter(QTextStream &out, bool isTerminal, const Options &options)

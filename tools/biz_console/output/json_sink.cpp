@@ -107,7 +107,6 @@ void insertLink(QJsonObject &object, const host::LinkStatus &link)
 {
     object.insert(key("state"), host::linkStateName(link.state));
     insertNumber(object, "linkAttempts", link.attempts);
-    insertText(object, "reason", link.reason);
 }
 
 QJsonObject countersOf(const host::Counters &counters)

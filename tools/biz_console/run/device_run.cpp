@@ -10,7 +10,7 @@ namespace {
 /** More than the channel can send in ten seconds. */
 constexpr int mostGivenAhead = 1000;
 
-/** A lost link ends the run. */
+/** Without --reconnect a lost link ends the run. */
 constexpr int neverReconnect = 0;
 
 /** The event of a command, or of a reply, as it stands in a record. */
@@ -42,6 +42,7 @@ DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> li
     , m_session(std::move(session))
     , m_link(std::move(link))
     , m_linkName(m_link->name())
+    , m_reconnects(plan.reconnects)
 {
     m_host.setDeviceType(m_session.deviceType);
     m_host.setPipelined(m_session.isPipelined);
@@ -78,7 +79,7 @@ RunStart DeviceRun::description() const
 
 bool DeviceRun::startHost(QString *error)
 {
-    bool isStarted = m_host.setReconnectInterval(neverReconnect) && m_host.setLink(std::move(m_link));
+    bool isStarted = (m_reconnects || m_host.setReconnectInterval(neverReconnect)) && m_host.setLink(std::move(m_link));
     if (isStarted) {
         giveSome();
         isStarted = m_host.start();
@@ -129,12 +130,29 @@ void DeviceRun::onLinkStateChanged(const host::LinkStatus &status)
     RunEvent event;
     event.kind = RunEvent::Kind::LinkStateChanged;
     event.link = status;
+    event.reason = reasonOf(status);
     report().tell(event);
     if (status.state == host::LinkState::Up) {
         opened();
+    } else if (status.state == host::LinkState::Lost && m_reconnects) {
+        waitForLink();
     } else if (status.state == host::LinkState::Lost) {
         breakOff(status.reason, LinkFailed);
     }
+}
+
+/** Why the link is in its state, as far as there is something to say. */
+QString DeviceRun::reasonOf(const host::LinkStatus &status)
+{
+    if (status.state == host::LinkState::Lost) {
+        m_lostSince = status.since;
+        return status.reason;
+    }
+    if (m_lostSince.isNull() || status.state != host::LinkState::Up) {
+        return {};
+    }
+    const double seconds = static_cast<double>(m_lostSince.msecsTo(status.since)) / tools::millisecondsPerSecond;
+    return QStringLiteral("after an outage of %1 s").arg(QString::number(seconds, 'f', 1));
 }
 
 void DeviceRun::onEnded(host::Ticket ticket, const host::CommandResult &result)

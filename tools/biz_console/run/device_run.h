@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include <QtCore/QDateTime>
 #include <QtCore/QHash>
 
 #include <biz_console/run/session_run.h>
@@ -36,6 +37,7 @@ private:
     void connectReplies();
 
     void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
+    QString reasonOf(const host::LinkStatus &status);
     void onLinkStateChanged(const host::LinkStatus &status);
     void onEnded(host::Ticket ticket, const host::CommandResult &result);
     void onRejected(host::Ticket ticket, const model_Protocoldata &reply, const host::ReplyJudgement &judgement);
@@ -49,6 +51,8 @@ private:
     host::DeviceHost m_host;
     std::unique_ptr<host::DeviceLink> m_link; ///< until the host takes it over
     QString m_linkName;
+    bool m_reconnects;
+    QDateTime m_lostSince; ///< null while the link has not been lost
 
     QHash<host::Ticket, model_Protocoldata> m_sent; ///< as they were sent, until they end
     host::Ticket m_lastSent = 0;

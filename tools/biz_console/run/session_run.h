@@ -13,8 +13,9 @@ namespace biz::console {
 /** How a session is played. */
 struct RunPlan
 {
-    int rounds = 1;         ///< how often; 0: until it is interrupted
-    double perSecond = 0.0; ///< commands given per second at most; 0: no limit
+    int rounds = 1;          ///< how often; 0: until it is interrupted
+    double perSecond = 0.0;  ///< commands given per second at most; 0: no limit
+    bool reconnects = false; ///< a lost link is waited for, where it would end the run otherwise
 };
 
 /**
@@ -71,6 +72,9 @@ protected:
 
     /** The host is connected, and commands are under way. */
     void opened();
+
+    /** There may be no link for long: the run waits for it without a limit. */
+    void waitForLink() { m_limit.stop(); }
 
     /** Gives the host what it may have now. */
     void giveSome();

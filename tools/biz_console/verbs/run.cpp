@@ -31,6 +31,7 @@ int runDevice(const QStringList &arguments, const Output &output)
                                  QStringLiteral("run SESSION.json"));
     addDeviceOption(parser);
     addPlanOptions(parser);
+    addReconnectOption(parser);
     addQuietOption(parser);
     addJsonOption(parser);
     addWatchOption(parser);

@@ -209,8 +209,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{{"run", "a", "--device", "tcp://h", "--repeat", "-1"},
                  "--repeat: a number from 0 to 1000000 expected, not '-1'"},
         BadUsage{{"osd", "a", "--rate", "2", "--record", "b"},
-                 "--record: a session that is played once and as fast as it goes expected, without --repeat and "
-                 "--rate"},
+                 "--record: a session that is played once and as fast as it goes expected, without --repeat, "
+                 "--rate and --reconnect"},
         BadUsage{{"osd", "a", "--rate", "0"}, "--rate: a number from 0.001 to 100000 expected, not '0'"},
         BadUsage{{"osd", "a", "--rate", "nan"}, "--rate: a number from 0.001 to 100000 expected, not 'nan'"},
         BadUsage{{"send"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},

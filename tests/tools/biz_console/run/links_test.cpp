@@ -1,3 +1,5 @@
+#include <csignal>
+
 #include <QtCore/QTimer>
 
 #include <host/pseudo_terminal.h>
@@ -88,6 +90,35 @@ TEST_F(ConsoleLinks, ASerialPortThatGoesAwayIsStatusThree)
     RunningConsole console(runArguments(session(getVolumeTimes(1000)), device.url()));
     EXPECT_EQ(console.exitStatus(), 3) << qPrintable(console.output());
     EXPECT_TRUE(console.errors().contains("was closed")) << qPrintable(console.errors());
+}
+
+TEST_F(ConsoleLinks, WithReconnectTheRunStaysThroughAnOutageAndTellsIt)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() == 2) {
+            self.closeLink();
+        } else {
+            self.send(command);
+        }
+    });
+    RunningConsole console(runArguments(session(getVolumeTimes(4)), device.url()) + QStringList{"--reconnect"});
+    EXPECT_EQ(console.exitStatus(), 1) << qPrintable(console.errors());
+    EXPECT_EQ(console.errors(), "");
+    EXPECT_TRUE(console.output().contains("  link lost: " + device.url() + " was closed"))
+        << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("  link up: after an outage of ")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("get volume (2 of 4): expected answered without events, was unreachable"))
+        << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("  answered          3\n"));
+}
+
+TEST_F(ConsoleLinks, WithReconnectAnInterruptEndsTheWaitForADevice)
+{
+    RunningConsole console(runArguments(session(getVolume), "tcp://127.0.0.1:1") + QStringList{"--reconnect"});
+    ASSERT_TRUE(console.waitForOutput("link lost: cannot reach tcp://127.0.0.1:1"));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_EQ(console.errors(), "biz_console: interrupted\n");
 }
 
 TEST_F(ConsoleLinks, ASerialPortThatIsNotThereIsStatusThree)
