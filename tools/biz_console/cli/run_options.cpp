@@ -84,13 +84,12 @@ std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser)
     return link;
 }
 
-void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort, const QString &defaultAddress)
+void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort)
 {
     parser.addOption({portOption(), QStringLiteral("The devices' UDP port; %1 by default.").arg(defaultPort),
                       QStringLiteral("port")});
-    parser.addOption({bindOption(),
-                      QStringLiteral("The local address to send from; %1 by default.").arg(defaultAddress),
-                      QStringLiteral("address")});
+    parser.addOption(
+        {bindOption(), QStringLiteral("The local address to send from; any by default."), QStringLiteral("address")});
 }
 
 quint16 osdPort(const QCommandLineParser &parser, quint16 fallback)
@@ -98,10 +97,10 @@ quint16 osdPort(const QCommandLineParser &parser, quint16 fallback)
     return parser.isSet(portOption()) ? static_cast<quint16>(numberOf(parser, portOption(), 1, UINT16_MAX)) : fallback;
 }
 
-QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallback)
+QString osdLocalAddress(const QCommandLineParser &parser)
 {
     if (!parser.isSet(bindOption())) {
-        return fallback;
+        return {};
     }
     QString address = parser.value(bindOption());
     if (QHostAddress(address).isNull()) {

@@ -19,11 +19,13 @@ void addDeviceOption(QCommandLineParser &parser);
 std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser);
 
 /** --port and --bind of the OSD channel. */
-void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort, const QString &defaultAddress);
+void addOsdOptions(QCommandLineParser &parser, const QString &defaultPort);
 
 /** Without the option, `fallback`. */
 quint16 osdPort(const QCommandLineParser &parser, quint16 fallback);
-QString osdLocalAddress(const QCommandLineParser &parser, const QString &fallback);
+
+/** Without the option none: the system chooses. */
+QString osdLocalAddress(const QCommandLineParser &parser);
 
 /** --repeat and --rate. */
 void addPlanOptions(QCommandLineParser &parser);

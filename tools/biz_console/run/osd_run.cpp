@@ -51,7 +51,8 @@ RunStart OsdRun::description() const
 {
     RunStart run;
     run.isOfDevice = false;
-    run.target = QStringLiteral("%1, UDP port %2").arg(m_options.localAddress).arg(m_session.port);
+    const QString address = m_options.localAddress.isEmpty() ? QStringLiteral("any address") : m_options.localAddress;
+    run.target = QStringLiteral("%1, UDP port %2").arg(address).arg(m_session.port);
     return run;
 }
 
@@ -161,9 +162,14 @@ void OsdRun::onRefused(const QString &sender, int bytes, const QString &why)
 
 void OsdRun::onSocketError(const QString &why)
 {
+    const QString advice =
+        m_options.localAddress.isEmpty()
+            ? QStringLiteral("is there a route to it? --bind names a local address to send from")
+            : QStringLiteral("can it be reached from %1? --bind names the local address to send from")
+                  .arg(m_options.localAddress);
     RunEvent event;
     event.kind = RunEvent::Kind::Failed;
-    event.reason = why;
+    event.reason = QStringLiteral("%1; %2").arg(why, advice);
     report().tell(event);
 }
 

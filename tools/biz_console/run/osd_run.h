@@ -12,7 +12,7 @@ namespace biz::console {
 
 struct OsdRunOptions
 {
-    QString localAddress;
+    QString localAddress; ///< to send from; empty: any
 };
 
 /** Plays a session against many OSD devices at once and reports what happens. */

@@ -36,7 +36,7 @@ void describe(QCommandLineParser &parser)
     parser.setApplicationDescription(QStringLiteral("Plays a session against many OSD devices at once."));
     parser.addPositionalArgument(QStringLiteral("session"), QStringLiteral("The session, a JSON file."),
                                  QStringLiteral("osd SESSION.json"));
-    addOsdOptions(parser, QStringLiteral("the session's"), QStringLiteral("127.0.0.1"));
+    addOsdOptions(parser, QStringLiteral("the session's"));
     parser.addOption({eventsOption(), QStringLiteral("Shows a line for each event of each device.")});
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
     addPlanOptions(parser);
@@ -58,7 +58,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     }
     const QString path = onlyArgument(parser, QStringLiteral("the session"));
     OsdRunOptions options;
-    options.localAddress = osdLocalAddress(parser, QStringLiteral("127.0.0.1"));
+    options.localAddress = osdLocalAddress(parser);
     const quint16 port = osdPort(parser, 0);
     const RunPlan plan = runPlan(parser);
     OsdSession session = loadSession(path);

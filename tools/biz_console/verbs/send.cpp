@@ -74,7 +74,7 @@ void describe(QCommandLineParser &parser)
                           .arg(host::OsdHost::defaultWaitMs),
                       QStringLiteral("ms")});
     parser.addOption({osdOption(), QStringLiteral("An OSD device instead of --device."), QStringLiteral("address")});
-    addOsdOptions(parser, QString::number(host::OsdHost::defaultPort), QStringLiteral("any"));
+    addOsdOptions(parser, QString::number(host::OsdHost::defaultPort));
     parser.addOption({textOption(), QStringLiteral("The text of an OSD command."), QStringLiteral("text")});
     parser.addOption({flagOption(), QStringLiteral("The flag of an OSD command, 0 by default."), QStringLiteral("n")});
     addJsonOption(parser);
@@ -152,15 +152,12 @@ OsdSession osdSession(const QCommandLineParser &parser)
     return session;
 }
 
-/** Any local address of the device's kind: the system picks the one on its way. */
-QString anyAddressFor(const QString &device)
+void requireAddress(const QString &device)
 {
     const QHostAddress address(device);
     if (address.isNull() || address.toString() != device) {
         throw tools::UsageError(QStringLiteral("--osd: an address such as 127.1.0.1 expected, not '%1'").arg(device));
     }
-    const bool isIpv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
-    return QHostAddress(isIpv6 ? QHostAddress::AnyIPv6 : QHostAddress::AnyIPv4).toString();
 }
 
 int play(SessionRun &run, const QCommandLineParser &parser, const Output &output)
@@ -189,7 +186,8 @@ int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
 {
     refuseOptions(parser, {QStringLiteral("device"), modelOption()}, "is not for OSD devices");
     OsdRunOptions options;
-    options.localAddress = osdLocalAddress(parser, anyAddressFor(parser.value(osdOption())));
+    requireAddress(parser.value(osdOption()));
+    options.localAddress = osdLocalAddress(parser);
     OsdSession session = osdSession(parser);
     obeyTraceOption(parser);
     OsdRun run(std::move(session), options, RunPlan(), output.err);

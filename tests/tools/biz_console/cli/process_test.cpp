@@ -324,6 +324,24 @@ TEST_F(ConsoleOsd, AnInterruptAccountsForEveryCommandWithinTwoSeconds)
         << qPrintable(console.output());
 }
 
+TEST_F(ConsoleOsd, ADeviceThatCannotBeReachedFromTheLocalAddressIsToldWithAdvice)
+{
+    const QString elsewhere = write("osd.json", R"({"devices": ["192.0.2.1"], "defaultWaitMs": 1000, "commands":
+                                                   [{"head": "0D 01 00 00 00 00 00 00 00 00 00"}]})");
+    RunningConsole console({"osd", elsewhere, "--bind", "127.0.0.1"});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().contains("; can it be reached from 127.0.0.1? --bind names the local address"))
+        << qPrintable(console.output());
+}
+
+TEST_F(ConsoleOsd, SendsFromAnyAddressByDefault)
+{
+    RunningConsole console(osdArguments(osdSession(R"(["127.3.0.2"])")) + QStringList{"--json", "--quiet"});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_TRUE(console.output().contains(QString("\"link\":\"any address, UDP port %1\"").arg(port)))
+        << qPrintable(console.output());
+}
+
 TEST_F(ConsoleOsd, ExitsWithThreeWhenItCannotSendFromTheAddress)
 {
     RunningConsole console(osdArguments(osdSession("[]")) + QStringList{"--bind", "192.0.2.1"});
