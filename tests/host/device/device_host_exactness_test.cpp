@@ -92,11 +92,17 @@ protected:
         stayBusyFor(60);
         seen.quietly([this] { GetParam().call(*host); });
         ASSERT_TRUE(waitForAllEnds());
-        EXPECT_TRUE(waitFor([] { return waitingInTheLibrary() == 0; }));
-        EXPECT_TRUE(link->commands.empty());
         for (const Ticket ticket : given) {
             EXPECT_EQ(seen.outcomeOf(ticket), GetParam().outcome);
         }
+        // What the library still had has gone through it when a newer command has.
+        answerEverything();
+        host->setSkipping(false);
+        if (!host->isRunning()) {
+            ASSERT_TRUE(host->start());
+        }
+        ASSERT_TRUE(waitForEnd(enqueue(QByteArray("next"))));
+        EXPECT_EQ(written(), QByteArrayList{"next"});
     }
 };
 
@@ -175,19 +181,21 @@ TEST_F(DeviceHostExactness, AResendThatWasDueBeforeTheFirstCopyWasWrittenIsNotWr
 
 TEST_F(DeviceHostExactness, AResendThatIsDueWhenTheReplyHasComeIsNotWritten)
 {
-    constexpr int rounds = 5;
     start();
-    for (int round = 0; round < rounds; ++round) {
-        const Ticket ticket = enqueue(300);
-        const model_Protocoldata sent = nextCommand();
-        stayBusy(isResendDue);
-        link->reply(sent); // the resend has yet to be announced
+    const Ticket ticket = enqueue(600);
+    const model_Protocoldata sent = nextCommand();
+    stayBusy(isResendDue);
+    {
+        link->reply(sent);
+        // The channel judges the reply no sooner than this is over.
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
         stayBusyFor(resendMs);
-        ASSERT_TRUE(waitForEnd(ticket));
-        EXPECT_EQ(seen.outcomeOf(ticket), "answered");
-        EXPECT_GE(seen.endOf(ticket).roundTripMs, 0.0);
+        QCoreApplication::processEvents();
     }
-    EXPECT_EQ(link->commands.size(), static_cast<std::size_t>(rounds));
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_GE(seen.endOf(ticket).roundTripMs, 0.0);
+    EXPECT_EQ(link->commands.size(), 1U);
     EXPECT_EQ(host->counters().resent, 0U);
 }
 
@@ -291,6 +299,11 @@ TEST_F(DeviceHostExactness, EndsAreToldOnePerEventWithOthersBetween)
             turnsAtEnds.push_back(turns);
         }
     };
+    // Some end one by one, and some together.
+    const Ticket first = *given.begin();
+    for (Ticket ticket = first; ticket < first + count / 2; ++ticket) {
+        EXPECT_TRUE(host->cancel(ticket));
+    }
     host->clear();
     ASSERT_TRUE(waitForAllEnds());
     seen.onSignal = nullptr;

@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <mutex>
 
-#include <QtCore/QThread>
-
 #include <biz_cmdswork/biz_cmdswork.h>
 
 #include "device_host_fixture.h"
@@ -200,7 +198,7 @@ TEST_F(DeviceHostReplies, AnAnswerThatIsJudgedWhileTheResendIsWrittenHarmsNothin
             return;
         }
         link->reply(command);
-        QThread::msleep(30); // no synchronisation: a write that takes its time
+        stayBusyFor(30); // a write that takes its time
         link->reply(command);
     };
     start();
