@@ -61,6 +61,12 @@ void LinkClient::sendBytes(const QByteArray &bytes)
     EXPECT_TRUE(m_link->write(bytes));
 }
 
+bool LinkClient::trySend(const model_Protocoldata &command)
+{
+    constexpr int shortMs = 500;
+    return waitFor([this] { return m_link->canWrite(); }, shortMs) && m_link->write(bytesOf(command));
+}
+
 std::optional<model_Protocoldata> LinkClient::reply()
 {
     if (!waitFor([this] { return !m_replies.isEmpty(); })) {

@@ -26,6 +26,9 @@ public:
     void send(const model_Protocoldata &command);
     void sendBytes(const QByteArray &bytes);
 
+    /** False when the link does not take the command within a short time, since it holds too much. */
+    bool trySend(const model_Protocoldata &command);
+
     /** The next reply; none when none comes in time. */
     std::optional<model_Protocoldata> reply();
 

@@ -40,6 +40,8 @@ Answer answerTo(rules::Model model, const model_Protocoldata &command, const std
     case FaultKind::Silence:
     case FaultKind::Close:
     case FaultKind::Vanish:
+    case FaultKind::Stall:
+    case FaultKind::Blackout:
         return {};
     case FaultKind::Duplicate:
         return {{reply, reply}};

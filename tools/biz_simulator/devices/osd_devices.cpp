@@ -33,9 +33,20 @@ QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
         const QVector<QByteArray> copies(fault.measures.burstSize + 1, reply);
         return copies;
     }
-    default:
-        return {};
+    case FaultKind::Silence:
+    case FaultKind::DeclaredLength:
+    case FaultKind::ShortPayload:
+    case FaultKind::IndexOutOfRange:
+    case FaultKind::WrongSequence:
+    case FaultKind::SplitFrames:
+    case FaultKind::MergedFrames:
+    case FaultKind::Close:
+    case FaultKind::Vanish:
+    case FaultKind::Stall:
+    case FaultKind::Blackout:
+        break;
     }
+    return {};
 }
 
 } // namespace
@@ -48,7 +59,7 @@ OsdDevices::OsdDevices(const OsdSettings &settings, const EventLog &log, QObject
     m_devices.reserve(static_cast<std::size_t>(settings.count));
     for (int i = 0; i < settings.count; ++i) {
         const QHostAddress address(settings.first + static_cast<quint32>(i));
-        m_devices.push_back({address, FaultPlan(settings.faults, address.toString()), nullptr});
+        m_devices.push_back({address, FaultPlan(settings.faults, address.toString()), nullptr, QDeadlineTimer(0)});
     }
 }
 
@@ -131,6 +142,9 @@ void OsdDevices::answer(Device &device, const model_OsdParam &command, const Ret
         QStringLiteral("osd %1 #%2").arg(device.address.toString(), QString::number(device.plan.receptions()));
     // Head, flag and payload come back as they are: the channel has no rules for OSD replies.
     const QByteArray reply = host::OsdDatagramCodec::encode(command);
+    if (!device.darkUntil.hasExpired()) {
+        return;
+    }
     if (fault) {
         answerWith(*fault, device, reply, from, who);
         return;
@@ -145,6 +159,10 @@ void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray
     m_tally.count(fault.kind);
     m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)));
     if (fault.kind == FaultKind::Silence) {
+        return;
+    }
+    if (fault.kind == FaultKind::Blackout) {
+        device.darkUntil.setRemainingTime(fault.measures.outageForMs);
         return;
     }
     if (fault.kind == FaultKind::Vanish) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include <QtCore/QDeadlineTimer>
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QUdpSocket>
 
@@ -42,6 +43,7 @@ private:
         QHostAddress address;
         FaultPlan plan;
         std::unique_ptr<QUdpSocket> socket;
+        QDeadlineTimer darkUntil; ///< the end of a blackout
     };
 
     /** Where a command came from, and its reply goes. */

@@ -154,9 +154,22 @@ bool refused(const Rule &rule, Reply &reply, FaultKind fault)
         return refusedWithPayload(rule, reply);
     case FaultKind::IndexOutOfRange:
         return refusedWithIndex(rule, reply);
-    default:
-        return false;
+    case FaultKind::Silence:
+    case FaultKind::Late:
+    case FaultKind::Duplicate:
+    case FaultKind::WrongSequence:
+    case FaultKind::FlippedBits:
+    case FaultKind::SplitFrames:
+    case FaultKind::MergedFrames:
+    case FaultKind::Junk:
+    case FaultKind::Close:
+    case FaultKind::Vanish:
+    case FaultKind::Burst:
+    case FaultKind::Stall:
+    case FaultKind::Blackout:
+        break; // they leave the reply as it is
     }
+    return false;
 }
 
 } // namespace

@@ -65,7 +65,11 @@ void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
         if (!peer->isOpen()) {
             break;
         }
-        receive(peer, command);
+        if (m_isStalled) {
+            m_heldCommands.append({peer, command});
+        } else {
+            receive(peer, command);
+        }
     }
 }
 
@@ -83,6 +87,9 @@ void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata 
     m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
 
     const Delivery delivery{peer, who, answerTo(m_settings.model, command, fault), fault};
+    if (m_isDark) {
+        return;
+    }
     if (fault) {
         tellFault(delivery);
     }
@@ -90,6 +97,10 @@ void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata 
         hangUp(peer);
     } else if (delivery.has(FaultKind::Vanish)) {
         vanish(fault->measures.vanishForMs);
+    } else if (delivery.has(FaultKind::Stall)) {
+        stall(fault->measures.outageForMs);
+    } else if (delivery.has(FaultKind::Blackout)) {
+        blackOut(fault->measures.outageForMs);
     } else {
         deliverLater(delivery);
     }
@@ -131,6 +142,38 @@ void SimulatedDevice::comeBack()
     QTimer::singleShot(returnRetryMs, this, &SimulatedDevice::comeBack);
 }
 
+void SimulatedDevice::stall(int forMs)
+{
+    m_isStalled = true;
+    m_transport->setReading(false);
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &SimulatedDevice::readAgain);
+}
+
+void SimulatedDevice::readAgain()
+{
+    m_isStalled = false;
+    m_log.write(QStringLiteral("%1 reads again").arg(m_settings.label));
+    QVector<HeldCommand> held;
+    held.swap(m_heldCommands);
+    for (const HeldCommand &each : qAsConst(held)) {
+        if (m_isStalled) {
+            m_heldCommands.append(each);
+        } else {
+            receive(each.peer, each.command);
+        }
+    }
+    m_transport->setReading(!m_isStalled);
+}
+
+void SimulatedDevice::blackOut(int forMs)
+{
+    m_isDark = true;
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, [this] {
+        m_isDark = false;
+        m_log.write(QStringLiteral("%1 answers again").arg(m_settings.label));
+    });
+}
+
 void SimulatedDevice::deliverLater(const Delivery &delivery)
 {
     const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : m_settings.delayMs;
@@ -144,7 +187,7 @@ void SimulatedDevice::deliverLater(const Delivery &delivery)
 void SimulatedDevice::deliver(const Delivery &delivery)
 {
     QVector<QByteArray> frames = framesOf(delivery);
-    if (frames.isEmpty()) {
+    if (frames.isEmpty() || m_isDark) {
         return;
     }
     if (delivery.has(FaultKind::MergedFrames) && delivery.peer->heldReply.isEmpty()) {

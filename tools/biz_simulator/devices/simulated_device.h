@@ -50,6 +50,9 @@ private:
     void tellFault(const Delivery &delivery);
     void hangUp(const PeerPointer &peer);
     void vanish(int forMs);
+    void stall(int forMs);
+    void readAgain();
+    void blackOut(int forMs);
     void comeBack();
     void deliverLater(const Delivery &delivery);
     void deliver(const Delivery &delivery);
@@ -58,10 +61,20 @@ private:
     void write(const Delivery &delivery, const QVector<QByteArray> &parts);
     void tellReplies(const Delivery &delivery);
 
+    /** A command that had been read when the device began to stall. */
+    struct HeldCommand
+    {
+        PeerPointer peer;
+        model_Protocoldata command;
+    };
+
     DeviceSettings m_settings;
     FaultPlan m_plan;
     const EventLog &m_log;
     std::unique_ptr<Transport> m_transport;
+    QVector<HeldCommand> m_heldCommands;
+    bool m_isStalled = false;
+    bool m_isDark = false; ///< in a blackout
     DeviceTally m_tally;
 };
 

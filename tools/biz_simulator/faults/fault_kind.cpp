@@ -27,6 +27,8 @@ constexpr std::array namedFaults = {
     NamedFault{FaultKind::Close, "close"},
     NamedFault{FaultKind::Vanish, "vanish"},
     NamedFault{FaultKind::Burst, "burst"},
+    NamedFault{FaultKind::Stall, "stall"},
+    NamedFault{FaultKind::Blackout, "blackout"},
 };
 
 static_assert(namedFaults.size() == faultKinds, "every kind has a name");

@@ -24,9 +24,11 @@ enum class FaultKind {
     Close,           ///< no reply; the connection is closed
     Vanish,          ///< no reply; nothing listens at the address for a while
     Burst,           ///< many replies that nobody asked for, and then a good one
+    Stall,           ///< no reply; the connection stays, and nothing is read from it for a while
+    Blackout,        ///< no reply, nor to any command for a while; nothing is closed
 };
 
-constexpr int faultKinds = static_cast<int>(FaultKind::Burst) + 1;
+constexpr int faultKinds = static_cast<int>(FaultKind::Blackout) + 1;
 
 /** The name as scripts and the command line write it: "silence", "declaredLength"... */
 QString faultName(FaultKind kind);

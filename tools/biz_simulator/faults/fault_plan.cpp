@@ -70,7 +70,7 @@ std::optional<Fault> FaultPlan::scripted(CommandCode code)
 FaultMeasures FaultPlan::measuresOf(const ScriptEntry &entry) const
 {
     return {entry.lateByMs.value_or(m_measures.lateByMs), entry.vanishForMs.value_or(m_measures.vanishForMs),
-            entry.burstSize.value_or(m_measures.burstSize)};
+            entry.burstSize.value_or(m_measures.burstSize), entry.outageForMs.value_or(m_measures.outageForMs)};
 }
 
 std::optional<Fault> FaultPlan::drawn()

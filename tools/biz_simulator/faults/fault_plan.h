@@ -25,6 +25,7 @@ struct FaultMeasures
     int lateByMs = 1000;    ///< FaultKind::Late: from the command to its reply
     int vanishForMs = 2000; ///< FaultKind::Vanish: from the command until the device listens again
     int burstSize = 50;     ///< FaultKind::Burst: replies that nobody asked for
+    int outageForMs = 2000; ///< FaultKind::Stall, FaultKind::Blackout: until the device reads, or answers, again
 };
 
 /** One line of a script: which commands go wrong, and how. What is not set matches all. */
@@ -35,9 +36,10 @@ struct ScriptEntry
     std::optional<CommandCode> code; ///< commands of this code, on the device channel
     int times = 0;                   ///< how often the entry may act; 0: always
     FaultKind fault = FaultKind::Silence;
-    std::optional<int> lateByMs; ///< this and the next two: in place of the common measure
+    std::optional<int> lateByMs; ///< this and the next three: in place of the common measure
     std::optional<int> vanishForMs;
     std::optional<int> burstSize;
+    std::optional<int> outageForMs;
 };
 
 /** A fault that strikes each command with a probability. */

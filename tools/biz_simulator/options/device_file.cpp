@@ -16,7 +16,8 @@ FaultMeasures readMeasures(const ObjectReader &reader)
     const FaultMeasures usual;
     return {reader.integer("lateBy", 0, longestTimeMs, usual.lateByMs),
             reader.integer("vanishFor", 0, longestTimeMs, usual.vanishForMs),
-            reader.integer("burstSize", 1, largestBurst, usual.burstSize)};
+            reader.integer("burstSize", 1, largestBurst, usual.burstSize),
+            reader.integer("outageFor", 0, longestTimeMs, usual.outageForMs)};
 }
 
 FaultSettings readFaults(const ObjectReader &reader, quint32 seed)
@@ -60,11 +61,16 @@ void refuseOsdEntries(const ObjectReader &reader, const DeviceSettings &device)
 
 DeviceSettings readDevice(const QJsonValue &value, const QString &place, quint32 seed)
 {
-    const ObjectReader reader(
-        value, place, {"name", "model", "listen", "delay", "faults", "rates", "lateBy", "vanishFor", "burstSize"});
+    const ObjectReader reader(value, place,
+                              {"name", "model", "listen", "oneClient", "delay", "faults", "rates", "lateBy",
+                               "vanishFor", "burstSize", "outageFor"});
     DeviceSettings device;
     readModelOf(reader, &device);
     readListen(reader, &device.listen);
+    device.listen.oneClient = reader.boolean("oneClient", false);
+    if (device.listen.oneClient && device.listen.scheme != Scheme::Tcp) {
+        reader.fail("oneClient", QStringLiteral("expected of a device on TCP only"));
+    }
     device.delayMs = reader.integer("delay", 0, longestTimeMs, 0);
     device.faults = readFaults(reader, seed);
     refuseOsdEntries(reader, device);
@@ -108,9 +114,9 @@ void requireDevices(const ObjectReader &reader, const OsdSettings &group)
 
 OsdSettings readOsdGroup(const QJsonValue &value, const QString &place, quint32 seed)
 {
-    const ObjectReader reader(
-        value, place,
-        {"first", "count", "port", "silent", "delay", "faults", "rates", "lateBy", "vanishFor", "burstSize"});
+    const ObjectReader reader(value, place,
+                              {"first", "count", "port", "silent", "delay", "faults", "rates", "lateBy", "vanishFor",
+                               "burstSize", "outageFor"});
     OsdSettings group;
     readAddresses(reader, &group);
     group.name = QStringLiteral("%1 OSD devices from %2")

@@ -77,14 +77,16 @@ void readDevice(const ObjectReader &reader, ScriptEntry *entry)
 
 ScriptEntry readEntry(const QJsonValue &value, const QString &place)
 {
-    const ObjectReader reader(value, place,
-                              {"reception", "command", "device", "times", "fault", "lateBy", "vanishFor", "burstSize"});
+    const ObjectReader reader(
+        value, place,
+        {"reception", "command", "device", "times", "fault", "lateBy", "vanishFor", "burstSize", "outageFor"});
     ScriptEntry entry;
     entry.reception = reader.integerIfAny("reception", 1, INT_MAX);
     entry.times = reader.integer("times", 1, INT_MAX, 0);
     entry.lateByMs = reader.integerIfAny("lateBy", 0, longestTimeMs);
     entry.vanishForMs = reader.integerIfAny("vanishFor", 0, longestTimeMs);
     entry.burstSize = reader.integerIfAny("burstSize", 1, largestBurst);
+    entry.outageForMs = reader.integerIfAny("outageFor", 0, longestTimeMs);
     readCommand(reader, &entry);
     readDevice(reader, &entry);
     QString error;

@@ -31,6 +31,8 @@ void addDeviceOptions(QCommandLineParser &parser)
              .arg(host::defaultTcpPort)
              .arg(host::OsdHost::defaultPort),
          QStringLiteral("PORT")},
+        {QStringLiteral("one-client"),
+         QStringLiteral("The device on TCP refuses a second connection while it has one.")},
         {QStringLiteral("bind"), QStringLiteral("Address of the device on TCP. Default: 127.0.0.1."),
          QStringLiteral("ADDRESS")},
         {QStringLiteral("osd"), QStringLiteral("Play N OSD devices on UDP, one loopback address each."),
@@ -58,6 +60,10 @@ void addFaultOptions(QCommandLineParser &parser)
          QStringLiteral("MS"), QStringLiteral("1000")},
         {QStringLiteral("vanish-for"),
          QStringLiteral("How long nothing listens at the address of a device that vanishes. Default: 2000."),
+         QStringLiteral("MS"), QStringLiteral("2000")},
+        {QStringLiteral("outage-for"),
+         QStringLiteral("How long a device that stalls reads nothing, or one in a blackout answers nothing. Default: "
+                        "2000."),
          QStringLiteral("MS"), QStringLiteral("2000")},
         {QStringLiteral("burst-size"), QStringLiteral("Replies in a burst that nobody asked for. Default: 50."),
          QStringLiteral("N"), QStringLiteral("50")},
@@ -214,6 +220,10 @@ private:
         if (m_parser.isSet(bind) && !address.host.setAddress(m_parser.value(bind))) {
             failOption(bind, QStringLiteral("\"%1\": expected an IP address").arg(m_parser.value(bind)));
         }
+        address.oneClient = m_parser.isSet(QStringLiteral("one-client"));
+        if (address.oneClient && address.scheme != Scheme::Tcp) {
+            failOption(QStringLiteral("one-client"), QStringLiteral("expected of a device on TCP only"));
+        }
         m_device.label = schemeName(address.scheme);
     }
 
@@ -272,6 +282,7 @@ private:
         FaultMeasures &measures = m_faults.measures;
         measures.lateByMs = static_cast<int>(number(QStringLiteral("late-by"), 0, longestTimeMs));
         measures.vanishForMs = static_cast<int>(number(QStringLiteral("vanish-for"), 0, longestTimeMs));
+        measures.outageForMs = static_cast<int>(number(QStringLiteral("outage-for"), 0, longestTimeMs));
         measures.burstSize = static_cast<int>(number(QStringLiteral("burst-size"), 1, largestBurst));
     }
 

@@ -16,7 +16,8 @@ struct ListenAddress
     Scheme scheme = Scheme::Tcp;
     QHostAddress host{QHostAddress::LocalHost};
     quint16 port = static_cast<quint16>(host::defaultTcpPort); ///< 0: a free one
-    QString path; ///< of a symbolic link to the pseudo-terminal; empty: none
+    bool oneClient = false; ///< on TCP: a second connection is refused while there is one
+    QString path;           ///< of a symbolic link to the pseudo-terminal; empty: none
 };
 
 /** "tcp", "udp" or "serial" */

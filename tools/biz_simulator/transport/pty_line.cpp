@@ -97,6 +97,13 @@ void PtyLine::hangUp()
     m_pending.clear();
 }
 
+void PtyLine::setReading(bool on)
+{
+    if (m_readable) {
+        m_readable->setEnabled(on);
+    }
+}
+
 void PtyLine::read()
 {
     std::array<char, readSize> buffer{};

@@ -24,6 +24,8 @@ public:
     /** The port's name, such as "/dev/pts/3". */
     QString port() const { return m_port; }
 
+    void setReading(bool on);
+
     bool isOpen() const override { return m_far >= 0; }
 
     /** As when an adapter is pulled out: the port is gone for good. */

@@ -53,6 +53,13 @@ void PtyTransport::close()
     m_line.reset();
 }
 
+void PtyTransport::setReading(bool on)
+{
+    if (m_line) {
+        m_line->setReading(on);
+    }
+}
+
 bool PtyTransport::isOpen() const
 {
     return m_line && m_line->isOpen();

@@ -22,6 +22,7 @@ public:
 
     bool open() override;
     void close() override;
+    void setReading(bool on) override;
     bool isOpen() const override;
     QString url() const override;
     QString errorString() const override { return m_error; }

@@ -41,9 +41,8 @@ private:
 
 } // namespace
 
-TcpTransport::TcpTransport(const QHostAddress &address, quint16 port)
+TcpTransport::TcpTransport(const ListenAddress &address)
     : m_address(address)
-    , m_port(port)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &TcpTransport::accept);
 }
@@ -58,10 +57,10 @@ TcpTransport::~TcpTransport()
 
 bool TcpTransport::open()
 {
-    if (!m_server.listen(m_address, m_port)) {
+    if (!m_server.listen(m_address.host, m_address.port)) {
         return false;
     }
-    m_port = m_server.serverPort();
+    m_address.port = m_server.serverPort();
     return true;
 }
 
@@ -77,16 +76,53 @@ void TcpTransport::accept()
 {
     while (QTcpSocket *socket = m_server.nextPendingConnection()) {
         const quint16 port = socket->peerPort();
-        Q_EMIT told(QStringLiteral("connection from port %1").arg(port));
-        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-
-        const auto peer = std::make_shared<TcpPeer>(socket);
-        connect(socket, &QTcpSocket::readyRead, this,
-                [this, socket, peer] { Q_EMIT received(peer, socket->readAll()); });
-        connect(socket, &QTcpSocket::disconnected, this, [this, socket, port] {
-            Q_EMIT told(QStringLiteral("connection from port %1 closed").arg(port));
+        if (m_address.oneClient && !m_peers.isEmpty()) {
+            Q_EMIT told(QStringLiteral("connection from port %1 refused: there is one").arg(port));
+            socket->abort();
             socket->deleteLater();
-        });
+        } else {
+            Q_EMIT told(QStringLiteral("connection from port %1").arg(port));
+            serve(socket);
+        }
+    }
+}
+
+void TcpTransport::serve(QTcpSocket *socket)
+{
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    applyReading(socket);
+    m_peers.insert(socket, std::make_shared<TcpPeer>(socket));
+    connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+    connect(socket, &QTcpSocket::disconnected, this, [this, socket, port = socket->peerPort()] {
+        Q_EMIT told(QStringLiteral("connection from port %1 closed").arg(port));
+        m_peers.remove(socket);
+        socket->deleteLater();
+    });
+}
+
+void TcpTransport::setReading(bool on)
+{
+    m_isReading = on;
+    const QList<QTcpSocket *> sockets = m_peers.keys();
+    for (QTcpSocket *socket : sockets) {
+        applyReading(socket);
+        read(socket);
+    }
+}
+
+/** A socket cannot be told not to read; one whose buffer is full does not. */
+void TcpTransport::applyReading(QTcpSocket *socket) const
+{
+    constexpr qint64 unlimited = 0;
+    constexpr qint64 smallest = 1;
+    socket->setReadBufferSize(m_isReading ? unlimited : smallest);
+}
+
+void TcpTransport::read(QTcpSocket *socket)
+{
+    if (m_isReading && socket->bytesAvailable() > 0) {
+        const PeerPointer peer = m_peers.value(socket);
+        Q_EMIT received(peer, socket->readAll());
     }
 }
 

@@ -17,7 +17,7 @@ std::unique_ptr<Transport> makeTransport(const ListenAddress &address)
 {
     switch (address.scheme) {
     case Scheme::Tcp:
-        return std::make_unique<TcpTransport>(address.host, address.port);
+        return std::make_unique<TcpTransport>(address);
     case Scheme::Udp:
         return std::make_unique<UdpTransport>(address.host, address.port);
     case Scheme::Serial:

@@ -23,6 +23,9 @@ public:
 
     virtual bool isOpen() const = 0;
 
+    /** While off, nothing is read: what hosts send fills the buffers of the system, and then waits with them. */
+    virtual void setReading(bool on) = 0;
+
     /** Where hosts reach it; before it was open, where they are meant to. */
     virtual QString url() const = 0;
 

@@ -8,7 +8,7 @@ namespace biz::simulator {
 
 namespace {
 
-/** Of more hosts than anybody runs against one device, those not heard for longest are forgotten. */
+/** Maximum number of remembered hosts; the least recently heard are evicted. */
 constexpr int mostPeers = 64;
 
 } // namespace
@@ -63,9 +63,15 @@ void UdpTransport::close()
     m_socket.close();
 }
 
+void UdpTransport::setReading(bool on)
+{
+    m_isReading = on;
+    read();
+}
+
 void UdpTransport::read()
 {
-    while (isOpen() && m_socket.hasPendingDatagrams()) {
+    while (m_isReading && isOpen() && m_socket.hasPendingDatagrams()) {
         const QNetworkDatagram datagram = m_socket.receiveDatagram();
         if (datagram.isValid()) {
             Q_EMIT received(peerAt(datagram.senderAddress(), static_cast<quint16>(datagram.senderPort())),

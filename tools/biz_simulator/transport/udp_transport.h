@@ -19,6 +19,7 @@ public:
 
     bool open() override;
     void close() override;
+    void setReading(bool on) override;
     bool isOpen() const override { return m_socket.state() == QAbstractSocket::BoundState; }
     QString url() const override { return urlOf(Scheme::Udp, m_address, m_port); }
     QString errorString() const override { return m_socket.errorString(); }
@@ -31,6 +32,7 @@ private:
 
     QHostAddress m_address;
     quint16 m_port;
+    bool m_isReading = true;
     QUdpSocket m_socket;
     QVector<std::shared_ptr<Sender>> m_peers; ///< the one heard last is the last
 };

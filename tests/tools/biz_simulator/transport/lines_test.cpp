@@ -202,6 +202,62 @@ TEST_P(SimulatorConnection, VanishedDeviceDropsItsHostAndReturns)
     EXPECT_EQ(next.nextSequences(1), "2");
 }
 
+TEST_P(SimulatorLine, BlackoutAnswersNothingForAWhileAndClosesNothing)
+{
+    const auto simulator = start("--fault 1=blackout --outage-for 300");
+    LinkClient client(simulator->listeningUrl());
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x12));
+    EXPECT_FALSE(simulator->lineWith("answers again").isEmpty());
+    client.send(commandOf(3, 0x68, 0x12));
+    EXPECT_EQ(client.nextSequences(1), "3");
+    EXPECT_TRUE(client.isOpen());
+}
+
+TEST_P(SimulatorLine, StallReadsLaterWhatWasSentMeanwhile)
+{
+    const auto simulator = start("--fault 1=stall --outage-for 300");
+    LinkClient client(simulator->listeningUrl());
+    client.send(commandOf(1, 0x68, 0x12));
+    client.send(commandOf(2, 0x68, 0x12));
+    EXPECT_TRUE(client.staysSilent());
+    EXPECT_FALSE(simulator->lineWith("reads again").isEmpty());
+    EXPECT_EQ(client.nextSequences(1), "2");
+}
+
+TEST(SimulatorTcpLine, StallLeavesBytesWithTheHost)
+{
+    RunningSimulator simulator("--model A2 --port 0 --fault 1=stall --outage-for 3000000");
+    LinkClient client(simulator.listeningUrl());
+    client.send(commandOf(1, 0x68, 0x12));
+    // More than the system's buffers of both ends hold.
+    constexpr int commands = 400;
+    model_Protocoldata large = commandOf(2, 0x68, 0x12);
+    large.baData = QByteArray(60000, 'x');
+    int taken = 0;
+    while (taken < commands && client.trySend(large)) {
+        ++taken;
+    }
+    EXPECT_LT(taken, commands);
+    EXPECT_TRUE(client.isOpen());
+}
+
+TEST(SimulatorTcpLine, OneClientRefusesASecondConnectionUntilTheFirstIsGone)
+{
+    RunningSimulator simulator("--model A2 --port 0 --one-client --events");
+    const QString url = simulator.listeningUrl();
+    auto first = std::make_unique<LinkClient>(url);
+    first->send(commandOf(1, 0x68, 0x12));
+    EXPECT_EQ(first->nextSequences(1), "1");
+    LinkClient second(url);
+    EXPECT_TRUE(second.waitForClose());
+    first.reset();
+    EXPECT_FALSE(simulator.lineWith("closed").isEmpty());
+    LinkClient third(url);
+    third.send(commandOf(2, 0x68, 0x12));
+    EXPECT_EQ(third.nextSequences(1), "2");
+}
+
 TEST(SimulatorTcpLine, RefusesConnectionsWhileItIsGone)
 {
     RunningSimulator simulator("--model A2 --port 0 --events --fault 1=vanish --vanish-for 3000000");
