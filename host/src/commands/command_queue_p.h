@@ -51,6 +51,13 @@ public:
         return newer;
     }
 
+    /** Whether a command waits, as urgent as this one, that stood before it: it was put back. */
+    bool hasOlder(const Command &command) const
+    {
+        const Commands &commands = command.options.urgent ? m_urgent : m_others;
+        return !commands.empty() && commands.begin()->first < command.position;
+    }
+
     /** The next command; the queue must not be empty. */
     Command takeFirst()
     {

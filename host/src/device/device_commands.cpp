@@ -1,5 +1,7 @@
 #include <device/device_commands_p.h>
 
+#include <algorithm>
+
 namespace biz::host {
 
 DeviceCommands::DeviceCommands(DeviceHost *host, Outbox *outbox, TicketSource *tickets)
@@ -29,6 +31,18 @@ void DeviceCommands::putBack(DeviceCommand &command)
 {
     forgetInFlight(command);
     CommandBook::putBack(command);
+}
+
+bool DeviceCommands::isOvertaking(const DeviceCommand &command)
+{
+    if (m_lane.queue.hasOlder(command)) {
+        return true;
+    }
+    const std::vector<Ticket> others = active();
+    return std::any_of(others.begin(), others.end(), [&](Ticket ticket) {
+        const DeviceCommand &other = *find(ticket);
+        return !other.isTaken && other.options.urgent == command.options.urgent && other.position < command.position;
+    });
 }
 
 /** Its sequence byte and the gate stand for it no longer. */

@@ -45,6 +45,9 @@ public:
     /** A command that was taken but not written waits again, before those that are behind it. */
     void putBack(DeviceCommand &command);
 
+    /** Whether a command that was put back has yet to be taken before this one may be written. */
+    bool isOvertaking(const DeviceCommand &command);
+
     /** All that are in flight, oldest first. */
     std::vector<Ticket> allInFlight();
 

@@ -140,7 +140,8 @@ bool DeviceTraffic::isWorthWriting(DeviceCommand &command, const DeviceMessage &
                            QStringLiteral("the host's thread was busy for all of its wait, so it was not sent"));
         return false;
     }
-    if (!m_link->mayWrite()) {
+    // Pipelined, others are ahead of one that was put back.
+    if (!m_link->mayWrite() || m_commands->isOvertaking(command)) {
         if (isFailingFast()) {
             m_commands->end(command, Outcome::Unreachable, unreachableReason());
         } else {
