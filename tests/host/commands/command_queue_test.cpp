@@ -158,6 +158,20 @@ TEST(CommandQueue, WhatIsPutBackYieldsToANewerOneOfItsKey)
     EXPECT_EQ(takeAllOneByOne(queue), (Tickets{2}));
 }
 
+TEST(CommandQueue, OnlyWhatWasPutBackIsOlderThanWhatHasBeenTaken)
+{
+    Queue queue;
+    push(queue, command(1));
+    push(queue, command(2));
+    push(queue, command(3));
+    Waiting first = queue.takeFirst();
+    const Waiting second = queue.takeFirst();
+    push(queue, urgent(4));
+    EXPECT_FALSE(queue.hasOlder(second));
+    EXPECT_EQ(queue.putBack(std::move(first)), 0U);
+    EXPECT_TRUE(queue.hasOlder(second));
+}
+
 TEST(CommandQueue, AllAtOnceAreTheUrgentOnesAndTheOthers)
 {
     Queue queue;

@@ -1,3 +1,7 @@
+#include <mutex>
+
+#include <biz_cmdswork/biz_cmdswork.h>
+
 #include "device_host_fixture.h"
 
 using namespace biz::host;
@@ -197,6 +201,29 @@ TEST_F(DeviceHostOutage, WhatWasHandedOverButNotWrittenGoesOutFirstWhenTheLinkIs
     EXPECT_EQ(seen.outcomeOf(handedOver), "answered");
     EXPECT_EQ(seen.endOf(handedOver).attempts, 1);
     EXPECT_EQ(written(), (QByteArrayList{"handed over", "waiting"}));
+}
+
+TEST_F(DeviceHostOutage, PipelinedCommandsKeepTheirOrderWhenTheLinkFillsUnderTheFirstOfThem)
+{
+    answerEverything();
+    host->setPipelined(true);
+    start();
+    for (const char *payload : {"1", "2", "3", "4", "5"}) {
+        enqueue(QByteArray(payload));
+    }
+    // The library takes the first of those that are ahead, and has yet to take the others.
+    const auto numbersUsed = [] {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        return biz_CMDSWork::iSN;
+    };
+    const auto before = numbersUsed();
+    stayBusy([&] { return numbersUsed() != before; });
+    stayBusyFor(2); // its announcement follows
+    link->fill();
+    QCoreApplication::processEvents();
+    link->makeRoom();
+    ASSERT_TRUE(waitForAllEnds());
+    EXPECT_EQ(written(), (QByteArrayList{"1", "2", "3", "4", "5"}));
 }
 
 // --- A link that is full ---------------------------------------------------------------------------------
