@@ -176,8 +176,12 @@ private:
         if (hasModel) {
             readDeviceModel();
             readListenAddress();
-        } else if (m_parser.isSet(QStringLiteral("listen"))) {
-            failOption(QStringLiteral("listen"), QStringLiteral("expected --model beside it"));
+        } else {
+            needBeside(QStringLiteral("model"),
+                       {QStringLiteral("listen"), QStringLiteral("bind"), QStringLiteral("one-client")});
+        }
+        if (!hasOsd) {
+            needBeside(QStringLiteral("osd"), {QStringLiteral("osd-first"), QStringLiteral("osd-port")});
         }
         readOsdDevices();
         readOsdPort(hasModel);
@@ -186,6 +190,16 @@ private:
         m_group.delayMs = delayMs;
         readFaults();
         shareFaults(hasModel, hasOsd);
+    }
+
+    /** An option that would change nothing is refused: whoever gave it believes that it does. */
+    void needBeside(const QString &needed, const QStringList &options)
+    {
+        for (const QString &option : options) {
+            if (m_parser.isSet(option)) {
+                failOption(option, QStringLiteral("expected --%1 beside it").arg(needed));
+            }
+        }
     }
 
     void readDeviceModel()
