@@ -20,6 +20,7 @@ struct PlayedSession
 {
     const char *session;
     QString simulatorArguments;
+    QStringList consoleOptions = {};
 };
 
 void PrintTo(const PlayedSession &played, std::ostream *out)
@@ -37,8 +38,9 @@ TEST_P(PlayedDeviceSession, EndsAsItExpects)
     const quint16 port = simulator.listeningPort();
     ASSERT_NE(port, 0) << qPrintable(simulator.allErrors());
     const QTemporaryDir logs;
-    RunningConsole console({"run", sessionFile(GetParam().session), "--device",
-                            QStringLiteral("tcp://127.0.0.1:%1").arg(port), "--log-dir", logs.path()});
+    RunningConsole console(QStringList{"run", sessionFile(GetParam().session), "--device",
+                                       QStringLiteral("tcp://127.0.0.1:%1").arg(port), "--log-dir", logs.path()} +
+                           GetParam().consoleOptions);
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output() + console.errors());
 }
 
@@ -48,7 +50,10 @@ INSTANTIATE_TEST_SUITE_P(
                     PlayedSession{"a3.json", "--model A3"}, PlayedSession{"a5.json", "--model A5"},
                     PlayedSession{"k250.json", "--model K250"}, PlayedSession{"pvn410max.json", "--model PVN410MAX"},
                     PlayedSession{"pvn410max2.json", "--model PVN410MAX2"},
-                    PlayedSession{"faults_a2.json", "--model A2 --script " + sessionFile("faults_a2_script.json")}));
+                    PlayedSession{"faults_a2.json", "--model A2 --script " + sessionFile("faults_a2_script.json")},
+                    PlayedSession{"outage_a2.json",
+                                  "--model A2 --script " + sessionFile("outage_a2_script.json"),
+                                  {"--reconnect"}}));
 
 class PlayedOsdSession : public testing::TestWithParam<PlayedSession>
 {
