@@ -341,6 +341,40 @@ TEST_F(LinkSupervisorTest, BytesHeldForTooLongAreThrownAwayAndTheLinkIsOpenedAtO
     EXPECT_TRUE(supervisor.mayWrite());
 }
 
+TEST_F(LinkSupervisorTest, BytesThatHaveBeenStuckForLongAreThrownAwayWithinTheCall)
+{
+    startUp();
+    holdAll();
+    ASSERT_TRUE(supervisor.write("frame"));
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(waitFor([&] { return clock.elapsed() > 250; }));
+    supervisor.discardHeld();
+    EXPECT_EQ(link->discards, 1);
+    EXPECT_FALSE(supervisor.mayWrite());
+    EXPECT_TRUE(told.isEmpty());
+    ASSERT_TRUE(waitFor([this] { return supervisor.mayWrite(); }));
+    EXPECT_EQ(told, (QStringList{"Connecting", "Up", "up"}));
+}
+
+TEST_F(LinkSupervisorTest, AnAttemptAfterBytesWereThrownAwayIsALossOnceTheSilenceHasLastedItsLimit)
+{
+    startUp();
+    holdAll();
+    ASSERT_TRUE(supervisor.write("frame"));
+    QElapsedTimer clock;
+    clock.start();
+    link->opening = ScriptedLink::Opening::Never;
+    supervisor.discardHeld();
+    ASSERT_TRUE(waitForLosses(1));
+    EXPECT_GE(clock.elapsed(), 1000);
+    EXPECT_LE(clock.elapsed(), 1000 + 500);
+    EXPECT_EQ(losses.first().error, Error::LinkSilent);
+    EXPECT_EQ(link->opens, 2);
+    Q_EMIT link->opened(); // the attempt has gone on
+    EXPECT_TRUE(supervisor.isUp());
+}
+
 TEST_F(LinkSupervisorTest, ALinkThatStaysOpenToDiscardBeginsAnewAllTheSame)
 {
     link->endsToDiscard = false;

@@ -14,7 +14,7 @@ namespace biz::test {
 class ScriptedLink : public host::DeviceLink
 {
 public:
-    enum class Opening { Succeeds, Fails, Throws };
+    enum class Opening { Succeeds, Fails, Throws, Never };
 
     Opening opening = Opening::Succeeds;
     qint64 held = 0;
@@ -35,7 +35,9 @@ public:
         if (opening == Opening::Throws) {
             throw std::runtime_error("no such line");
         }
-        QTimer::singleShot(0, this, [this] { finishOpening(); });
+        if (opening != Opening::Never) {
+            QTimer::singleShot(0, this, [this] { finishOpening(); });
+        }
     }
 
     void close() override

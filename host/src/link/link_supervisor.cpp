@@ -41,10 +41,11 @@ LinkSupervisor::LinkSupervisor(QObject *parent)
 {
     m_reconnecting.setSingleShot(true);
     m_watching.setInterval(timing::silenceCheckPeriod);
-    m_discarding.setInterval(timing::discardCheckPeriod);
+    m_losing.setSingleShot(true);
     connect(&m_reconnecting, &QTimer::timeout, this, &LinkSupervisor::attempt);
     connect(&m_watching, &QTimer::timeout, this, &LinkSupervisor::lookAtHeld);
     connect(&m_discarding, &QTimer::timeout, this, &LinkSupervisor::lookAtDiscarded);
+    connect(&m_losing, &QTimer::timeout, this, &LinkSupervisor::loseWhileConnecting);
 }
 
 LinkSupervisor::~LinkSupervisor()
@@ -166,7 +167,12 @@ void LinkSupervisor::discardHeld()
 {
     if (isUp() && !m_discarding.isActive() && m_link->bytesHeld() > 0) {
         m_discardAskedAt = Clock::now();
-        m_discarding.start();
+        const qint64 held = m_link->bytesHeld();
+        noteLeft(held);
+        if (isDiscardDue()) {
+            throwAway(held); // before anybody is told of the command's end
+        }
+        m_discarding.start(0);
     }
 }
 
@@ -225,6 +231,7 @@ void LinkSupervisor::onClosed(const QString &reason)
         return;
     case LinkState::Connecting:
         m_isOpening = false;
+        m_losing.stop();
         attemptLater(m_attemptedAt);
         enter(LinkState::Lost, Error::LinkCannotOpen, reason);
         return;
@@ -295,6 +302,8 @@ void LinkSupervisor::stopTimers()
     m_reconnecting.stop();
     m_watching.stop();
     m_discarding.stop();
+    m_losing.stop();
+    m_thrownAway = 0;
 }
 
 void LinkSupervisor::noteWritten(qint64 size)
@@ -314,27 +323,48 @@ void LinkSupervisor::lookAtHeld()
         m_watching.stop();
         return;
     }
-    // What is held may stay as much, or grow, while bytes come and go: what counts is how many have left.
+    noteLeft(held);
+    if (isSilent()) {
+        loseSilent();
+    }
+}
+
+/** What is held may stay as much, or grow, while bytes come and go: what counts is how many have left. */
+void LinkSupervisor::noteLeft(qint64 held)
+{
     if (m_written - held > m_left) {
         m_left = m_written - held;
         m_lastLeftAt = Clock::now();
-    } else if (isSilent()) {
-        loseSilent();
     }
 }
 
 void LinkSupervisor::lookAtDiscarded()
 {
-    if (m_link->bytesHeld() == 0) {
+    if (m_thrownAway > 0) {
+        connectAnew();
+        return;
+    }
+    const qint64 held = m_link->bytesHeld();
+    noteLeft(held);
+    if (held == 0) {
         m_discarding.stop();
         onWritable();
-    } else if (Clock::now() - m_discardAskedAt >= timing::discardDelay) {
-        if (isSilent()) {
-            loseSilent();
-        } else {
-            throwHeldAway();
-        }
+    } else if (isSilent()) {
+        loseSilent();
+    } else if (isDiscardDue()) {
+        throwAway(held);
+        connectAnew();
+    } else {
+        m_discarding.start(timing::discardCheckPeriod);
     }
+}
+
+/** At once, when nothing has left for so long that a healthy peer would have acknowledged it: the line may return. */
+bool LinkSupervisor::isDiscardDue() const
+{
+    const TimePoint now = Clock::now();
+    const bool isStuck = m_watching.isActive() && now - m_lastLeftAt >= timing::discardDelay;
+    return isStuck || now - m_discardAskedAt >= timing::discardDelay;
 }
 
 bool LinkSupervisor::isSilent() const
@@ -350,13 +380,18 @@ milliseconds LinkSupervisor::silenceLimit() const
     return std::max(timing::shortestSilenceLimit, timing::waitsUntilSilent * m_waitInFlight);
 }
 
+QString LinkSupervisor::silence(qint64 held) const
+{
+    const auto duration = std::chrono::duration_cast<milliseconds>(Clock::now() - m_lastLeftAt);
+    return QStringLiteral("%1 is silent: it has taken none of %2 bytes for %3 ms")
+        .arg(m_link->name())
+        .arg(held)
+        .arg(duration.count());
+}
+
 void LinkSupervisor::loseSilent()
 {
-    const auto silence = std::chrono::duration_cast<milliseconds>(Clock::now() - m_lastLeftAt);
-    const QString reason = QStringLiteral("%1 is silent: it has taken none of %2 bytes for %3 ms")
-                               .arg(m_link->name())
-                               .arg(m_link->bytesHeld())
-                               .arg(silence.count());
+    const QString reason = silence(m_link->bytesHeld());
     stopTimers();
     listen(false);
     m_link->discard();
@@ -366,17 +401,25 @@ void LinkSupervisor::loseSilent()
     enter(LinkState::Lost, Error::LinkSilent, reason);
 }
 
+/** Tells nobody: connectAnew() follows. */
+void LinkSupervisor::throwAway(qint64 held)
+{
+    m_thrownAway = held;
+    m_watching.stop();
+    listen(false);
+    m_link->discard();
+}
+
 /** The connection begins anew, also on a link that stays open: the other side has half a frame. No loss: commands wait.
  */
-void LinkSupervisor::throwHeldAway()
+void LinkSupervisor::connectAnew()
 {
     const QString reason = QStringLiteral("%1: %2 undelivered bytes of commands that had ended were thrown away")
                                .arg(m_link->name())
-                               .arg(m_link->bytesHeld());
+                               .arg(m_thrownAway);
     qCInfo(hostLog).noquote() << reason;
+    m_silentBytes = m_thrownAway;
     stopTimers();
-    listen(false);
-    m_link->discard();
     const bool isStillOpen = m_link->isOpen();
     m_status.attempts = 0;
     if (!enter(LinkState::Connecting, Error::None, reason)) {
@@ -386,8 +429,18 @@ void LinkSupervisor::throwHeldAway()
         listen(true);
         m_isOpening = true;
         onOpened();
-    } else {
-        attempt();
+        return;
+    }
+    const auto silentFor = std::chrono::duration_cast<milliseconds>(Clock::now() - m_lastLeftAt);
+    m_losing.start(std::max(milliseconds::zero(), silenceLimit() - silentFor));
+    attempt();
+}
+
+/** The attempt to connect anew may go on for longer than a silence may stay untold; it goes on. */
+void LinkSupervisor::loseWhileConnecting()
+{
+    if (m_status.state == LinkState::Connecting) {
+        enter(LinkState::Lost, Error::LinkSilent, silence(m_silentBytes));
     }
 }
 

@@ -64,9 +64,10 @@ public:
     bool mayWrite() const;
 
     /**
-     * A command that had been written has ended without an answer: should the link still hold bytes when a
-     * healthy peer would have acknowledged them, they are thrown away and the link is made anew: it is connecting
-     * until it is up again, which is no loss. Until all this is over no command may be written.
+     * A command that had been written has ended without an answer: bytes that the link still holds when a
+     * healthy peer would have acknowledged them are thrown away, within the call when that time is over. The link is
+     * made anew from the event loop: it is connecting until it is up again. That is no loss, unless the peer stays
+     * away for as long as makes it silent. Until all this is over no command may be written.
      */
     void discardHeld();
 
@@ -93,11 +94,16 @@ private:
 
     void noteWritten(qint64 size);
     void lookAtHeld();
+    void noteLeft(qint64 held);
     void lookAtDiscarded();
+    bool isDiscardDue() const;
     bool isSilent() const;
     std::chrono::milliseconds silenceLimit() const;
+    QString silence(qint64 held) const;
     void loseSilent();
-    void throwHeldAway();
+    void throwAway(qint64 held);
+    void connectAnew();
+    void loseWhileConnecting();
 
     std::unique_ptr<DeviceLink> m_link;
     LinkStatus m_status;
@@ -121,6 +127,11 @@ private:
 
     QTimer m_discarding{this};
     TimePoint m_discardAskedAt;
+    qint64 m_thrownAway = 0; ///< bytes, until the link is made anew after it
+
+    /** Runs while the link connects anew after bytes were thrown away that nobody had taken. */
+    QTimer m_losing{this};
+    qint64 m_silentBytes = 0;
 };
 
 } // namespace biz::host
