@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <iostream>
 #include <map>
 #include <random>
@@ -64,6 +65,9 @@ public:
     {
         const DeviceTemper temper;
         m_heard.push_back(command);
+        if (m_heard.size() > memory) {
+            m_heard.pop_front();
+        }
         if (m_dice->chance(temper.garbage)) {
             m_link->sendGarbage();
         }
@@ -104,7 +108,12 @@ private:
 
     Dice *const m_dice;
     FakeLink *const m_link;
-    std::vector<model_Protocoldata> m_heard;
+    /**
+     * It remembers far less than the numbers of a sequence byte, which commands that are let through use up
+     * as well: a reply from before these is taken for a newer command's.
+     */
+    static constexpr std::size_t memory = 40;
+    std::deque<model_Protocoldata> m_heard;
 };
 
 /** What the test knows of a command that it has given. */
