@@ -41,7 +41,11 @@ struct Command
 
     bool isExpired(TimePoint now) const
     {
-        return options.validFor.count() > 0 && now - history.enqueuedAt() >= options.validFor;
+        using std::chrono::milliseconds;
+
+        // In milliseconds: the longest validity does not fit into the finer unit of the clock.
+        return options.validFor > milliseconds::zero() &&
+               std::chrono::duration_cast<milliseconds>(now - history.enqueuedAt()) >= options.validFor;
     }
 };
 

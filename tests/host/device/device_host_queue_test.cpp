@@ -66,6 +66,15 @@ TEST_F(DeviceHostQueue, ACommandWhoseTurnComesInTimeIsSent)
     EXPECT_EQ(seen.outcomeOf(unlimited), "answered");
 }
 
+TEST_F(DeviceHostQueue, TheLongestValidityDoesNotExpire)
+{
+    answerEverything();
+    start();
+    const Ticket ticket = enqueue(QByteArray("lasting"), validFor(milliseconds::max()));
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+}
+
 TEST_F(DeviceHostQueue, ValidityCountsFromTheEnqueuing)
 {
     answerEverything();
