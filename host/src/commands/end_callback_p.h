@@ -59,6 +59,14 @@ private:
     EndNotice m_notice;
 };
 
+/** Null when there is nothing to be called. */
+template<typename Result>
+std::unique_ptr<EndCallback<Result>> makeEndCallback(const QObject *context,
+                                                     typename EndCallback<Result>::Function function)
+{
+    return function ? std::make_unique<EndCallback<Result>>(context, std::move(function)) : nullptr;
+}
+
 } // namespace biz::host
 
 #endif

@@ -264,8 +264,7 @@ Ticket DeviceHost::enqueue(const model_Protocoldata &command, const CommandOptio
 Ticket DeviceHost::enqueue(const model_Protocoldata &command, const CommandOptions &options, const QObject *context,
                            EndCallback callback)
 {
-    return d->enqueue(command, options,
-                      std::make_unique<biz::host::EndCallback<CommandResult>>(context, std::move(callback)));
+    return d->enqueue(command, options, makeEndCallback<CommandResult>(context, std::move(callback)));
 }
 
 Ticket DeviceHost::Private::enqueue(const model_Protocoldata &command, const CommandOptions &options,

@@ -213,8 +213,7 @@ Ticket OsdHost::enqueue(const model_OsdParam &command, const CommandOptions &opt
 Ticket OsdHost::enqueue(const model_OsdParam &command, const CommandOptions &options, const QObject *context,
                         EndCallback callback)
 {
-    return d->enqueue(command, options,
-                      std::make_unique<biz::host::EndCallback<OsdCommandResult>>(context, std::move(callback)));
+    return d->enqueue(command, options, makeEndCallback<OsdCommandResult>(context, std::move(callback)));
 }
 
 Ticket OsdHost::Private::enqueue(const model_OsdParam &command, const CommandOptions &options,

@@ -180,6 +180,14 @@ TEST_F(DeviceHostCallbacks, ARefusedCommandHasNoCallback)
     EXPECT_TRUE(calls.empty());
 }
 
+TEST_F(DeviceHostCallbacks, ACallbackThatIsNoneIsNotCalled)
+{
+    const Ticket ticket = note(host->enqueue(command(longWaitMs), {}, context.get(), nullptr));
+    host->clear();
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "cleared");
+}
+
 TEST_F(DeviceHostCallbacks, ACallbackMayGiveTheNextCommand)
 {
     constexpr std::size_t count = 5;
