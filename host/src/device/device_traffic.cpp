@@ -3,6 +3,7 @@
 #include <QtCore/QScopedValueRollback>
 
 #include <device/device_channel_p.h>
+#include <logging_p.h>
 
 namespace biz::host {
 
@@ -236,9 +237,10 @@ void DeviceTraffic::onUp()
 {
     codec().reset();
     const QByteArray preamble = codec().preamble();
-    if (preamble.isEmpty() || m_link->write(preamble)) {
-        m_gate.advance();
+    if (!preamble.isEmpty() && !m_link->write(preamble)) {
+        qCWarning(hostLog).noquote() << "the codec's preamble was not sent:" << m_link->writeProblem();
     }
+    m_gate.advance();
 }
 
 void DeviceTraffic::onLost()

@@ -372,6 +372,16 @@ TEST_F(DeviceHostExactness, ALinkThatThrowsWhatIsNoExceptionHarmsNothing)
     EXPECT_EQ(seen.outcomeOf(failed), "gaveUp");
 }
 
+TEST_F(DeviceHostExactness, ALinkThatDoesNotTakeThePreambleHoldsNoCommandBack)
+{
+    answerEverything();
+    link->refusals = 1;
+    const Ticket ticket = enqueue();
+    start();
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+}
+
 TEST_F(DeviceHostExactness, ALinkThatTellsOfItsCloseWithinItsCloseHarmsNothing)
 {
     link->tellsOfClose = true;

@@ -1,6 +1,7 @@
 #ifndef BIZ_TESTS_HOST_FAKE_LINK_H
 #define BIZ_TESTS_HOST_FAKE_LINK_H
 
+#include <algorithm>
 #include <functional>
 #include <vector>
 
@@ -21,6 +22,9 @@ public:
 
     /** Emits closed() within close(), as a careless link does. */
     bool tellsOfClose = false;
+
+    /** So many of the next writes are not taken. */
+    int refusals = 0;
 
     /** Called inside write(), after the command has been noted; what it throws, write() throws. */
     std::function<void(const model_Protocoldata &)> onCommand;
@@ -47,7 +51,8 @@ public:
 
     bool write(const QByteArray &bytes) override
     {
-        if (!m_isOpen) {
+        if (!m_isOpen || refusals > 0) {
+            refusals = std::max(refusals - 1, 0);
             return false;
         }
         const host::Decoded decoded = m_device.decode(bytes);
