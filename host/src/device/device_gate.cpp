@@ -40,19 +40,21 @@ void DeviceGate::setSettleTime(std::chrono::milliseconds time)
 void DeviceGate::reset()
 {
     m_ahead.clear();
+    m_lastTaken.reset();
     m_isClosed = false;
     m_lastReply = TimePoint::min();
     m_quietTimer.stop();
 }
 
-bool DeviceGate::isAhead(quint32 tag) const
+bool DeviceGate::isTake(const model_Protocoldata &record) const
 {
-    return std::find(m_ahead.begin(), m_ahead.end(), tag) != m_ahead.end();
+    return m_lastTaken != record.ucHead[0] && std::find(m_ahead.begin(), m_ahead.end(), record.nTag) != m_ahead.end();
 }
 
-void DeviceGate::noteTake(quint32 tag, bool closedGate)
+void DeviceGate::noteTake(const model_Protocoldata &record, bool closedGate)
 {
-    m_ahead.erase(std::remove(m_ahead.begin(), m_ahead.end(), tag), m_ahead.end());
+    m_ahead.erase(std::remove(m_ahead.begin(), m_ahead.end(), record.nTag), m_ahead.end());
+    m_lastTaken = record.ucHead[0];
     m_isClosed = m_isClosed || closedGate;
 }
 

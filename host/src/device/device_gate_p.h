@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 
 #include <QtCore/QTimer>
 
@@ -30,11 +31,14 @@ public:
     /** A run begins with empty queues and an open gate, or has ended. */
     void reset();
 
-    /** Whether the channel has yet to take the command of this tag: its next announcement is the first. */
-    bool isAhead(quint32 tag) const;
+    /**
+     * Whether an announced record has just been taken by the channel; else it is a resend. A resend of a command that
+     * was put back can come when the command is ahead again: it has the sequence byte of the last take.
+     */
+    bool isTake(const model_Protocoldata &record) const;
 
-    /** The channel has taken the command of this tag. */
-    void noteTake(quint32 tag, bool closedGate);
+    /** The channel has taken the command of this record. */
+    void noteTake(const model_Protocoldata &record, bool closedGate);
 
     /** The library has opened the gate by itself: it has given a command up. */
     void noteGiveUp() { m_isClosed = false; }
@@ -55,8 +59,9 @@ private:
     DeviceCommands *const m_commands;
     const std::function<bool()> m_mayHandOver;
     bool m_isPipelined = false;
-    std::deque<quint32> m_ahead; ///< tags of what was handed over and not taken yet, ended commands included
-    bool m_isClosed = false;     ///< by a take, and not opened since, as far as this thread knows
+    std::deque<quint32> m_ahead;       ///< tags of what was handed over and not taken yet, ended commands included
+    std::optional<quint8> m_lastTaken; ///< sequence byte; each take has another one than the take before it
+    bool m_isClosed = false;           ///< by a take, and not opened since, as far as this thread knows
     std::chrono::milliseconds m_settleTime{0};
     TimePoint m_lastReply = TimePoint::min();
     QTimer m_quietTimer;

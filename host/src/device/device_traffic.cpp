@@ -101,9 +101,9 @@ void DeviceTraffic::drain()
 void DeviceTraffic::onAnnounced(const DeviceMessage &message)
 {
     DeviceCommand *const command = m_commands->find(message.record.nTag);
-    if (m_gate.isAhead(message.record.nTag)) {
+    if (m_gate.isTake(message.record)) {
         onTake(message);
-    } else if (command != nullptr) {
+    } else if (command != nullptr && command->isTaken) {
         onResend(*command, message);
     }
 }
@@ -116,7 +116,7 @@ void DeviceTraffic::onTake(const DeviceMessage &message)
         m_gate.noteGiveUp();
         m_commands->giveUp(*before, QStringLiteral("no acceptable reply came, nor after the resend"));
     }
-    m_gate.noteTake(message.record.nTag, message.closedGate);
+    m_gate.noteTake(message.record, message.closedGate);
     DeviceCommand *const command = m_commands->find(message.record.nTag);
     if (command == nullptr || !m_isRunning) {
         return;

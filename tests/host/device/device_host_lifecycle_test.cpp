@@ -240,6 +240,24 @@ TEST_F(DeviceHostLife, AStartIsRefusedAsLongAsALoopOfTheFormerRunHangs)
     EXPECT_EQ(seen.outcomeOf(ticket), "answered");
 }
 
+TEST_F(DeviceHostLife, AResendIsNotTakenForTheFirstCopyOfACommandThatWasHandedOverAgain)
+{
+    HeldSendLoop held;
+    answerEverything();
+    start();
+    const Ticket ticket = enqueue(shortWaitMs);
+    link->fill();
+    stayBusy([&] { return held.isHolding(); });
+    const int sequenceOfFirstTake = static_cast<quint8>(biz_CMDSWork::iSN - 1);
+    QCoreApplication::processEvents(); // it could not be written, and waits again
+    link->makeRoom();                  // it is handed over again
+    held.release();
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(link->commands.size(), 1U);
+    EXPECT_NE(link->commands.front().ucHead[0], sequenceOfFirstTake);
+}
+
 TEST_F(DeviceHostLife, AHastyStopIsFollowedByAStartLikeAnyOther)
 {
     answerEverything();
