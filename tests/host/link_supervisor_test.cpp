@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <limits>
+
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QPointer>
 
@@ -63,6 +66,23 @@ TEST_F(LinkSupervisorTest, AFirstAttemptThatFailsIsALoss)
     EXPECT_EQ(losses.first().error, Error::LinkCannotOpen);
     EXPECT_EQ(losses.first().reason, QStringLiteral("nobody is there"));
     EXPECT_EQ(losses.first().attempts, 1);
+}
+
+TEST_F(LinkSupervisorTest, TheLongestIntervalStillEndsInAnAttempt)
+{
+    link->opening = ScriptedLink::Opening::Fails;
+    supervisor.start();
+    ASSERT_TRUE(waitForLosses(1));
+    const auto timers = supervisor.findChildren<QTimer *>();
+    const auto isAttemptDue = [&timers] {
+        return std::any_of(timers.begin(), timers.end(),
+                           [](const QTimer *timer) { return timer->isSingleShot() && timer->timerId() > 0; });
+    };
+    constexpr int enoughForTheJitter = 50;
+    for (int i = 0; i < enoughForTheJitter; ++i) {
+        supervisor.setReconnectInterval(Milliseconds(std::numeric_limits<int>::max()));
+        ASSERT_TRUE(isAttemptDue()) << i;
+    }
 }
 
 TEST_F(LinkSupervisorTest, FurtherFailedAttemptsAreOnlyCounted)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <limits>
 
 #include <QtCore/QRandomGenerator>
 
@@ -14,11 +15,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/** No longer than a timer can run. */
 milliseconds withJitter(milliseconds interval)
 {
+    constexpr milliseconds longest{std::numeric_limits<int>::max()};
     const double share =
         timing::reconnectJitterPercent / 100.0 * (2 * QRandomGenerator::global()->generateDouble() - 1);
-    return milliseconds(std::lround(static_cast<double>(interval.count()) * (1 + share)));
+    return std::min(milliseconds(std::lround(static_cast<double>(interval.count()) * (1 + share))), longest);
 }
 
 /** Calls a link that may be an application's; returns the text of what it throws, and nothing of what it does not. */
