@@ -133,6 +133,9 @@ void OsdCommands::noteEnd(const OsdCommand &command, Outcome outcome)
     }
     OsdDevice &device = *this->device(command.record.qsIp);
     setInFlight(device, 0);
+    if (m_whenTakenEnds) {
+        m_whenTakenEnds(command);
+    }
     device.lastEnded = {command.ticket, outcome, Clock::now()};
     device.lastEndedRecord = m_keepsEndedRecords ? command.record : model_OsdParam();
 }

@@ -1,6 +1,7 @@
 #ifndef BIZ_HOST_OSD_COMMANDS_P_H
 #define BIZ_HOST_OSD_COMMANDS_P_H
 
+#include <functional>
 #include <list>
 
 #include <QtCore/QHash>
@@ -67,6 +68,9 @@ public:
 
     // --- Ended
 
+    /** `call` gets each command that ends after the channel has taken it. */
+    void setWhenTakenEnds(std::function<void(const OsdCommand &)> call) { m_whenTakenEnds = std::move(call); }
+
     void endAnswered(OsdCommand &command, const model_OsdParam &reply);
     void giveUp(OsdCommand &command, const QString &what);
     void endAll(OsdDevice &device, Outcome outcome, const EndReason &reason);
@@ -75,6 +79,7 @@ private:
     void setInFlight(OsdDevice &device, Ticket ticket);
     void noteEnd(const OsdCommand &command, Outcome outcome);
 
+    std::function<void(const OsdCommand &)> m_whenTakenEnds;
     bool m_keepsEndedRecords = false;
     std::list<OsdDevice> m_devices; ///< in the order of their first command; changed under the lock of the statistics
     QHash<QString, OsdDevice *> m_devicesByIp;

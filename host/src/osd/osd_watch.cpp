@@ -20,12 +20,17 @@ OsdWatch::OsdWatch(OsdCommands *commands, const std::function<void()> &look, QOb
     m_timer.setTimerType(Qt::PreciseTimer);
     m_timer.setSingleShot(true);
     QObject::connect(&m_timer, &QTimer::timeout, host, look);
+    commands->setWhenTakenEnds([this](const OsdCommand &command) { m_due.erase(dueOf(command)); });
+}
+
+OsdWatch::Due OsdWatch::dueOf(const OsdCommand &command)
+{
+    return {command.announcedAt + timing::shortestOsdWait(milliseconds(command.record.iWaitTime)), command.ticket};
 }
 
 void OsdWatch::add(const OsdCommand &command)
 {
-    m_due.emplace(command.announcedAt + timing::shortestOsdWait(milliseconds(command.record.iWaitTime)),
-                  command.ticket);
+    m_due.insert(dueOf(command));
     schedule();
 }
 
@@ -57,14 +62,8 @@ QStringList OsdWatch::devicesToLookAt()
 {
     const TimePoint now = Clock::now();
     QStringList ips;
-    for (auto due = m_due.begin(); due != m_due.end() && due->first <= now;) {
-        const OsdCommand *const command = m_commands->find(due->second);
-        if (command == nullptr) {
-            due = m_due.erase(due);
-        } else {
-            ips.append(command->record.qsIp);
-            ++due;
-        }
+    for (auto due = m_due.begin(); due != m_due.end() && due->first <= now; ++due) {
+        ips.append(m_commands->find(due->second)->record.qsIp);
     }
     if (now - m_lastFullLook >= timing::osdFullLookPeriod) {
         m_lastFullLook = now;
@@ -80,8 +79,8 @@ void OsdWatch::schedule()
     }
     const TimePoint now = Clock::now();
     // A look takes the channel's lock for the longer the more devices there are.
-    const auto pause =
-        std::max(timing::osdLookPeriod, timing::osdLookPeriodPerThousand * static_cast<int>(m_due.size()) / 1000);
+    const auto pause = std::clamp(timing::osdLookPeriodPerThousand * static_cast<int>(m_due.size()) / 1000,
+                                  timing::osdLookPeriod, timing::osdFullLookPeriod);
     const auto wait = std::clamp<Clock::duration>(m_due.begin()->first - now, pause, timing::osdFullLookPeriod);
     if (!m_timer.isActive() || m_timer.remainingTimeAsDuration() > wait) {
         m_timer.start(std::chrono::ceil<milliseconds>(wait));

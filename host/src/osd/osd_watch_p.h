@@ -28,13 +28,15 @@ public:
 private:
     using Due = std::pair<TimePoint, Ticket>;
 
+    static Due dueOf(const OsdCommand &command);
+
     bool hasHadItsTime(const OsdCommand &command) const;
     QStringList devicesToLookAt();
     void schedule();
 
     OsdCommands *const m_commands;
     QTimer m_timer;
-    std::set<Due> m_due; ///< the earliest that each can be given up; ended commands leave when it is their turn
+    std::set<Due> m_due; ///< of each command in flight, the earliest that it can be given up
     TimePoint m_lastFullLook{};
 };
 
