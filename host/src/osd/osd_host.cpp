@@ -250,15 +250,15 @@ bool OsdHost::Private::isAddressOfOneDevice(const QString &ip)
     const QString canonical = osdDeviceKey(address);
     QString problem;
     if (address.isNull()) {
-        problem = QStringLiteral("\"%1\" is not an IP address");
+        problem = QStringLiteral("is not an IP address");
     } else if (address.isMulticast() || address.isBroadcast() || address == QHostAddress(QHostAddress::AnyIPv4) ||
                address == QHostAddress(QHostAddress::AnyIPv6)) {
-        problem = QStringLiteral("\"%1\" is not the address of one device");
+        problem = QStringLiteral("is not the address of one device");
     } else if (canonical != ip) {
-        problem = QStringLiteral("\"%1\" is not the canonical text of its address, which is \"") + canonical +
-                  QLatin1Char('"');
+        problem =
+            QStringLiteral("is not the canonical text of its address, which is \"") + canonical + QLatin1Char('"');
     }
-    return problem.isEmpty() || refusal.refuse(Error::InvalidAddress, problem.arg(ip));
+    return problem.isEmpty() || refusal.refuse(Error::InvalidAddress, QStringLiteral("\"%1\" %2").arg(ip, problem));
 }
 
 bool OsdHost::cancel(Ticket ticket)

@@ -1,3 +1,5 @@
+#include <QtNetwork/QNetworkInterface>
+
 #include "osd_host_fixture.h"
 
 using namespace biz::host;
@@ -31,6 +33,17 @@ TEST_F(OsdAddresses, OtherSpellingsOfAnAddressAreRefusedWithTheCanonicalOne)
     }
     EXPECT_EQ(host->error(), Error::InvalidAddress);
     EXPECT_EQ(host->pending(), 0);
+}
+
+TEST_F(OsdAddresses, AnInterfaceIsToBeNamedAsTheSystemNamesItInTheSendersOfReplies)
+{
+    const QNetworkInterface first = QNetworkInterface::interfaceFromIndex(1);
+    ASSERT_TRUE(first.isValid());
+    EXPECT_EQ(host->enqueue(command("fe80::1%1", answeredWaitMs)), 0U);
+    EXPECT_EQ(host->error(), Error::InvalidAddress);
+    EXPECT_TRUE(host->errorString().endsWith(QStringLiteral("which is \"fe80::1%") + first.name() + '"'))
+        << host->errorString().toStdString();
+    enqueue(command(QStringLiteral("fe80::1%") + first.name(), answeredWaitMs));
 }
 
 TEST_F(OsdAddresses, AddressesOfMoreThanOneDeviceAreRefused)
