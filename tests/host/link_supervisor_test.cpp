@@ -381,9 +381,9 @@ TEST_F(LinkSupervisorTest, AnAttemptAfterBytesWereThrownAwayIsALossOnceTheSilenc
 {
     startUp();
     holdAll();
-    ASSERT_TRUE(supervisor.write("frame"));
     QElapsedTimer clock;
     clock.start();
+    ASSERT_TRUE(supervisor.write("frame"));
     link->opening = ScriptedLink::Opening::Never;
     supervisor.discardHeld();
     ASSERT_TRUE(waitForLosses(1));

@@ -45,6 +45,7 @@ LinkSupervisor::LinkSupervisor(QObject *parent)
     m_reconnecting.setSingleShot(true);
     m_watching.setInterval(timing::silenceCheckPeriod);
     m_losing.setSingleShot(true);
+    m_losing.setTimerType(Qt::PreciseTimer); // a coarse one may be early, and a silence is never told early
     connect(&m_reconnecting, &QTimer::timeout, this, &LinkSupervisor::attempt);
     connect(&m_watching, &QTimer::timeout, this, &LinkSupervisor::lookAtHeld);
     connect(&m_discarding, &QTimer::timeout, this, &LinkSupervisor::lookAtDiscarded);
