@@ -52,8 +52,8 @@ public:
      * do so only by ending its connection ends it and emits closed(). Does nothing by default.
      *
      * What has left cannot be recalled: bytes that the system of a stalled device or a serial server has
-     * taken, bytes in the buffer of a pseudo-terminal, and a UDP datagram that waits until the device's
-     * address is resolved.
+     * taken, bytes in the buffer of a pseudo-terminal, and one UDP datagram or TCP segment that waits until
+     * the device's address is resolved, which the system does for a few seconds after a cable was out.
      */
     virtual void discard();
 

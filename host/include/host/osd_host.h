@@ -120,7 +120,8 @@ public:
 
     /**
      * Closes the transport and ends every pending command as `Stopped`. The channel's loops go on without work
-     * until the process ends, so start() may follow at once.
+     * until the process ends, so start() may follow at once. Nothing is waited for: the deadline is there for the sake
+     * of code that treats both hosts alike.
      */
     StopReport stop(int deadlineMs = 1000);
 

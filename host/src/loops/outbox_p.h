@@ -7,6 +7,7 @@
 
 #include <QtCore/QEvent>
 #include <QtCore/QObject>
+#include <QtCore/QScopedValueRollback>
 
 namespace biz::host {
 
@@ -52,9 +53,11 @@ public:
     template<typename Handle>
     void emitAfter(Handle handle)
     {
-        m_emitsSoon = true;
-        handle();
-        m_emitsSoon = false;
+        {
+            // Also when an application's codec or matcher throws.
+            const QScopedValueRollback<bool> emitsSoon(m_emitsSoon, true);
+            handle();
+        }
         emitWaiting();
     }
 
