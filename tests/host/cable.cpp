@@ -92,6 +92,18 @@ void Cable::plug() const
     atDevice([] { ASSERT_EQ(ip(QStringLiteral("link set device0 up").split(QLatin1Char(' '))), QString()); });
 }
 
+void Cable::resolveForGood() const
+{
+    const QString hardware = QStringLiteral("02:00:00:00:00:02");
+    atDevice([&] {
+        const QString line = QStringLiteral("link set device0 address ") + hardware;
+        ASSERT_EQ(ip(line.split(QLatin1Char(' '))), QString());
+    });
+    const QString line = QStringLiteral("neigh replace %1 lladdr %2 dev host0 nud permanent")
+                             .arg(QLatin1String(deviceAddress()), hardware);
+    ASSERT_EQ(ip(line.split(QLatin1Char(' '))), QString());
+}
+
 void Cable::makeNamespaces()
 {
     m_home = currentNamespace();

@@ -31,6 +31,12 @@ public:
     void pull() const;
     void plug() const;
 
+    /**
+     * From now on the host's system knows where the device is without asking: no packet waits for the answer, from
+     * where nobody could recall it.
+     */
+    void resolveForGood() const;
+
 private:
     void makeNamespaces();
     void connectNamespaces();

@@ -27,6 +27,7 @@ protected:
         if (!cable.problem().isEmpty()) {
             GTEST_SKIP() << cable.problem().toStdString();
         }
+        cable.resolveForGood();
         cable.atDevice(
             [this] { device = std::make_unique<TcpDevice>(QHostAddress(QLatin1String(Cable::deviceAddress()))); });
         device->onCommand = [this](const model_Protocoldata &command) {

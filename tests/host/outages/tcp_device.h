@@ -52,9 +52,19 @@ public:
     int connections() const { return static_cast<int>(m_connections.size()); }
 
 private:
+    /** A socket may end within its own signal. */
+    struct DeleteLater
+    {
+        void operator()(QTcpSocket *socket) const
+        {
+            socket->disconnect();
+            socket->deleteLater();
+        }
+    };
+
     struct Connection
     {
-        std::unique_ptr<QTcpSocket> socket;
+        std::unique_ptr<QTcpSocket, DeleteLater> socket;
         host::DemoFrameCodec codec;
     };
 
