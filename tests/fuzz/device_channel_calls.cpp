@@ -1,3 +1,8 @@
+// Calls and passes in any order, in virtual time, with counters near the ends of their range.
+// What must hold: takes, clears and replies do what they promise, pass by pass. Watchdogs run,
+// and of resends only the tag is looked at: when one is due, a give-up, and the lines of the
+// log have no answer to compare with.
+
 #include "fuzz_target.h"
 
 #include <climits>

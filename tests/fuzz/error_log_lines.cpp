@@ -1,3 +1,5 @@
+// What must hold: a line that is understood can be written again byte by byte.
+
 #include "fuzz_target.h"
 
 #include <biz_console/replies/error_log_line.h>

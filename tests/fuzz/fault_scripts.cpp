@@ -1,3 +1,6 @@
+// What must hold: the simulator's readers read a file or refuse it with a reason. What they
+// read is compared with nothing.
+
 #include "fuzz_target.h"
 
 #include <biz_simulator/options/device_file.h>

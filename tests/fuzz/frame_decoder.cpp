@@ -1,3 +1,7 @@
+// What must hold: records and refusals do not depend on how the bytes were split; each stretch
+// between two zeros is one record or one refusal; no more than one longest frame is held; any
+// bytes come back as a payload; a datagram can be made again from its record.
+
 #include "fuzz_target.h"
 
 #include <algorithm>

@@ -1,3 +1,7 @@
+// Calls and passes in any order, with clocks outside of 32 bits and lists out of step. What
+// must hold: who is sent to in a pass, who is freed by a time-out, what a clear forgets. What
+// becomes of a command that finds no queue has no answer to compare with.
+
 #include "fuzz_target.h"
 
 #include <vector>

@@ -1,3 +1,6 @@
+// What must hold: the reader of recordings reads or refuses with a reason, and what it read
+// does not differ from itself.
+
 #include "fuzz_target.h"
 
 #include <biz_console/recording/recording_compare.h>

@@ -1,3 +1,6 @@
+// What must hold: checkers and dispatch agree with the listings for arbitrary records of every
+// model.
+
 #include "fuzz_target.h"
 
 #include <biz_cmdswork/biz_cmdswork.h>

@@ -1,3 +1,6 @@
+// What must hold: the console's readers read a file or refuse it with a reason. What they read
+// is compared with nothing.
+
 #include "fuzz_target.h"
 
 #include <biz_console/session/session_reader.h>
