@@ -1,5 +1,6 @@
 // The library alone, without the host kit: the smallest correct host of the device command
-// channel. Every duty that the channel leaves to its host is done here once and numbered.
+// channel. Every duty that the channel leaves to its host is done here once, with the
+// number that it has in biz_cmdswork.h.
 // In place of a link to a device, the host talks to a function that answers like an A2.
 //
 // A host that can use biz::host::DeviceHost of the host kit should: it does all of this, and tells
@@ -44,7 +45,7 @@ public:
             [this](void *record) { onAccepted(*static_cast<const model_Protocoldata *>(record)); },
             Qt::DirectConnection);
 
-        // Duty 3: set the run flags, which the constructor leaves unset, then run the loops
+        // Duty 2, too: set the run flags, which the constructor leaves unset, then run the loops
         // on threads of your own.
         m_worker.m_bSendRun = true;
         m_worker.m_bRecvRun = true;
@@ -54,7 +55,7 @@ public:
 
     ~RawHost()
     {
-        // Duty 8: stop, join, and only then let the worker go: its destructor waits for
+        // Duty 7: stop, join, and only then let the worker go: its destructor waits for
         // nobody. Each loop returns after the pass that it is making.
         m_worker.m_bSendRun = false;
         m_worker.m_bRecvRun = false;
@@ -67,7 +68,7 @@ public:
 
     void enqueue(const model_Protocoldata &command)
     {
-        // Duty 4: push under the lock.
+        // Duty 3: push under the lock.
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
         biz_CMDSWork::queueHexCmd.push(command);
         ++m_waiting;
@@ -75,7 +76,7 @@ public:
 
     void received(const model_Protocoldata &reply)
     {
-        // Duty 6: every reply goes through the receive queue, which has a lock of its own.
+        // Duty 5: every reply goes through the receive queue, which has a lock of its own.
         // The channel judges it; a refused one goes to the error log and is heard of no more.
         const std::lock_guard<std::mutex> lock(biz_CMDSWork::receiveHexCmdlock);
         biz_CMDSWork::receivequeueHexCmd.push(reply);
@@ -91,7 +92,7 @@ public:
 private:
     void onSend(const model_Protocoldata &command)
     {
-        // Duty 5: transmit what is announced. A resend announces the same record again,
+        // Duty 4: transmit what is announced. A resend announces the same record again,
         // 20 ms after signalInitCore; it was taken from the queue only once.
         {
             const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
@@ -106,7 +107,7 @@ private:
 
     void onAccepted(const model_Protocoldata &reply)
     {
-        // Duty 7: open the gate when, and only when, the reply settles the command in
+        // Duty 6: open the gate when, and only when, the reply settles the command in
         // flight. A late reply to a command that was given up carries another sequence byte;
         // if it comes while the next command is just being taken, the queue is already
         // shorter than this host knows, and the gate is that command's.

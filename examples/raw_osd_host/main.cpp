@@ -1,6 +1,6 @@
 // The library alone, without the host kit: the smallest correct host of the OSD command
-// channel. Every duty that the channel leaves to its host is done here once and numbered. In
-// place of a network, the host talks to a function; one of its devices never answers.
+// channel. Every duty that the channel leaves to its host is done here once, with the number that
+// it has in biz_osd_cmdswork.h. In place of a network, the host talks to a function; one of its devices never answers.
 //
 // A host that can use biz::host::OsdHost of the host kit should: it does all of this, and says how
 // each command ended, which the channel itself tells nobody.
@@ -26,7 +26,8 @@ public:
     explicit RawOsdHost(const std::function<void(const model_OsdParam &)> &transmit)
     {
         // Duty 1: connect directly, and copy or use up the record during the emission: after
-        // it the pointer dangles. These slots run on the loops' threads.
+        // it the pointer dangles. These slots run on the loops' threads. Duty 4: send what is
+        // announced to the device that it names.
         QObject::connect(
             &m_worker, &biz_Osd_CMDSWork::signalSendMessage, &m_worker,
             [transmit](void *record) { transmit(*static_cast<const model_OsdParam *>(record)); }, Qt::DirectConnection);
@@ -46,7 +47,7 @@ public:
 
     ~RawOsdHost()
     {
-        // Duty 5: stop, join, and keep the worker for the detached time-out thread, which may
+        // Duty 6: stop, join, and keep the worker for the detached time-out thread, which may
         // have begun a sleep of half a second just before and makes one pass after it. The
         // same holds for the end of the process, which destroys the queues that it looks at.
         m_worker.m_bSendRun = false;
@@ -87,7 +88,7 @@ void device(const model_OsdParam &command)
     if (command.qsIp == QLatin1String("192.0.2.3")) {
         return;
     }
-    // Duty 4: hand every reply over under the very text of the address that its command was
+    // Duty 5: hand every reply over under the very text of the address that its command was
     // given. It frees the device, then queues the reply for the receive loop.
     model_OsdParam reply = command;
     reply.baData = "yes";
