@@ -1,7 +1,5 @@
 #include "outage_fixture.h"
 
-#include <QtCore/QDir>
-
 namespace biz::test {
 
 using host::CommandOptions;
@@ -26,6 +24,12 @@ void OutageFixture::TearDown()
 {
     endTraffic();
     EXPECT_TRUE(host.stop().clean());
+    expectEndsAndForget();
+    EXPECT_EQ(stale, std::vector<int>());
+}
+
+void OutageFixture::expectEndsAndForget()
+{
     EXPECT_TRUE(waitForAllEnds());
     for (const auto &[number, ticket] : m_tickets) {
         const auto ends = seen.ends().find(ticket);
@@ -33,7 +37,10 @@ void OutageFixture::TearDown()
         EXPECT_EQ(ends->second.size(), 1U) << "command " << number;
     }
     EXPECT_EQ(seen.ends().size(), m_tickets.size()) << "an unknown ticket ended";
-    EXPECT_EQ(stale, std::vector<int>());
+    seen.forget();
+    arrived.clear();
+    m_tickets.clear();
+    m_told.clear();
 }
 
 void OutageFixture::startUp(const QString &url)
@@ -50,7 +57,7 @@ void OutageFixture::startUp()
 
 int OutageFixture::give(int wait, const CommandOptions &options)
 {
-    const int number = static_cast<int>(m_tickets.size()) + 1;
+    const int number = ++m_given;
     model_Protocoldata command = host::makeCommand(0x68, 0x12, QByteArray::number(number).leftJustified(payloadBytes));
     command.iWaitTime = wait;
     const Ticket ticket = seen.quietly([&] { return host.enqueue(command, options); });
@@ -94,10 +101,10 @@ bool OutageFixture::waitForUps(int count)
 void OutageFixture::noteArrival(const model_Protocoldata &command)
 {
     const int number = command.baData.toInt();
-    const auto given = m_tickets.find(number);
-    ASSERT_NE(given, m_tickets.end()) << "the device got a command that nobody gave";
+    ASSERT_TRUE(number >= 1 && number <= m_given) << "the device got a command that nobody gave";
     arrived.push_back(number);
-    if (m_told.count(given->second) != 0) {
+    const auto given = m_tickets.find(number);
+    if (given == m_tickets.end() || m_told.count(given->second) != 0) {
         stale.push_back(number);
     }
 }
@@ -109,12 +116,6 @@ void OutageFixture::noteEnd(Ticket ticket, Outcome outcome)
     }
     m_told.insert(ticket);
     m_answers += outcome == Outcome::Answered ? 1 : 0;
-}
-
-int openDescriptors()
-{
-    return static_cast<int>(
-        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size());
 }
 
 } // namespace biz::test

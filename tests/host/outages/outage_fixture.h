@@ -49,6 +49,9 @@ protected:
     bool waitForEnd(int number);
     bool waitForAllEnds();
 
+    /** Each command so far must have ended, once. They are forgotten, so that a long run needs no more memory. */
+    void expectEndsAndForget();
+
     void beginTraffic() { m_traffic.start(); }
     void endTraffic() { m_traffic.stop(); }
 
@@ -78,13 +81,11 @@ private:
 
     const ScratchFolder m_folder;
     QTimer m_traffic;
-    std::map<int, host::Ticket> m_tickets;
+    int m_given = 0;
+    std::map<int, host::Ticket> m_tickets; ///< of the commands that are not forgotten
     std::set<host::Ticket> m_told;
     int m_answers = 0;
 };
-
-/** Files, sockets and everything else that this process has open. */
-int openDescriptors();
 
 } // namespace biz::test
 

@@ -9,8 +9,6 @@ namespace {
 class PowerLoss : public CabledDevice
 {
 protected:
-    static constexpr int powerLossMs = 2000;
-
     void switchOff()
     {
         clock.start();
@@ -25,9 +23,14 @@ protected:
     }
 };
 
+/** It is without power for so many milliseconds. */
+class PowerLossOf : public PowerLoss, public testing::WithParamInterface<int>
+{
+};
+
 } // namespace
 
-TEST_F(PowerLoss, IsToldAndCommandsEndAtOnceUntilTheHostIsBackByItself)
+TEST_P(PowerLossOf, IsToldAndCommandsEndAtOnceUntilTheHostIsBackByItself)
 {
     beginTraffic();
     ASSERT_TRUE(waitForAnswers(3));
@@ -40,7 +43,7 @@ TEST_F(PowerLoss, IsToldAndCommandsEndAtOnceUntilTheHostIsBackByItself)
     ASSERT_TRUE(waitForEnd(given));
     EXPECT_EQ(outcomeOf(given), "unreachable");
 
-    runUntil(clock, powerLossMs);
+    runUntil(clock, GetParam());
     switchOn();
     QElapsedTimer sinceReturn;
     sinceReturn.start();
@@ -51,6 +54,7 @@ TEST_F(PowerLoss, IsToldAndCommandsEndAtOnceUntilTheHostIsBackByItself)
     RecordProperty("toldAfterMs", told);
     RecordProperty("firstAnswerMs", firstAnswer);
 }
+INSTANTIATE_TEST_SUITE_P(Milliseconds, PowerLossOf, testing::Values(2000, 15000));
 
 TEST_F(PowerLoss, HeldCommandsAreAnsweredInOrderWhenTheDeviceIsBack)
 {
@@ -60,7 +64,7 @@ TEST_F(PowerLoss, HeldCommandsAreAnsweredInOrderWhenTheDeviceIsBack)
     const int waiting = give();
     ASSERT_TRUE(waitForLosses(1));
     const int givenLater = give();
-    runUntil(clock, powerLossMs);
+    runUntil(clock, 2000);
     EXPECT_EQ(host.pending(), 2);
     switchOn();
     ASSERT_TRUE(waitForAllEnds());
