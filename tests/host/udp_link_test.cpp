@@ -1,3 +1,4 @@
+#include <QtCore/QSocketNotifier>
 #include <QtNetwork/QHostInfo>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QUdpSocket>
@@ -109,6 +110,26 @@ TEST_F(UdpLink, ADeviceThatIsAwayForAWhileIsReachedAgain)
     device.writeDatagram("yes", linkAddress, linkPort);
     EXPECT_TRUE(waitFor([this] { return journal.received == "yes"; }));
     EXPECT_TRUE(journal.closed.isEmpty());
+}
+
+// The system's notice of a datagram may come when the datagram has been read already.
+TEST_F(UdpLink, ANoticeWithoutADatagramDoesNotMakeItDeaf)
+{
+    open();
+    EXPECT_TRUE(journal.link->write("hello"));
+    EXPECT_EQ(nextAtDevice(), QByteArray("hello"));
+    const auto notifiers = journal.link->findChildren<QSocketNotifier *>();
+    ASSERT_FALSE(notifiers.isEmpty());
+    for (QSocketNotifier *notifier : notifiers) {
+        QEvent notice(QEvent::SockAct);
+        QCoreApplication::sendEvent(notifier, &notice);
+    }
+    for (const char *reply : {"one,", "two,"}) {
+        const int before = journal.received.size();
+        device.writeDatagram(reply, linkAddress, linkPort);
+        EXPECT_TRUE(waitFor([&] { return journal.received.size() > before; }, 2000)) << reply;
+    }
+    EXPECT_EQ(journal.received, QByteArray("one,two,"));
 }
 
 TEST_F(UdpLink, WhatFitsNoDatagramIsNotTaken)

@@ -10,6 +10,8 @@ namespace {
 /** Read in one go; what is left then waits for the event loop's next turn. */
 constexpr int datagramsPerTurn = 1000;
 
+constexpr qint64 mostDatagramBytes = 65535;
+
 } // namespace
 
 UdpLink::UdpLink(const QString &host, quint16 port)
@@ -124,8 +126,13 @@ void UdpLink::fail(const QString &why)
 
 void UdpLink::onReadyRead()
 {
-    for (int i = 0; i < datagramsPerTurn && m_open && m_socket.hasPendingDatagrams(); ++i) {
-        const QNetworkDatagram datagram = m_socket.receiveDatagram();
+    for (int i = 0; i < datagramsPerTurn && m_open; ++i) {
+        // Read even when nothing is there: the socket gives no further notice after one that led to no reading. Asked
+        // for a datagram of the size that it has, it would not try.
+        const QNetworkDatagram datagram = m_socket.receiveDatagram(mostDatagramBytes);
+        if (!datagram.isValid()) {
+            return;
+        }
         const bool isFromDevice = datagram.senderAddress() == m_device && datagram.senderPort() == m_port;
         if (isFromDevice && !datagram.data().isEmpty()) {
             Q_EMIT received(datagram.data());
