@@ -11,6 +11,8 @@ namespace {
 /** Maximum number of remembered hosts; the least recently heard are evicted. */
 constexpr int mostPeers = 64;
 
+constexpr qint64 mostDatagramBytes = 65535;
+
 } // namespace
 
 class UdpTransport::Sender final : public Peer
@@ -71,12 +73,13 @@ void UdpTransport::setReading(bool on)
 
 void UdpTransport::read()
 {
-    while (m_isReading && isOpen() && m_socket.hasPendingDatagrams()) {
-        const QNetworkDatagram datagram = m_socket.receiveDatagram();
-        if (datagram.isValid()) {
-            Q_EMIT received(peerAt(datagram.senderAddress(), static_cast<quint16>(datagram.senderPort())),
-                            datagram.data());
+    while (m_isReading && isOpen()) {
+        // Of a size of its own choice, the socket would not read when nothing is there, and give no notice after that.
+        const QNetworkDatagram datagram = m_socket.receiveDatagram(mostDatagramBytes);
+        if (!datagram.isValid()) {
+            return;
         }
+        Q_EMIT received(peerAt(datagram.senderAddress(), static_cast<quint16>(datagram.senderPort())), datagram.data());
     }
 }
 
