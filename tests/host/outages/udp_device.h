@@ -48,8 +48,14 @@ public:
             return;
         }
         const QScopedValueRollback<bool> reading(m_isReading, true);
-        while (m_socket.state() == QAbstractSocket::BoundState && m_socket.hasPendingDatagrams()) {
-            const QNetworkDatagram datagram = m_socket.receiveDatagram();
+        constexpr qint64 mostDatagramBytes = 65535;
+        while (m_socket.state() == QAbstractSocket::BoundState) {
+            // Of a size of its own choice, the socket would not read when nothing is there, and give no notice after
+            // that.
+            const QNetworkDatagram datagram = m_socket.receiveDatagram(mostDatagramBytes);
+            if (!datagram.isValid()) {
+                return;
+            }
             for (const model_Protocoldata &command : m_codec.decode(datagram.data()).records) {
                 answer(datagram, command);
             }
