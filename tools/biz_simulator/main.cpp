@@ -2,10 +2,10 @@
 
 #include <QtCore/QCoreApplication>
 
-#include <biz_simulator/devices/event_log.h>
 #include <biz_simulator/devices/simulation.h>
 #include <biz_simulator/options/options.h>
 #include <common/stop_signals.h>
+#include <devices/event_log_p.h>
 
 namespace {
 

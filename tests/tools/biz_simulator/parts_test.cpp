@@ -6,11 +6,12 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 
-#include <biz_simulator/faults/wire_faults.h>
 #include <biz_simulator/options/device_file.h>
-#include <biz_simulator/transport/peer.h>
 #include <common/errors.h>
 #include <common/json_reader.h>
+#include <devices/peer_p.h>
+#include <faults/fault_plan_p.h>
+#include <faults/wire_faults_p.h>
 #include <host/wait_for.h>
 
 namespace {

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <host/reply_words.h>
-
 namespace biz::simulator {
 
 namespace {
@@ -23,36 +21,6 @@ QString nothingToClose(const QString &device)
 }
 
 } // namespace
-
-bool OsdSettings::plays(const QString &address) const
-{
-    const QHostAddress wanted(address);
-    const qint64 place = qint64{wanted.toIPv4Address()} - first;
-    return place >= 0 && place < count && wanted.toString() == address;
-}
-
-QStringList modelNames()
-{
-    QStringList names;
-    for (const host::CheckedModel &model : host::checkedModels()) {
-        names << model.name;
-    }
-    return names;
-}
-
-bool readModel(const QString &text, rules::Model *model, QString *name)
-{
-    const auto models = host::checkedModels();
-    const auto known = std::find_if(models.begin(), models.end(), [&](const host::CheckedModel &each) {
-        return each.name.compare(text, Qt::CaseInsensitive) == 0;
-    });
-    if (known == models.end()) {
-        return false;
-    }
-    *model = *rules::modelOfDeviceType(known->deviceType);
-    *name = known->name;
-    return true;
-}
 
 bool readFirstOsdAddress(const QString &text, quint32 *address)
 {

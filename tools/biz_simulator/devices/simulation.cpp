@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <biz_simulator/transport/osd_sockets.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -23,6 +25,11 @@ void printTally(const QString &name, const DeviceTally &tally)
     writeLine(stdout, QStringLiteral("%1: %2").arg(name, summaryText(tally)));
 }
 
+void printTrouble(const QString &trouble)
+{
+    writeLine(stderr, QStringLiteral("biz_simulator: ") + trouble);
+}
+
 bool drawsFaults(const Settings &settings)
 {
     const auto draws = [](const auto &item) {
@@ -37,11 +44,13 @@ bool drawsFaults(const Settings &settings)
 Simulation::Simulation(const Settings &settings, const EventLog &log)
     : m_settings(settings)
 {
-    for (const DeviceSettings &device : settings.devices) {
-        m_devices.push_back(std::make_unique<SimulatedDevice>(device, log));
+    for (const ListeningDevice &device : settings.devices) {
+        m_devices.push_back(std::make_unique<PlayedDevice>(device, makeTransport(device.listen), log));
+        QObject::connect(m_devices.back().get(), &PlayedDevice::cannotReturn, printTrouble);
     }
     for (const OsdSettings &group : settings.osdGroups) {
-        m_osdGroups.push_back(std::make_unique<OsdDevices>(group, log));
+        m_osdGroups.push_back(std::make_unique<PlayedOsdDevices>(group, std::make_unique<OsdSockets>(), log));
+        QObject::connect(m_osdGroups.back().get(), &PlayedOsdDevices::cannotReturn, printTrouble);
     }
 }
 
@@ -51,11 +60,10 @@ bool Simulation::start()
         return false;
     }
     for (std::size_t i = 0; i < m_devices.size(); ++i) {
-        SimulatedDevice *device = m_devices[i].get();
+        PlayedDevice *device = m_devices[i].get();
         const QString name = m_settings.namesDevices ? m_settings.devices.at(static_cast<int>(i)).name : QString();
         printAddress(name, device->url());
-        QObject::connect(device, &SimulatedDevice::moved, device,
-                         [device, name] { printAddress(name, device->url()); });
+        QObject::connect(device, &PlayedDevice::moved, device, [device, name] { printAddress(name, device->url()); });
     }
     for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
         printAddress({}, addressesOf(m_settings.osdGroups.at(static_cast<int>(i)), m_osdGroups[i]->port()));

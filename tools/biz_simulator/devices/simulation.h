@@ -4,8 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include <biz_simulator/devices/osd_devices.h>
-#include <biz_simulator/devices/simulated_device.h>
+#include <biz_simulator/devices/settings.h>
+#include <devices/played_device_p.h>
+#include <devices/played_osd_devices_p.h>
 
 namespace biz::simulator {
 
@@ -26,8 +27,8 @@ public:
 private:
     bool listenAll();
 
-    std::vector<std::unique_ptr<SimulatedDevice>> m_devices;
-    std::vector<std::unique_ptr<OsdDevices>> m_osdGroups;
+    std::vector<std::unique_ptr<PlayedDevice>> m_devices;
+    std::vector<std::unique_ptr<PlayedOsdDevices>> m_osdGroups;
     Settings m_settings;
     QString m_error;
 };

@@ -30,7 +30,7 @@ FaultSettings readFaults(const ObjectReader &reader, quint32 seed)
     return faults;
 }
 
-void readModelOf(const ObjectReader &reader, DeviceSettings *device)
+void readModelOf(const ObjectReader &reader, ListeningDevice *device)
 {
     const QString text = reader.text("model");
     if (!readModel(text, &device->model, &device->name)) {
@@ -49,7 +49,7 @@ void readListen(const ObjectReader &reader, ListenAddress *address)
     }
 }
 
-void refuseOsdEntries(const ObjectReader &reader, const DeviceSettings &device)
+void refuseOsdEntries(const ObjectReader &reader, const ListeningDevice &device)
 {
     for (int i = 0; i < device.faults.script.size(); ++i) {
         if (!device.faults.script.at(i).device.isEmpty()) {
@@ -59,12 +59,12 @@ void refuseOsdEntries(const ObjectReader &reader, const DeviceSettings &device)
     }
 }
 
-DeviceSettings readDevice(const QJsonValue &value, const QString &place, quint32 seed)
+ListeningDevice readDevice(const QJsonValue &value, const QString &place, quint32 seed)
 {
     const ObjectReader reader(value, place,
                               {"name", "model", "listen", "oneClient", "delay", "faults", "rates", "lateBy",
                                "vanishFor", "burstSize", "outageFor"});
-    DeviceSettings device;
+    ListeningDevice device;
     readModelOf(reader, &device);
     readListen(reader, &device.listen);
     device.listen.oneClient = reader.boolean("oneClient", false);
@@ -133,7 +133,7 @@ OsdSettings readOsdGroup(const QJsonValue &value, const QString &place, quint32 
 }
 
 /** Event lines and summaries would not tell devices of one name apart. */
-void refuseSecondOfName(const QVector<DeviceSettings> &devices, const QString &place)
+void refuseSecondOfName(const QVector<ListeningDevice> &devices, const QString &place)
 {
     const QString &name = devices.constLast().name;
     for (int i = 0; i + 1 < devices.size(); ++i) {

@@ -3,7 +3,7 @@
 
 #include <QtCore/QByteArray>
 
-#include <biz_simulator/faults/fault_plan.h>
+#include <biz_simulator/devices/settings.h>
 #include <common/errors.h>
 #include <common/json_reader.h>
 

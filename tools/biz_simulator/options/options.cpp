@@ -158,7 +158,7 @@ private:
     void replaceSeed(quint32 seed)
     {
         m_options.settings.seed = seed;
-        for (DeviceSettings &device : m_options.settings.devices) {
+        for (ListeningDevice &device : m_options.settings.devices) {
             device.faults.seed = seed;
         }
         for (OsdSettings &group : m_options.settings.osdGroups) {
@@ -373,7 +373,7 @@ private:
 
     const QCommandLineParser &m_parser;
     Options m_options;
-    DeviceSettings m_device;
+    ListeningDevice m_device;
     OsdSettings m_group;
     FaultSettings m_faults;
     QString m_error;

@@ -5,7 +5,7 @@
 
 #include <QtCore/QSocketNotifier>
 
-#include <biz_simulator/transport/peer.h>
+#include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
 

@@ -6,13 +6,6 @@
 
 namespace biz::simulator {
 
-Transport::Transport(QObject *parent)
-    : QObject(parent)
-{
-}
-
-Transport::~Transport() = default;
-
 std::unique_ptr<Transport> makeTransport(const ListenAddress &address)
 {
     switch (address.scheme) {

@@ -7,8 +7,9 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_simulator/devices/reply_maker.h>
 #include <biz_simulator/options/fault_script.h>
+#include <devices/reply_maker_p.h>
+#include <faults/fault_plan_p.h>
 
 // The example sessions against the rule tables and against the script that plays with them.
 

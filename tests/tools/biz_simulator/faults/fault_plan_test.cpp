@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <biz_simulator/faults/fault_plan.h>
 #include <biz_simulator/options/fault_script.h>
 #include <common/errors.h>
+#include <faults/fault_plan_p.h>
 
 namespace {
 

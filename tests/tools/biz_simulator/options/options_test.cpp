@@ -15,7 +15,7 @@ CommandLine read(const QString &arguments)
 }
 
 /** The one device of the device channel that the arguments ask for. */
-DeviceSettings onlyDevice(const QString &arguments)
+ListeningDevice onlyDevice(const QString &arguments)
 {
     const auto devices = read(arguments).options.settings.devices;
     EXPECT_EQ(devices.size(), 1) << arguments.toStdString();
@@ -35,7 +35,7 @@ TEST(SimulatorOptions, TcpDeviceIsOnLoopbackAndTheDefaultPort)
     const CommandLine line = read("--model A2");
     EXPECT_EQ(line.error, "");
     ASSERT_EQ(line.options.settings.devices.size(), 1);
-    const DeviceSettings device = line.options.settings.devices.first();
+    const ListeningDevice device = line.options.settings.devices.first();
     EXPECT_EQ(device.model, biz::rules::Model::OrlixA2);
     EXPECT_EQ(urlOf(device.listen.scheme, device.listen.host, device.listen.port), "tcp://127.0.0.1:15700");
     EXPECT_TRUE(line.options.settings.osdGroups.isEmpty());

@@ -1,6 +1,6 @@
-#include <biz_simulator/devices/event_log.h>
+#include <devices/event_log_p.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 void writeLine(std::FILE *stream, const QString &text)
 {
@@ -23,4 +23,4 @@ void EventLog::write(const QString &text) const
     }
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

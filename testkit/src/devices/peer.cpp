@@ -1,8 +1,8 @@
-#include <biz_simulator/transport/peer.h>
+#include <devices/peer_p.h>
 
 #include <utility>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 Peer::Peer(std::unique_ptr<host::FrameCodec> codecOfLine)
     : codec(std::move(codecOfLine))
@@ -39,4 +39,4 @@ void Peer::sendParts()
     }
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

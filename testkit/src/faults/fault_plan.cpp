@@ -1,8 +1,8 @@
-#include <biz_simulator/faults/fault_plan.h>
+#include <faults/fault_plan_p.h>
 
 #include <QtNetwork/QHostAddress>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -84,4 +84,4 @@ std::optional<Fault> FaultPlan::drawn()
     return fault;
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

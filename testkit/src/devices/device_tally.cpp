@@ -1,8 +1,8 @@
-#include <biz_simulator/devices/device_tally.h>
+#include <testkit/device_tally.h>
 
 #include <QtCore/QStringList>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -40,4 +40,4 @@ QString summaryText(const DeviceTally &tally)
     return parts.join(QStringLiteral(", "));
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

@@ -1,12 +1,12 @@
-#ifndef BIZ_SIMULATOR_EVENT_LOG_H
-#define BIZ_SIMULATOR_EVENT_LOG_H
+#ifndef BIZ_TESTKIT_EVENT_LOG_P_H
+#define BIZ_TESTKIT_EVENT_LOG_P_H
 
 #include <cstdio>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /** Writes a line to a stream at once, for readers at the other end of a pipe. */
 void writeLine(std::FILE *stream, const QString &text);
@@ -26,6 +26,6 @@ private:
     QElapsedTimer m_clock;
 };
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

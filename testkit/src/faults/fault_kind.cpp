@@ -1,8 +1,8 @@
-#include <biz_simulator/faults/fault_kind.h>
+#include <testkit/fault_kind.h>
 
 #include <array>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -64,4 +64,4 @@ QStringList faultNames()
     return names;
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

@@ -1,17 +1,17 @@
-#ifndef BIZ_SIMULATOR_REPLY_MAKER_H
-#define BIZ_SIMULATOR_REPLY_MAKER_H
+#ifndef BIZ_TESTKIT_REPLY_MAKER_P_H
+#define BIZ_TESTKIT_REPLY_MAKER_P_H
 
 #include <optional>
 
 #include <biz_cmdswork/reply_rules_p.h>
-#include <biz_simulator/faults/fault_kind.h>
 #include <model/model_protocoldata.h>
+#include <testkit/fault_kind.h>
 
 /**
  * Replies made from the library's own rule tables. Nothing here knows what a rule says:
  * replies are tried until the tables judge one as wanted.
  */
-namespace biz::simulator {
+namespace biz::testkit {
 
 /**
  * A reply that the model accepts. The sequence byte and every value of the command that
@@ -25,6 +25,6 @@ model_Protocoldata makeReply(rules::Model model, const model_Protocoldata &comma
  */
 std::optional<model_Protocoldata> withFault(rules::Model model, const model_Protocoldata &reply, FaultKind fault);
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

@@ -1,14 +1,15 @@
-#ifndef BIZ_SIMULATOR_FAULT_PLAN_H
-#define BIZ_SIMULATOR_FAULT_PLAN_H
+#ifndef BIZ_TESTKIT_FAULTS_H
+#define BIZ_TESTKIT_FAULTS_H
 
 #include <optional>
-#include <random>
 
+#include <QtCore/QString>
 #include <QtCore/QVector>
 
-#include <biz_simulator/faults/fault_kind.h>
+#include <testkit/fault_kind.h>
 
-namespace biz::simulator {
+/** What goes wrong with the commands of simulated devices, and when. */
+namespace biz::testkit {
 
 /** The two bytes by which rules and scripts name a command. */
 struct CommandCode
@@ -59,52 +60,6 @@ struct FaultSettings
     FaultMeasures measures;
 };
 
-/** What goes wrong with one command. */
-struct Fault
-{
-    FaultKind kind = FaultKind::Silence;
-    FaultMeasures measures;
-    quint32 draw = 0; ///< decides what the kind leaves open, such as which bits are flipped
-};
-
-/**
- * Decides for one device, command by command, what goes wrong. The first script entry that
- * matches decides; otherwise the rates do, in their order.
- *
- * Every device draws from a generator of its own, so that what happens to it depends on the
- * seed and on its own commands alone, not on how the commands of many devices mix.
- */
-class FaultPlan
-{
-public:
-    /** The plan of an OSD device, or with an empty address of a device of the device channel. */
-    explicit FaultPlan(const FaultSettings &settings, const QString &device = QString());
-
-    /** Counts one received command and says what goes wrong with it; none: nothing. */
-    std::optional<Fault> next(CommandCode code);
-
-    /** How many commands have been received. */
-    int receptions() const { return m_receptions; }
-
-private:
-    struct CountedEntry
-    {
-        ScriptEntry entry;
-        int used = 0;
-    };
-
-    std::optional<Fault> scripted(CommandCode code);
-    std::optional<Fault> drawn();
-    FaultMeasures measuresOf(const ScriptEntry &entry) const;
-
-    QVector<CountedEntry> m_script;
-    QVector<FaultRate> m_rates;
-    std::mt19937 m_generator;
-    std::mt19937 m_detailGenerator;
-    FaultMeasures m_measures;
-    int m_receptions = 0;
-};
-
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

@@ -1,25 +1,27 @@
-#ifndef BIZ_SIMULATOR_SIMULATED_DEVICE_H
-#define BIZ_SIMULATOR_SIMULATED_DEVICE_H
+#ifndef BIZ_TESTKIT_PLAYED_DEVICE_P_H
+#define BIZ_TESTKIT_PLAYED_DEVICE_P_H
 
-#include <biz_simulator/devices/answer.h>
-#include <biz_simulator/devices/device_tally.h>
-#include <biz_simulator/devices/event_log.h>
-#include <biz_simulator/devices/settings.h>
-#include <biz_simulator/transport/transport.h>
+#include <devices/answer_p.h>
+#include <devices/device_settings_p.h>
+#include <devices/event_log_p.h>
+#include <devices/transport_p.h>
+#include <testkit/device_tally.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /**
  * One device of a checked model, for any number of hosts at once. They share the fault plan:
  * the n-th command is the n-th that the device receives, whoever sent it.
  */
-class SimulatedDevice : public QObject
+class PlayedDevice : public QObject
 {
     Q_OBJECT
 
 public:
-    SimulatedDevice(const DeviceSettings &settings, const EventLog &log, QObject *parent = nullptr);
-    ~SimulatedDevice() override;
+    /** It is reached by the transport. */
+    PlayedDevice(const DeviceSettings &settings, std::unique_ptr<Transport> transport, const EventLog &log,
+                 QObject *parent = nullptr);
+    ~PlayedDevice() override;
 
     /** False when the address cannot be listened at; errorString() says why. Port 0: a free one. */
     bool listen();
@@ -31,6 +33,12 @@ public:
 Q_SIGNALS:
     /** Hosts reach it at another url() from now on. */
     void moved();
+
+    /** Its address has been taken by somebody else while it had vanished; it tries on. */
+    void cannotReturn(const QString &why);
+
+    /** A command has reached it. */
+    void commandReceived(const model_Protocoldata &command);
 
 private:
     /** A command's answer on its way out. */
@@ -78,6 +86,6 @@ private:
     DeviceTally m_tally;
 };
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

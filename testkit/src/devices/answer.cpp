@@ -1,8 +1,8 @@
-#include <biz_simulator/devices/answer.h>
+#include <devices/answer_p.h>
 
-#include <biz_simulator/devices/reply_maker.h>
+#include <devices/reply_maker_p.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -63,4 +63,4 @@ Answer answerTo(rules::Model model, const model_Protocoldata &command, const std
     return {{reply}};
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

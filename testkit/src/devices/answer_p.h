@@ -1,15 +1,15 @@
-#ifndef BIZ_SIMULATOR_ANSWER_H
-#define BIZ_SIMULATOR_ANSWER_H
+#ifndef BIZ_TESTKIT_ANSWER_P_H
+#define BIZ_TESTKIT_ANSWER_P_H
 
 #include <optional>
 
 #include <QtCore/QVector>
 
 #include <biz_cmdswork/reply_rules_p.h>
-#include <biz_simulator/faults/fault_plan.h>
+#include <faults/fault_plan_p.h>
 #include <model/model_protocoldata.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /** What a device says to one command, before anything happens to it on its way. */
 struct Answer
@@ -21,6 +21,6 @@ struct Answer
 
 Answer answerTo(rules::Model model, const model_Protocoldata &command, const std::optional<Fault> &fault);
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

@@ -1,10 +1,10 @@
-#include <biz_simulator/devices/reply_maker.h>
+#include <devices/reply_maker_p.h>
 
 #include <vector>
 
 #include <biz_cmdswork/reply_view_p.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -195,4 +195,4 @@ std::optional<model_Protocoldata> withFault(rules::Model model, const model_Prot
     return faulty;
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

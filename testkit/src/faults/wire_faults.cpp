@@ -1,11 +1,11 @@
-#include <biz_simulator/faults/wire_faults.h>
+#include <faults/wire_faults_p.h>
 
 #include <random>
 #include <set>
 
 #include <host/frame_codec.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -86,4 +86,4 @@ QByteArray junkBytes(quint32 draw)
     return junk.append(delimiter);
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

@@ -1,12 +1,11 @@
-#include <biz_simulator/devices/osd_devices.h>
+#include <devices/played_osd_devices_p.h>
 
 #include <QtCore/QTimer>
-#include <QtNetwork/QNetworkDatagram>
 
-#include <biz_simulator/faults/wire_faults.h>
+#include <faults/wire_faults_p.h>
 #include <host/osd_datagram_codec.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -51,21 +50,27 @@ QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
 
 } // namespace
 
-OsdDevices::OsdDevices(const OsdSettings &settings, const EventLog &log, QObject *parent)
+PlayedOsdDevices::PlayedOsdDevices(const OsdSettings &settings, std::unique_ptr<OsdNetwork> network,
+                                   const EventLog &log, QObject *parent)
     : QObject(parent)
+    , m_network(std::move(network))
     , m_settings(settings)
     , m_log(log)
 {
+    connect(m_network.get(), &OsdNetwork::received, this,
+            [this](int device, const QByteArray &datagram, const ReturnAddress &from) {
+                receive(m_devices[static_cast<std::size_t>(device)], datagram, from);
+            });
     m_devices.reserve(static_cast<std::size_t>(settings.count));
     for (int i = 0; i < settings.count; ++i) {
         const QHostAddress address(settings.first + static_cast<quint32>(i));
-        m_devices.push_back({address, FaultPlan(settings.faults, address.toString()), nullptr, QDeadlineTimer(0)});
+        m_devices.push_back({i, address, FaultPlan(settings.faults, address.toString()), QDeadlineTimer(0)});
     }
 }
 
-OsdDevices::~OsdDevices() = default;
+PlayedOsdDevices::~PlayedOsdDevices() = default;
 
-bool OsdDevices::listen()
+bool PlayedOsdDevices::listen()
 {
     const quint16 port = m_settings.port;
     for (int attempt = 0; attempt < (port == 0 ? portAttempts : 1); ++attempt) {
@@ -77,51 +82,36 @@ bool OsdDevices::listen()
     return false;
 }
 
-bool OsdDevices::bindAll(quint16 port)
+bool PlayedOsdDevices::bindAll(quint16 port)
 {
     m_port = port;
     for (Device &device : m_devices) {
         if (!bind(device, m_port)) {
             return false;
         }
-        m_port = device.socket->localPort();
+        m_port = m_network->portOf(device.number);
     }
     return true;
 }
 
-bool OsdDevices::bind(Device &device, quint16 port)
+bool PlayedOsdDevices::bind(Device &device, quint16 port)
 {
-    auto socket = std::make_unique<QUdpSocket>();
-    // Not shared: a second simulator on the same port must fail, not take some of the datagrams.
-    if (!socket->bind(device.address, port, QAbstractSocket::DontShareAddress)) {
-        m_error = QStringLiteral("%1 port %2: %3")
-                      .arg(device.address.toString(), QString::number(port), socket->errorString());
-        return false;
+    if (m_network->bind(device.number, device.address, port)) {
+        return true;
     }
-    connect(socket.get(), &QUdpSocket::readyRead, this, [this, &device] { read(device); });
-    device.socket = std::move(socket);
-    return true;
+    m_error = QStringLiteral("%1 port %2: %3")
+                  .arg(device.address.toString(), QString::number(port), m_network->errorString());
+    return false;
 }
 
-void OsdDevices::unbindAll()
+void PlayedOsdDevices::unbindAll()
 {
-    for (Device &device : m_devices) {
-        device.socket.reset();
+    for (const Device &device : m_devices) {
+        m_network->unbind(device.number);
     }
 }
 
-void OsdDevices::read(Device &device)
-{
-    // A device that vanishes hears no more.
-    while (device.socket && device.socket->hasPendingDatagrams()) {
-        const QNetworkDatagram datagram = device.socket->receiveDatagram();
-        if (datagram.isValid()) {
-            receive(device, datagram.data(), {datagram.senderAddress(), static_cast<quint16>(datagram.senderPort())});
-        }
-    }
-}
-
-void OsdDevices::receive(Device &device, const QByteArray &datagram, const ReturnAddress &from)
+void PlayedOsdDevices::receive(Device &device, const QByteArray &datagram, const ReturnAddress &from)
 {
     const QString ip = device.address.toString();
     model_OsdParam command;
@@ -132,10 +122,11 @@ void OsdDevices::receive(Device &device, const QByteArray &datagram, const Retur
         return;
     }
     ++m_tally.received;
+    Q_EMIT commandReceived(ip, command);
     answer(device, command, from);
 }
 
-void OsdDevices::answer(Device &device, const model_OsdParam &command, const ReturnAddress &from)
+void PlayedOsdDevices::answer(Device &device, const model_OsdParam &command, const ReturnAddress &from)
 {
     const auto fault = device.plan.next({});
     const QString who =
@@ -153,8 +144,8 @@ void OsdDevices::answer(Device &device, const model_OsdParam &command, const Ret
     sendAfter(device, m_settings.delayMs, {reply}, from);
 }
 
-void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply, const ReturnAddress &from,
-                            const QString &who)
+void PlayedOsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply,
+                                  const ReturnAddress &from, const QString &who)
 {
     m_tally.count(fault.kind);
     m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)));
@@ -179,7 +170,8 @@ void OsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray
     sendAfter(device, delayMs, datagrams, from);
 }
 
-void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const ReturnAddress &from)
+void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams,
+                                 const ReturnAddress &from)
 {
     const auto sendAll = [this, &device, datagrams, from] {
         for (const QByteArray &datagram : datagrams) {
@@ -193,35 +185,33 @@ void OsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray
     }
 }
 
-void OsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
+void PlayedOsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
 {
-    const bool isThere = device.socket != nullptr;
-    if (isThere && device.socket->writeDatagram(datagram, from.address, from.port) == datagram.size()) {
+    const bool isThere = m_network->isBound(device.number);
+    if (isThere && m_network->send(device.number, datagram, from)) {
         ++m_tally.replies;
         return;
     }
     ++m_tally.lost;
     m_log.write(QStringLiteral("osd %1 reply not delivered: %2")
                     .arg(device.address.toString(),
-                         isThere ? device.socket->errorString() : QStringLiteral("the device has vanished")));
+                         isThere ? m_network->errorString() : QStringLiteral("the device has vanished")));
 }
 
-void OsdDevices::vanish(Device &device, int forMs)
+void PlayedOsdDevices::vanish(Device &device, int forMs)
 {
-    // What it is reading now was read from this socket.
-    device.socket->close();
-    device.socket.release()->deleteLater();
+    m_network->unbind(device.number);
     QTimer::singleShot(forMs, Qt::PreciseTimer, this, [this, &device] { comeBack(device); });
 }
 
-void OsdDevices::comeBack(Device &device)
+void PlayedOsdDevices::comeBack(Device &device)
 {
     if (bind(device, m_port)) {
         m_log.write(QStringLiteral("osd %1 listens again").arg(device.address.toString()));
         return;
     }
-    writeLine(stderr, QStringLiteral("biz_simulator: cannot listen again on udp %1; trying on").arg(m_error));
+    Q_EMIT cannotReturn(QStringLiteral("cannot listen again on udp %1; trying on").arg(m_error));
     QTimer::singleShot(returnRetryMs, this, [this, &device] { comeBack(device); });
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

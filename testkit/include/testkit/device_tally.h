@@ -1,13 +1,13 @@
-#ifndef BIZ_SIMULATOR_DEVICE_TALLY_H
-#define BIZ_SIMULATOR_DEVICE_TALLY_H
+#ifndef BIZ_TESTKIT_DEVICE_TALLY_H
+#define BIZ_TESTKIT_DEVICE_TALLY_H
 
 #include <array>
 
 #include <QtCore/QString>
 
-#include <biz_simulator/faults/fault_kind.h>
+#include <testkit/fault_kind.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /** What devices did with the commands that they received. */
 struct DeviceTally
@@ -25,6 +25,6 @@ struct DeviceTally
 /** "12 commands, 10 replies, 3 faults (1 silence, 2 junk)..." */
 QString summaryText(const DeviceTally &tally);
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

@@ -1,31 +1,30 @@
-#ifndef BIZ_SIMULATOR_OSD_DEVICES_H
-#define BIZ_SIMULATOR_OSD_DEVICES_H
+#ifndef BIZ_TESTKIT_PLAYED_OSD_DEVICES_P_H
+#define BIZ_TESTKIT_PLAYED_OSD_DEVICES_P_H
 
 #include <memory>
 #include <vector>
 
 #include <QtCore/QDeadlineTimer>
-#include <QtNetwork/QHostAddress>
-#include <QtNetwork/QUdpSocket>
 
-#include <biz_simulator/devices/device_tally.h>
-#include <biz_simulator/devices/event_log.h>
-#include <biz_simulator/devices/settings.h>
+#include <devices/device_settings_p.h>
+#include <devices/event_log_p.h>
+#include <devices/osd_network_p.h>
+#include <faults/fault_plan_p.h>
 #include <model/model_osdparam.h>
+#include <testkit/device_tally.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
-/**
- * A row of OSD devices on consecutive addresses and one port. Each has a socket of its own
- * that is bound to its address, so that replies come from the address that was asked.
- */
-class OsdDevices : public QObject
+/** A row of OSD devices on consecutive addresses and one port. */
+class PlayedOsdDevices : public QObject
 {
     Q_OBJECT
 
 public:
-    OsdDevices(const OsdSettings &settings, const EventLog &log, QObject *parent = nullptr);
-    ~OsdDevices() override;
+    /** They are reached by the network. */
+    PlayedOsdDevices(const OsdSettings &settings, std::unique_ptr<OsdNetwork> network, const EventLog &log,
+                     QObject *parent = nullptr);
+    ~PlayedOsdDevices() override;
 
     /**
      * Binds every device; port 0 finds one that is free at all addresses. False when that
@@ -37,26 +36,25 @@ public:
     QString errorString() const { return m_error; }
     const DeviceTally &tally() const { return m_tally; }
 
+Q_SIGNALS:
+    /** An address has been taken by somebody else while its device had vanished; it tries on. */
+    void cannotReturn(const QString &why);
+
+    /** A command has reached the device at this address. */
+    void commandReceived(const QString &address, const model_OsdParam &command);
+
 private:
     struct Device
     {
+        int number;
         QHostAddress address;
         FaultPlan plan;
-        std::unique_ptr<QUdpSocket> socket;
         QDeadlineTimer darkUntil; ///< the end of a blackout
-    };
-
-    /** Where a command came from, and its reply goes. */
-    struct ReturnAddress
-    {
-        QHostAddress address;
-        quint16 port;
     };
 
     bool bindAll(quint16 port);
     void unbindAll();
     bool bind(Device &device, quint16 port);
-    void read(Device &device);
     void receive(Device &device, const QByteArray &datagram, const ReturnAddress &from);
     void answer(Device &device, const model_OsdParam &command, const ReturnAddress &from);
     void answerWith(const Fault &fault, Device &device, const QByteArray &reply, const ReturnAddress &from,
@@ -66,6 +64,7 @@ private:
     void vanish(Device &device, int forMs);
     void comeBack(Device &device);
 
+    std::unique_ptr<OsdNetwork> m_network;
     std::vector<Device> m_devices;
     OsdSettings m_settings;
     const EventLog &m_log;
@@ -74,6 +73,6 @@ private:
     DeviceTally m_tally;
 };
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

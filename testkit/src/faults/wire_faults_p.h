@@ -1,5 +1,5 @@
-#ifndef BIZ_SIMULATOR_WIRE_FAULTS_H
-#define BIZ_SIMULATOR_WIRE_FAULTS_H
+#ifndef BIZ_TESTKIT_WIRE_FAULTS_P_H
+#define BIZ_TESTKIT_WIRE_FAULTS_P_H
 
 #include <QtCore/QByteArray>
 #include <QtCore/QVector>
@@ -8,7 +8,7 @@
  * What can happen to bytes on their way. `draw` decides what is left open, such as the place:
  * the same draw does the same to the same bytes.
  */
-namespace biz::simulator {
+namespace biz::testkit {
 
 /**
  * The frame with one to three bits turned, so that it is none any more. A check value notices so few bits always, but
@@ -23,6 +23,6 @@ QVector<QByteArray> piecesOf(const QByteArray &frame, quint32 draw);
 /** Two to 64 bytes that begin with no zero and end with one, so that a frame of a stream behind them is found. */
 QByteArray junkBytes(quint32 draw);
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

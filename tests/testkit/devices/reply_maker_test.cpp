@@ -3,17 +3,17 @@
 #include <array>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_simulator/devices/reply_maker.h>
+#include <devices/reply_maker_p.h>
 #include <support/message_recorder.h>
 
-// What the simulator makes is judged by the library's own checkers, as a host would.
+// What simulated devices say is judged by the library's own checkers, as a host would.
 
 namespace {
 
 using namespace biz;
-using biz::simulator::FaultKind;
-using biz::simulator::makeReply;
-using biz::simulator::withFault;
+using biz::testkit::FaultKind;
+using biz::testkit::makeReply;
+using biz::testkit::withFault;
 
 struct ModelCase
 {
@@ -187,7 +187,7 @@ TEST_P(ReplyMaker, FaultGetsTheReplyRefusedWhereverItCan)
             const model_Protocoldata reply = makeReply(model(), commandOf(command, subCode, 0, 0, 0));
             const auto faulty = withFault(model(), reply, fault);
             ASSERT_EQ(faulty.has_value(), canBeRefused(reply, fault))
-                << simulator::faultName(fault).toStdString() << ' ' << headOf(reply).toHex(' ').constData();
+                << testkit::faultName(fault).toStdString() << ' ' << headOf(reply).toHex(' ').constData();
             if (faulty) {
                 EXPECT_FALSE(accepted(*faulty));
                 expectOnlyChanged(reply, *faulty, fault);

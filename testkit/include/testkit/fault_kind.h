@@ -1,12 +1,12 @@
-#ifndef BIZ_SIMULATOR_FAULT_KIND_H
-#define BIZ_SIMULATOR_FAULT_KIND_H
+#ifndef BIZ_TESTKIT_FAULT_KIND_H
+#define BIZ_TESTKIT_FAULT_KIND_H
 
 #include <optional>
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /** What a simulated device, or the line to it, can do wrong with one command. */
 enum class FaultKind {
@@ -38,6 +38,6 @@ std::optional<FaultKind> faultFromName(const QString &name);
 /** All names, for messages about what was expected. */
 QStringList faultNames();
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

@@ -1,12 +1,12 @@
-#include <biz_simulator/devices/simulated_device.h>
+#include <devices/played_device_p.h>
 
 #include <utility>
 
 #include <QtCore/QTimer>
 
-#include <biz_simulator/faults/wire_faults.h>
+#include <faults/wire_faults_p.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 namespace {
 
@@ -34,27 +34,28 @@ QString recordText(const model_Protocoldata &record)
 
 } // namespace
 
-SimulatedDevice::SimulatedDevice(const DeviceSettings &settings, const EventLog &log, QObject *parent)
+PlayedDevice::PlayedDevice(const DeviceSettings &settings, std::unique_ptr<Transport> transport, const EventLog &log,
+                           QObject *parent)
     : QObject(parent)
     , m_settings(settings)
     , m_plan(settings.faults)
     , m_log(log)
-    , m_transport(makeTransport(settings.listen))
+    , m_transport(std::move(transport))
 {
-    connect(m_transport.get(), &Transport::received, this, &SimulatedDevice::read);
-    connect(m_transport.get(), &Transport::moved, this, &SimulatedDevice::moved);
+    connect(m_transport.get(), &Transport::received, this, &PlayedDevice::read);
+    connect(m_transport.get(), &Transport::moved, this, &PlayedDevice::moved);
     connect(m_transport.get(), &Transport::told, this,
             [this](const QString &text) { m_log.write(QStringLiteral("%1 %2").arg(m_settings.label, text)); });
 }
 
-SimulatedDevice::~SimulatedDevice() = default;
+PlayedDevice::~PlayedDevice() = default;
 
-bool SimulatedDevice::listen()
+bool PlayedDevice::listen()
 {
     return m_transport->open();
 }
 
-void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
+void PlayedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
 {
     const host::Decoded decoded = peer->codec->decode(bytes);
     for (const host::Refusal &refusal : decoded.refusals) {
@@ -73,15 +74,16 @@ void SimulatedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
     }
 }
 
-void SimulatedDevice::refuse(int bytes, const QString &reason)
+void PlayedDevice::refuse(int bytes, const QString &reason)
 {
     ++m_tally.refused;
     m_log.write(QStringLiteral("%1 refused %2 bytes: %3").arg(m_settings.label, QString::number(bytes), reason));
 }
 
-void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata &command)
+void PlayedDevice::receive(const PeerPointer &peer, const model_Protocoldata &command)
 {
     ++m_tally.received;
+    Q_EMIT commandReceived(command);
     const auto fault = m_plan.next({command.ucHead[1], command.ucHead[2]});
     const QString who = QStringLiteral("%1 #%2").arg(m_settings.label, QString::number(m_plan.receptions()));
     m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
@@ -106,7 +108,7 @@ void SimulatedDevice::receive(const PeerPointer &peer, const model_Protocoldata 
     }
 }
 
-void SimulatedDevice::tellFault(const Delivery &delivery)
+void PlayedDevice::tellFault(const Delivery &delivery)
 {
     m_tally.count(delivery.fault->kind);
     const bool applies = delivery.answer.faultApplies;
@@ -116,40 +118,40 @@ void SimulatedDevice::tellFault(const Delivery &delivery)
                          applies ? QString() : QStringLiteral(" does not apply")));
 }
 
-void SimulatedDevice::hangUp(const PeerPointer &peer)
+void PlayedDevice::hangUp(const PeerPointer &peer)
 {
     peer->hangUp();
     // A line that was hung up is no line any more; a server goes on without the connection.
     if (!m_transport->isOpen()) {
-        QTimer::singleShot(0, this, &SimulatedDevice::comeBack);
+        QTimer::singleShot(0, this, &PlayedDevice::comeBack);
     }
 }
 
-void SimulatedDevice::vanish(int forMs)
+void PlayedDevice::vanish(int forMs)
 {
     m_transport->close();
-    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &SimulatedDevice::comeBack);
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &PlayedDevice::comeBack);
 }
 
-void SimulatedDevice::comeBack()
+void PlayedDevice::comeBack()
 {
     if (m_transport->open()) {
         m_log.write(QStringLiteral("%1 listens again").arg(m_settings.label));
         return;
     }
-    writeLine(stderr, QStringLiteral("biz_simulator: cannot listen again on %1: %2; trying on")
-                          .arg(m_transport->url(), m_transport->errorString()));
-    QTimer::singleShot(returnRetryMs, this, &SimulatedDevice::comeBack);
+    Q_EMIT cannotReturn(
+        QStringLiteral("cannot listen again on %1: %2; trying on").arg(m_transport->url(), m_transport->errorString()));
+    QTimer::singleShot(returnRetryMs, this, &PlayedDevice::comeBack);
 }
 
-void SimulatedDevice::stall(int forMs)
+void PlayedDevice::stall(int forMs)
 {
     m_isStalled = true;
     m_transport->setReading(false);
-    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &SimulatedDevice::readAgain);
+    QTimer::singleShot(forMs, Qt::PreciseTimer, this, &PlayedDevice::readAgain);
 }
 
-void SimulatedDevice::readAgain()
+void PlayedDevice::readAgain()
 {
     m_isStalled = false;
     m_log.write(QStringLiteral("%1 reads again").arg(m_settings.label));
@@ -165,7 +167,7 @@ void SimulatedDevice::readAgain()
     m_transport->setReading(!m_isStalled);
 }
 
-void SimulatedDevice::blackOut(int forMs)
+void PlayedDevice::blackOut(int forMs)
 {
     m_isDark = true;
     QTimer::singleShot(forMs, Qt::PreciseTimer, this, [this] {
@@ -174,7 +176,7 @@ void SimulatedDevice::blackOut(int forMs)
     });
 }
 
-void SimulatedDevice::deliverLater(const Delivery &delivery)
+void PlayedDevice::deliverLater(const Delivery &delivery)
 {
     const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : m_settings.delayMs;
     if (delayMs == 0) {
@@ -184,7 +186,7 @@ void SimulatedDevice::deliverLater(const Delivery &delivery)
     }
 }
 
-void SimulatedDevice::deliver(const Delivery &delivery)
+void PlayedDevice::deliver(const Delivery &delivery)
 {
     QVector<QByteArray> frames = framesOf(delivery);
     if (frames.isEmpty() || m_isDark) {
@@ -204,7 +206,7 @@ void SimulatedDevice::deliver(const Delivery &delivery)
     write(delivery, frames);
 }
 
-QVector<QByteArray> SimulatedDevice::framesOf(const Delivery &delivery)
+QVector<QByteArray> PlayedDevice::framesOf(const Delivery &delivery)
 {
     QVector<QByteArray> frames;
     for (const model_Protocoldata &reply : delivery.answer.replies) {
@@ -220,13 +222,13 @@ QVector<QByteArray> SimulatedDevice::framesOf(const Delivery &delivery)
     return frames;
 }
 
-void SimulatedDevice::hold(const Delivery &delivery, const QByteArray &frame)
+void PlayedDevice::hold(const Delivery &delivery, const QByteArray &frame)
 {
     delivery.peer->heldReply = frame;
     m_log.write(QStringLiteral("%1 holds its reply for the next one").arg(delivery.who));
 }
 
-void SimulatedDevice::write(const Delivery &delivery, const QVector<QByteArray> &parts)
+void PlayedDevice::write(const Delivery &delivery, const QVector<QByteArray> &parts)
 {
     const QByteArray held = std::exchange(delivery.peer->heldReply, {});
     QVector<QByteArray> all = parts;
@@ -242,7 +244,7 @@ void SimulatedDevice::write(const Delivery &delivery, const QVector<QByteArray> 
     }
 }
 
-void SimulatedDevice::tellReplies(const Delivery &delivery)
+void PlayedDevice::tellReplies(const Delivery &delivery)
 {
     const Answer &answer = delivery.answer;
     if (answer.unrequested > 0) {
@@ -254,4 +256,4 @@ void SimulatedDevice::tellReplies(const Delivery &delivery)
     }
 }
 
-} // namespace biz::simulator
+} // namespace biz::testkit

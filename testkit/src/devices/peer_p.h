@@ -1,5 +1,5 @@
-#ifndef BIZ_SIMULATOR_PEER_H
-#define BIZ_SIMULATOR_PEER_H
+#ifndef BIZ_TESTKIT_PEER_P_H
+#define BIZ_TESTKIT_PEER_P_H
 
 #include <memory>
 
@@ -9,7 +9,7 @@
 
 #include <host/frame_codec.h>
 
-namespace biz::simulator {
+namespace biz::testkit {
 
 /**
  * A host as a device sees it: the other end of a connection or a line, or a sender of datagrams. The codec is that
@@ -55,6 +55,6 @@ private:
 
 using PeerPointer = std::shared_ptr<Peer>;
 
-} // namespace biz::simulator
+} // namespace biz::testkit
 
 #endif

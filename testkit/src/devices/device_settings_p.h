@@ -1,0 +1,47 @@
+#ifndef BIZ_TESTKIT_DEVICE_SETTINGS_P_H
+#define BIZ_TESTKIT_DEVICE_SETTINGS_P_H
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <biz_cmdswork/reply_rules_p.h>
+#include <host/osd_host.h>
+#include <testkit/faults.h>
+
+namespace biz::testkit {
+
+/** A device of the device channel. */
+struct DeviceSettings
+{
+    QString name;  ///< in its summary
+    QString label; ///< in its event lines
+    rules::Model model = rules::Model::OrlixA2;
+    int delayMs = 0;
+    FaultSettings faults;
+};
+
+/** A row of OSD devices on consecutive addresses. */
+struct OsdSettings
+{
+    QString name; ///< in its summary
+    quint32 first = 0;
+    int count = 0;
+    quint16 port = host::OsdHost::defaultPort;
+    int delayMs = 0;
+    FaultSettings faults;
+
+    /** Whether one of the devices has this address, in the spelling of QHostAddress. */
+    bool plays(const QString &address) const;
+
+    quint32 last() const { return first + static_cast<quint32>(count) - 1; }
+};
+
+/** The names of the models that can be played. */
+QStringList modelNames();
+
+/** Finds a model by its name, and writes the name as it is usual; false: there is none. */
+bool readModel(const QString &text, rules::Model *model, QString *name);
+
+} // namespace biz::testkit
+
+#endif

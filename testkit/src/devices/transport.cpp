@@ -1,0 +1,12 @@
+#include <devices/transport_p.h>
+
+namespace biz::testkit {
+
+Transport::Transport(QObject *parent)
+    : QObject(parent)
+{
+}
+
+Transport::~Transport() = default;
+
+} // namespace biz::testkit
