@@ -1,8 +1,9 @@
 // What the host kit adds to the bare library on the way to a TCP socket.
-// bench_host_kit raw|kit pipelined|gated COMMANDS: sends commands to a server on a thread of this
+// bench_host_kit raw|kit|log pipelined|gated COMMANDS: sends commands to a server on a thread of this
 // process, which echoes them: back to back, one each 10 ms, or each when the former is answered.
 // Prints CPU time per command without the server's, the delay from the send pass's wake-up to the
-// arrival at the server, and how many commands were answered in a second.
+// arrival at the server, and how many commands were answered in a second. `log` is the kit with an event
+// log in a file.
 
 #include <algorithm>
 #include <atomic>
@@ -23,10 +24,12 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
+#include <QtCore/QTemporaryDir>
 #include <QtCore/QUrl>
 
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <host/device_host.h>
+#include <host/event_log.h>
 
 namespace {
 
@@ -229,7 +232,8 @@ bool enqueueAll(DeviceHost &host, int commands)
     return isTaken;
 }
 
-void runKit(const Task &task)
+/** With the path of an event log, or without. */
+void runKit(const Task &task, const char *role, const QString &eventLog)
 {
     static EchoServer server;
     static DeviceHost host;
@@ -238,9 +242,12 @@ void runKit(const Task &task)
     host.setPipelined(!task.isGated);
     static int left = task.commands;
     static Start start;
-    QObject::connect(&host, &DeviceHost::ended, &host, [task] {
+    if (!eventLog.isEmpty()) {
+        new EventLog(&host, eventLog);
+    }
+    QObject::connect(&host, &DeviceHost::ended, &host, [task, role] {
         if (--left == 0) {
-            print("kit", task, start, server);
+            print(role, task, start, server);
         }
     });
     const bool isReady = host.setLink(url) && host.setModel(QStringLiteral("A2")) && enqueueAll(host, task.commands);
@@ -274,8 +281,11 @@ int main(int argc, char **argv)
     if (isTask && arguments.at(1) == QLatin1String("raw")) {
         runRaw(task);
     } else if (isTask && arguments.at(1) == QLatin1String("kit")) {
-        runKit(task);
+        runKit(task, "kit", {});
+    } else if (isTask && arguments.at(1) == QLatin1String("log")) {
+        const QTemporaryDir folder;
+        runKit(task, "log", folder.filePath(QStringLiteral("events.jsonl")));
     }
-    std::fprintf(stderr, "usage: bench_host_kit raw|kit pipelined|gated COMMANDS\n");
+    std::fprintf(stderr, "usage: bench_host_kit raw|kit|log pipelined|gated COMMANDS\n");
     return 2;
 }

@@ -132,6 +132,14 @@ constexpr milliseconds roomCheckPeriod{5};
 /** From one look at a link that holds bytes, but is not full, to the next: nothing waits for the result. */
 constexpr milliseconds drainCheckPeriod{250};
 
+// --- Event logs ---------------------------------------------------------------------------
+
+/** Lines are collected for so long before they are written, so that a busy host wakes the writer rarely. */
+constexpr milliseconds eventLogDelay{50};
+
+/** How long the end of a log waits for its last lines to be written. */
+constexpr milliseconds eventLogFarewell{1000};
+
 } // namespace biz::host::timing
 
 #endif

@@ -8,6 +8,9 @@
 #include <host/datagram_transport.h>
 #include <host/device_host.h>
 #include <host/device_link.h>
+#include <host/event.h>
+#include <host/event_log.h>
+#include <host/event_source.h>
 #include <host/frame_codec.h>
 #include <host/link_status.h>
 #include <host/osd_host.h>
@@ -79,11 +82,13 @@ static_assert(sizeof(void *) != 8 || sizeof(StopReport) == 16, "a field was adde
 BIZ_HAS_TYPE(CommandOptions::validFor, std::chrono::milliseconds);
 BIZ_HAS_TYPE(CommandOptions::replaceKey, QString);
 BIZ_HAS_TYPE(CommandOptions::urgent, bool);
+BIZ_HAS_TYPE(CommandOptions::id, QString);
 static_assert(std::is_standard_layout<CommandOptions>::value, "the places below need it");
 BIZ_LIES_AT(CommandOptions, validFor, 0);
 BIZ_LIES_AT(CommandOptions, replaceKey, 8);
 BIZ_LIES_AT(CommandOptions, urgent, 16);
-static_assert(sizeof(void *) != 8 || sizeof(CommandOptions) == 24, "a field was added or removed");
+BIZ_LIES_AT(CommandOptions, id, 24);
+static_assert(sizeof(void *) != 8 || sizeof(CommandOptions) == 32, "a field was added or removed");
 
 BIZ_HAS_TYPE(LinkStatus::state, LinkState);
 BIZ_HAS_TYPE(LinkStatus::since, QDateTime);

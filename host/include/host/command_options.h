@@ -29,6 +29,9 @@ struct CommandOptions
 
     /** Urgent commands leave before all that are not, in order among themselves. */
     bool urgent = false;
+
+    /** The application's own name of the command, for event logs; empty: none. The host makes nothing of it. */
+    QString id;
 };
 
 /**

@@ -1,6 +1,9 @@
 #ifndef BIZ_HOST_COUNTERS_H
 #define BIZ_HOST_COUNTERS_H
 
+#include <array>
+#include <cstddef>
+
 #include <QtCore/QMap>
 #include <QtCore/QString>
 
@@ -52,6 +55,43 @@ struct Counters
     double roundTripP99Ms = -1.0;
     double roundTripMaxMs = -1.0;
 };
+
+/** One total of Counters: its name as JSON and metrics have it, and where it is. */
+struct CounterRow
+{
+    const char *name;
+    quint64 Counters::*value;
+};
+
+/** Every total, in its order. What prints or adds totals goes through this table. */
+constexpr std::array<CounterRow, 24> counterRows{{
+    {"enqueued", &Counters::enqueued},
+    {"sent", &Counters::sent},
+    {"resent", &Counters::resent},
+    {"answered", &Counters::answered},
+    {"gaveUp", &Counters::gaveUp},
+    {"cleared", &Counters::cleared},
+    {"skipped", &Counters::skipped},
+    {"stopped", &Counters::stopped},
+    {"released", &Counters::released},
+    {"expired", &Counters::expired},
+    {"superseded", &Counters::superseded},
+    {"cancelled", &Counters::cancelled},
+    {"unreachable", &Counters::unreachable},
+    {"interrupted", &Counters::interrupted},
+    {"rejected", &Counters::rejected},
+    {"late", &Counters::late},
+    {"duplicate", &Counters::duplicate},
+    {"foreign", &Counters::foreign},
+    {"dropped", &Counters::dropped},
+    {"overflowed", &Counters::overflowed},
+    {"refusedBytes", &Counters::refusedBytes},
+    {"refusedFrames", &Counters::refusedFrames},
+    {"bytesOut", &Counters::bytesOut},
+    {"bytesIn", &Counters::bytesIn},
+}};
+static_assert(offsetof(Counters, rejectedByRule) == counterRows.size() * sizeof(quint64),
+              "a total was added to Counters and not to its table");
 
 } // namespace biz::host
 

@@ -198,6 +198,7 @@ Q_SIGNALS:
     void linkStateChanged(const biz::host::LinkStatus &status);
 
 private:
+    friend class DeviceEvents;
     class Private;
     std::unique_ptr<Private> d;
 };

@@ -194,6 +194,7 @@ Q_SIGNALS:
     void socketError(const QString &why);
 
 private:
+    friend class OsdEvents;
     class Private;
     std::unique_ptr<Private> d;
 };

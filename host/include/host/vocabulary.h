@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_VOCABULARY_H
 #define BIZ_HOST_VOCABULARY_H
 
+#include <optional>
+
 #include <QtCore/QMetaType>
 #include <QtCore/QObject>
 #include <QtCore/QString>
@@ -70,6 +72,46 @@ enum class WhileDown {
 };
 Q_ENUM_NS(WhileDown)
 
+/** What an event tells. Its name in JSON is the enumerator's, beginning with a small letter. */
+enum class EventKind {
+    // Of the telling itself.
+    Start,   ///< first line of a file, or to a new reader: what is told of
+    State,   ///< after it: how things stand
+    Lost,    ///< so many lines could not be written
+    Summary, ///< last line of a run of the console
+
+    // Of the way to the devices.
+    Opened,           ///< commands can leave
+    LinkStateChanged, ///< `link` tells the new state
+    Refused,          ///< received bytes were no reply
+    Failed,           ///< sending or receiving failed, and the host goes on
+    Problem,          ///< a run of the console ends early
+
+    // Of a command.
+    Given,     ///< it was handed to the host
+    Writing,   ///< it is about to be written: from here on it may have left
+    Sent,      ///< its first copy was written
+    Resent,    ///< its second copy was written
+    Rejected,  ///< a reply broke its rule
+    Late,      ///< a reply came after its end
+    Duplicate, ///< a reply came after it had been answered
+    Foreign,   ///< a reply belongs to no command
+
+    // The end of a command, one for each Outcome.
+    Answered,
+    GaveUp,
+    Cleared,
+    Skipped,
+    Stopped,
+    Released,
+    Expired,
+    Superseded,
+    Cancelled,
+    Unreachable,
+    Interrupted,
+};
+Q_ENUM_NS(EventKind)
+
 /** The name as tools print it and sessions expect it: "answered", "gaveUp"... */
 BIZ_HOST_EXPORT QString outcomeName(Outcome outcome);
 
@@ -81,6 +123,21 @@ BIZ_HOST_EXPORT QStringList outcomeNames();
 
 /** The name as tools print it: "up", "lost"... */
 BIZ_HOST_EXPORT QString linkStateName(LinkState state);
+
+/** The name as tools print it: "linkClosed", "channelTaken"... */
+BIZ_HOST_EXPORT QString errorName(Error error);
+
+/** The name in JSON: "linkStateChanged", "given", "answered"... */
+BIZ_HOST_EXPORT QString eventName(EventKind kind);
+
+/** Nothing when there is no kind of that name. */
+BIZ_HOST_EXPORT std::optional<EventKind> eventFromName(const QString &name);
+
+/** The event that tells of a command's end in this way. */
+BIZ_HOST_EXPORT EventKind endEvent(Outcome outcome);
+
+/** The outcome that an event tells; nothing when it is no command's end. */
+BIZ_HOST_EXPORT std::optional<Outcome> outcomeOf(EventKind kind);
 
 } // namespace biz::host
 

@@ -9,6 +9,7 @@
 
 #include <commands/command_p.h>
 #include <commands/command_queue_p.h>
+#include <commands/command_tap_p.h>
 #include <commands/end_reasons_p.h>
 #include <commands/pending_ends_p.h>
 #include <commands/statistics_p.h>
@@ -60,6 +61,9 @@ public:
 
     SharedStatistics &statistics() { return m_statistics; }
     const SharedStatistics &statistics() const { return m_statistics; }
+
+    /** Who hears of commands at the moment itself. */
+    CommandTaps<Record> &taps() { return m_taps; }
 
     /** Commands that the channel has not taken. */
     int waiting() const { return m_waiting; }
@@ -202,6 +206,7 @@ private:
         command.options = options;
         command.history = CommandHistory(lane.pending());
         command.callback = std::move(callback);
+        m_taps.tellGiven(command.ticket, command.record, options);
         return command;
     }
 
@@ -278,6 +283,7 @@ private:
     TicketSource *const m_tickets;
     const OnEnd m_onEnd;
     std::function<void()> m_whenWaitingChanges;
+    CommandTaps<Record> m_taps;
     SharedStatistics m_statistics;
     int m_waiting = 0; ///< in the queues, and handed over but not taken
     int m_taken = 0;

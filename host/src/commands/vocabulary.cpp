@@ -22,6 +22,20 @@ QString nameOf(Enum value)
     return printedName(QMetaEnum::fromType<Enum>().valueToKey(static_cast<int>(value)));
 }
 
+/** Made once: each event is told by its name. */
+const QStringList &eventNames()
+{
+    static const QStringList all = [] {
+        const QMetaEnum kinds = QMetaEnum::fromType<EventKind>();
+        QStringList names;
+        for (int i = 0; i < kinds.keyCount(); ++i) {
+            names.append(printedName(kinds.key(i)));
+        }
+        return names;
+    }();
+    return all;
+}
+
 } // namespace
 
 QString outcomeName(Outcome outcome)
@@ -52,6 +66,63 @@ QStringList outcomeNames()
 QString linkStateName(LinkState state)
 {
     return nameOf(state);
+}
+
+QString errorName(Error error)
+{
+    return nameOf(error);
+}
+
+QString eventName(EventKind kind)
+{
+    return eventNames().value(static_cast<int>(kind));
+}
+
+std::optional<EventKind> eventFromName(const QString &name)
+{
+    const int index = eventNames().indexOf(name);
+    return index < 0 ? std::nullopt : std::make_optional(static_cast<EventKind>(index));
+}
+
+EventKind endEvent(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Answered:
+        return EventKind::Answered;
+    case Outcome::GaveUp:
+        return EventKind::GaveUp;
+    case Outcome::Cleared:
+        return EventKind::Cleared;
+    case Outcome::Skipped:
+        return EventKind::Skipped;
+    case Outcome::Stopped:
+        return EventKind::Stopped;
+    case Outcome::Released:
+        return EventKind::Released;
+    case Outcome::Expired:
+        return EventKind::Expired;
+    case Outcome::Superseded:
+        return EventKind::Superseded;
+    case Outcome::Cancelled:
+        return EventKind::Cancelled;
+    case Outcome::Unreachable:
+        return EventKind::Unreachable;
+    case Outcome::Interrupted:
+        return EventKind::Interrupted;
+    }
+    Q_UNREACHABLE();
+}
+
+std::optional<Outcome> outcomeOf(EventKind kind)
+{
+    const QMetaEnum outcomes = QMetaEnum::fromType<Outcome>();
+    for (int i = 0; i < outcomes.keyCount(); ++i) {
+        const auto outcome = static_cast<Outcome>(outcomes.value(i));
+        if (endEvent(outcome) == kind) {
+            return outcome;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace biz::host

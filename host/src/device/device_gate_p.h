@@ -24,6 +24,7 @@ public:
 
     /** Pipelined: a few commands are handed over ahead, since nothing closes the gate. */
     void setPipelined(bool on);
+    bool isPipelined() const { return m_isPipelined; }
 
     /** Also of the quiet time that is running. */
     void setSettleTime(std::chrono::milliseconds time);

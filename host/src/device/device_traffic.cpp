@@ -187,6 +187,7 @@ void DeviceTraffic::write(DeviceCommand &command)
     command.writtenAt = Clock::now();
     command.isWritten = true;
     m_link->setWaitInFlight(std::chrono::milliseconds(record.iWaitTime));
+    m_commands->taps().tellWriting(ticket, attempt, record);
     if (m_link->write(bytes)) {
         noteWritten(ticket, attempt, record, bytes.size());
     } else if (DeviceCommand *const left = m_commands->find(ticket)) {

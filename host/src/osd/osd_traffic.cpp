@@ -162,6 +162,7 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
 {
     const QByteArray datagram = OsdDatagramCodec::encode(command.record);
     command.writtenAt = Clock::now();
+    m_commands->taps().tellWriting(command.ticket, command.attempts, command.record);
     const DatagramTransport::SendResult result = m_transport->send(device.address, m_devicePort, datagram);
     switch (result.sent) {
     case DatagramTransport::Sent::Yes:

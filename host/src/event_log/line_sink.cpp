@@ -1,0 +1,43 @@
+#include <event_log/line_sink_p.h>
+
+#include <QtCore/QDateTime>
+
+#include <host/event.h>
+
+namespace biz::host {
+
+namespace {
+
+/** So much waits in a device that sends by itself, as a socket does: seconds of a busy host. */
+constexpr qint64 mostHeld = 1024 * 1024;
+
+} // namespace
+
+QByteArray lostLine(qint64 lines)
+{
+    Event event;
+    event.kind = EventKind::Lost;
+    event.utcMs = QDateTime::currentMSecsSinceEpoch();
+    event.lines = lines;
+    return jsonLine(event);
+}
+
+DeviceSink::DeviceSink(std::unique_ptr<QIODevice> device)
+    : m_device(std::move(device))
+{
+}
+
+LineSink::Result DeviceSink::write(const QByteArray &lines)
+{
+    if (m_device->bytesToWrite() + lines.size() > mostHeld) {
+        setProblem(QStringLiteral("the other side does not read"));
+        return Result::IsGone;
+    }
+    if (m_device->write(lines) != lines.size()) {
+        setProblem(m_device->errorString());
+        return Result::IsGone; // a part of a line may have been written
+    }
+    return Result::Written;
+}
+
+} // namespace biz::host

@@ -1,0 +1,154 @@
+#include <event_log/log_writer_p.h>
+
+#include <algorithm>
+
+#include <QtNetwork/QLocalSocket>
+
+#include <logging_p.h>
+#include <timing_p.h>
+
+namespace biz::host {
+
+namespace {
+
+/** More would be a mistake, and each may hold a megabyte. */
+constexpr int mostReaders = 16;
+
+/** What a reader sends is nobody's business: the system holds it back from here on. */
+constexpr qint64 mostUnread = 1024;
+
+/** Long enough to tell a server that is there from the socket of one that is gone. */
+constexpr int probeMs = 100;
+
+/** A process that was killed leaves its socket's file behind. */
+void removeStale(const QString &socket)
+{
+    QLocalSocket probe;
+    probe.connectToServer(socket);
+    if (!probe.waitForConnected(probeMs)) {
+        QLocalServer::removeServer(socket);
+    }
+}
+
+} // namespace
+
+LogWriter::LogWriter(std::shared_ptr<LineQueue> queue)
+    : m_queue(std::move(queue))
+    , m_soon(this)
+    , m_server(this)
+{
+    m_soon.setSingleShot(true);
+    m_soon.setInterval(timing::eventLogDelay);
+    connect(&m_soon, &QTimer::timeout, this, &LogWriter::drain);
+    connect(&m_server, &QLocalServer::newConnection, this, &LogWriter::acceptReaders);
+}
+
+void LogWriter::wake()
+{
+    if (!m_soon.isActive()) {
+        m_soon.start();
+    }
+}
+
+void LogWriter::drain()
+{
+    const LineQueue::Taken taken = m_queue->takeAll();
+    for (const LineQueue::Batch &batch : taken.batches) {
+        write(batch);
+    }
+    if (taken.lost > 0) {
+        write({everybody, lostLine(taken.lost), nullptr});
+    }
+    m_queue->noteWritten(taken.upTo);
+}
+
+// --- Places ---------------------------------------------------------------------------------------
+
+void LogWriter::listen(const QString &socket)
+{
+    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    m_server.close();
+    removeStale(socket);
+    if (!m_server.listen(socket)) {
+        tellFailure(QStringLiteral("cannot serve readers on %1: %2").arg(socket, m_server.errorString()));
+    }
+}
+
+void LogWriter::acceptReaders()
+{
+    while (QLocalSocket *const socket = m_server.nextPendingConnection()) {
+        const auto readers =
+            std::count_if(m_places.begin(), m_places.end(), [](const auto &entry) { return entry.second.isReader; });
+        if (readers >= mostReaders) {
+            delete socket;
+            continue;
+        }
+        socket->setParent(nullptr);
+        socket->setReadBufferSize(mostUnread);
+        Place place;
+        place.sink = std::make_shared<DeviceSink>(std::unique_ptr<QIODevice>(socket));
+        place.isReader = true;
+        const SinkId id = ++m_lastId;
+        m_places.emplace(id, std::move(place));
+        Q_EMIT headWanted(id);
+        // Queued: it may be told inside of a write to this very socket.
+        connect(
+            socket, &QLocalSocket::disconnected, this, [this, id] { m_places.erase(id); }, Qt::QueuedConnection);
+    }
+}
+
+// --- Lines ----------------------------------------------------------------------------------------
+
+void LogWriter::write(const LineQueue::Batch &batch)
+{
+    SinkId meant = batch.sink;
+    if (batch.begins) {
+        meant = ++m_lastId;
+        m_places[meant].sink = batch.begins;
+    }
+    for (auto entry = m_places.begin(); entry != m_places.end();) {
+        Place &place = entry->second;
+        const bool isHead = meant == entry->first;
+        const bool isMeant = isHead || (meant == everybody && place.hasBegun);
+        bool stays = true;
+        if (isMeant) {
+            place.hasBegun = true;
+            stays =
+                settle(entry->first, place, isHead ? place.sink->begin(batch.lines) : place.sink->write(batch.lines));
+        }
+        entry = stays ? std::next(entry) : m_places.erase(entry);
+    }
+}
+
+/** Whether the place stays. */
+bool LogWriter::settle(SinkId id, Place &place, LineSink::Result result)
+{
+    switch (result) {
+    case LineSink::Result::Begun:
+        Q_EMIT headWanted(id);
+        place.hasFailed = false;
+        return true;
+    case LineSink::Result::Written:
+        place.hasFailed = false;
+        return true;
+    case LineSink::Result::Failed:
+        if (!std::exchange(place.hasFailed, true)) {
+            tellFailure(place.sink->problem());
+        }
+        return true;
+    case LineSink::Result::IsGone:
+        if (!place.isReader) {
+            tellFailure(place.sink->problem());
+        }
+        return false;
+    }
+    Q_UNREACHABLE();
+}
+
+void LogWriter::tellFailure(const QString &why)
+{
+    qCWarning(hostLog).noquote() << "the event log cannot be written:" << why;
+    Q_EMIT failed(why);
+}
+
+} // namespace biz::host

@@ -1,0 +1,96 @@
+#include <QtCore/QJsonArray>
+
+#include <gtest/gtest.h>
+
+#include <host/event_source.h>
+#include <host/osd_datagram_codec.h>
+#include <host/osd_host.h>
+#include <wait_for.h>
+
+namespace {
+
+using namespace biz::host;
+using namespace biz::test;
+
+/** Answers at once, or never. */
+class PlayedNetwork : public DatagramTransport
+{
+public:
+    bool answers = true;
+
+    QString open(const QHostAddress & /*local*/) override { return {}; }
+    void close() override {}
+    SendResult send(const QHostAddress &device, quint16 /*port*/, const QByteArray &datagram) override
+    {
+        if (answers) {
+            QMetaObject::invokeMethod(
+                this, [=] { Q_EMIT received(device, datagram); }, Qt::QueuedConnection);
+        }
+        return {};
+    }
+    void readPending() override {}
+};
+
+class OsdEventsTest : public ::testing::Test
+{
+protected:
+    OsdEventsTest()
+    {
+        auto own = std::make_unique<PlayedNetwork>();
+        network = own.get();
+        EXPECT_TRUE(host.setTransport(std::move(own)));
+        QObject::connect(events.get(), &EventSource::happened, events.get(),
+                         [this](const Event &event) { told.push_back(event); });
+        EXPECT_TRUE(host.start());
+    }
+
+    Ticket enqueue()
+    {
+        model_OsdParam command;
+        command.qsIp = QStringLiteral("127.0.0.9");
+        command.qsOsdText = QStringLiteral("hello");
+        CommandOptions options;
+        options.id = QStringLiteral("seven");
+        return host.enqueue(command, options);
+    }
+
+    bool waitForEnd()
+    {
+        return waitFor([this] { return !told.empty() && outcomeOf(told.back().kind).has_value(); });
+    }
+
+    OsdHost host;
+    PlayedNetwork *network = nullptr;
+    std::unique_ptr<EventSource> events = eventsOf(&host);
+    std::vector<Event> told;
+};
+
+TEST_F(OsdEventsTest, FollowACommandFromItsGivingToItsEnd)
+{
+    const Ticket ticket = enqueue();
+    ASSERT_TRUE(waitForEnd());
+
+    QStringList kinds;
+    for (const Event &event : told) {
+        if (event.ticket == ticket) {
+            kinds.append(eventName(event.kind));
+            EXPECT_EQ(event.id, QStringLiteral("seven"));
+            EXPECT_EQ(event.device, QStringLiteral("127.0.0.9"));
+        }
+    }
+    EXPECT_EQ(kinds, (QStringList{"given", "writing", "sent", "answered"}));
+}
+
+TEST_F(OsdEventsTest, NameTheDevicesThatAreSilentAndSinceWhen)
+{
+    network->answers = false;
+    ASSERT_NE(enqueue(), 0U);
+    ASSERT_TRUE(waitForEnd());
+
+    const QJsonArray silent = events->state().value("silentDevices").toArray();
+    ASSERT_EQ(silent.size(), 1);
+    EXPECT_EQ(silent.at(0).toObject().value("device").toString(), QStringLiteral("127.0.0.9"));
+    EXPECT_TRUE(silent.at(0).toObject().value("silentSince").toString().endsWith(QLatin1Char('Z')));
+}
+
+} // namespace
