@@ -117,6 +117,17 @@ public:
      */
     void setWhileDown(WhileDown policy);
 
+    // --- Holding writes back ----------------------------------------------------------
+
+    using MayWrite = std::function<bool()>;
+
+    /**
+     * Asked right before each copy of a command would be handed to the link; null, the default, means yes.
+     * After a no a first copy stays with the commands that wait and is tried again with one of the next send
+     * passes; a resend is left out. It is asked from within the host, and must not call it.
+     */
+    void setMayWrite(MayWrite mayWrite);
+
     // --- Running ----------------------------------------------------------------------
 
     /** Starts the loops and opens the link; linkStateChanged() tells how that went. */

@@ -111,6 +111,16 @@ public:
     /** Takes over how datagrams travel; null, the default, means by UDP. Refused while running. */
     [[nodiscard]] bool setTransport(std::unique_ptr<DatagramTransport> transport);
 
+    // --- Holding writes back ------------------------------------------------------------
+
+    using MayWrite = std::function<bool()>;
+
+    /**
+     * Asked right before a command would be sent; null, the default, means yes. After a no it is asked again every
+     * few milliseconds, until the command's wait is over. It is asked from within the host, and must not call it.
+     */
+    void setMayWrite(MayWrite mayWrite);
+
     // --- Running ------------------------------------------------------------------------
 
     /** Opens the transport; commands leave from now on. */

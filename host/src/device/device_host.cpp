@@ -189,6 +189,11 @@ void DeviceHost::setWhileDown(WhileDown policy)
     d->traffic.setWhileDown(policy);
 }
 
+void DeviceHost::setMayWrite(MayWrite mayWrite)
+{
+    d->traffic.setMayWrite(std::move(mayWrite));
+}
+
 bool DeviceHost::Private::mayChange(const QString &what)
 {
     return !isStarted ||

@@ -150,7 +150,16 @@ bool DeviceTraffic::isWorthWriting(DeviceCommand &command, const DeviceMessage &
         }
         return false;
     }
+    if (!mayWriteNow()) {
+        m_commands->putBack(command);
+        return false;
+    }
     return true;
+}
+
+bool DeviceTraffic::mayWriteNow() const
+{
+    return !m_mayWrite || m_mayWrite();
 }
 
 void DeviceTraffic::onResend(DeviceCommand &command, const DeviceMessage &message)
@@ -166,10 +175,12 @@ void DeviceTraffic::onResend(DeviceCommand &command, const DeviceMessage &messag
         command.history.note(QStringLiteral("not resent: the resend was due before the first copy had been written"));
     } else if (command.isWritten && m_link->link()->bytesHeld() > 0) {
         command.history.note(QStringLiteral("not resent: the first copy had not left this machine"));
-    } else if (m_link->mayWrite()) {
+    } else if (!m_link->mayWrite()) {
+        command.history.note(QStringLiteral("not resent: the link could not take it"));
+    } else if (mayWriteNow()) {
         write(command);
     } else {
-        command.history.note(QStringLiteral("not resent: the link could not take it"));
+        command.history.note(QStringLiteral("not resent: the application was not ready for it"));
     }
 }
 

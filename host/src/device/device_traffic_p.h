@@ -27,6 +27,7 @@ public:
     FrameCodec &codec();
 
     void setWhileDown(WhileDown policy);
+    void setMayWrite(DeviceHost::MayWrite mayWrite) { m_mayWrite = std::move(mayWrite); }
 
     /** Whether a command that is given now ends at once, since the link is lost. */
     bool isFailingFast() const;
@@ -48,6 +49,7 @@ private:
     void onTake(const DeviceMessage &message);
     void onResend(DeviceCommand &command, const DeviceMessage &message);
     bool isWorthWriting(DeviceCommand &command, const DeviceMessage &message);
+    bool mayWriteNow() const;
     void write(DeviceCommand &command);
     void noteWritten(Ticket ticket, int attempt, const model_Protocoldata &record, int bytes);
     void onAccepted(model_Protocoldata reply);
@@ -63,6 +65,7 @@ private:
     std::unique_ptr<FrameCodec> m_ownCodec;
     DemoFrameCodec m_streamCodec;
     DemoDatagramCodec m_datagramCodec;
+    DeviceHost::MayWrite m_mayWrite;
     WhileDown m_whileDown = WhileDown::FailFast;
     bool m_isRunning = false;
     bool m_isDraining = false;

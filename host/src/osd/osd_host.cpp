@@ -93,6 +93,11 @@ bool OsdHost::setDefaultWaitTime(int milliseconds)
     return true;
 }
 
+void OsdHost::setMayWrite(MayWrite mayWrite)
+{
+    d->traffic.setMayWrite(std::move(mayWrite));
+}
+
 bool OsdHost::setPort(quint16 port)
 {
     if (!d->mayChange(QStringLiteral("the port"))) {

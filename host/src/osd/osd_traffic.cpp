@@ -7,6 +7,7 @@
 #include <logging_p.h>
 #include <osd/osd_channel_p.h>
 #include <osd/osd_device_key_p.h>
+#include <timing_p.h>
 
 namespace biz::host {
 
@@ -14,9 +15,13 @@ OsdTraffic::OsdTraffic(OsdHost *host, HostSignals<OsdHost> *signalsOfHost, OsdCo
     : m_host(host)
     , m_signals(signalsOfHost)
     , m_commands(commands)
+    , m_askingAgain(host)
     , m_watch(
           commands, [this] { look(); }, host)
 {
+    m_askingAgain.setSingleShot(true);
+    m_askingAgain.setInterval(timing::fullSystemRetryPeriod);
+    QObject::connect(&m_askingAgain, &QTimer::timeout, host, [this] { onWritable(); });
     setTransport(nullptr);
 }
 
@@ -160,6 +165,11 @@ bool OsdTraffic::isWorthWriting(OsdCommand &command)
 
 void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
 {
+    if (m_mayWrite && !m_mayWrite()) {
+        holdBack(command, QStringLiteral("the application was not ready for it"));
+        m_askingAgain.start();
+        return;
+    }
     const QByteArray datagram = OsdDatagramCodec::encode(command.record);
     command.writtenAt = Clock::now();
     m_commands->taps().tellWriting(command.ticket, command.attempts, command.record);
@@ -169,16 +179,21 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
         onWritten(device, command, datagram.size());
         break;
     case DatagramTransport::Sent::Later:
-        if (command.lastProblem.isEmpty()) {
-            command.lastProblem = QStringLiteral("it had to wait to be sent: ") + result.problem;
-            command.history.note(command.lastProblem);
-        }
-        m_unwritten.push_back(command.ticket);
+        holdBack(command, result.problem);
         break;
     case DatagramTransport::Sent::No:
         onProblem(device, command, result.problem);
         break;
     }
+}
+
+void OsdTraffic::holdBack(OsdCommand &command, const QString &problem)
+{
+    if (command.lastProblem.isEmpty()) {
+        command.lastProblem = QStringLiteral("it had to wait to be sent: ") + problem;
+        command.history.note(command.lastProblem);
+    }
+    m_unwritten.push_back(command.ticket);
 }
 
 void OsdTraffic::onWritten(OsdDevice &device, OsdCommand &command, int bytes)

@@ -4,7 +4,10 @@
 #include <memory>
 #include <vector>
 
+#include <QtCore/QTimer>
+
 #include <host/datagram_transport.h>
+#include <host/osd_host.h>
 #include <host/reply_matcher.h>
 #include <loops/host_signals_p.h>
 #include <osd/osd_commands_p.h>
@@ -22,6 +25,8 @@ public:
     /** Null: any datagram of the device is a reply. */
     void setMatcher(std::unique_ptr<OsdReplyMatcher> matcher);
     void setKeepUnmatched(bool on) { m_keepsUnmatched = on; }
+
+    void setMayWrite(OsdHost::MayWrite mayWrite) { m_mayWrite = std::move(mayWrite); }
 
     void setTransport(std::unique_ptr<DatagramTransport> transport);
 
@@ -51,6 +56,7 @@ private:
     void writeOrLetThrough(OsdDevice &device, OsdCommand &command);
     bool isWorthWriting(OsdCommand &command);
     void write(OsdDevice &device, OsdCommand &command);
+    void holdBack(OsdCommand &command, const QString &problem);
     void onWritten(OsdDevice &device, OsdCommand &command, int bytes);
     void onProblem(OsdDevice &device, OsdCommand &command, const QString &problem);
     void onWritable();
@@ -75,6 +81,8 @@ private:
     quint16 m_devicePort = 0;
     bool m_hasToldOverflow = false;  ///< since the start
     std::vector<Ticket> m_unwritten; ///< in flight for the channel, and waiting for room in the transport
+    OsdHost::MayWrite m_mayWrite;
+    QTimer m_askingAgain; ///< whether may be written
     std::unique_ptr<DatagramTransport> m_transport;
     OsdWatch m_watch;
 };

@@ -331,3 +331,40 @@ TEST_F(DeviceHostQueue, OfAThousandValuesOfOneKeyTheNewestIsAlwaysSoonOnTheWire)
     EXPECT_LE(*std::max_element(staleFor.begin(), staleFor.end()), 2.0 * roundTripMs + passesMs);
     EXPECT_EQ(host->counters().superseded + host->counters().answered, static_cast<quint64>(values));
 }
+
+// --- Holding writes back --------------------------------------------------------------------
+
+TEST_F(DeviceHostQueue, ACommandWaitsUntilItMayBeWritten)
+{
+    bool mayWrite = false;
+    int asked = 0;
+    host->setMayWrite([&] {
+        ++asked;
+        return mayWrite;
+    });
+    start();
+    answerEverything();
+    const Ticket first = enqueue(QByteArray("first"));
+    const Ticket second = enqueue(QByteArray("second"));
+    EXPECT_TRUE(waitFor([&] { return asked > 2; }));
+    EXPECT_EQ(written(), Payloads());
+    EXPECT_EQ(host->pending(), 2);
+
+    mayWrite = true;
+    ASSERT_TRUE(waitForEnd(first));
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_EQ(written(), (Payloads{"first", "second"}));
+    EXPECT_EQ(seen.outcomeOf(first), "answered");
+}
+
+TEST_F(DeviceHostQueue, AResendThatMayNotBeWrittenIsLeftOut)
+{
+    int asked = 0;
+    host->setMayWrite([&] { return ++asked == 1; });
+    start();
+    const Ticket ticket = enqueue(command(shortWaitMs));
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(link->commands.size(), 1U);
+    EXPECT_EQ(seen.outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(asked, 2);
+}

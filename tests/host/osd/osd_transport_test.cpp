@@ -256,3 +256,23 @@ TEST_F(OsdTransport, ShowsWhichDevicesAreReachableAndSinceWhenTheOthersAreSilent
     EXPECT_TRUE(host->devices()[0].reachable) << "late, but heard of";
     EXPECT_EQ(host->devices()[0].silentSinceUtcMs, 0);
 }
+
+TEST_F(OsdTransport, IsGivenACommandOnlyWhenItMayBeWritten)
+{
+    bool mayWrite = false;
+    int asked = 0;
+    host->setMayWrite([&] {
+        ++asked;
+        return mayWrite;
+    });
+    start();
+    const Ticket ticket = enqueueToNobody(endlessWaitMs);
+    ASSERT_TRUE(waitFor([&] { return asked > 2; }));
+    EXPECT_FALSE(transport->calls.contains("send"));
+
+    mayWrite = true;
+    ASSERT_TRUE(waitFor([this] { return transport->sent.size() == 1; }));
+    transport->answer();
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+}
