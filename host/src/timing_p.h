@@ -140,6 +140,20 @@ constexpr milliseconds eventLogDelay{50};
 /** How long the end of a log waits for its last lines to be written. */
 constexpr milliseconds eventLogFarewell{1000};
 
+// --- Serving a client --------------------------------------------------------------------
+
+/** From one look for the end of an input that is not being read to the next. */
+constexpr milliseconds pausedInputLookPeriod{100};
+
+/** From the end of the input, or a stop, to the end of serving, at most. */
+constexpr milliseconds servingEndLimit{800};
+
+/** Of that, how long the host's loops have for their return. */
+constexpr milliseconds servedHostStopLimit{400};
+static_assert(pausedInputLookPeriod + servingEndLimit < seconds{1}, "no server outlives its client by a second");
+static_assert(servedHostStopLimit > biz::timing::sendPassPeriod + biz::timing::resendDelay,
+              "a loop that is in a resend must be able to return");
+
 } // namespace biz::host::timing
 
 #endif

@@ -1,0 +1,63 @@
+#ifndef BIZ_HOST_LINES_LINE_OUTPUT_P_H
+#define BIZ_HOST_LINES_LINE_OUTPUT_P_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QObject>
+#include <QtCore/QSocketNotifier>
+
+namespace biz::host {
+
+/**
+ * Lines on their way out through a pipe, a socket or a file, without ever waiting for the reader. A line leaves
+ * within write() as long as there is room for it, and is held otherwise.
+ */
+class LineOutput : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Held bytes from which on a client counts as one that does not read. */
+    static constexpr qint64 fullAt = 256 * 1024;
+
+    /** Held bytes from which on lines are dropped that nobody waits for. */
+    static constexpr qint64 overfullAt = 16 * fullAt;
+
+    /** The descriptor stays the caller's. */
+    explicit LineOutput(int descriptor, QObject *parent = nullptr);
+    ~LineOutput() override;
+
+    /** The text is one line, with its end. */
+    void write(const QByteArray &line);
+
+    /** Whether all lines have left this process. */
+    bool hasLeft() const { return held() == 0; }
+
+    bool isFull() const { return held() >= fullAt; }
+    bool isOverfull() const { return held() >= overfullAt; }
+
+    /** Nobody can read any more what is written. */
+    bool isGone() const { return m_isGone; }
+
+Q_SIGNALS:
+    /** It had been full and has left. */
+    void left();
+    void gone();
+
+private:
+    qint64 held() const { return m_held.size() - m_begin; }
+    void push();
+    void onWritable();
+    bool hasRoom() const;
+    qint64 writeSome(const char *bytes, qint64 size) const;
+
+    const int m_descriptor;
+    bool m_isSocket;
+    bool m_isGone = false;
+    QByteArray m_held;
+    int m_begin = 0; ///< of what is held: bytes before it have left
+    QSocketNotifier m_notifier;
+};
+
+} // namespace biz::host
+
+#endif
