@@ -6,7 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 #include <peers/accept_all_checker.h>
 
 namespace {
@@ -24,7 +24,8 @@ model_Protocoldata makeReply(const biz::rules::Table &table, std::mt19937 &engin
 {
     model_Protocoldata reply;
     do {
-        const biz::rules::Row &row = table.rows[engine() % table.rowCount];
+        const auto rowCount = static_cast<std::size_t>(table.end() - table.begin());
+        const biz::rules::Row &row = table.begin()[engine() % rowCount];
         auto subCode = static_cast<int>(engine() % 256);
         while (!row.subCodes.contains(subCode)) {
             subCode = (subCode + 1) % 256;
@@ -52,7 +53,7 @@ std::vector<model_Protocoldata> makeReplies(int deviceType, bool random)
     using namespace biz::rules;
 
     std::mt19937 engine(1);
-    const Table &table = *tableOf(*modelOfDeviceType(deviceType)).table;
+    const Table &table = *rulesOf(*modelOfDeviceType(deviceType)).table;
     std::vector<model_Protocoldata> replies;
     for (std::size_t i = 0; i < replyCount; ++i) {
         if (!random) {

@@ -5,7 +5,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QLocale>
 
-#include <biz_cmdswork/error_log_model_names_p.h>
+#include <biz_cmdswork/reply_rules/error_log_model_names_p.h>
 #include <platform/unlocked_access_p.h>
 
 namespace {

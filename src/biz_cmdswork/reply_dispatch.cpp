@@ -1,8 +1,8 @@
 #include <biz_cmdswork/biz_cmdswork.h>
 
 #include <biz_cmdswork/diagnostics_p.h>
-#include <biz_cmdswork/reply_rules_p.h>
-#include <biz_cmdswork/reply_view_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
+#include <biz_cmdswork/reply_rules/reply_view_p.h>
 #include <platform/unlocked_access_p.h>
 
 namespace {
@@ -13,7 +13,7 @@ using namespace biz;
 template<rules::Model Model>
 bool accepts(const model_Protocoldata &data)
 {
-    return rules::accepts(Model, rules::viewOf(data));
+    return rules::judge(Model, rules::viewOf(data)).accepted();
 }
 
 /** A2 and PVN410MAX2 report the one reply whose refusal has always been looked for. */
@@ -24,8 +24,7 @@ bool acceptsOrReportsBuffer(const model_Protocoldata &data)
     constexpr uchar bufferSubCode = 0x05;
 
     const bool accepted = accepts<Model>(data);
-    // In this order the processor foresees the jump: few replies are of that kind.
-    if (rules::both(data.ucHead[1] == bufferCommand, data.ucHead[2] == bufferSubCode) && !accepted) {
+    if (data.ucHead[1] == bufferCommand && data.ucHead[2] == bufferSubCode && !accepted) {
         diagnostics::bufferReplyRefused();
     }
     return accepted;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include <biz_cmdswork/reply_rules_p.h>
-#include <biz_cmdswork/reply_view_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
+#include <biz_cmdswork/reply_rules/reply_view_p.h>
 #include <device/device_channel_p.h>
 
 namespace biz::host {
@@ -13,7 +13,7 @@ namespace {
 bool isAccepted(const model_Protocoldata &reply)
 {
     const auto model = rules::modelOfDeviceType(device_channel::deviceType());
-    return !model || rules::accepts(*model, rules::viewOf(reply));
+    return !model || rules::judge(*model, rules::viewOf(reply)).accepted();
 }
 
 } // namespace

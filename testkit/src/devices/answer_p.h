@@ -5,7 +5,7 @@
 
 #include <QtCore/QVector>
 
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 #include <faults/fault_plan_p.h>
 #include <model/model_protocoldata.h>
 

@@ -4,7 +4,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 #include <host/osd_host.h>
 #include <testkit/faults.h>
 

@@ -1,8 +1,9 @@
 #include <devices/reply_maker_p.h>
 
+#include <algorithm>
 #include <vector>
 
-#include <biz_cmdswork/reply_view_p.h>
+#include <biz_cmdswork/reply_rules/reply_view_p.h>
 
 namespace biz::testkit {
 
@@ -14,25 +15,14 @@ using rules::Rule;
 constexpr int everyByte = 0x100;
 constexpr int everyLength = 0x10000;
 
-bool judgesLength(const Rule &rule)
+bool judgesPayload(const Rule &rule)
 {
-    for (const rules::Clause &clause : rule) {
-        switch (clause.check) {
-        case rules::Check::LengthIs:
-        case rules::Check::LengthAtLeast:
-        case rules::Check::LengthFromTo:
-        case rules::Check::LengthIsOrDeclares:
-            return true;
-        default:
-            break;
-        }
-    }
-    return false;
+    return std::any_of(rule.begin(), rule.end(), [](const rules::Clause &clause) { return clause.payloadUpTo > 0; });
 }
 
 bool accepts(const Rule &rule, const Reply &reply)
 {
-    return rules::firstBrokenClause(reply, rule) == nullptr;
+    return rules::judge(rule, reply).accepted();
 }
 
 void setDeclaredLength(Reply &reply, int length)
@@ -41,12 +31,16 @@ void setDeclaredLength(Reply &reply, int length)
     reply.byte5 = static_cast<quint8>(length >> 8);
 }
 
-/** The numbers that a rule is made of: a value that it admits is one of them, or 0. */
+/** 0 and the ends of a rule's bounds: a value that it admits is one of them. */
 std::vector<int> numbersOf(const Rule &rule)
 {
     std::vector<int> numbers{0};
     for (const rules::Clause &clause : rule) {
-        numbers.insert(numbers.end(), {clause.a, clause.b, clause.c});
+        for (const rules::Bounds &bounds : clause.anyOf) {
+            if (!bounds.admitNothing()) {
+                numbers.insert(numbers.end(), {bounds.from, bounds.to});
+            }
+        }
     }
     return numbers;
 }
@@ -79,7 +73,7 @@ Reply acceptedReply(const Rule &rule, const Reply &own)
     indexes.insert(indexes.begin(), own.index);
 
     for (Reply candidate : lengthCandidates(rule, own)) {
-        if (judgesLength(rule)) {
+        if (judgesPayload(rule)) {
             candidate.payloadSize = candidate.declaredLength();
         }
         for (const int index : indexes) {
@@ -177,17 +171,18 @@ bool refused(const Rule &rule, Reply &reply, FaultKind fault)
 model_Protocoldata makeReply(rules::Model model, const model_Protocoldata &command)
 {
     model_Protocoldata reply = command;
-    if (const Rule *rule = rules::ruleFor(model, command.ucHead[1], command.ucHead[2])) {
-        apply(acceptedReply(*rule, rules::viewOf(command)), reply);
+    const Rule &rule = rules::rulesOf(model).ruleFor(command.ucHead[1], command.ucHead[2]);
+    if (!rule.empty()) {
+        apply(acceptedReply(rule, rules::viewOf(command)), reply);
     }
     return reply;
 }
 
 std::optional<model_Protocoldata> withFault(rules::Model model, const model_Protocoldata &reply, FaultKind fault)
 {
-    const Rule *rule = rules::ruleFor(model, reply.ucHead[1], reply.ucHead[2]);
+    const Rule &rule = rules::rulesOf(model).ruleFor(reply.ucHead[1], reply.ucHead[2]);
     Reply view = rules::viewOf(reply);
-    if (rule == nullptr || !refused(*rule, view, fault)) {
+    if (rule.empty() || !refused(rule, view, fault)) {
         return std::nullopt;
     }
     model_Protocoldata faulty = reply;

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 #include <model/model_protocoldata.h>
 #include <testkit/fault_kind.h>
 

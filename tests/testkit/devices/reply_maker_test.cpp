@@ -76,7 +76,9 @@ protected:
         int visited = 0;
         for (int command = 0; command <= 0xFF; ++command) {
             for (int subCode = 0; subCode <= 0xFF; ++subCode) {
-                if (rules::ruleFor(model(), static_cast<quint8>(command), static_cast<quint8>(subCode)) != nullptr) {
+                if (!rules::rulesOf(model())
+                         .ruleFor(static_cast<quint8>(command), static_cast<quint8>(subCode))
+                         .empty()) {
                     visit(command, subCode);
                     ++visited;
                 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 
 #include "listing.h"
 

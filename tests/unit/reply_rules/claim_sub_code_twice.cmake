@@ -1,5 +1,5 @@
 # Doubles the first row of a table of the library and expects the compiler to refuse it.
-#   cmake -DCXX=c++ -DTABLE=reply_rules_a2.cpp -DINCLUDE=src -DWORK=folder -P this_file
+#   cmake -DCXX=c++ -DTABLE=table_a2.cpp -DINCLUDE=src -DWORK=folder -P this_file
 file(READ ${TABLE} text)
 string(REGEX MATCH "\n    Row{[^\n]*}," row "${text}")
 if(row STREQUAL "")

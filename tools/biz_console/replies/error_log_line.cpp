@@ -3,7 +3,7 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QLocale>
 
-#include <biz_cmdswork/error_log_model_names_p.h>
+#include <biz_cmdswork/reply_rules/error_log_model_names_p.h>
 
 namespace biz::console {
 

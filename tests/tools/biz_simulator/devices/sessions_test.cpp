@@ -67,15 +67,14 @@ TEST_P(ModelSession, IsForItsModel)
 TEST_P(ModelSession, CoversEveryRuleOfItsTable)
 {
     std::set<const rules::Row *> covered;
-    const rules::ModelTable own = rules::tableOf(GetParam().model);
+    const rules::ModelRules &own = rules::rulesOf(GetParam().model);
     for (const QJsonValue &command : commands) {
         const model_Protocoldata record = recordOf(command.toObject());
-        covered.insert(own.table->find(record.ucHead[1], record.ucHead[2]));
+        covered.insert(&own.table->rowOf(record.ucHead[1], record.ucHead[2]));
     }
-    for (std::size_t i = 0; i < own.table->rowCount; ++i) {
-        const rules::Row &row = own.table->rows[i];
-        EXPECT_TRUE(row.rules[own.column].empty() || covered.count(&row) == 1)
-            << "row " << i << ", command 0x" << std::hex << int{row.command};
+    for (const rules::Row &row : *own.table) {
+        EXPECT_TRUE(own.ruleOf(row).empty() || covered.count(&row) == 1)
+            << "row " << &row - own.table->begin() << ", command 0x" << std::hex << int{row.command};
     }
 }
 

@@ -1,4 +1,4 @@
-#include <biz_cmdswork/reply_rules_p.h>
+#include <biz_cmdswork/reply_rules/models_p.h>
 
 namespace biz::rules {
 

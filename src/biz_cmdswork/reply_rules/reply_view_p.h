@@ -1,7 +1,7 @@
-#ifndef BIZ_REPLY_VIEW_P_H
-#define BIZ_REPLY_VIEW_P_H
+#ifndef BIZ_REPLY_RULES_REPLY_VIEW_P_H
+#define BIZ_REPLY_RULES_REPLY_VIEW_P_H
 
-#include <biz_cmdswork/reply_rule_p.h>
+#include <biz_cmdswork/reply_rules/reply_p.h>
 #include <model/model_protocoldata.h>
 
 namespace biz::rules {
