@@ -15,12 +15,15 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** No longer than a timer can run. */
+/**
+ * No longer than a timer can run. Drawn from the clock, whose nanoseconds no two processes share: where a test's clock
+ * stands in for it, the same run comes again.
+ */
 milliseconds withJitter(milliseconds interval)
 {
     constexpr milliseconds longest{std::numeric_limits<int>::max()};
-    const double share =
-        timing::reconnectJitterPercent / 100.0 * (2 * QRandomGenerator::global()->generateDouble() - 1);
+    QRandomGenerator random(static_cast<quint32>(Clock::now().time_since_epoch().count()));
+    const double share = timing::reconnectJitterPercent / 100.0 * (2 * random.generateDouble() - 1);
     return std::min(milliseconds(std::lround(static_cast<double>(interval.count()) * (1 + share))), longest);
 }
 
