@@ -12,6 +12,7 @@ fresh_copy() {
     mkdir -p "$copy/tests"
     cp -r "$tree/src" "$copy/src"
     cp -r "$tree/host" "$copy/host"
+    cp -r "$tree/testkit" "$copy/testkit"
     cp -r "$tree/tests/support" "$copy/tests/support"
 }
 
@@ -50,6 +51,7 @@ expect_finding 'which does not lie below' host/src/wire/cobs.cpp '#include <comm
 expect_finding 'which does not lie below' host/src/timing_p.h '#include <wire/cobs_p.h>'
 expect_finding 'which does not lie below' host/src/osd/osd_loops.cpp '#include <device/device_loops_p.h>'
 expect_finding 'which does not lie below' host/src/device/device_loops.cpp '#include <osd/osd_loops_p.h>'
+expect_finding 'which does not lie below' testkit/src/faults/fault_plan.cpp '#include <devices/answer_p.h>'
 expect_finding 'no place among the floors' host/src/attic/old_p.h '#include <memory>'
 fresh_copy
 touch "$copy"/host/src/loops/more_{1..16}_p.h

@@ -4,7 +4,8 @@
 #include <devices/answer_p.h>
 #include <devices/device_settings_p.h>
 #include <devices/event_log_p.h>
-#include <devices/transport_p.h>
+#include <faults/fault_plan_p.h>
+#include <lines/transport_p.h>
 #include <testkit/device_tally.h>
 
 namespace biz::testkit {
@@ -29,6 +30,11 @@ public:
     QString url() const { return m_transport->url(); }
     QString errorString() const { return m_transport->errorString(); }
     const DeviceTally &tally() const { return m_tally; }
+
+    /** From the next command on. */
+    void setDelay(int delayMs) { m_settings.delayMs = delayMs; }
+
+    FaultPlan &plan() { return m_plan; }
 
 Q_SIGNALS:
     /** Hosts reach it at another url() from now on. */

@@ -82,6 +82,25 @@ bool PlayedOsdDevices::listen()
     return false;
 }
 
+bool PlayedOsdDevices::addFault(const ScriptEntry &entry)
+{
+    if (!m_settings.plays(entry.device)) {
+        return false;
+    }
+    m_devices[placeOf(entry.device)].plan.add(entry);
+    return true;
+}
+
+int PlayedOsdDevices::receptionsOf(const QString &address) const
+{
+    return m_settings.plays(address) ? m_devices[placeOf(address)].plan.receptions() : 0;
+}
+
+std::size_t PlayedOsdDevices::placeOf(const QString &address) const
+{
+    return QHostAddress(address).toIPv4Address() - m_settings.first;
+}
+
 bool PlayedOsdDevices::bindAll(quint16 port)
 {
     m_port = port;

@@ -8,8 +8,8 @@
 
 #include <devices/device_settings_p.h>
 #include <devices/event_log_p.h>
-#include <devices/osd_network_p.h>
 #include <faults/fault_plan_p.h>
+#include <lines/osd_network_p.h>
 #include <model/model_osdparam.h>
 #include <testkit/device_tally.h>
 
@@ -36,6 +36,15 @@ public:
     QString errorString() const { return m_error; }
     const DeviceTally &tally() const { return m_tally; }
 
+    /** From the next command on. */
+    void setDelay(int delayMs) { m_settings.delayMs = delayMs; }
+
+    /** One entry more for the device that it names; false: there is no such device. */
+    bool addFault(const ScriptEntry &entry);
+
+    /** How many commands the device has received. */
+    int receptionsOf(const QString &address) const;
+
 Q_SIGNALS:
     /** An address has been taken by somebody else while its device had vanished; it tries on. */
     void cannotReturn(const QString &why);
@@ -52,6 +61,7 @@ private:
         QDeadlineTimer darkUntil; ///< the end of a blackout
     };
 
+    std::size_t placeOf(const QString &address) const;
     bool bindAll(quint16 port);
     void unbindAll();
     bool bind(Device &device, quint16 port);

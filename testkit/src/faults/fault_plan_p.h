@@ -34,6 +34,9 @@ public:
     /** Counts one received command and says what goes wrong with it; none: nothing. */
     std::optional<Fault> next(CommandCode code);
 
+    /** One entry more, behind those of the script. */
+    void add(const ScriptEntry &entry) { m_script.append({entry}); }
+
     /** How many commands have been received. */
     int receptions() const { return m_receptions; }
 

@@ -1,4 +1,4 @@
-#include <devices/osd_network_p.h>
+#include <lines/osd_network_p.h>
 
 namespace biz::testkit {
 

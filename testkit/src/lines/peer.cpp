@@ -1,4 +1,4 @@
-#include <devices/peer_p.h>
+#include <lines/peer_p.h>
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <devices/transport_p.h>
+#include <lines/transport_p.h>
 
 namespace biz::testkit {
 

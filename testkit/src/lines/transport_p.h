@@ -1,7 +1,7 @@
 #ifndef BIZ_TESTKIT_TRANSPORT_P_H
 #define BIZ_TESTKIT_TRANSPORT_P_H
 
-#include <devices/peer_p.h>
+#include <lines/peer_p.h>
 
 namespace biz::testkit {
 

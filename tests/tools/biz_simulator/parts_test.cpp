@@ -9,10 +9,10 @@
 #include <biz_simulator/options/device_file.h>
 #include <common/errors.h>
 #include <common/json_reader.h>
-#include <devices/peer_p.h>
 #include <faults/fault_plan_p.h>
 #include <faults/wire_faults_p.h>
 #include <host/wait_for.h>
+#include <lines/peer_p.h>
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <QtNetwork/QUdpSocket>
 
-#include <devices/osd_network_p.h>
+#include <lines/osd_network_p.h>
 
 namespace biz::simulator {
 

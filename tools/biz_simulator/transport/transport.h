@@ -4,7 +4,7 @@
 #include <memory>
 
 #include <biz_simulator/transport/listen_address.h>
-#include <devices/transport_p.h>
+#include <lines/transport_p.h>
 
 namespace biz::simulator {
 

@@ -1,0 +1,106 @@
+#include <testkit/simulated_device.h>
+
+#include <stdexcept>
+
+#include <devices/played_device_p.h>
+#include <simulated/link_transport_p.h>
+#include <simulated/simulated_link_p.h>
+
+namespace biz::testkit {
+
+namespace {
+
+DeviceSettings settingsOf(const QString &model, const FaultSettings &faults)
+{
+    DeviceSettings settings;
+    if (!readModel(model, &settings.model, &settings.name)) {
+        throw std::invalid_argument(QStringLiteral("\"%1\" is no model: expected one of %2")
+                                        .arg(model, modelNames().join(QStringLiteral(", ")))
+                                        .toStdString());
+    }
+    settings.label = settings.name;
+    settings.faults = faults;
+    return settings;
+}
+
+} // namespace
+
+class SimulatedDevice::Private
+{
+public:
+    Private(const QString &model, const FaultSettings &faults)
+        : transport(new LinkTransport)
+        , device(settingsOf(model, faults), std::unique_ptr<Transport>(transport), log)
+    {
+        device.listen();
+    }
+
+    EventLog log{false};
+    LinkTransport *const transport; ///< the device's
+    PlayedDevice device;
+    QVector<model_Protocoldata> commands;
+};
+
+SimulatedDevice::SimulatedDevice(const QString &model, const FaultSettings &faults, QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(model, faults))
+{
+    connect(&d->device, &PlayedDevice::commandReceived, this, [this](const model_Protocoldata &command) {
+        d->commands.append(command);
+        Q_EMIT commandReceived(command);
+    });
+}
+
+SimulatedDevice::~SimulatedDevice() = default;
+
+std::unique_ptr<host::DeviceLink> SimulatedDevice::makeLink()
+{
+    return std::make_unique<SimulatedLink>(d->transport);
+}
+
+void SimulatedDevice::setCodec(MakeCodec makeCodec)
+{
+    d->transport->setCodec(std::move(makeCodec));
+}
+
+void SimulatedDevice::setReplyDelay(std::chrono::milliseconds delay)
+{
+    d->device.setDelay(static_cast<int>(delay.count()));
+}
+
+void SimulatedDevice::failNext(FaultKind kind, int times)
+{
+    for (int i = 1; i <= times; ++i) {
+        ScriptEntry entry;
+        entry.reception = d->device.plan().receptions() + i;
+        entry.fault = kind;
+        addFault(entry);
+    }
+}
+
+void SimulatedDevice::addFault(const ScriptEntry &entry)
+{
+    d->device.plan().add(entry);
+}
+
+void SimulatedDevice::setPower(bool on)
+{
+    d->transport->setPower(on);
+}
+
+bool SimulatedDevice::hasPower() const
+{
+    return d->transport->hasPower();
+}
+
+const QVector<model_Protocoldata> &SimulatedDevice::commands() const
+{
+    return d->commands;
+}
+
+DeviceTally SimulatedDevice::tally() const
+{
+    return d->device.tally();
+}
+
+} // namespace biz::testkit

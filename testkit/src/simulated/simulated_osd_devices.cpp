@@ -1,0 +1,112 @@
+#include <testkit/simulated_osd_devices.h>
+
+#include <limits>
+#include <stdexcept>
+
+#include <devices/played_osd_devices_p.h>
+#include <simulated/osd_lan_p.h>
+#include <simulated/simulated_transport_p.h>
+
+namespace biz::testkit {
+
+namespace {
+
+OsdSettings settingsOf(const QString &firstAddress, int count, const FaultSettings &faults)
+{
+    const QHostAddress first(firstAddress);
+    OsdSettings settings;
+    settings.first = first.toIPv4Address();
+    settings.count = count;
+    settings.faults = faults;
+    const quint64 end = quint64{settings.first} + static_cast<quint64>(count);
+    if (first.protocol() != QAbstractSocket::IPv4Protocol || count < 1 || end > std::numeric_limits<quint32>::max()) {
+        throw std::invalid_argument(
+            QStringLiteral("no row of %1 devices begins with \"%2\": expected an IPv4 address like 10.0.0.1")
+                .arg(QString::number(count), firstAddress)
+                .toStdString());
+    }
+    return settings;
+}
+
+} // namespace
+
+class SimulatedOsdDevices::Private
+{
+public:
+    explicit Private(const OsdSettings &settingsOfRow)
+        : settings(settingsOfRow)
+        , lan(new OsdLan)
+        , devices(settings, std::unique_ptr<OsdNetwork>(lan), log)
+    {
+        devices.listen();
+    }
+
+    const OsdSettings settings;
+    EventLog log{false};
+    OsdLan *const lan; ///< the devices'
+    PlayedOsdDevices devices;
+    QVector<ReceivedOsdCommand> commands;
+};
+
+SimulatedOsdDevices::SimulatedOsdDevices(const QString &firstAddress, int count, const FaultSettings &faults,
+                                         QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(settingsOf(firstAddress, count, faults)))
+{
+    connect(&d->devices, &PlayedOsdDevices::commandReceived, this,
+            [this](const QString &device, const model_OsdParam &command) {
+                d->commands.append({device, command});
+                Q_EMIT commandReceived(device, command);
+            });
+}
+
+SimulatedOsdDevices::~SimulatedOsdDevices() = default;
+
+std::unique_ptr<host::DatagramTransport> SimulatedOsdDevices::makeTransport()
+{
+    return std::make_unique<SimulatedTransport>(d->lan);
+}
+
+QStringList SimulatedOsdDevices::addresses() const
+{
+    QStringList all;
+    for (int i = 0; i < d->settings.count; ++i) {
+        all << QHostAddress(d->settings.first + static_cast<quint32>(i)).toString();
+    }
+    return all;
+}
+
+void SimulatedOsdDevices::setReplyDelay(std::chrono::milliseconds delay)
+{
+    d->devices.setDelay(static_cast<int>(delay.count()));
+}
+
+void SimulatedOsdDevices::failNext(const QString &device, FaultKind kind, int times)
+{
+    for (int i = 1; i <= times; ++i) {
+        ScriptEntry entry;
+        entry.device = device;
+        entry.reception = d->devices.receptionsOf(device) + i;
+        entry.fault = kind;
+        addFault(entry);
+    }
+}
+
+void SimulatedOsdDevices::addFault(const ScriptEntry &entry)
+{
+    if (!d->devices.addFault(entry)) {
+        throw std::invalid_argument(QStringLiteral("\"%1\" is none of the devices").arg(entry.device).toStdString());
+    }
+}
+
+const QVector<ReceivedOsdCommand> &SimulatedOsdDevices::commands() const
+{
+    return d->commands;
+}
+
+DeviceTally SimulatedOsdDevices::tally() const
+{
+    return d->devices.tally();
+}
+
+} // namespace biz::testkit
