@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <interleavings/choosers.h>
+#include <interleavings/choosers/choosers.h>
 #include <interleavings/situations/stage.h>
 
 namespace biz::interleavings {

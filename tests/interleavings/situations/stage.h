@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include <interleavings/choosers.h>
+#include <interleavings/choosers/choosers.h>
 #include <scenario/scheduler.h>
 
 namespace biz::interleavings {

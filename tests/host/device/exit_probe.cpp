@@ -5,7 +5,7 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>
 
-#include "device/fake_link.h"
+#include "fake_link.h"
 #include <host/device_host.h>
 #include <host/osd_host.h>
 

@@ -1,4 +1,4 @@
-#include <interleavings/choosers.h>
+#include <interleavings/choosers/choosers.h>
 
 #include <algorithm>
 #include <cmath>
