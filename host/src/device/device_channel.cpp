@@ -115,4 +115,10 @@ std::vector<model_Protocoldata> pushReply(const model_Protocoldata &reply, const
     return dropped;
 }
 
+void tryLockForGood()
+{
+    static_cast<void>(biz_CMDSWork::HexCmdlock.try_lock());
+    static_cast<void>(biz_CMDSWork::receiveHexCmdlock.try_lock());
+}
+
 } // namespace biz::host::device_channel

@@ -42,6 +42,12 @@ using IsAnswer = std::function<bool(quint32 tag)>;
  */
 std::vector<model_Protocoldata> pushReply(const model_Protocoldata &reply, const IsAnswer &isAnswer);
 
+/**
+ * For the end of the process, when the loops were given no time to return: takes both locks and keeps them, so that a
+ * loop waits there and meets no destroyed queue; unless a loop holds them, in which it may hang for ever.
+ */
+void tryLockForGood();
+
 } // namespace biz::host::device_channel
 
 #endif

@@ -51,8 +51,11 @@ void DeviceLoops::connectWorker()
 void DeviceLoops::endWithProcess()
 {
     tellToReturn();
-    join(Clock::now() + timing::processEndGrace);
+    const QStringList slow = join(Clock::now() + timing::processEndGrace);
     inbox().detach();
+    if (!slow.isEmpty()) {
+        device_channel::tryLockForGood();
+    }
 }
 
 } // namespace biz::host

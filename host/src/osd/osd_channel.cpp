@@ -66,4 +66,10 @@ void lockForGood()
     biz_Osd_CMDSWork::HexCmdlock.lock();
 }
 
+void tryLockForGood()
+{
+    static_cast<void>(biz_Osd_CMDSWork::HexCmdlock.try_lock());
+    static_cast<void>(biz_Osd_CMDSWork::receiveHexCmdlock.try_lock());
+}
+
 } // namespace biz::host::osd_channel

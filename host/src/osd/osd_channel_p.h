@@ -37,6 +37,12 @@ void dropReplies();
  */
 void lockForGood();
 
+/**
+ * The same for loops that were given no time to return: both locks are kept, unless a loop holds them, in which it may
+ * hang for ever.
+ */
+void tryLockForGood();
+
 } // namespace biz::host::osd_channel
 
 #endif

@@ -62,6 +62,8 @@ void OsdLoops::endWithProcess()
     const QStringList slow = join(Clock::now() + timing::processEndGrace);
     if (slow.isEmpty()) {
         osd_channel::lockForGood();
+    } else {
+        osd_channel::tryLockForGood();
     }
 }
 
