@@ -223,6 +223,59 @@ TEST_F(LinkSupervisorTest, AWriteThatThrowsHasFailedAndItsTextIsKept)
     EXPECT_EQ(supervisor.writeProblem(), QString());
 }
 
+TEST_F(LinkSupervisorTest, ALinkThatThrowsInEveryCallHarmsNobody)
+{
+    startUp();
+    link->throwsEverywhere = true;
+    EXPECT_FALSE(supervisor.mayWrite());
+    EXPECT_FALSE(supervisor.write("frame"));
+    supervisor.discardHeld();
+    EXPECT_EQ(supervisor.bytesHeld(), 0);
+    supervisor.stop();
+    EXPECT_EQ(told.last(), QStringLiteral("Closed"));
+    link->throwsEverywhere = false;
+    supervisor.start();
+    EXPECT_TRUE(waitForUp());
+}
+
+TEST_F(LinkSupervisorTest, ASilentLinkThatThrowsInItsCloseIsLost)
+{
+    supervisor.setSilenceLimit(200ms);
+    startUp();
+    holdAll();
+    ASSERT_TRUE(supervisor.write("frame"));
+    link->throwsInClose = true;
+    ASSERT_TRUE(waitForLosses(1));
+    EXPECT_EQ(losses.first().error, Error::LinkSilent);
+    EXPECT_TRUE(waitForUp());
+}
+
+TEST_F(LinkSupervisorTest, ALinkThatIsStoppedWithinItsOwnCloseOfASilenceStaysStopped)
+{
+    supervisor.setSilenceLimit(200ms);
+    startUp();
+    holdAll();
+    link->tellsOfItsOwnClose = true;
+    link->endsToDiscard = false;
+    QObject::connect(link, &DeviceLink::closed, link, [this] { supervisor.stop(); });
+    ASSERT_TRUE(supervisor.write("frame"));
+    ASSERT_TRUE(waitFor([this] { return supervisor.status().state == LinkState::Closed; }));
+    EXPECT_FALSE(waitForLosses(1, 50));
+    EXPECT_EQ(told, QStringList{"Closed"});
+}
+
+TEST_F(LinkSupervisorTest, ALinkThatIsTakenAwayWhileItDiscardsIsNotAskedAgain)
+{
+    startUp();
+    holdAll();
+    ASSERT_TRUE(supervisor.write("frame"));
+    waitFor([] { return false; }, 300); // long enough for the bytes to be thrown away at once
+    QObject::connect(link, &DeviceLink::closed, link, [this] { supervisor.setLink(nullptr); });
+    supervisor.discardHeld();
+    EXPECT_EQ(supervisor.link(), nullptr);
+    EXPECT_FALSE(waitFor([this] { return supervisor.status().state != LinkState::Closed; }, 50));
+}
+
 TEST_F(LinkSupervisorTest, NothingIsWrittenWhileTheLinkIsNotUp)
 {
     EXPECT_FALSE(supervisor.write("too soon"));

@@ -21,6 +21,8 @@ public:
     bool isFull = false;
     bool endsToDiscard = true;       ///< as TCP does; a serial line stays open
     bool tellsOfItsOwnClose = false; ///< against the rule
+    bool throwsEverywhere = false;
+    bool throwsInClose = false;
     std::function<bool(const QByteArray &)> inWrite = [](const QByteArray &) {
         return true;
     };
@@ -43,6 +45,10 @@ public:
     void close() override
     {
         m_open = false;
+        mayThrow();
+        if (throwsInClose) {
+            throw 1;
+        }
         if (tellsOfItsOwnClose) {
             Q_EMIT closed(QStringLiteral("closed on request"));
         }
@@ -52,15 +58,25 @@ public:
 
     bool write(const QByteArray &bytes) override
     {
+        mayThrow();
         written += bytes;
         return inWrite(bytes);
     }
 
-    bool canWrite() const override { return m_open && !isFull; }
-    qint64 bytesHeld() const override { return held; }
+    bool canWrite() const override
+    {
+        mayThrow();
+        return m_open && !isFull;
+    }
+    qint64 bytesHeld() const override
+    {
+        mayThrow();
+        return held;
+    }
 
     void discard() override
     {
+        mayThrow();
         ++discards;
         held = 0;
         if (endsToDiscard) {
@@ -78,6 +94,13 @@ public:
     }
 
 private:
+    void mayThrow() const
+    {
+        if (throwsEverywhere) {
+            throw std::runtime_error("the driver is gone");
+        }
+    }
+
     void finishOpening()
     {
         if (opening == Opening::Fails) {

@@ -16,7 +16,8 @@ namespace biz::host {
  *
  * A link lives on its host's thread and is owned by the host. It never blocks: open() returns at
  * once, and opened() or closed() follows. It does not reconnect by itself: its host opens it again.
- * Its signals may be emitted inside of its own calls. A write() that throws counts as one that failed.
+ * Its signals may be emitted inside of its own calls. A call that throws counts as one that failed; one of bytesHeld()
+ * as 0, and one of canWrite() as false.
  */
 class BIZ_HOST_EXPORT DeviceLink : public QObject
 {

@@ -219,7 +219,7 @@ int UdpDatagramTransport::sendThrough(Group &group, const SocketAddress &to, con
     const int error = group.socket->send(to, datagram);
     if (error == EAGAIN) {
         waitForRoom(group, true);
-    } else if (error == ENOBUFS) {
+    } else if (error == ENOBUFS && !m_retry.isActive()) {
         m_retry.start(); // the system itself is full, and tells nobody when it is no longer
     }
     return error;

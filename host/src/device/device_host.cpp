@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <QtCore/QScopedValueRollback>
+
 #include <device/device_channel_p.h>
 #include <loops/process_end_p.h>
 
@@ -111,6 +113,9 @@ void DeviceHost::setPipelined(bool on)
 
 bool DeviceHost::setDefaultWaitTime(int milliseconds)
 {
+    if (!d->isValid()) {
+        return false; // error() has said why since the host was made
+    }
     if (milliseconds < 1) {
         return d->refusal.refuse(Error::OutOfRange,
                                  QStringLiteral("the default wait is %1 ms, 1 or more is needed").arg(milliseconds));
@@ -121,6 +126,9 @@ bool DeviceHost::setDefaultWaitTime(int milliseconds)
 
 bool DeviceHost::setSettleTime(int milliseconds)
 {
+    if (!d->isValid()) {
+        return false; // error() has said why since the host was made
+    }
     if (milliseconds < 0) {
         return d->refusal.refuse(Error::OutOfRange,
                                  QStringLiteral("the settle time is %1 ms, 0 or more is needed").arg(milliseconds));
@@ -175,6 +183,9 @@ LinkStatus DeviceHost::linkStatus() const
 
 bool DeviceHost::setReconnectInterval(int milliseconds)
 {
+    if (!d->isValid()) {
+        return false; // error() has said why since the host was made
+    }
     if (milliseconds < 0) {
         return d->refusal.refuse(
             Error::OutOfRange,
@@ -196,7 +207,10 @@ void DeviceHost::setMayWrite(MayWrite mayWrite)
 
 bool DeviceHost::Private::mayChange(const QString &what)
 {
-    return !isStarted ||
+    if (!m_isMine) {
+        return false; // error() has said why since the host was made
+    }
+    return (!isStarted && !m_isStopping) ||
            refusal.refuse(Error::AlreadyRunning, QStringLiteral("%1 cannot be changed while the host runs").arg(what));
 }
 
@@ -225,6 +239,9 @@ bool DeviceHost::Private::start()
     if (isStarted) {
         return refusal.refuse(Error::AlreadyRunning, QStringLiteral("the host runs already"));
     }
+    if (m_isStopping) {
+        return refusal.refuse(Error::LoopsStillRunning, QStringLiteral("the host is being stopped"));
+    }
     if (link.link() == nullptr) {
         return refusal.refuse(Error::NoLink, QStringLiteral("the host has no link"));
     }
@@ -246,6 +263,11 @@ bool DeviceHost::Private::start()
 StopReport DeviceHost::Private::stop(TimePoint deadline)
 {
     StopReport report;
+    // What is an application's own, a link, may call back while it is closed.
+    if (m_isStopping) {
+        return report;
+    }
+    const QScopedValueRollback<bool> stopping(m_isStopping, true);
     DeviceLoops &loops = DeviceLoops::instance();
     if (isStarted) {
         isStarted = false;

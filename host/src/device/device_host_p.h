@@ -38,6 +38,7 @@ private:
     DeviceHost *const m_host;
     const bool m_isMine; ///< the channel
     HostSignals<DeviceHost> m_signals;
+    bool m_isStopping = false;
     InboxReceiver m_receiver;
     bool m_isSkipping = false;
     bool m_isQueueSizeDue = false;

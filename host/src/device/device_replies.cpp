@@ -57,10 +57,15 @@ void DeviceReplies::feed(const model_Protocoldata &reply)
 /** What it was has been told when it came, unless it waited for the channel to judge the first. */
 void DeviceReplies::onDropped(model_Protocoldata reply)
 {
-    if (const auto origin = takeFed(&m_further, reply.nTag)) {
+    // Those that were fed before it may have been accepted already, and wait to be looked at.
+    const auto fed = std::find_if(m_further.begin(), m_further.end(),
+                                  [&reply](const FedReply &further) { return further.number == reply.nTag; });
+    if (fed != m_further.end()) {
+        const Ticket ticket = fed->ticket;
+        m_further.erase(fed);
         reply.nTag = 0;
         m_commands->count([](Statistics &totals) { ++totals.duplicate; });
-        m_signals->post(&DeviceHost::duplicate, origin->ticket, reply);
+        m_signals->post(&DeviceHost::duplicate, ticket, reply);
     }
 }
 

@@ -173,7 +173,7 @@ void DeviceTraffic::onResend(DeviceCommand &command, const DeviceMessage &messag
         command.history.note(QStringLiteral("not resent: its reply had been accepted"));
     } else if (message.at <= command.writtenAt) {
         command.history.note(QStringLiteral("not resent: the resend was due before the first copy had been written"));
-    } else if (command.isWritten && m_link->link()->bytesHeld() > 0) {
+    } else if (command.isWritten && m_link->bytesHeld() > 0) {
         command.history.note(QStringLiteral("not resent: the first copy had not left this machine"));
     } else if (!m_link->mayWrite()) {
         command.history.note(QStringLiteral("not resent: the link could not take it"));

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QScopedValueRollback>
 
 #include <logging_p.h>
 
@@ -37,6 +38,16 @@ QString exceptionOf(const std::function<void()> &call)
         return QString::fromLocal8Bit(thrown.what());
     } catch (...) {
         return QStringLiteral("an exception without a text");
+    }
+}
+
+/** A link that throws is not to end the host: what it throws is logged. */
+template<typename Call>
+void callGuarded(const Call &call)
+{
+    const QString thrown = exceptionOf(call);
+    if (!thrown.isEmpty()) {
+        qCWarning(hostLog).noquote() << "the link has thrown:" << thrown;
     }
 }
 
@@ -94,14 +105,10 @@ void LinkSupervisor::stop()
     if (m_status.state == LinkState::Closed) {
         return;
     }
-    stopTimers();
-    listen(false);
-    if (m_link->bytesHeld() > 0) {
-        m_link->discard();
+    if (discardAndClose()) {
+        m_status.attempts = 0;
+        enter(LinkState::Closed);
     }
-    m_link->close();
-    m_status.attempts = 0;
-    enter(LinkState::Closed);
 }
 
 const LinkStatus &LinkSupervisor::status() const
@@ -167,18 +174,33 @@ QString LinkSupervisor::writeProblem() const
 
 bool LinkSupervisor::mayWrite() const
 {
-    return isUp() && !m_discarding.isActive() && m_link->canWrite();
+    bool hasRoom = false;
+    if (isUp() && !m_discarding.isActive()) {
+        callGuarded([&] { hasRoom = m_link->canWrite(); });
+    }
+    return hasRoom;
+}
+
+qint64 LinkSupervisor::bytesHeld() const
+{
+    qint64 held = 0;
+    callGuarded([&] { held = m_link->bytesHeld(); });
+    return held;
 }
 
 void LinkSupervisor::discardHeld()
 {
-    if (isUp() && !m_discarding.isActive() && m_link->bytesHeld() > 0) {
-        m_discardAskedAt = Clock::now();
-        const qint64 held = m_link->bytesHeld();
-        noteLeft(held);
-        if (isDiscardDue()) {
-            throwAway(held); // before anybody is told of the command's end
-        }
+    if (!isUp() || m_discarding.isActive()) {
+        return;
+    }
+    const qint64 held = bytesHeld();
+    if (held == 0) {
+        return;
+    }
+    m_discardAskedAt = Clock::now();
+    noteLeft(held);
+    // At once where it is due, before anybody is told of the command's end.
+    if (!isDiscardDue() || throwAway(held)) {
         m_discarding.start(0);
     }
 }
@@ -325,7 +347,7 @@ void LinkSupervisor::noteWritten(qint64 size)
 
 void LinkSupervisor::lookAtHeld()
 {
-    const qint64 held = m_link->bytesHeld();
+    const qint64 held = bytesHeld();
     if (held == 0) {
         m_watching.stop();
         return;
@@ -351,18 +373,17 @@ void LinkSupervisor::lookAtDiscarded()
         connectAnew();
         return;
     }
-    const qint64 held = m_link->bytesHeld();
+    const qint64 held = bytesHeld();
     noteLeft(held);
     if (held == 0) {
         m_discarding.stop();
         onWritable();
     } else if (isSilent()) {
         loseSilent();
-    } else if (isDiscardDue()) {
-        throwAway(held);
-        connectAnew();
-    } else {
+    } else if (!isDiscardDue()) {
         m_discarding.start(timing::discardCheckPeriod);
+    } else if (throwAway(held)) {
+        connectAnew();
     }
 }
 
@@ -398,23 +419,46 @@ QString LinkSupervisor::silence(qint64 held) const
 
 void LinkSupervisor::loseSilent()
 {
-    const QString reason = silence(m_link->bytesHeld());
-    stopTimers();
-    listen(false);
-    m_link->discard();
-    m_link->close();
+    const QString reason = silence(bytesHeld());
+    if (!discardAndClose()) {
+        return;
+    }
     m_status.attempts = 0;
     attemptLater(Clock::now());
     enter(LinkState::Lost, Error::LinkSilent, reason);
 }
 
-/** Tells nobody: connectAnew() follows. */
-void LinkSupervisor::throwAway(qint64 held)
+/** Tells nobody: connectAnew() follows, unless this returns false: a slot of the link's has led to another state. */
+bool LinkSupervisor::throwAway(qint64 held)
 {
+    const quint64 changes = m_changes;
     m_thrownAway = held;
     m_watching.stop();
     listen(false);
-    m_link->discard();
+    callGuarded([this] { m_link->discard(); });
+    return changes == m_changes;
+}
+
+/**
+ * Whoever hears of it from the link itself may stop, start or replace the link: the caller goes on only when this
+ * returns true.
+ */
+bool LinkSupervisor::discardAndClose()
+{
+    if (m_isClosing) {
+        return true;
+    }
+    const QScopedValueRollback<bool> closing(m_isClosing, true);
+    const quint64 changes = m_changes;
+    stopTimers();
+    listen(false);
+    if (bytesHeld() > 0) {
+        callGuarded([this] { m_link->discard(); });
+    }
+    if (changes == m_changes) {
+        callGuarded([this] { m_link->close(); });
+    }
+    return changes == m_changes;
 }
 
 /** The connection begins anew, also on a link that stays open: the other side has half a frame. No loss: commands wait.

@@ -63,6 +63,9 @@ public:
     /** Whether a command may be written now; writable() or up() follows a false. */
     bool mayWrite() const;
 
+    /** Bytes that the link holds; 0 where it throws. */
+    qint64 bytesHeld() const;
+
     /**
      * A command that had been written has ended without an answer: bytes that the link still holds when a
      * healthy peer would have acknowledged them are thrown away, within the call when that time is over. The link is
@@ -81,6 +84,7 @@ Q_SIGNALS:
 
 private:
     void listen(bool isOn);
+    [[nodiscard]] bool discardAndClose();
     void attempt();
     void attemptLater(TimePoint from);
     void onOpened();
@@ -101,7 +105,7 @@ private:
     std::chrono::milliseconds silenceLimit() const;
     QString silence(qint64 held) const;
     void loseSilent();
-    void throwAway(qint64 held);
+    [[nodiscard]] bool throwAway(qint64 held);
     void connectAnew();
     void loseWhileConnecting();
 
@@ -111,6 +115,7 @@ private:
     /** Counts what ends an emission: a slot may have stopped, and started again, meanwhile. */
     quint64 m_changes = 0;
     bool m_isOpening = false;
+    bool m_isClosing = false; ///< inside discardAndClose()
     TimePoint m_attemptedAt;
     QTimer m_reconnecting{this};
     std::chrono::milliseconds m_reconnectInterval = timing::reconnectInterval;

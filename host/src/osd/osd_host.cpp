@@ -1,5 +1,7 @@
 #include <osd/osd_host_p.h>
 
+#include <QtCore/QScopedValueRollback>
+
 #include <host/osd_datagram_codec.h>
 #include <loops/process_end_p.h>
 #include <osd/osd_channel_p.h>
@@ -85,6 +87,9 @@ QString OsdHost::errorString() const
 
 bool OsdHost::setDefaultWaitTime(int milliseconds)
 {
+    if (!d->isValid()) {
+        return false; // error() has said why since the host was made
+    }
     if (milliseconds < 1) {
         return d->refusal.refuse(Error::OutOfRange,
                                  QStringLiteral("the default wait is %1 ms, 1 or more is needed").arg(milliseconds));
@@ -148,7 +153,10 @@ bool OsdHost::setTransport(std::unique_ptr<DatagramTransport> transport)
 
 bool OsdHost::Private::mayChange(const QString &what)
 {
-    return !isStarted ||
+    if (!m_isMine) {
+        return false; // error() has said why since the host was made
+    }
+    return (!isStarted && !m_isStopping) ||
            refusal.refuse(Error::AlreadyRunning, QStringLiteral("%1 cannot be changed while the host runs").arg(what));
 }
 
@@ -177,6 +185,9 @@ bool OsdHost::Private::start()
     if (isStarted) {
         return refusal.refuse(Error::AlreadyRunning, QStringLiteral("the host runs already"));
     }
+    if (m_isStopping) {
+        return refusal.refuse(Error::LoopsStillRunning, QStringLiteral("the host is being stopped"));
+    }
     OsdLoops &loops = OsdLoops::instance();
     if (!loops.areRunning() && loops.begin() != Error::None) {
         return refusal.refuse(Error::CannotStartThread, QStringLiteral("the system gives no thread for a loop"));
@@ -194,6 +205,11 @@ bool OsdHost::Private::start()
 StopReport OsdHost::Private::stop()
 {
     StopReport report;
+    // What is an application's own, a transport, may call back while it is closed.
+    if (m_isStopping) {
+        return report;
+    }
+    const QScopedValueRollback<bool> stopping(m_isStopping, true);
     const bool wasStarted = std::exchange(isStarted, false);
     if (wasStarted) {
         traffic.end();

@@ -40,6 +40,7 @@ public:
 private:
     const bool m_isMine; ///< the channel
     HostSignals<OsdHost> m_signals;
+    bool m_isStopping = false;
     InboxReceiver m_receiver;
 
 public:

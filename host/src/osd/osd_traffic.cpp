@@ -1,5 +1,7 @@
 #include <osd/osd_traffic_p.h>
 
+#include <algorithm>
+
 #include <QtCore/QScopedValueRollback>
 
 #include <datagram/udp_datagram_transport_p.h>
@@ -187,11 +189,18 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
     }
 }
 
+/** One of each device waits at most; those of commands that have ended meanwhile are dropped now and then. */
 void OsdTraffic::holdBack(OsdCommand &command, const QString &problem)
 {
     if (command.lastProblem.isEmpty()) {
         command.lastProblem = QStringLiteral("it had to wait to be sent: ") + problem;
         command.history.note(command.lastProblem);
+    }
+    if (m_unwritten.size() > 2 * m_commands->devices().size()) {
+        const auto hasEnded = [this](Ticket unwritten) {
+            return m_commands->find(unwritten) == nullptr;
+        };
+        m_unwritten.erase(std::remove_if(m_unwritten.begin(), m_unwritten.end(), hasEnded), m_unwritten.end());
     }
     m_unwritten.push_back(command.ticket);
 }

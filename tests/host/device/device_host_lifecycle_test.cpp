@@ -258,6 +258,25 @@ TEST_F(DeviceHostLife, AResendIsNotTakenForTheFirstCopyOfACommandThatWasHandedOv
     EXPECT_NE(link->commands.front().ucHead[0], sequenceOfFirstTake);
 }
 
+TEST_F(DeviceHostLife, AStartWithinTheCloseOfItsLinkIsRefusedAndTheStopIsClean)
+{
+    start();
+    link->tellsOfClose = true;
+    int closes = 0;
+    QObject::connect(link, &DeviceLink::closed, host.get(), [&] {
+        ++closes;
+        EXPECT_FALSE(host->start());
+        EXPECT_EQ(host->error(), Error::LoopsStillRunning);
+        EXPECT_FALSE(host->setLink(std::make_unique<FakeLink>()));
+        EXPECT_TRUE(host->stop().clean());
+    });
+    EXPECT_TRUE(host->stop().clean());
+    EXPECT_EQ(closes, 1);
+    EXPECT_FALSE(host->isRunning());
+    link->tellsOfClose = false;
+    start();
+}
+
 TEST_F(DeviceHostLife, AHastyStopIsFollowedByAStartLikeAnyOther)
 {
     answerEverything();

@@ -30,7 +30,7 @@ TEST_F(DeviceHostObject, ASecondHostIsRefusedAndChangesNothing)
         EXPECT_FALSE(second.isValid());
         EXPECT_EQ(second.error(), Error::ChannelTaken);
         EXPECT_TRUE(second.errorString().contains("held")) << second.errorString().toStdString();
-        EXPECT_TRUE(second.setLink(std::make_unique<FakeLink>()));
+        EXPECT_FALSE(second.setLink(std::make_unique<FakeLink>()));
         EXPECT_FALSE(second.start());
         EXPECT_EQ(second.enqueue(command(longWaitMs)), 0U);
         EXPECT_EQ(second.error(), Error::ChannelTaken);
@@ -38,7 +38,10 @@ TEST_F(DeviceHostObject, ASecondHostIsRefusedAndChangesNothing)
         second.setDeviceType(-1);
         second.setPipelined(true);
         second.setWhileDown(WhileDown::Hold);
-        EXPECT_TRUE(second.setSettleTime(1));
+        EXPECT_FALSE(second.setSettleTime(1));
+        EXPECT_FALSE(second.setDefaultWaitTime(1));
+        EXPECT_FALSE(second.setReconnectInterval(1));
+        EXPECT_EQ(second.error(), Error::ChannelTaken);
         second.clear();
         second.setSkipping(true);
         EXPECT_TRUE(second.stop().clean());

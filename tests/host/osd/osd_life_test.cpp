@@ -29,6 +29,9 @@ TEST_F(OsdLife, ASecondHostIsRefusedAndChangesNothing)
         EXPECT_FALSE(second.isValid());
         EXPECT_EQ(second.error(), Error::ChannelTaken);
         EXPECT_TRUE(second.errorString().contains("held"));
+        EXPECT_FALSE(second.setPort(1));
+        EXPECT_FALSE(second.setDefaultWaitTime(1));
+        EXPECT_FALSE(second.setTransport(nullptr));
         EXPECT_FALSE(second.start());
         EXPECT_EQ(second.enqueue(command(one.ip, answeredWaitMs)), 0U);
         second.clear();
