@@ -46,8 +46,7 @@ DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> li
 {
     m_host.setDeviceType(m_session.deviceType);
     m_host.setPipelined(m_session.isPipelined);
-    // What waits when the link is lost is stopped with the run, or goes out when the link is back.
-    m_host.setWhileDown(host::WhileDown::Hold);
+    m_host.setWhileDown(plan.failsFast ? host::WhileDown::FailFast : host::WhileDown::Hold);
     connectHost();
     connectReplies();
 }

@@ -16,6 +16,7 @@ struct RunPlan
     int rounds = 1;          ///< how often; 0: until it is interrupted
     double perSecond = 0.0;  ///< commands given per second at most; 0: no limit
     bool reconnects = false; ///< a lost link is waited for, where it would end the run otherwise
+    bool failsFast = false;  ///< what waits when the link is lost is unreachable, not stopped with the run
 };
 
 /**

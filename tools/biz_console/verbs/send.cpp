@@ -178,7 +178,9 @@ int sendToDevice(const QCommandLineParser &parser, const Output &output)
     DeviceSession session = deviceSession(parser);
     obeyTraceOption(parser);
     obeyLogDirOption(parser);
-    DeviceRun run(std::move(session), std::move(link), RunPlan(), output.err);
+    RunPlan plan;
+    plan.failsFast = true;
+    DeviceRun run(std::move(session), std::move(link), plan, output.err);
     return play(run, parser, output);
 }
 

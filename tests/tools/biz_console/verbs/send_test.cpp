@@ -98,6 +98,8 @@ TEST_F(ConsoleSend, ADeviceThatCannotBeReachedIsStatusThree)
     RunningConsole console(sendArguments("tcp://127.0.0.1:1"));
     EXPECT_EQ(console.exitStatus(), 3);
     EXPECT_TRUE(console.errors().startsWith("biz_console: cannot reach tcp://127.0.0.1:1: "));
+    EXPECT_TRUE(console.output().startsWith("unreachable: the link is down: cannot reach tcp://127.0.0.1:1: "))
+        << qPrintable(console.output());
 }
 
 TEST_F(ConsoleSend, AnInterruptEndsItAtOnce)
