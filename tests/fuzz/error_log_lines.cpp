@@ -28,9 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
     for (const QByteArray &one : text.split('\n')) {
-        ErrorLogLine line;
-        if (readErrorLogLine(one, &line)) {
-            biz::fuzz::require(written(line) == one, "a line that is understood can be written again");
+        if (const auto line = readErrorLogLine(one)) {
+            biz::fuzz::require(written(*line) == one, "a line that is understood can be written again");
         }
     }
     return 0;

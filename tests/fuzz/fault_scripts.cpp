@@ -16,9 +16,19 @@ template<typename Reader>
 void read(Reader reader, const QByteArray &text)
 {
     try {
-        reader(text);
+        reader({QStringLiteral("input"), text});
     } catch (const biz::tools::InputError &refusal) {
         require(refusal.what()[0] != '\0', "a refused file is explained");
+    }
+}
+
+template<typename Reader>
+void readOption(Reader reader, const QByteArray &text)
+{
+    try {
+        reader(QString::fromUtf8(text));
+    } catch (const biz::tools::UsageError &refusal) {
+        require(refusal.what()[0] != '\0', "a refused option is explained");
     }
 }
 
@@ -30,13 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     read(readFaultScript, text);
     read(readDeviceFile, text);
 
-    QString error;
-    ScriptEntry entry;
-    require(readFaultOption(QString::fromUtf8(text), &entry, &error) || !error.isEmpty(),
-            "a refused option is explained");
-
-    error.clear();
-    FaultRate rate;
-    require(readFaultRate(QString::fromUtf8(text), &rate, &error) || !error.isEmpty(), "a refused rate is explained");
+    readOption(readFaultOption, text);
+    readOption(readFaultRate, text);
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "fuzz_target.h"
 
 #include <biz_console/session/session_reader.h>
+#include <common/errors.h>
 
 namespace {
 
@@ -13,7 +14,7 @@ template<typename Reader>
 void read(Reader reader, const QByteArray &text)
 {
     try {
-        reader(text);
+        reader({QStringLiteral("input"), text});
     } catch (const biz::tools::InputError &error) {
         biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
     }

@@ -7,6 +7,8 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/verbs/verbs.h>
 #include <common/errors.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 
 namespace {
 
@@ -23,14 +25,25 @@ constexpr Verb verbs[] = {
     {"rules", "MODEL", "prints a model's reply rules in words", runRules},
 };
 
-const Verb *verbNamed(const QString &name)
+QStringList verbNames()
+{
+    QStringList names{QStringLiteral("help")};
+    for (const Verb &verb : verbs) {
+        names.append(QString::fromLatin1(verb.name));
+    }
+    return names;
+}
+
+/** Throws UsageError. */
+const Verb &verbNamed(const QString &name)
 {
     for (const Verb &verb : verbs) {
         if (name == QLatin1String(verb.name)) {
-            return &verb;
+            return verb;
         }
     }
-    return nullptr;
+    throw biz::tools::UsageError(QStringLiteral("there is no command '%1'").arg(name) +
+                                 biz::tools::suggestionFor(name, verbNames()));
 }
 
 void printHelp(QTextStream &out)
@@ -45,9 +58,22 @@ void printHelp(QTextStream &out)
             << QString::fromLatin1(verb.arguments).leftJustified(argumentsWidth) << verb.purpose << '\n';
     }
     out << "\n"
-           "  biz_console COMMAND --help shows the options of a command; --version the version.\n\n"
+           "  biz_console help COMMAND shows the options of a command; --version the version.\n\n"
            "Exit status: 0 all as expected, 1 not all as expected, 2 bad usage or bad input,\n"
            "3 the device cannot be reached or closed the link.\n";
+}
+
+/** "help" alone, or "help VERB". */
+int help(const QStringList &arguments, const Output &output)
+{
+    if (arguments.isEmpty()) {
+        printHelp(output.out);
+        return AsExpected;
+    }
+    if (arguments.size() > 1) {
+        throw biz::tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
+    }
+    return verbNamed(arguments.first()).run({QStringLiteral("--help")}, output);
 }
 
 int dispatch(const QStringList &arguments, const Output &output)
@@ -56,19 +82,23 @@ int dispatch(const QStringList &arguments, const Output &output)
         throw biz::tools::UsageError(QStringLiteral("a command is missing"));
     }
     const QString &first = arguments.first();
-    if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
-        printHelp(output.out);
-        return AsExpected;
+    const QStringList rest = arguments.mid(1);
+    if (first == QLatin1String("--help") || first == QLatin1String("-h") || first == QLatin1String("help")) {
+        return help(rest, output);
     }
-    if (first == QLatin1String("--version") || first == QLatin1String("-v")) {
+    if ((first == QLatin1String("--version") || first == QLatin1String("-v")) && rest.isEmpty()) {
         printVersion(output.out);
         return AsExpected;
     }
-    const Verb *verb = verbNamed(first);
-    if (verb == nullptr) {
-        throw biz::tools::UsageError(QStringLiteral("there is no command '%1'").arg(first));
-    }
-    return verb->run(arguments.mid(1), output);
+    return verbNamed(first).run(rest, output);
+}
+
+/** Where the help is that a wrong command line needs: that of its verb, if it has one. */
+QString helpFor(const QStringList &arguments)
+{
+    const bool hasVerb = !arguments.isEmpty() && verbNames().mid(1).contains(arguments.first());
+    return QStringLiteral("Try 'biz_console %1--help'.\n")
+        .arg(hasVerb ? arguments.first() + QLatin1Char(' ') : QString());
 }
 
 } // namespace
@@ -76,15 +106,20 @@ int dispatch(const QStringList &arguments, const Output &output)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
     QTextStream out(stdout);
     QTextStream err(stderr);
     const Output output{out, err, isatty(STDOUT_FILENO) == 1};
     try {
-        return dispatch(QCoreApplication::arguments().mid(1), output);
+        return dispatch(arguments, output);
     } catch (const biz::tools::UsageError &error) {
-        err << "biz_console: " << error.text() << "\nTry 'biz_console --help'.\n";
+        err << "biz_console: " << error.text() << '\n' << helpFor(arguments);
+    } catch (const biz::tools::InputError &error) {
+        for (const QString &problem : error.problems()) {
+            err << "biz_console: " << problem << '\n';
+        }
     } catch (const std::exception &error) {
-        err << "biz_console: " << QString::fromUtf8(error.what()) << '\n';
+        err << "biz_console: " << biz::tools::shownText(QString::fromUtf8(error.what())) << '\n';
     }
     return BadInput;
 }

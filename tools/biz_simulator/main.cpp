@@ -15,7 +15,9 @@ enum ExitStatus { Success = 0, BadUsage = 2, CannotBind = 3 };
 
 int fail(ExitStatus status, const QString &message)
 {
-    writeLine(stderr, QStringLiteral("biz_simulator: ") + message);
+    for (const QString &line : message.split(QLatin1Char('\n'))) {
+        writeLine(stderr, QStringLiteral("biz_simulator: ") + line);
+    }
     return status;
 }
 

@@ -1,29 +1,40 @@
 #include <common/errors.h>
 
+#include <common/shown_text.h>
+
 namespace biz::tools {
 
 namespace {
 
-/** A null byte, which a name in a JSON text may hold, would end the message. */
-std::string withoutNullBytes(QString text)
+/** What is wrong is quoted, often from a file: it may hold whatever a file may hold. */
+QString linesOf(const QStringList &problems)
 {
-    return text.replace(QChar(u'\0'), QChar(QChar::ReplacementCharacter)).toStdString();
+    QStringList lines;
+    for (const QString &problem : problems) {
+        lines.append(shownText(problem));
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 } // namespace
 
 UsageError::UsageError(const QString &problem)
-    : std::runtime_error(withoutNullBytes(problem))
+    : std::runtime_error(shownText(problem).toStdString())
 {
 }
 
 InputError::InputError(const QString &problem)
-    : std::runtime_error(withoutNullBytes(problem))
+    : InputError(QStringList{problem})
 {
 }
 
 InputError::InputError(const QString &place, const QString &problem)
     : InputError(place + QStringLiteral(": ") + problem)
+{
+}
+
+InputError::InputError(const QStringList &problems)
+    : std::runtime_error(linesOf(problems).toStdString())
 {
 }
 

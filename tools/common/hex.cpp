@@ -23,9 +23,9 @@ int hexDigit(QChar character)
 
 } // namespace
 
-bool bytesFromHex(const QString &text, QByteArray *bytes)
+std::optional<QByteArray> bytesFromHex(const QString &text)
 {
-    bytes->clear();
+    QByteArray bytes;
     for (int i = 0; i < text.size(); ++i) {
         if (isBlank(text.at(i))) {
             continue;
@@ -33,12 +33,12 @@ bool bytesFromHex(const QString &text, QByteArray *bytes)
         const int high = hexDigit(text.at(i));
         const int low = i + 1 < text.size() ? hexDigit(text.at(i + 1)) : -1;
         if (high < 0 || low < 0) {
-            return false;
+            return std::nullopt;
         }
-        bytes->append(static_cast<char>(high * 16 + low));
+        bytes.append(static_cast<char>(high * 16 + low));
         ++i;
     }
-    return true;
+    return bytes;
 }
 
 QString hexText(const QByteArray &bytes)

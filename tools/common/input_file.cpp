@@ -1,5 +1,7 @@
 #include <common/input_file.h>
 
+#include <QtCore/QFileInfo>
+
 #include <common/errors.h>
 
 namespace biz::tools {
@@ -8,41 +10,77 @@ namespace {
 
 constexpr qint64 maxFileSize = 64LL * 1024 * 1024;
 
+/** What some editors put in front of a text in UTF-8. */
+constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
+
+constexpr char standardInput[] = "-";
+
+QString nameOf(const QString &path)
+{
+    return path == QLatin1String(standardInput) ? QStringLiteral("standard input") : path;
+}
+
+[[noreturn]] void failToRead(const QString &name, const QString &why)
+{
+    throw InputError(QStringLiteral("%1: cannot be read: %2").arg(name, why));
+}
+
+/** Opens what can be read; what cannot is told in words for users rather than in those of the class. */
+void openForReading(QFile &file, const QString &path)
+{
+    if (path == QLatin1String(standardInput)) {
+        if (!file.open(stdin, QIODevice::ReadOnly)) {
+            failToRead(nameOf(path), file.errorString());
+        }
+        return;
+    }
+    if (path.isEmpty()) {
+        throw InputError(QStringLiteral("the name of a file expected, not an empty one"));
+    }
+    if (QFileInfo(path).isDir()) {
+        failToRead(path, QStringLiteral("it is a folder"));
+    }
+    file.setFileName(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        failToRead(path, file.errorString());
+    }
+}
+
+void requireGood(const QFile &file, const QString &name)
+{
+    if (file.error() != QFileDevice::NoError) {
+        failToRead(name, file.errorString());
+    }
+}
+
 } // namespace
 
-QByteArray readInputFile(const QString &path)
+InputText readInputFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        throw InputError(QStringLiteral("cannot be read"),
-                         file.errorString() + QStringLiteral("; a readable file expected"));
+    QFile file;
+    openForReading(file, path);
+    InputText text{nameOf(path), {}};
+    // A pipe gives what it has, piece by piece.
+    for (QByteArray piece; text.bytes.size() <= maxFileSize; text.bytes += piece) {
+        piece = file.read(maxFileSize + 1 - text.bytes.size());
+        if (piece.isEmpty()) {
+            break;
+        }
     }
-    QByteArray bytes = file.read(maxFileSize + 1);
-    if (file.error() != QFileDevice::NoError) {
-        throw InputError(QStringLiteral("cannot be read"),
-                         file.errorString() + QStringLiteral("; a readable file expected"));
+    requireGood(file, text.name);
+    if (text.bytes.size() > maxFileSize) {
+        throw InputError(text.name, QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
     }
-    if (bytes.size() > maxFileSize) {
-        throw InputError(QStringLiteral("document"), QStringLiteral("at most %1 bytes expected").arg(maxFileSize));
+    if (text.bytes.startsWith(byteOrderMark)) {
+        text.bytes.remove(0, static_cast<int>(qstrlen(byteOrderMark)));
     }
-    return bytes;
+    return text;
 }
 
 InputFile::InputFile(const QString &path)
-    : m_name(path)
+    : m_name(nameOf(path))
 {
-    const QString standardInput = QStringLiteral("-");
-    bool isOpen = false;
-    if (path == standardInput) {
-        m_name = QStringLiteral("standard input");
-        isOpen = m_file.open(stdin, QIODevice::ReadOnly);
-    } else {
-        m_file.setFileName(path);
-        isOpen = m_file.open(QIODevice::ReadOnly);
-    }
-    if (!isOpen) {
-        throw InputError(QStringLiteral("%1: cannot be read: %2").arg(m_name, m_file.errorString()));
-    }
+    openForReading(m_file, path);
 }
 
 // A pipe is never known to be at its end before a read finds nothing.
@@ -50,10 +88,15 @@ bool InputFile::next(QByteArray *line)
 {
     *line = m_file.readLine();
     if (line->isEmpty()) {
+        requireGood(m_file, m_name);
         return false;
     }
-    if (line->endsWith('\n')) {
-        line->chop(1);
+    m_isWholeLine = line->endsWith('\n');
+    if (m_isWholeLine) {
+        line->chop(line->endsWith("\r\n") ? 2 : 1);
+    }
+    if (m_lineNumber == 0 && line->startsWith(byteOrderMark)) {
+        line->remove(0, static_cast<int>(qstrlen(byteOrderMark)));
     }
     ++m_lineNumber;
     return true;

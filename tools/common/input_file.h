@@ -1,13 +1,24 @@
 #ifndef BIZ_TOOLS_INPUT_FILE_H
 #define BIZ_TOOLS_INPUT_FILE_H
 
+#include <QtCore/QByteArray>
 #include <QtCore/QFile>
 #include <QtCore/QString>
 
 namespace biz::tools {
 
-/** The bytes of a file; an InputError when it cannot be read, or is larger than any that people write. */
-QByteArray readInputFile(const QString &path);
+/** What a file holds, and its name as messages show it. */
+struct InputText
+{
+    QString name;
+    QByteArray bytes;
+};
+
+/**
+ * Reads a file, "-" for the standard input. Throws InputError when it cannot be read, or is
+ * larger than any that people write.
+ */
+InputText readInputFile(const QString &path);
 
 /** A text file that is read line by line; "-" is the standard input. */
 class InputFile
@@ -16,8 +27,14 @@ public:
     /** Opens it. Throws InputError. */
     explicit InputFile(const QString &path);
 
-    /** The next line without its end; false after the last one. */
+    /**
+     * The next line without its end, be that a line feed or carriage return and line feed;
+     * false after the last one. Throws InputError when it cannot be read.
+     */
     bool next(QByteArray *line);
+
+    /** Whether the line that next() returned last had an end: what has none may be torn. */
+    bool isWholeLine() const { return m_isWholeLine; }
 
     /** Where the line is that next() returned last: "replies.txt:3". */
     QString place() const;
@@ -31,6 +48,7 @@ private:
     QFile m_file;
     QString m_name;
     int m_lineNumber = 0;
+    bool m_isWholeLine = true;
 };
 
 } // namespace biz::tools

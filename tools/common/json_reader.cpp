@@ -1,16 +1,15 @@
 #include <common/json_reader.h>
 
+#include <climits>
 #include <cmath>
 
-#include <QtCore/QJsonDocument>
-
 #include <common/hex.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 
 namespace biz::tools {
 
 namespace {
-
-constexpr int shownCharacters = 40;
 
 QString key(const char *name)
 {
@@ -26,87 +25,75 @@ QStringList namesOf(std::initializer_list<const char *> keys)
     return names;
 }
 
-bool isWhole(const QJsonValue &value)
+bool isWhole(const JsonValue &value)
 {
-    return value.isDouble() && std::floor(value.toDouble()) == value.toDouble();
+    return value.kind == JsonValue::Kind::Number && std::floor(value.number) == value.number;
 }
 
-/**
- * "line 3, column 7" of the last character that the parser read: it stops behind what it
- * could not use, which can be on the next line.
- */
-QString positionOf(const QByteArray &text, int offset)
+/** "commands[3]" for each element of an array. */
+std::vector<PlacedValue> elementsOf(const PlacedValue &array)
 {
-    const auto isSpace = [](char character) {
-        return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-    };
-    int last = qBound(0, offset - 1, qMax(0, text.size() - 1));
-    while (last > 0 && isSpace(text.at(last))) {
-        --last;
+    std::vector<PlacedValue> elements;
+    for (const JsonValue &element : array.value.elements) {
+        elements.push_back({element, QStringLiteral("%1[%2]").arg(array.place, QString::number(elements.size()))});
     }
-    const QByteArray before = text.left(last);
-    const int line = before.count('\n') + 1;
-    const int column = last - before.lastIndexOf('\n');
-    return QStringLiteral("line %1, column %2").arg(line).arg(column);
+    return elements;
 }
 
 } // namespace
 
-QJsonValue parseJson(const QByteArray &json)
+ObjectReader::ObjectReader(JsonText &text, std::initializer_list<const char *> knownKeys)
+    : m_text(text)
+    , m_object(text.root())
 {
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (error.error != QJsonParseError::NoError) {
-        throw InputError(positionOf(json, error.offset), QStringLiteral("JSON expected, but ") + error.errorString());
+    if (m_object.isObject()) {
+        refuseUnknownKeys(namesOf(knownKeys));
+    } else {
+        m_text.note(m_object.offset, QStringLiteral("an object expected, not ") + shown(m_object));
     }
-    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
 }
 
-QString elementPlace(const QString &array, int index)
+ObjectReader::ObjectReader(const ObjectReader &outer, const PlacedValue &value, const QStringList &knownKeys)
+    : m_text(outer.m_text)
+    , m_object(value.value)
+    , m_place(value.place)
 {
-    return QStringLiteral("%1[%2]").arg(array, QString::number(index));
+    if (m_object.isObject()) {
+        refuseUnknownKeys(knownKeys);
+    } else {
+        noteAt(value, QStringLiteral("an object expected, not ") + shown(m_object));
+    }
 }
 
-QString shown(const QJsonValue &value)
-{
-    if (value.isUndefined()) {
-        return QStringLiteral("nothing");
-    }
-    if (value.isArray()) {
-        return QStringLiteral("an array");
-    }
-    if (value.isObject()) {
-        return QStringLiteral("an object");
-    }
-    const QByteArray inBrackets = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-    const QString text = QString::fromUtf8(inBrackets.mid(1, inBrackets.size() - 2));
-    return text.size() <= shownCharacters ? text : text.left(shownCharacters) + QStringLiteral("...");
-}
-
-ObjectReader::ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys)
-    : ObjectReader(value, std::move(place), namesOf(knownKeys))
+ObjectReader::ObjectReader(const ObjectReader &outer, const PlacedValue &value,
+                           std::initializer_list<const char *> knownKeys)
+    : ObjectReader(outer, value, namesOf(knownKeys))
 {
 }
 
-ObjectReader::ObjectReader(const QJsonValue &value, QString place, const QStringList &knownKeys)
-    : m_place(std::move(place))
-    , m_object(value.toObject())
+void ObjectReader::refuseUnknownKeys(const QStringList &knownKeys) const
 {
-    if (!value.isObject()) {
-        throw InputError(m_place.isEmpty() ? QStringLiteral("document") : m_place,
-                         QStringLiteral("an object expected, not ") + shown(value));
-    }
-    for (const QString &name : m_object.keys()) {
-        if (!knownKeys.contains(name)) {
-            throw InputError(m_place.isEmpty() ? name : m_place + QLatin1Char('.') + name,
-                             QStringLiteral("unknown key; expected one of ") + knownKeys.join(QStringLiteral(", ")));
+    for (const JsonValue &member : m_object.elements) {
+        if (knownKeys.contains(member.key)) {
+            continue;
         }
+        const QString place = m_place.isEmpty() ? member.key : m_place + QLatin1Char('.') + member.key;
+        const QString closest = closestTo(member.key, knownKeys);
+        m_text.note(member.keyOffset,
+                    place + (closest.isEmpty() ? QStringLiteral(": unknown key; expected one of ") +
+                                                     knownKeys.join(QStringLiteral(", "))
+                                               : QStringLiteral(": unknown key; did you mean \"%1\"?").arg(closest)));
     }
+}
+
+const JsonValue &ObjectReader::value(const char *name) const
+{
+    return m_object.member(key(name));
 }
 
 bool ObjectReader::has(const char *name) const
 {
-    return m_object.contains(QLatin1String(name));
+    return value(name).kind != JsonValue::Kind::Nothing;
 }
 
 QString ObjectReader::placeOf(const char *name) const
@@ -114,9 +101,18 @@ QString ObjectReader::placeOf(const char *name) const
     return m_place.isEmpty() ? key(name) : m_place + QLatin1Char('.') + key(name);
 }
 
-void ObjectReader::fail(const char *name, const QString &problem) const
+// Of what is no object every member is missing: that was noted.
+void ObjectReader::note(const char *name, const QString &problem) const
 {
-    throw InputError(placeOf(name), problem);
+    if (m_object.isObject()) {
+        const int offset = has(name) ? value(name).offset : m_object.offset;
+        m_text.note(offset, QStringLiteral("%1: %2").arg(placeOf(name), problem));
+    }
+}
+
+void ObjectReader::noteAt(const PlacedValue &value, const QString &problem) const
+{
+    m_text.note(value.value.offset, QStringLiteral("%1: %2").arg(value.place, problem));
 }
 
 int ObjectReader::integer(const char *name, int lowest, int highest, int fallback) const
@@ -124,10 +120,11 @@ int ObjectReader::integer(const char *name, int lowest, int highest, int fallbac
     if (!has(name)) {
         return fallback;
     }
-    const double number = value(name).toDouble();
+    const double number = value(name).number;
     if (!isWhole(value(name)) || number < lowest || number > highest) {
-        fail(name, QStringLiteral("a whole number from %1 to %2 expected, not %3")
+        note(name, QStringLiteral("a whole number from %1 to %2 expected, not %3")
                        .arg(QString::number(lowest), QString::number(highest), shown(value(name))));
+        return fallback;
     }
     return static_cast<int>(number);
 }
@@ -139,106 +136,107 @@ std::optional<int> ObjectReader::integerIfAny(const char *name, int lowest, int 
 
 double ObjectReader::probability(const char *name) const
 {
-    const double number = value(name).toDouble(-1.0);
-    if (number < 0.0 || number > 1.0) {
-        fail(name, QStringLiteral("a probability from 0 to 1 expected, not ") + shown(value(name)));
+    const JsonValue &found = value(name);
+    const bool good = found.kind == JsonValue::Kind::Number && found.number >= 0.0 && found.number <= 1.0;
+    if (!good) {
+        note(name, QStringLiteral("a probability from 0 to 1 expected, not ") + shown(found));
     }
-    return number;
+    return good ? found.number : 0.0;
 }
 
-int ObjectReader::code(const char *name) const
+std::optional<int> ObjectReader::code(const char *name) const
 {
-    bool good = false;
-    int number = 0;
-    if (value(name).isString()) {
+    const JsonValue &found = value(name);
+    if (found.isText()) {
         constexpr int baseFromPrefix = 0;
-        const QString text = value(name).toString();
         // A leading zero would make it octal, which nobody means here.
-        const bool octal = text.size() > 1 && text.startsWith(QLatin1Char('0')) && text.at(1).isDigit();
-        number = text.toInt(&good, octal ? 10 : baseFromPrefix);
-    } else if (isWhole(value(name))) {
-        const double asDouble = value(name).toDouble();
-        good = asDouble >= -1 && asDouble <= INT_MAX;
-        number = good ? static_cast<int>(asDouble) : 0;
+        const bool octal =
+            found.text.size() > 1 && found.text.startsWith(QLatin1Char('0')) && found.text.at(1).isDigit();
+        bool good = false;
+        const int number = found.text.toInt(&good, octal ? 10 : baseFromPrefix);
+        return good && number >= -1 ? std::optional(number) : std::nullopt;
     }
-    if (!good || number < -1) {
-        fail(name, QStringLiteral("a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not ") +
-                       shown(value(name)));
-    }
-    return number;
+    return isWhole(found) && found.number >= -1 && found.number <= INT_MAX
+               ? std::optional(static_cast<int>(found.number))
+               : std::nullopt;
 }
 
 bool ObjectReader::boolean(const char *name, bool fallback) const
 {
-    if (has(name) && !value(name).isBool()) {
-        fail(name, QStringLiteral("true or false expected, not ") + shown(value(name)));
+    const bool isBoolean = value(name).kind == JsonValue::Kind::Boolean;
+    if (has(name) && !isBoolean) {
+        note(name, QStringLiteral("true or false expected, not ") + shown(value(name)));
     }
-    return value(name).toBool(fallback);
+    return isBoolean ? value(name).boolean : fallback;
 }
 
 QString ObjectReader::text(const char *name, const QString &fallback) const
 {
-    if (has(name) && !value(name).isString()) {
-        fail(name, QStringLiteral("a text expected, not ") + shown(value(name)));
+    if (has(name) && !value(name).isText()) {
+        note(name, QStringLiteral("a text expected, not ") + shown(value(name)));
     }
-    return value(name).toString(fallback);
+    return value(name).isText() ? value(name).text : fallback;
 }
 
 QByteArray ObjectReader::hexOfSize(const char *name, int size, const char *example) const
 {
-    QByteArray bytes;
-    if (!value(name).isString() || !bytesFromHex(value(name).toString(), &bytes) || bytes.size() != size) {
-        fail(name, QStringLiteral("%1 bytes in hexadecimal such as \"%2\" expected, not %3")
+    const auto bytes = value(name).isText() ? bytesFromHex(value(name).text) : std::nullopt;
+    if (!bytes || bytes->size() != size) {
+        note(name, QStringLiteral("%1 bytes in hexadecimal such as \"%2\" expected, not %3")
                        .arg(QString::number(size), QString::fromLatin1(example), shown(value(name))));
+        return {size, '\0'};
     }
-    return bytes;
+    return *bytes;
 }
 
 QByteArray ObjectReader::hexUpTo(const char *name, int maxSize) const
 {
-    QByteArray bytes;
     if (!has(name)) {
-        return bytes;
+        return {};
     }
-    if (!value(name).isString() || !bytesFromHex(value(name).toString(), &bytes)) {
-        fail(name, QStringLiteral("bytes in hexadecimal such as \"01 02 ff\" expected, not ") + shown(value(name)));
+    const auto bytes = value(name).isText() ? bytesFromHex(value(name).text) : std::nullopt;
+    if (!bytes) {
+        note(name, QStringLiteral("bytes in hexadecimal such as \"01 02 ff\" expected, not ") + shown(value(name)));
+        return {};
     }
-    if (bytes.size() > maxSize) {
-        fail(name, QStringLiteral("at most %1 bytes expected, not %2").arg(maxSize).arg(bytes.size()));
+    if (bytes->size() > maxSize) {
+        note(name, QStringLiteral("at most %1 bytes expected, not %2").arg(maxSize).arg(bytes->size()));
+        return {};
     }
-    return bytes;
+    return *bytes;
 }
 
-QJsonArray ObjectReader::filledArray(const char *name, const char *ofWhat) const
+std::vector<PlacedValue> ObjectReader::filledArray(const char *name, const char *ofWhat) const
 {
-    QJsonArray array = value(name).toArray();
-    if (array.isEmpty()) {
-        fail(name, QStringLiteral("an array of at least one %1 expected, not %2")
-                       .arg(QString::fromLatin1(ofWhat),
-                            value(name).isArray() ? QStringLiteral("an empty one") : shown(value(name))));
+    const JsonValue &found = value(name);
+    if (!found.isArray() || found.elements.empty()) {
+        note(name,
+             QStringLiteral("an array of at least one %1 expected, not %2")
+                 .arg(QString::fromLatin1(ofWhat), found.isArray() ? QStringLiteral("an empty one") : shown(found)));
+        return {};
     }
-    return array;
+    return elementsOf(placed(name));
 }
 
-QJsonArray ObjectReader::array(const char *name, const char *ofWhat) const
+std::vector<PlacedValue> ObjectReader::array(const char *name, const char *ofWhat) const
 {
-    if (has(name) && !value(name).isArray()) {
-        fail(name,
-             QStringLiteral("an array of %1 expected, not %2").arg(QString::fromLatin1(ofWhat), shown(value(name))));
+    const JsonValue &found = value(name);
+    if (has(name) && !found.isArray()) {
+        note(name, QStringLiteral("an array of %1 expected, not %2").arg(QString::fromLatin1(ofWhat), shown(found)));
+        return {};
     }
-    return value(name).toArray();
+    return elementsOf(placed(name));
 }
 
-QStringList ObjectReader::textArray(const char *name) const
+std::vector<PlacedValue> ObjectReader::textArray(const char *name) const
 {
-    QStringList texts;
-    const QJsonArray values = array(name, "texts");
-    for (int i = 0; i < values.size(); ++i) {
-        if (!values.at(i).isString()) {
-            throw InputError(elementPlace(placeOf(name), i),
-                             QStringLiteral("a text expected, not ") + shown(values.at(i)));
+    std::vector<PlacedValue> texts;
+    for (const PlacedValue &element : array(name, "texts")) {
+        if (element.value.isText()) {
+            texts.push_back(element);
+        } else {
+            noteAt(element, QStringLiteral("a text expected, not ") + shown(element.value));
         }
-        texts.append(values.at(i).toString());
     }
     return texts;
 }

@@ -5,30 +5,41 @@
 #include <optional>
 
 #include <QtCore/QByteArray>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <common/errors.h>
+#include <common/json_text.h>
 
 namespace biz::tools {
 
-/** The one value of a JSON text; an InputError with line and column when it holds none. */
-QJsonValue parseJson(const QByteArray &json);
+/** A value and how messages name it: `commands[3].head`. */
+struct PlacedValue
+{
+    const JsonValue &value;
+    QString place;
+};
 
 /**
- * Reads the members of one JSON object strictly: whatever is missing, of another type, out
- * of bounds or unknown is an InputError with its place, such as `commands[3].head`.
+ * Reads the members of one JSON object strictly: whatever is missing, of another type, out of
+ * bounds or unknown is noted in the text, with its place such as `commands[3].head`, and the
+ * fallback is returned in its stead. JsonText::requireGood() tells all of it in the end.
  */
 class ObjectReader
 {
 public:
-    ObjectReader(const QJsonValue &value, QString place, std::initializer_list<const char *> knownKeys);
-    ObjectReader(const QJsonValue &value, QString place, const QStringList &knownKeys);
+    /** Of the outermost value. */
+    ObjectReader(JsonText &text, std::initializer_list<const char *> knownKeys);
+
+    /** Of a value within another object. */
+    ObjectReader(const ObjectReader &outer, const PlacedValue &value, const QStringList &knownKeys);
+    ObjectReader(const ObjectReader &outer, const PlacedValue &value, std::initializer_list<const char *> knownKeys);
 
     bool has(const char *name) const;
     QString placeOf(const char *name) const;
+
+    /** A value that is nothing when the key is absent. */
+    const JsonValue &value(const char *name) const;
+    PlacedValue placed(const char *name) const { return {value(name), placeOf(name)}; }
 
     /** A whole number within the bounds; `fallback` when the key is absent. */
     int integer(const char *name, int lowest, int highest, int fallback) const;
@@ -39,8 +50,8 @@ public:
     /** Any number from 0 to 1; required. */
     double probability(const char *name) const;
 
-    /** A whole number, or one written as decimal or 0x text, as device types are. */
-    int code(const char *name) const;
+    /** A whole number, or one written as decimal or 0x text, as device types are; none when it is neither. */
+    std::optional<int> code(const char *name) const;
 
     bool boolean(const char *name, bool fallback) const;
 
@@ -52,28 +63,28 @@ public:
     /** At most `maxSize` bytes in hexadecimal; empty when the key is absent. */
     QByteArray hexUpTo(const char *name, int maxSize) const;
 
-    /** Required, and not empty. */
-    QJsonArray filledArray(const char *name, const char *ofWhat) const;
+    /** The elements of an array; required, and not empty. */
+    std::vector<PlacedValue> filledArray(const char *name, const char *ofWhat) const;
 
-    /** Empty when the key is absent. */
-    QJsonArray array(const char *name, const char *ofWhat) const;
+    /** The same; empty when the key is absent. */
+    std::vector<PlacedValue> array(const char *name, const char *ofWhat) const;
 
-    QStringList textArray(const char *name) const;
+    /** The texts of an array. */
+    std::vector<PlacedValue> textArray(const char *name) const;
 
-    QJsonValue value(const char *name) const { return m_object.value(QLatin1String(name)); }
+    /** Notes a problem with a member; with a missing one at the beginning of the object. */
+    void note(const char *name, const QString &problem) const;
 
-    [[noreturn]] void fail(const char *name, const QString &problem) const;
+    /** Notes a problem with a value of this text. */
+    void noteAt(const PlacedValue &value, const QString &problem) const;
 
 private:
+    void refuseUnknownKeys(const QStringList &knownKeys) const;
+
+    JsonText &m_text;
+    const JsonValue &m_object;
     QString m_place;
-    QJsonObject m_object;
 };
-
-/** "commands[3]": the place of an array's element. */
-QString elementPlace(const QString &array, int index);
-
-/** A value as a message shows it: short, in JSON's notation. */
-QString shown(const QJsonValue &value);
 
 } // namespace biz::tools
 

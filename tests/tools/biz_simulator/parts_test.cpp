@@ -5,6 +5,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
+#include <QtCore/QRegularExpression>
 
 #include <biz_simulator/options/device_file.h>
 #include <common/errors.h>
@@ -169,7 +170,7 @@ TEST(DeviceFile, ExampleDescribesADeviceForEachKindOfLine)
 {
     QFile file(QStringLiteral(BIZ_SESSIONS "/../devices/wall.json"));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const Settings settings = readDeviceFile(file.readAll());
+    const Settings settings = readDeviceFile({"wall.json", file.readAll()});
     ASSERT_EQ(settings.devices.size(), 4);
     EXPECT_EQ(settings.devices.at(0).name, "left");
     EXPECT_EQ(settings.devices.at(0).delayMs, 5);
@@ -185,9 +186,9 @@ TEST(DeviceFile, ExampleDescribesADeviceForEachKindOfLine)
 
 TEST(DeviceFile, DevicesOfOneSeedMeetDifferentFaults)
 {
-    const Settings settings = readDeviceFile(R"({"seed": 5, "devices": [
+    const Settings settings = readDeviceFile({"wall.json", R"({"seed": 5, "devices": [
         {"model": "A2", "listen": "serial:", "rates": {"silence": 0.5}},
-        {"model": "A3", "listen": "serial:", "rates": {"silence": 0.5}}]})");
+        {"model": "A3", "listen": "serial:", "rates": {"silence": 0.5}}]})"});
     FaultPlan first(settings.devices.at(0).faults);
     FaultPlan second(settings.devices.at(1).faults);
     int differences = 0;
@@ -200,7 +201,7 @@ TEST(DeviceFile, DevicesOfOneSeedMeetDifferentFaults)
 struct BadFile
 {
     const char *json;
-    const char *error; ///< how the message begins
+    const char *error; ///< a part of the message
 };
 
 void PrintTo(const BadFile &file, std::ostream *out)
@@ -215,19 +216,20 @@ class BadDeviceFile : public testing::TestWithParam<BadFile>
 TEST_P(BadDeviceFile, IsRefusedWithThePlaceAndWhatWasExpected)
 {
     try {
-        readDeviceFile(GetParam().json);
+        readDeviceFile({"wall.json", GetParam().json});
         FAIL() << "was accepted";
     } catch (const biz::tools::InputError &error) {
-        EXPECT_TRUE(error.text().startsWith(GetParam().error)) << error.what();
-        EXPECT_TRUE(error.text().contains("expected")) << error.what();
+        EXPECT_TRUE(error.text().contains(GetParam().error)) << error.what();
+        EXPECT_TRUE(error.text().startsWith("wall.json:")) << error.what();
+        EXPECT_TRUE(error.text().contains(QRegularExpression("expected|did you mean"))) << error.what();
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, BadDeviceFile,
     testing::Values(
-        BadFile{"{\"devices\": [\n{\"model\" \"A2\"}]}", "line 2, column "}, BadFile{"[]", "document: an object"},
-        BadFile{"{}", "document: at least one device"}, BadFile{R"({"device": []})", "device: unknown key"},
+        BadFile{"{\"devices\": [\n{\"model\" \"A2\"}]}", "wall.json:2:10: "}, BadFile{"[]", "wall.json:1:1: an object"},
+        BadFile{"{}", "devices: at least one device"}, BadFile{R"({"device": []})", "device: unknown key"},
         BadFile{R"({"devices": {}})", "devices: an array"}, BadFile{R"({"devices": [3]})", "devices[0]: an object"},
         BadFile{R"({"seed": -1})", "seed: a whole number"},
         BadFile{R"({"devices": [{"listen": "serial:"}]})", "devices[0].model: one of A2, "},
@@ -247,7 +249,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{R"({"devices": [{"model": "A2", "listen": "udp://127.0.0.1", "rates": {"close": 0.1}}]})",
                 "devices[0]: close: a UDP device has no connection"},
         BadFile{R"({"devices": [{"model": "A2", "listen": "serial:"}, {"model": "A2", "listen": "serial:"}]})",
-                "devices[1]: a \"name\" of its own expected; another device is named A2"},
+                "devices[1]: a \"name\" of its own expected; another device is named \"A2\""},
         BadFile{R"({"osd": [{"count": 3}]})", "osd[0].first: an address"},
         BadFile{R"({"osd": [{"first": "10.0.0.1"}]})", "osd[0].first: an address"},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "count": 0}]})", "osd[0].count: a whole number from 1"},

@@ -1,9 +1,11 @@
 #include <biz_console/cli/command_line.h>
 
 #include <QtCore/QDir>
+#include <QtCore/QRegularExpression>
 
 #include <biz_console/cli/trace.h>
 #include <common/errors.h>
+#include <common/suggestion.h>
 
 namespace biz::console {
 
@@ -40,6 +42,46 @@ QString helpText(const QCommandLineParser &parser)
         .arg(text.mid(usage, usageEnd - usage), text.mid(usageEnd));
 }
 
+/** The long names of the options; the parser lists them in its help only. */
+QStringList optionNames(const QCommandLineParser &parser)
+{
+    static const QRegularExpression form(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)"),
+                                         QRegularExpression::MultilineOption);
+    QStringList names;
+    QRegularExpressionMatchIterator matches = form.globalMatch(parser.helpText());
+    while (matches.hasNext()) {
+        names.append(matches.next().captured(1));
+    }
+    return names;
+}
+
+/**
+ * The argument that holds an option nobody knows. A single dash before a word is the most frequent
+ * mistake, of which the parser takes each letter for an option: `-device`.
+ */
+QString wrongArgument(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    for (const QString &argument : arguments) {
+        const bool isShort = argument.startsWith(QLatin1Char('-')) && !argument.startsWith(QLatin1String("--"));
+        if (isShort && argument.size() > 2) {
+            return argument;
+        }
+    }
+    const QString name = parser.unknownOptionNames().constFirst();
+    return QString(name.size() == 1 ? 1 : 2, QLatin1Char('-')) + name;
+}
+
+QString parseError(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    if (parser.unknownOptionNames().isEmpty()) {
+        return parser.errorText();
+    }
+    const QString wrong = wrongArgument(parser, arguments);
+    const bool isShort = !wrong.startsWith(QLatin1String("--"));
+    const QString word = (isShort ? QStringLiteral("-") : QString()) + wrong.section(QLatin1Char('='), 0, 0);
+    return QStringLiteral("unknown option '%1'").arg(wrong) + tools::suggestionFor(word, optionNames(parser));
+}
+
 } // namespace
 
 void printVersion(QTextStream &out)
@@ -52,7 +94,9 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
     parser.addOption({{QStringLiteral("h"), helpOption()}, QStringLiteral("Shows this help.")});
     parser.addOption({{QStringLiteral("v"), versionOption()}, QStringLiteral("Shows the version.")});
     const QStringList withProgram = QStringList{QStringLiteral("biz_console")} + arguments;
-    const bool good = parser.parse(withProgram);
+    if (!parser.parse(withProgram)) {
+        throw tools::UsageError(parseError(parser, arguments));
+    }
     if (parser.isSet(helpOption())) {
         output.out << helpText(parser);
         return false;
@@ -60,9 +104,6 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
     if (parser.isSet(versionOption())) {
         printVersion(output.out);
         return false;
-    }
-    if (!good) {
-        throw tools::UsageError(parser.errorText());
     }
     return true;
 }

@@ -1,5 +1,7 @@
 #include <biz_console/cli/record_option.h>
 
+#include <sys/stat.h>
+
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
@@ -10,6 +12,16 @@ namespace {
 QString recordOption()
 {
     return QStringLiteral("record");
+}
+
+/** Whether two names, of which either may be a link, are of one file. */
+bool isSameFile(const QString &one, const QString &other)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
+           stat(QFile::encodeName(other).constData(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 } // namespace
@@ -23,11 +35,14 @@ void addRecordOption(QCommandLineParser &parser)
          QStringLiteral("file")});
 }
 
-RecordingFile::RecordingFile(const QCommandLineParser &parser)
+RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &sessionFile)
     : m_file(parser.value(recordOption()))
 {
     if (!parser.isSet(recordOption())) {
         return;
+    }
+    if (isSameFile(m_file.fileName(), sessionFile)) {
+        throw tools::UsageError(QStringLiteral("--record: another file than that of the session expected"));
     }
     if (!m_file.open(QIODevice::WriteOnly)) {
         throw tools::InputError(
@@ -50,9 +65,13 @@ void RecordingFile::record(SessionRun &run)
 
 void RecordingFile::finish()
 {
-    if (m_recorder && (!m_recorder->finish() || !m_file.flush())) {
-        throw tools::InputError(
-            QStringLiteral("%1: the recording could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
+    if (!m_recorder) {
+        return;
+    }
+    try {
+        m_recorder->finish();
+    } catch (const tools::InputError &error) {
+        throw tools::InputError(m_file.fileName(), error.text());
     }
 }
 

@@ -18,8 +18,8 @@ void addRecordOption(QCommandLineParser &parser);
 class RecordingFile
 {
 public:
-    /** Throws InputError when it cannot be written. */
-    explicit RecordingFile(const QCommandLineParser &parser);
+    /** Throws InputError when it cannot be written, or is the file of the session. */
+    RecordingFile(const QCommandLineParser &parser, const QString &sessionFile);
 
     /** Without --record the link as it is. */
     std::unique_ptr<host::DeviceLink> wrap(std::unique_ptr<host::DeviceLink> link);

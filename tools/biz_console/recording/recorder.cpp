@@ -4,6 +4,7 @@
 #include <QtCore/QJsonDocument>
 
 #include <biz_console/output/json_sink.h>
+#include <common/errors.h>
 #include <common/hex.h>
 #include <common/units.h>
 #include <host/version.h>
@@ -99,10 +100,12 @@ std::unique_ptr<host::DeviceLink> Recorder::wrap(std::unique_ptr<host::DeviceLin
     return std::make_unique<Link>(*this, std::move(link));
 }
 
-bool Recorder::finish()
+void Recorder::finish()
 {
     m_out.flush();
-    return m_out.status() == QTextStream::Ok;
+    if (m_out.status() != QTextStream::Ok) {
+        throw tools::InputError(QStringLiteral("the recording could not be written"), m_out.device()->errorString());
+    }
 }
 
 void Recorder::start(const RunStart &run)

@@ -35,8 +35,8 @@ public:
     /** Puts a link between the host and `link` that records what passes. */
     std::unique_ptr<host::DeviceLink> wrap(std::unique_ptr<host::DeviceLink> link);
 
-    /** Flushes; false when something could not be written. */
-    bool finish();
+    /** Flushes. Throws InputError when something could not be written. */
+    void finish();
 
 private:
     class Sink;

@@ -26,8 +26,8 @@ struct RecordedCommand
     /** In their order, in words that hold no times: "sent 01 F1 08 ...", "answered after 1 attempt: ...". */
     QStringList happenings;
 
-    bool hasEnded = false;
-    Expectation outcome; ///< the same as far as a session can expect it
+    bool hasEnded = false; ///< a recording that was cut off lacks the ends of some
+    Expectation outcome;   ///< the same as far as a session can expect it
 };
 
 /** One step of a recording that a device, or whoever watched the run, made. */
@@ -61,6 +61,7 @@ struct Recording
     QVector<RecordedCommand> commands;
     QVector<RecordedStep> steps;
     QVector<QByteArray> writes; ///< of the device channel: the bytes of each
+    int cutInLine = 0;          ///< where a recording ends that was cut off; 0: it is whole
     QStringList strays;         ///< what happened to no command: bytes and replies that belong to none
 };
 

@@ -8,6 +8,12 @@ namespace biz::console {
 
 namespace {
 
+/** The beginning of a list, as long as a recording tells of it that was cut off. */
+QStringList upToTheCut(const QStringList &replayed, const QStringList &recorded, bool isCutOff)
+{
+    return isCutOff ? QStringList(replayed.mid(0, recorded.size())) : replayed;
+}
+
 /** Two lists, from the first entry on in which they differ. */
 QStringList listDifferences(const QString &what, const QStringList &recorded, const QStringList &replayed)
 {
@@ -32,7 +38,8 @@ QStringList listDifferences(const QString &what, const QStringList &recorded, co
 /** The first write that differs: those behind it differ as a consequence, as a rule. */
 QStringList writeDifferences(const Recording &recorded, const Recording &replayed)
 {
-    const int writes = std::max(recorded.writes.size(), replayed.writes.size());
+    const bool isCutOff = recorded.cutInLine > 0;
+    const int writes = isCutOff ? recorded.writes.size() : std::max(recorded.writes.size(), replayed.writes.size());
     for (int i = 0; i < writes; ++i) {
         if (recorded.writes.value(i) != replayed.writes.value(i)) {
             const auto text = [i](const Recording &recording) {
@@ -59,14 +66,17 @@ QStringList straysOf(const Recording &recording)
 
 QStringList differences(const Recording &recorded, const Recording &replayed)
 {
+    const bool isCutOff = recorded.cutInLine > 0;
     QStringList lines;
     for (int i = 0; i < recorded.commands.size(); ++i) {
         const RecordedCommand &command = recorded.commands.at(i);
+        const QStringList happenings = upToTheCut(replayed.commands.value(i).happenings, command.happenings, isCutOff);
         lines +=
             listDifferences(QStringLiteral("%1, given in line %2").arg(command.name, QString::number(command.line)),
-                            command.happenings, replayed.commands.value(i).happenings);
+                            command.happenings, happenings);
     }
-    lines += listDifferences(QStringLiteral("what belongs to no command"), straysOf(recorded), straysOf(replayed));
+    const QStringList strays = upToTheCut(straysOf(replayed), straysOf(recorded), isCutOff);
+    lines += listDifferences(QStringLiteral("what belongs to no command"), straysOf(recorded), strays);
     return lines + writeDifferences(recorded, replayed);
 }
 

@@ -3,34 +3,27 @@
 #include <cmath>
 #include <limits>
 
-#include <QtCore/QJsonDocument>
-
 #include <common/errors.h>
 #include <common/hex.h>
-#include <common/json_reader.h>
 
 namespace biz::console {
 
-RecordingLine::RecordingLine(const QByteArray &json, QString place)
-    : m_place(std::move(place))
+RecordingLine::RecordingLine(const QByteArray &json, const QString &file, int lineNumber)
+    : m_place(QStringLiteral("%1:%2").arg(file, QString::number(lineNumber)))
+    , m_text({file, json}, lineNumber)
 {
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (error.error != QJsonParseError::NoError) {
-        fail(QStringLiteral("a line of a recording expected, but ") + error.errorString());
-    }
-    if (!document.isObject()) {
+    m_text.requireGood();
+    if (!m_text.root().isObject()) {
         fail(QStringLiteral("a JSON object expected"));
     }
-    m_object = document.object();
 }
 
 QString RecordingLine::text(const char *name) const
 {
-    if (!value(name).isString()) {
+    if (!value(name).isText()) {
         failAt(name, QStringLiteral("a text"));
     }
-    return value(name).toString();
+    return value(name).text;
 }
 
 QString RecordingLine::text(const char *name, const QString &fallback) const
@@ -40,8 +33,8 @@ QString RecordingLine::text(const char *name, const QString &fallback) const
 
 int RecordingLine::number(const char *name) const
 {
-    const double number = value(name).toDouble(std::nan(""));
-    if (std::floor(number) != number || std::fabs(number) > std::numeric_limits<int>::max()) {
+    const double number = value(name).number;
+    if (!isNumber(name) || std::floor(number) != number || std::fabs(number) > std::numeric_limits<int>::max()) {
         failAt(name, QStringLiteral("a whole number"));
     }
     return static_cast<int>(number);
@@ -54,17 +47,17 @@ int RecordingLine::number(const char *name, int fallback) const
 
 bool RecordingLine::boolean(const char *name) const
 {
-    if (!value(name).isBool()) {
+    if (value(name).kind != tools::JsonValue::Kind::Boolean) {
         failAt(name, QStringLiteral("true or false"));
     }
-    return value(name).toBool();
+    return value(name).boolean;
 }
 
 double RecordingLine::milliseconds(const char *name) const
 {
     constexpr double longestRunMs = 1e9; // more than a week, and still a whole number of a timer
-    const double number = value(name).toDouble(-1.0);
-    if (number < 0 || number > longestRunMs) {
+    const double number = value(name).number;
+    if (!isNumber(name) || number < 0 || number > longestRunMs) {
         failAt(name, QStringLiteral("a time in milliseconds"));
     }
     return number;
@@ -72,11 +65,14 @@ double RecordingLine::milliseconds(const char *name) const
 
 QByteArray RecordingLine::bytes(const char *name) const
 {
-    QByteArray bytes;
-    if (has(name) && !tools::bytesFromHex(text(name), &bytes)) {
+    if (!has(name)) {
+        return {};
+    }
+    const auto bytes = tools::bytesFromHex(text(name));
+    if (!bytes) {
         failAt(name, QStringLiteral("bytes in hexadecimal"));
     }
-    return bytes;
+    return *bytes;
 }
 
 QByteArray RecordingLine::bytesOfSize(const char *name, int size) const

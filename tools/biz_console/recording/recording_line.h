@@ -1,9 +1,7 @@
 #ifndef BIZ_CONSOLE_RECORDING_LINE_H
 #define BIZ_CONSOLE_RECORDING_LINE_H
 
-#include <QtCore/QByteArray>
-#include <QtCore/QJsonObject>
-#include <QtCore/QString>
+#include <common/json_text.h>
 
 namespace biz::console {
 
@@ -14,9 +12,10 @@ namespace biz::console {
 class RecordingLine
 {
 public:
-    RecordingLine(const QByteArray &json, QString place);
+    /** `file` is the name of its file as messages show it. */
+    RecordingLine(const QByteArray &json, const QString &file, int lineNumber);
 
-    bool has(const char *name) const { return m_object.contains(QLatin1String(name)); }
+    bool has(const char *name) const { return value(name).kind != tools::JsonValue::Kind::Nothing; }
     QString event() const { return text("event"); }
     QString text(const char *name) const;
     QString text(const char *name, const QString &fallback) const;
@@ -30,11 +29,12 @@ public:
     [[noreturn]] void fail(const QString &expected) const;
 
 private:
-    QJsonValue value(const char *name) const { return m_object.value(QLatin1String(name)); }
+    const tools::JsonValue &value(const char *name) const { return m_text.root().member(QString::fromLatin1(name)); }
+    bool isNumber(const char *name) const { return value(name).kind == tools::JsonValue::Kind::Number; }
     [[noreturn]] void failAt(const char *name, const QString &expected) const;
 
     QString m_place;
-    QJsonObject m_object;
+    tools::JsonText m_text;
 };
 
 } // namespace biz::console

@@ -62,29 +62,28 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
         {eventName(Event::Resent), &RecordingReader::readSent},
     };
     host::Outcome outcome{};
-    Event reply{};
     if (host::outcomeFromName(event, &outcome)) {
         return &RecordingReader::readEnd;
     }
-    return readers.value(event, eventFromName(event, &reply) ? &RecordingReader::readReply : nullptr);
+    return readers.value(event, eventFromName(event) ? &RecordingReader::readReply : nullptr);
 }
 
 void RecordingReader::read(const QByteArray &json, const QString &name, int lineNumber)
 {
     m_lineNumber = lineNumber;
-    const RecordingLine line(json, QStringLiteral("%1:%2").arg(name, QString::number(lineNumber)));
+    const RecordingLine line(json, name, lineNumber);
     if (lineNumber == 1) {
         readHead(line);
         return;
-    }
-    if (m_isComplete) {
-        line.fail(QStringLiteral("nothing expected behind the summary"));
     }
     const Reader reader = readerOf(line.event());
     if (reader == nullptr) {
         line.fail(QStringLiteral("event: one of a recording expected, not \"%1\"").arg(line.event()));
     }
     (this->*reader)(line);
+    if (line.has("atMs")) {
+        m_lastAtMs = line.milliseconds("atMs");
+    }
 }
 
 void RecordingReader::readHead(const RecordingLine &line)
@@ -112,8 +111,9 @@ void RecordingReader::readGiven(const RecordingLine &line)
 {
     RecordedCommand command;
     const QString which = line.text("which", {});
+    const QString name = line.text("name", {});
     command.line = m_lineNumber;
-    command.name = which.isEmpty() ? line.text("name") : QStringLiteral("%1 (%2)").arg(line.text("name"), which);
+    command.name = which.isEmpty() ? name : QStringLiteral("%1 (%2)").arg(name, which);
     command.head = line.bytesOfSize("head", m_recording.isOfDevice ? deviceHeadSize : osdHeadSize);
     command.data = line.bytes("data");
     command.waitMs = line.number("waitMs");
@@ -169,14 +169,12 @@ void RecordingReader::readSent(const RecordingLine &line)
 /** A reply that was not the answer: rejected, late, duplicate or foreign. */
 void RecordingReader::readReply(const RecordingLine &line)
 {
-    Event event{};
-    eventFromName(line.event(), &event);
     const QString why = line.has("broken") ? QStringLiteral(", ") + line.text("broken") : QString();
     const QString text = QStringLiteral("%1: %2%3").arg(line.event(), recordText(line), why);
     RecordedCommand *command = commandOf(line);
     if (command != nullptr) {
         command->happenings.append(text);
-        command->outcome.events |= event;
+        command->outcome.events |= *eventFromName(line.event());
     } else {
         m_recording.strays.append(text);
     }
@@ -195,6 +193,10 @@ void RecordingReader::readEnd(const RecordingLine &line)
     command->happenings.append(line.event() + attemptsText(command->outcome.outcome, line.number("attempts")) +
                                (isAnswered ? QStringLiteral(": ") + recordText(line) : QString()));
     Anchor &anchor = m_anchors[keyOf(line)];
+    // An endless run that is ended by its user tells no problem: commands end as stopped.
+    if (command->outcome.outcome == host::Outcome::Stopped && !m_isBrokenOff) {
+        breakOff(line);
+    }
     if (isAnswered) {
         addDatagram(line, anchor.atMs + line.milliseconds("roundTripMs"));
     }
@@ -214,8 +216,9 @@ void RecordingReader::readRefused(const RecordingLine &line)
 void RecordingReader::readProblem(const RecordingLine &line)
 {
     if (line.text("reason") == QLatin1String(interruptedText)) {
-        addStep(RecordedStep::Kind::Interrupted, line, line.milliseconds("atMs"));
+        breakOff(line);
     }
+    m_isBrokenOff = true;
 }
 
 void RecordingReader::readLink(const RecordingLine &line)
@@ -247,7 +250,20 @@ void RecordingReader::readSummary(const RecordingLine &line)
                 QStringLiteral("the end of the command of line %1 expected before the summary").arg(command.line));
         }
     }
-    m_isComplete = true;
+    m_hasSummary = true;
+}
+
+/** Whoever watched the run ended it here. */
+void RecordingReader::breakOff(const RecordingLine &line)
+{
+    m_isBrokenOff = true;
+    addStep(RecordedStep::Kind::Interrupted, line, line.milliseconds("atMs"));
+    m_recording.steps.last().device.clear();
+    // A link that the run itself closes in the end was not closed by its device.
+    const int last = m_recording.steps.size() - 1;
+    if (last > 0 && m_recording.steps.at(last - 1).kind == RecordedStep::Kind::Closed) {
+        std::swap(m_recording.steps[last - 1], m_recording.steps[last]);
+    }
 }
 
 void RecordingReader::addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs)
@@ -277,19 +293,50 @@ void RecordingReader::addDatagram(const RecordingLine &line, double atMs)
     m_recording.steps.last().bytes = host::OsdDatagramCodec::encode(reply);
 }
 
+/** Nothing is known of what came behind the cut: the replay ends there too. */
+void RecordingReader::cutOff(int lastLine)
+{
+    // What the library does is a little later in the replay than it was, and all the same the same.
+    constexpr double graceMs = 500.0;
+    m_recording.cutInLine = lastLine;
+    const Anchor anchor = m_anchors.value({});
+    RecordedStep step;
+    step.kind = RecordedStep::Kind::Interrupted;
+    step.writesBefore = anchor.writes;
+    step.endsBefore = anchor.ends;
+    step.delayMs = std::max(0.0, m_lastAtMs - anchor.atMs) + graceMs;
+    m_recording.steps.append(step);
+}
+
+Recording RecordingReader::take(int lastLine)
+{
+    if (!m_hasSummary && !m_isBrokenOff) {
+        cutOff(lastLine);
+    } else if (!m_hasSummary) {
+        m_recording.cutInLine = lastLine;
+    }
+    return std::move(m_recording);
+}
+
 Recording readRecordingFile(const QString &path)
 {
     tools::InputFile file(path);
     RecordingReader reader;
     QByteArray line;
     while (file.next(&line)) {
-        reader.read(line, file.name(), file.lineNumber());
+        try {
+            reader.read(line, file.name(), file.lineNumber());
+        } catch (const tools::InputError &) {
+            // The line in which it was cut off is no whole one.
+            if (file.isWholeLine() || file.lineNumber() == 1) {
+                throw;
+            }
+        }
     }
-    if (!reader.isComplete()) {
-        throw tools::InputError(QStringLiteral("%1:%2: the summary expected: the recording was cut off")
-                                    .arg(file.name(), QString::number(file.lineNumber() + 1)));
+    if (file.lineNumber() == 0) {
+        throw tools::InputError(file.name(), QStringLiteral("a recording expected, not an empty file"));
     }
-    return reader.take();
+    return reader.take(file.lineNumber());
 }
 
 Recording readRecording(const QByteArray &lines)
@@ -298,9 +345,9 @@ Recording readRecording(const QByteArray &lines)
     int number = 0;
     const QList<QByteArray> all = lines.trimmed().split('\n');
     for (const QByteArray &line : all) {
-        reader.read(line, QStringLiteral("the recording of the replay"), ++number);
+        reader.read(line, QStringLiteral("the replay"), ++number);
     }
-    return reader.take();
+    return reader.take(number);
 }
 
 } // namespace biz::console

@@ -10,7 +10,8 @@ namespace biz::console {
 
 /**
  * Makes a recording of its lines, which have to be given in their order. An InputError names the
- * line that is none, and what was expected.
+ * line that is none, and what was expected. A recording that was cut off, as by a power cut, is
+ * one up to the cut.
  */
 class RecordingReader
 {
@@ -18,10 +19,8 @@ public:
     /** The next line; `name` is the file as messages show it. */
     void read(const QByteArray &json, const QString &name, int lineNumber);
 
-    /** True when the last line of a whole recording has been read. */
-    bool isComplete() const { return m_isComplete; }
-
-    Recording take() { return std::move(m_recording); }
+    /** What the lines held. Without a summary among them it was cut off in `lastLine`. */
+    Recording take(int lastLine);
 
 private:
     using Reader = void (RecordingReader::*)(const RecordingLine &line);
@@ -45,6 +44,8 @@ private:
     void readRefused(const RecordingLine &line);
     void readProblem(const RecordingLine &line);
     void readLink(const RecordingLine &line);
+    void breakOff(const RecordingLine &line);
+    void cutOff(int lastLine);
     void readBytesOut(const RecordingLine &line);
     void readSummary(const RecordingLine &line);
     void passOver(const RecordingLine & /*line*/) {}
@@ -58,10 +59,12 @@ private:
     QHash<int, int> m_placeOfTicket;
     QHash<QString, Anchor> m_anchors; ///< by device; the device channel has one
     int m_lineNumber = 0;
-    bool m_isComplete = false;
+    double m_lastAtMs = 0.0;
+    bool m_isBrokenOff = false; ///< a step ends the run before all commands have ended by themselves
+    bool m_hasSummary = false;
 };
 
-/** Reads a file, "-" for the standard input. */
+/** Reads a file, "-" for the standard input. Throws InputError when it is none, or one of its lines is none. */
 Recording readRecordingFile(const QString &path);
 
 /** Reads the lines of a recording that was made in memory. */

@@ -5,9 +5,10 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QRegularExpression>
 
+#include <biz_console/replies/error_log_line.h>
 #include <common/errors.h>
 #include <common/hex.h>
-#include <common/json_reader.h>
+#include <common/suggestion.h>
 #include <host/frame_codec.h>
 
 namespace biz::console {
@@ -22,9 +23,39 @@ constexpr int maxPayload = host::DemoFrameCodec::maxPayload;
 constexpr char gap[] = "  ";
 constexpr int charactersPerByte = 3;
 
+/** What of a text a message quotes: a line of binary junk can be as long as its file. */
+QString startOf(const QString &text)
+{
+    constexpr int shownCharacters = 60;
+    return text.size() <= shownCharacters ? text : text.left(shownCharacters) + QStringLiteral("...");
+}
+
 QString byteText(int value)
 {
     return QStringLiteral("%1").arg(value, 2, 16, QLatin1Char('0')).toUpper();
+}
+
+model_Protocoldata recordOf(const QByteArray &head, const QByteArray &payload)
+{
+    model_Protocoldata record;
+    std::copy(head.begin(), head.end(), record.ucHead + firstHeadByte);
+    record.baData = payload;
+    return record;
+}
+
+/** "[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00 81 00>0000": nothing else begins so. */
+bool isOfErrorLog(const QString &text)
+{
+    return text.startsWith(QLatin1Char('['));
+}
+
+ErrorLogLine logLineOf(const QString &text)
+{
+    const auto line = readErrorLogLine(text.toLatin1());
+    if (!line) {
+        throw tools::UsageError(QStringLiteral("a whole line of the error log expected, not '%1'").arg(startOf(text)));
+    }
+    return *line;
 }
 
 QString sizeText(const model_Protocoldata &reply)
@@ -45,7 +76,8 @@ host::CheckedModel modelNamed(const QString &name)
         names.append(model.name);
     }
     throw tools::UsageError(
-        QStringLiteral("one of the models %1 expected, not '%2'").arg(names.join(QStringLiteral(", ")), name));
+        QStringLiteral("one of the models %1 expected, not '%2'").arg(names.join(QStringLiteral(", ")), startOf(name)) +
+        tools::suggestionFor(name, names));
 }
 
 QByteArray payloadOfSize(const QString &text)
@@ -53,20 +85,21 @@ QByteArray payloadOfSize(const QString &text)
     bool isNumber = false;
     const int size = text.toInt(&isNumber);
     if (!isNumber || size < 0 || size > maxPayload) {
-        throw tools::UsageError(
-            QStringLiteral("a payload size from 0 to %1 expected, not '%2'").arg(QString::number(maxPayload), text));
+        throw tools::UsageError(QStringLiteral("a payload size from 0 to %1 expected, not '%2'")
+                                    .arg(QString::number(maxPayload), startOf(text)));
     }
     return {size, '\0'};
 }
 
 QByteArray checkedHeadOf(const QString &text)
 {
-    QByteArray head;
-    if (!tools::bytesFromHex(text, &head) || head.size() != judgedHeadBytes) {
+    const auto head = tools::bytesFromHex(text);
+    if (!head || head->size() != judgedHeadBytes) {
         throw tools::UsageError(
-            QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'").arg(text));
+            QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'")
+                .arg(startOf(text)));
     }
-    return head;
+    return *head;
 }
 
 QString judgedHeadText(const model_Protocoldata &reply)
@@ -76,32 +109,47 @@ QString judgedHeadText(const model_Protocoldata &reply)
 }
 
 CheckedReply::CheckedReply(const host::CheckedModel &model, const QByteArray &head, const QByteArray &payload)
-    : m_model(model)
+    : CheckedReply(model, recordOf(head, payload))
 {
-    std::copy(head.begin(), head.end(), m_reply.ucHead + firstHeadByte);
-    m_reply.baData = payload;
-    m_judgement = host::judgeReply(model.deviceType, m_reply);
+}
+
+CheckedReply::CheckedReply(const host::CheckedModel &model, const model_Protocoldata &reply)
+    : m_model(model)
+    , m_reply(reply)
+    , m_judgement(host::judgeReply(model.deviceType, reply))
+{
 }
 
 CheckedReply CheckedReply::fromText(const host::CheckedModel &model, const QString &text)
 {
+    if (isOfErrorLog(text)) {
+        return {model, logLineOf(text).reply};
+    }
     static const QRegularExpression withSize(QStringLiteral("^(.*\\S)\\s+(\\d+)\\s+bytes?$"));
     const QRegularExpressionMatch match = withSize.match(text);
     if (match.hasMatch()) {
         return {model, checkedHeadOf(match.captured(1)), payloadOfSize(match.captured(2))};
     }
-    QByteArray bytes;
-    if (!tools::bytesFromHex(text, &bytes) || bytes.size() < judgedHeadBytes ||
-        bytes.size() > judgedHeadBytes + maxPayload) {
+    const auto bytes = tools::bytesFromHex(text);
+    if (!bytes || bytes->size() < judgedHeadBytes || bytes->size() > judgedHeadBytes + maxPayload) {
         throw tools::UsageError(QStringLiteral("5 head bytes and the payload in hexadecimal, or its size, such as "
                                                "\"F1 08 03 62 01  354 bytes\" expected, not '%1'")
-                                    .arg(text));
+                                    .arg(startOf(text)));
     }
-    return {model, bytes.left(judgedHeadBytes), bytes.mid(judgedHeadBytes)};
+    return {model, bytes->left(judgedHeadBytes), bytes->mid(judgedHeadBytes)};
 }
 
 CheckedReply CheckedReply::fromTextWithModel(const QString &text)
 {
+    if (isOfErrorLog(text)) {
+        const ErrorLogLine line = logLineOf(text);
+        const host::CheckedModel *model = modelOfLoggedName(line.loggedName);
+        if (model == nullptr) {
+            throw tools::UsageError(QStringLiteral("a line of a model whose replies are judged expected, not of '%1'")
+                                        .arg(line.loggedName));
+        }
+        return {*model, line.reply};
+    }
     const QString model = text.section(QRegularExpression(QStringLiteral("\\s")), 0, 0);
     return fromText(modelNamed(model), text.mid(model.size()).trimmed());
 }

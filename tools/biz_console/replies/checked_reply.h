@@ -23,12 +23,12 @@ public:
     CheckedReply(const host::CheckedModel &model, const QByteArray &head, const QByteArray &payload);
 
     /**
-     * The reply of a line, "F1 08 03 62 01  354 bytes" or head and payload in hexadecimal.
-     * Throws UsageError.
+     * The reply of a line, "F1 08 03 62 01  354 bytes", head and payload in hexadecimal, or a
+     * line of the error log, whose model does not count then. Throws UsageError.
      */
     static CheckedReply fromText(const host::CheckedModel &model, const QString &text);
 
-    /** The same for a line that begins with the model: "A2  F1 08 03 62 01  354 bytes". */
+    /** The same for a line that names the model: "A2  F1 08 03 62 01  354 bytes", or one of the error log. */
     static CheckedReply fromTextWithModel(const QString &text);
 
     bool isAccepted() const { return m_judgement.accepted; }
@@ -45,6 +45,7 @@ public:
     QJsonObject toJson() const;
 
 private:
+    CheckedReply(const host::CheckedModel &model, const model_Protocoldata &reply);
     QString marks() const;
 
     host::CheckedModel m_model;

@@ -1,7 +1,8 @@
 #include <biz_console/replies/error_log_line.h>
 
-#include <QtCore/QDateTime>
-#include <QtCore/QLocale>
+#include <QtCore/QDate>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTime>
 
 #include <biz_cmdswork/reply_rules/error_log_model_names_p.h>
 
@@ -85,17 +86,24 @@ bool readModel(Scanner &scanner, ErrorLogLine *result)
     return name.isEmpty();
 }
 
+// The time is of the machine that wrote it: whether it exists in the time zone of this one, where
+// an hour is left out in spring, is all the same.
 bool readTime(Scanner &scanner, ErrorLogLine *result)
 {
     QByteArray text;
     if (!scanner.skip("[") || !scanner.upTo(']', &text)) {
         return false;
     }
-    const QString pattern = QStringLiteral("yyyy-MM-dd hh:mm:ss zzz");
-    const QDateTime time = QLocale::c().toDateTime(QString::fromLatin1(text), pattern);
-    result->time = QLocale::c().toString(time, QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
-    // The parser takes a sign for a digit, and a text ends at a null byte; the log writes neither.
-    return time.isValid() && QLocale::c().toString(time, pattern).toLatin1() == text;
+    static const QRegularExpression form(
+        QStringLiteral("\\A([0-9]{4})-([0-9]{2})-([0-9]{2}) ([0-9]{2}):([0-9]{2}):([0-9]{2}) ([0-9]{3})\\z"));
+    const QRegularExpressionMatch match = form.match(QString::fromLatin1(text.constData(), text.size()));
+    const auto number = [&match](int group) {
+        return match.captured(group).toInt();
+    };
+    result->time = QString::fromLatin1(text);
+    result->time.replace(result->time.lastIndexOf(QLatin1Char(' ')), 1, QLatin1Char('.'));
+    return match.hasMatch() && QDate::isValid(number(1), number(2), number(3)) &&
+           QTime::isValid(number(4), number(5), number(6), number(7));
 }
 
 bool readHead(Scanner &scanner, ErrorLogLine *result)
@@ -125,12 +133,13 @@ bool readPayload(Scanner &scanner, ErrorLogLine *result)
 
 } // namespace
 
-bool readErrorLogLine(const QByteArray &line, ErrorLogLine *result)
+std::optional<ErrorLogLine> readErrorLogLine(const QByteArray &line)
 {
-    *result = ErrorLogLine();
+    ErrorLogLine result;
     Scanner scanner(line);
-    return readModel(scanner, result) && readTime(scanner, result) && readHead(scanner, result) &&
-           readPayload(scanner, result);
+    const bool isWhole = readModel(scanner, &result) && readTime(scanner, &result) && readHead(scanner, &result) &&
+                         readPayload(scanner, &result);
+    return isWhole ? std::optional(result) : std::nullopt;
 }
 
 const host::CheckedModel *modelOfLoggedName(const QString &loggedName)

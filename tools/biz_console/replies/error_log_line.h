@@ -1,6 +1,8 @@
 #ifndef BIZ_CONSOLE_ERROR_LOG_LINE_H
 #define BIZ_CONSOLE_ERROR_LOG_LINE_H
 
+#include <optional>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
@@ -12,16 +14,16 @@ namespace biz::console {
 struct ErrorLogLine
 {
     QString loggedName; ///< as it stands in the log: "ORLIXA2"; empty for a model that the log cannot name
-    QString time;       ///< "2024-05-06 14:03:22.517", local time
+    QString time;       ///< "2024-05-06 14:03:22.517", local time of the machine that wrote it
     model_Protocoldata reply;
 };
 
 /**
- * Reads a line back; false when the log cannot have written it, such as a torn one. The
+ * Reads a line back; none when the log cannot have written it, such as a torn one. The
  * dump of the payload has two digits for a byte up to 7f and sixteen from 80 on, so it can
  * be read in one way only.
  */
-bool readErrorLogLine(const QByteArray &line, ErrorLogLine *result);
+std::optional<ErrorLogLine> readErrorLogLine(const QByteArray &line);
 
 /** The model that the log names so; null when its replies are never refused. */
 const host::CheckedModel *modelOfLoggedName(const QString &loggedName);

@@ -36,15 +36,11 @@ QString eventName(Event event)
     return {};
 }
 
-bool eventFromName(const QString &name, Event *event)
+std::optional<Event> eventFromName(const QString &name)
 {
     const auto *const found = std::find_if(std::begin(eventRows), std::end(eventRows),
                                            [&name](const EventRow &row) { return name == QLatin1String(row.name); });
-    if (found == std::end(eventRows)) {
-        return false;
-    }
-    *event = found->event;
-    return true;
+    return found == std::end(eventRows) ? std::nullopt : std::optional(found->event);
 }
 
 QStringList eventNames()

@@ -1,6 +1,8 @@
 #ifndef BIZ_CONSOLE_EXPECTATION_H
 #define BIZ_CONSOLE_EXPECTATION_H
 
+#include <optional>
+
 #include <QtCore/QFlags>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -22,7 +24,7 @@ Q_DECLARE_FLAGS(Events, Event)
 Q_DECLARE_OPERATORS_FOR_FLAGS(Events)
 
 QString eventName(Event event);
-bool eventFromName(const QString &name, Event *event);
+std::optional<Event> eventFromName(const QString &name);
 QStringList eventNames();
 
 /** The names of those that are set, but of `sent`: whether a command was sent follows from the rest. */

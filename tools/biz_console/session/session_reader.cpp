@@ -4,6 +4,9 @@
 
 #include <QtNetwork/QHostAddress>
 
+#include <common/json_reader.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
@@ -11,8 +14,11 @@
 
 namespace biz::console {
 
-using tools::elementPlace;
+using tools::JsonText;
+using tools::JsonValue;
 using tools::ObjectReader;
+using tools::PlacedValue;
+using tools::quotedText;
 
 namespace {
 
@@ -22,27 +28,43 @@ constexpr int maxPort = 0xFFFF;
 constexpr int maxDevices = 0xFFFF;
 constexpr int maxByte = 0xFF;
 
+const QStringList &deviceCommandKeys()
+{
+    static const QStringList keys{QStringLiteral("name"),   QStringLiteral("head"),   QStringLiteral("data"),
+                                  QStringLiteral("waitMs"), QStringLiteral("repeat"), QStringLiteral("expect")};
+    return keys;
+}
+
+const QStringList &osdCommandKeys()
+{
+    static const QStringList keys = deviceCommandKeys() + QStringList{QStringLiteral("flag"), QStringLiteral("text")};
+    return keys;
+}
+
+/** "one of sent, resent expected, not "set"; did you mean 'sent'?". */
+QString notOneOf(const QStringList &names, const QString &text)
+{
+    return QStringLiteral("one of %1 expected, not %2").arg(names.join(QStringLiteral(", ")), quotedText(text)) +
+           tools::suggestionFor(text, names);
+}
+
 Expectation readExpectation(const ObjectReader &command)
 {
     Expectation expected;
     if (!command.has("expect")) {
         return expected;
     }
-    const ObjectReader reader(command.value("expect"), command.placeOf("expect"), {"outcome", "events"});
+    const ObjectReader reader(command, command.placed("expect"), {"outcome", "events"});
     const QString outcome = reader.text("outcome", host::outcomeName(expected.outcome));
     if (!host::outcomeFromName(outcome, &expected.outcome)) {
-        reader.fail("outcome", QStringLiteral("one of %1 expected, not \"%2\"")
-                                   .arg(host::outcomeNames().join(QStringLiteral(", ")), outcome));
+        reader.note("outcome", notOneOf(host::outcomeNames(), outcome));
     }
-    const QStringList names = reader.textArray("events");
-    for (int i = 0; i < names.size(); ++i) {
-        Event event{};
-        if (!eventFromName(names.at(i), &event)) {
-            throw tools::InputError(elementPlace(reader.placeOf("events"), i),
-                                    QStringLiteral("one of %1 expected, not \"%2\"")
-                                        .arg(eventNames().join(QStringLiteral(", ")), names.at(i)));
+    for (const PlacedValue &name : reader.textArray("events")) {
+        if (const auto event = eventFromName(name.value.text)) {
+            expected.events |= *event;
+        } else {
+            reader.noteAt(name, notOneOf(eventNames(), name.value.text));
         }
-        expected.events |= event;
     }
     return expected;
 }
@@ -52,15 +74,15 @@ int readWait(const ObjectReader &reader, const char *key, int fallback)
     return reader.integer(key, 1, maxWaitMs, fallback);
 }
 
+/** Without a name, or with an empty one, the codes stand for it. */
 QString nameOr(const ObjectReader &reader, const QByteArray &head)
 {
-    const QString codes = QString::fromLatin1(head.left(2).toHex('/').toUpper());
-    return reader.text("name", codes);
+    const QString name = reader.text("name");
+    return name.isEmpty() ? QString::fromLatin1(head.left(2).toHex('/').toUpper()) : name;
 }
 
-DeviceSessionCommand readDeviceCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
+DeviceSessionCommand readDeviceCommand(const ObjectReader &reader, int defaultWaitMs)
 {
-    const ObjectReader reader(value, place, {"name", "head", "data", "waitMs", "repeat", "expect"});
     DeviceSessionCommand command;
     const QByteArray head = reader.hexOfSize("head", headBytes, "F1 08 03 62 01 00");
     std::copy(head.begin(), head.end(), command.record.ucHead + stampedHeadBytes);
@@ -72,9 +94,8 @@ DeviceSessionCommand readDeviceCommand(const QJsonValue &value, const QString &p
     return command;
 }
 
-OsdSessionCommand readOsdCommand(const QJsonValue &value, const QString &place, int defaultWaitMs)
+OsdSessionCommand readOsdCommand(const ObjectReader &reader, int defaultWaitMs)
 {
-    const ObjectReader reader(value, place, {"name", "head", "flag", "data", "text", "waitMs", "repeat", "expect"});
     OsdSessionCommand command;
     const QByteArray head = reader.hexOfSize("head", osdHeadBytes, "0D 01 00 00 00 00 00 00 00 00 00");
     std::copy(head.begin(), head.end(), command.record.ucOsdHead);
@@ -97,51 +118,54 @@ void limitCommands(const ObjectReader &session, const QVector<Command> &commands
         all += static_cast<qint64>(command.repeat) * devices;
     }
     if (all > limit) {
-        session.fail(
+        session.note(
             "commands",
             QStringLiteral("at most %1 in all expected, repeats and devices included, not %2").arg(limit).arg(all));
     }
 }
 
-QString canonicalAddress(const QString &place, const QString &text)
+bool isCanonicalAddress(const QString &text)
 {
     const QHostAddress address(text);
-    if (address.isNull() || address.toString() != text) {
-        throw tools::InputError(place,
-                                QStringLiteral("an address such as \"127.1.0.1\" expected, not \"%1\"").arg(text));
-    }
-    return text;
+    return !address.isNull() && address.toString() == text;
+}
+
+QString addressExpected(const QString &text)
+{
+    return QStringLiteral("an address such as \"127.1.0.1\" expected, not ") + quotedText(text);
 }
 
 QStringList readDeviceList(const ObjectReader &session)
 {
     session.filledArray("devices", "address");
-    QStringList devices = session.textArray("devices");
+    QStringList devices;
     QSet<QString> seen;
-    for (int i = 0; i < devices.size(); ++i) {
-        const QString place = elementPlace(session.placeOf("devices"), i);
-        canonicalAddress(place, devices.at(i));
-        if (seen.contains(devices.at(i))) {
-            throw tools::InputError(place,
-                                    QStringLiteral("each device once expected, not %1 again").arg(devices.at(i)));
+    for (const PlacedValue &device : session.textArray("devices")) {
+        if (!isCanonicalAddress(device.value.text)) {
+            session.noteAt(device, addressExpected(device.value.text));
+        } else if (seen.contains(device.value.text)) {
+            session.noteAt(device, QStringLiteral("each device once expected, not %1 again").arg(device.value.text));
+        } else {
+            seen.insert(device.value.text);
+            devices.append(device.value.text);
         }
-        seen.insert(devices.at(i));
     }
     return devices;
 }
 
 QStringList readDeviceRange(const ObjectReader &session)
 {
-    const ObjectReader range(session.value("devices"), session.placeOf("devices"), {"first", "count"});
+    const ObjectReader range(session, session.placed("devices"), {"first", "count"});
     bool isIpv4 = false;
-    const QString firstText = canonicalAddress(range.placeOf("first"), range.text("first"));
+    const QString firstText = range.text("first");
     const quint32 first = QHostAddress(firstText).toIPv4Address(&isIpv4);
-    if (!isIpv4) {
-        range.fail("first", QStringLiteral("an IPv4 address expected, not \"%1\"").arg(firstText));
-    }
     const int count = range.integer("count", 1, maxDevices, 1);
-    if (first > UINT32_MAX - static_cast<quint32>(count - 1)) {
-        range.fail("count",
+    if (!isCanonicalAddress(firstText)) {
+        range.note("first", addressExpected(firstText));
+    } else if (!isIpv4) {
+        range.note("first", QStringLiteral("an IPv4 address expected, not ") + quotedText(firstText));
+    } else if (first > UINT32_MAX - static_cast<quint32>(count - 1)) {
+        range.note("count",
                    QStringLiteral("at most %1 addresses from %2 on expected, not %3")
                        .arg(QString::number(quint64(UINT32_MAX) - first + 1), firstText, QString::number(count)));
     }
@@ -154,15 +178,15 @@ QStringList readDeviceRange(const ObjectReader &session)
 
 QSet<QString> readSilent(const ObjectReader &session, const QStringList &devices)
 {
+    const QSet<QString> known(devices.begin(), devices.end());
     QSet<QString> silent;
-    const QStringList names = session.textArray("silent");
-    for (int i = 0; i < names.size(); ++i) {
-        if (!devices.contains(names.at(i))) {
-            throw tools::InputError(
-                elementPlace(session.placeOf("silent"), i),
-                QStringLiteral("one of the session's devices expected, not \"%1\"").arg(names.at(i)));
+    for (const PlacedValue &name : session.textArray("silent")) {
+        if (known.contains(name.value.text)) {
+            silent.insert(name.value.text);
+        } else {
+            session.noteAt(name,
+                           QStringLiteral("one of the session's devices expected, not ") + quotedText(name.value.text));
         }
-        silent.insert(names.at(i));
     }
     return silent;
 }
@@ -170,62 +194,80 @@ QSet<QString> readSilent(const ObjectReader &session, const QStringList &devices
 /** A model by its name, in any case, or by its code. */
 int readDeviceType(const ObjectReader &session)
 {
-    const QString name = session.value("deviceType").toString();
+    const JsonValue &type = session.value("deviceType");
+    QStringList names;
     for (const host::CheckedModel &model : host::checkedModels()) {
-        if (model.name.compare(name, Qt::CaseInsensitive) == 0) {
+        if (model.name.compare(type.text, Qt::CaseInsensitive) == 0) {
             return model.deviceType;
         }
+        names.append(model.name);
     }
-    return session.code("deviceType");
+    const std::optional<int> code = session.code("deviceType");
+    if (!code) {
+        session.note("deviceType",
+                     QStringLiteral("a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not ") +
+                         tools::shown(type) + tools::suggestionFor(type.text, names));
+    }
+    return code.value_or(-1);
+}
+
+/** A session of the other channel would otherwise be told by a list of its keys. */
+void refuseOtherChannel(const JsonText &text, const char *foreignKey, const char *hint)
+{
+    const JsonValue &found = text.root().member(QString::fromLatin1(foreignKey));
+    if (found.kind != JsonValue::Kind::Nothing) {
+        throw tools::InputError(text.placeAt(found.keyOffset), QString::fromLatin1(hint));
+    }
 }
 
 /** What was written for the former key must not be played in another way without a word. */
-void refuseFormerKey(const QJsonValue &session)
+void refuseFormerKey(const JsonText &text)
 {
     const char *const former = "nSysPlan";
-    if (session.toObject().contains(QLatin1String(former))) {
-        throw tools::InputError(QString::fromLatin1(former),
-                                QStringLiteral("\"pipelined\", true or false, expected in its place"));
+    const JsonValue &found = text.root().member(QString::fromLatin1(former));
+    if (found.kind != JsonValue::Kind::Nothing) {
+        throw tools::InputError(text.placeAt(found.keyOffset),
+                                QStringLiteral("nSysPlan: \"pipelined\", true or false, expected in its place"));
     }
 }
 
 } // namespace
 
-DeviceSession readDeviceSession(const QByteArray &json)
+DeviceSession readDeviceSession(const tools::InputText &input)
 {
-    const QJsonValue document = tools::parseJson(json);
-    refuseFormerKey(document);
-    const ObjectReader reader(document, {}, {"description", "deviceType", "pipelined", "defaultWaitMs", "commands"});
+    JsonText text(input);
+    refuseOtherChannel(text, "devices", "\"devices\" is of an OSD session: use 'biz_console osd'");
+    refuseFormerKey(text);
+    const ObjectReader reader(text, {"description", "deviceType", "pipelined", "defaultWaitMs", "commands"});
     DeviceSession session;
     reader.text("description");
     session.deviceType = readDeviceType(reader);
     session.isPipelined = reader.boolean("pipelined", false);
     const int defaultWaitMs = readWait(reader, "defaultWaitMs", defaultDeviceWaitMs);
-    const QJsonArray commands = reader.filledArray("commands", "command");
-    for (int i = 0; i < commands.size(); ++i) {
-        const QString place = elementPlace(reader.placeOf("commands"), i);
-        session.commands.append(readDeviceCommand(commands.at(i), place, defaultWaitMs));
+    for (const PlacedValue &command : reader.filledArray("commands", "command")) {
+        session.commands.append(readDeviceCommand({reader, command, deviceCommandKeys()}, defaultWaitMs));
     }
     limitCommands(reader, session.commands, 1, maxCommands);
+    text.requireGood();
     return session;
 }
 
-OsdSession readOsdSession(const QByteArray &json)
+OsdSession readOsdSession(const tools::InputText &input)
 {
-    const ObjectReader reader(tools::parseJson(json), {},
-                              {"description", "defaultWaitMs", "port", "devices", "silent", "commands"});
+    JsonText text(input);
+    refuseOtherChannel(text, "deviceType", "\"deviceType\" is of a session for one device: use 'biz_console run'");
+    const ObjectReader reader(text, {"description", "defaultWaitMs", "port", "devices", "silent", "commands"});
     OsdSession session;
     reader.text("description");
     session.port = static_cast<quint16>(reader.integer("port", 1, maxPort, host::OsdHost::defaultPort));
     session.devices = reader.value("devices").isObject() ? readDeviceRange(reader) : readDeviceList(reader);
     session.silent = readSilent(reader, session.devices);
     const int defaultWaitMs = readWait(reader, "defaultWaitMs", host::OsdHost::defaultWaitMs);
-    const QJsonArray commands = reader.filledArray("commands", "command");
-    for (int i = 0; i < commands.size(); ++i) {
-        const QString place = elementPlace(reader.placeOf("commands"), i);
-        session.commands.append(readOsdCommand(commands.at(i), place, defaultWaitMs));
+    for (const PlacedValue &command : reader.filledArray("commands", "command")) {
+        session.commands.append(readOsdCommand({reader, command, osdCommandKeys()}, defaultWaitMs));
     }
     limitCommands(reader, session.commands, session.devices.size(), maxOsdCommands);
+    text.requireGood();
     return session;
 }
 

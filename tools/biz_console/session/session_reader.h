@@ -1,18 +1,14 @@
 #ifndef BIZ_CONSOLE_SESSION_READER_H
 #define BIZ_CONSOLE_SESSION_READER_H
 
-#include <QtCore/QByteArray>
-#include <QtCore/QString>
-
 #include <biz_console/session/session.h>
-#include <common/errors.h>
-#include <common/json_reader.h>
+#include <common/input_file.h>
 
 namespace biz::console {
 
-/** The session that a JSON text holds; throws tools::InputError when it holds none. */
-DeviceSession readDeviceSession(const QByteArray &json);
-OsdSession readOsdSession(const QByteArray &json);
+/** The session that a JSON text holds; throws tools::InputError with all that is wrong in it. */
+DeviceSession readDeviceSession(const tools::InputText &input);
+OsdSession readOsdSession(const tools::InputText &input);
 
 } // namespace biz::console
 

@@ -7,7 +7,6 @@
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/input_file.h>
-#include <common/json_reader.h>
 
 namespace biz::console {
 
@@ -53,6 +52,10 @@ public:
             if (!text.isEmpty() && !text.startsWith(QLatin1Char('#'))) {
                 judgeLine(file, text, model);
             }
+        }
+        if (!file.isWholeLine()) {
+            m_output.err << "biz_console: " << file.place()
+                         << ": no line feed ends the last line; it was judged as it stands\n";
         }
         close();
         if (m_bad > 0) {
@@ -114,11 +117,11 @@ private:
 
 QByteArray payloadOf(const QString &text)
 {
-    QByteArray payload;
-    if (!tools::bytesFromHex(text, &payload)) {
+    const auto payload = tools::bytesFromHex(text);
+    if (!payload) {
         throw tools::UsageError(QStringLiteral("the payload in hexadecimal expected, not '%1'").arg(text));
     }
-    return payload;
+    return *payload;
 }
 
 int checkFile(const QCommandLineParser &parser, const Output &output)
@@ -134,17 +137,26 @@ int checkFile(const QCommandLineParser &parser, const Output &output)
     return FileCheck(output, parser.isSet(jsonOption())).judge(parser.value(fileOption()), model);
 }
 
-int checkOne(const QCommandLineParser &parser, const Output &output)
+CheckedReply replyOf(const QCommandLineParser &parser)
 {
     const QStringList given = parser.positionalArguments();
+    if (given.size() == 1 && given.first().startsWith(QLatin1Char('['))) {
+        return CheckedReply::fromTextWithModel(given.first());
+    }
     const bool hasSize = parser.isSet(sizeOption());
     if (given.size() != (hasSize ? 2 : 3)) {
-        throw tools::UsageError(QStringLiteral("a model, a head and either a payload or --size expected"));
+        throw tools::UsageError(
+            QStringLiteral("a model, a head and either a payload or --size expected, or a line of the error log"));
     }
     const host::CheckedModel model = modelNamed(given.at(0));
     const QByteArray head = checkedHeadOf(given.at(1));
     const QByteArray payload = hasSize ? payloadOfSize(parser.value(sizeOption())) : payloadOf(given.at(2));
-    const CheckedReply reply(model, head, payload);
+    return {model, head, payload};
+}
+
+int checkOne(const QCommandLineParser &parser, const Output &output)
+{
+    const CheckedReply reply = replyOf(parser);
     if (parser.isSet(jsonOption())) {
         printObject(output.out, reply.toJson());
     } else {
@@ -161,7 +173,8 @@ int runCheck(const QStringList &arguments, const Output &output)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Judges replies by the rules of a model, without a device: one that is given, or those of a file.\n"
+        "Judges replies by the rules of a model, without a device: one that is given, also as a line of the error\n"
+        "log in quotes, or those of a file.\n"
         "Exit status: 0 all accepted, 1 one refused, 2 a line of the file cannot be read."));
     parser.addPositionalArgument(QStringLiteral("model"), QStringLiteral("The model, such as A2."),
                                  QStringLiteral("check MODEL"));

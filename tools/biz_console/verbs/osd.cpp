@@ -5,7 +5,6 @@
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/osd_run.h>
 #include <biz_console/session/session_reader.h>
-#include <common/errors.h>
 #include <common/input_file.h>
 
 namespace biz::console {
@@ -20,15 +19,6 @@ QString eventsOption()
 QString allDevicesOption()
 {
     return QStringLiteral("all-devices");
-}
-
-OsdSession loadSession(const QString &path)
-{
-    try {
-        return readOsdSession(tools::readInputFile(path));
-    } catch (const tools::InputError &error) {
-        throw tools::InputError(path + QStringLiteral(": ") + error.text());
-    }
 }
 
 void describe(QCommandLineParser &parser)
@@ -61,13 +51,13 @@ int runOsd(const QStringList &arguments, const Output &output)
     options.localAddress = osdLocalAddress(parser);
     const quint16 port = osdPort(parser, 0);
     const RunPlan plan = runPlan(parser);
-    OsdSession session = loadSession(path);
+    OsdSession session = readOsdSession(tools::readInputFile(path));
     if (port != 0) {
         session.port = port;
     }
     obeyTraceOption(parser);
 
-    RecordingFile recording(parser);
+    RecordingFile recording(parser, path);
     OsdRun run(std::move(session), options, plan, output.err);
     recording.record(run);
     EventPrinter::Options shown;

@@ -29,7 +29,11 @@ ExitCode printResult(const Recording &recorded, const Recording &replayed, const
         output.out << line << '\n';
     }
     output.out << (lines.isEmpty() ? "" : "\n") << commands << (commands == 1 ? " command" : " commands")
-               << (lines.isEmpty() ? " went as recorded\n" : " replayed, not as recorded\n");
+               << (lines.isEmpty() ? " went as recorded" : " replayed, not as recorded");
+    if (recorded.cutInLine > 0) {
+        output.out << ", up to the cut: the recording ends in line " << recorded.cutInLine << " without its summary";
+    }
+    output.out << '\n';
     return lines.isEmpty() ? AsExpected : NotAsExpected;
 }
 

@@ -5,23 +5,9 @@
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/device_run.h>
 #include <biz_console/session/session_reader.h>
-#include <common/errors.h>
 #include <common/input_file.h>
 
 namespace biz::console {
-
-namespace {
-
-DeviceSession loadSession(const QString &path)
-{
-    try {
-        return readDeviceSession(tools::readInputFile(path));
-    } catch (const tools::InputError &error) {
-        throw tools::InputError(path + QStringLiteral(": ") + error.text());
-    }
-}
-
-} // namespace
 
 int runDevice(const QStringList &arguments, const Output &output)
 {
@@ -44,9 +30,9 @@ int runDevice(const QStringList &arguments, const Output &output)
     const QString path = onlyArgument(parser, QStringLiteral("the session"));
     std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
     const RunPlan plan = runPlan(parser);
-    DeviceSession session = loadSession(path);
+    DeviceSession session = readDeviceSession(tools::readInputFile(path));
     obeyTraceOption(parser);
-    RecordingFile recording(parser);
+    RecordingFile recording(parser, path);
     obeyLogDirOption(parser);
 
     DeviceRun run(std::move(session), recording.wrap(std::move(link)), plan, output.err);

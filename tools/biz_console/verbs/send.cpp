@@ -13,7 +13,6 @@
 #include <biz_console/run/osd_run.h>
 #include <common/errors.h>
 #include <common/hex.h>
-#include <common/json_reader.h>
 #include <host/frame_codec.h>
 #include <host/osd_datagram_codec.h>
 
@@ -94,23 +93,23 @@ void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QStri
 
 QByteArray headOf(const QString &text, int size, const char *example)
 {
-    QByteArray head;
-    if (!tools::bytesFromHex(text, &head) || head.size() != size) {
+    const auto head = tools::bytesFromHex(text);
+    if (!head || head->size() != size) {
         throw tools::UsageError(QStringLiteral("the head: %1 bytes in hexadecimal such as \"%2\" expected, not '%3'")
                                     .arg(QString::number(size), QLatin1String(example), text));
     }
-    return head;
+    return *head;
 }
 
 QByteArray dataOf(const QCommandLineParser &parser, int maxSize)
 {
-    QByteArray data;
     const QString text = parser.value(dataOption());
-    if (!tools::bytesFromHex(text, &data) || data.size() > maxSize) {
+    const auto data = tools::bytesFromHex(text);
+    if (!data || data->size() > maxSize) {
         throw tools::UsageError(QStringLiteral("--data: at most %1 bytes in hexadecimal expected, not '%2'")
                                     .arg(QString::number(maxSize), text));
     }
-    return data;
+    return *data;
 }
 
 int waitOf(const QCommandLineParser &parser, int fallback)

@@ -1,13 +1,17 @@
 #include <biz_simulator/options/device_file.h>
 
+#include <algorithm>
 #include <climits>
 
 #include <biz_simulator/options/fault_script.h>
-#include <common/errors.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 
 namespace biz::simulator {
 
+using tools::JsonValue;
 using tools::ObjectReader;
+using tools::PlacedValue;
 
 namespace {
 
@@ -34,8 +38,10 @@ void readModelOf(const ObjectReader &reader, ListeningDevice *device)
 {
     const QString text = reader.text("model");
     if (!readModel(text, &device->model, &device->name)) {
-        reader.fail("model", QStringLiteral("one of %1 expected, not %2")
-                                 .arg(modelNames().join(QStringLiteral(", ")), tools::shown(reader.value("model"))));
+        reader.note("model",
+                    QStringLiteral("one of %1 expected, not %2")
+                            .arg(modelNames().join(QStringLiteral(", ")), tools::shown(reader.value("model"))) +
+                        tools::suggestionFor(text, modelNames()));
     }
     device->name = reader.text("name", device->name);
     device->label = device->name;
@@ -45,23 +51,27 @@ void readListen(const ObjectReader &reader, ListenAddress *address)
 {
     QString error;
     if (!readListenUrl(reader.text("listen"), address, &error)) {
-        reader.fail("listen", error);
+        reader.note("listen", error);
     }
 }
 
-void refuseOsdEntries(const ObjectReader &reader, const ListeningDevice &device)
+void refuseOsdEntries(const ObjectReader &reader)
 {
-    for (int i = 0; i < device.faults.script.size(); ++i) {
-        if (!device.faults.script.at(i).device.isEmpty()) {
-            throw tools::InputError(tools::elementPlace(reader.placeOf("faults"), i) + QStringLiteral(".device"),
-                                    QStringLiteral("an address of an OSD device is expected in \"osd\" only"));
+    if (!reader.value("faults").isArray()) {
+        return;
+    }
+    for (const PlacedValue &entry : reader.array("faults", "faults")) {
+        const JsonValue &device = entry.value.member(QStringLiteral("device"));
+        if (device.kind != JsonValue::Kind::Nothing) {
+            reader.noteAt({device, entry.place + QStringLiteral(".device")},
+                          QStringLiteral("an address of an OSD device is expected in \"osd\" only"));
         }
     }
 }
 
-ListeningDevice readDevice(const QJsonValue &value, const QString &place, quint32 seed)
+ListeningDevice readDevice(const ObjectReader &file, const PlacedValue &value, quint32 seed)
 {
-    const ObjectReader reader(value, place,
+    const ObjectReader reader(file, value,
                               {"name", "model", "listen", "oneClient", "delay", "faults", "rates", "lateBy",
                                "vanishFor", "burstSize", "outageFor"});
     ListeningDevice device;
@@ -69,14 +79,14 @@ ListeningDevice readDevice(const QJsonValue &value, const QString &place, quint3
     readListen(reader, &device.listen);
     device.listen.oneClient = reader.boolean("oneClient", false);
     if (device.listen.oneClient && device.listen.scheme != Scheme::Tcp) {
-        reader.fail("oneClient", QStringLiteral("expected of a device on TCP only"));
+        reader.note("oneClient", QStringLiteral("expected of a device on TCP only"));
     }
     device.delayMs = reader.integer("delay", 0, longestTimeMs, 0);
     device.faults = readFaults(reader, seed);
-    refuseOsdEntries(reader, device);
+    refuseOsdEntries(reader);
     const QString problem = problemWith(device.faults, device.listen.scheme);
     if (!problem.isEmpty()) {
-        throw tools::InputError(place, problem);
+        reader.noteAt(value, problem);
     }
     return device;
 }
@@ -84,7 +94,7 @@ ListeningDevice readDevice(const QJsonValue &value, const QString &place, quint3
 void readAddresses(const ObjectReader &reader, OsdSettings *group)
 {
     if (!readFirstOsdAddress(reader.text("first"), &group->first)) {
-        reader.fail("first", QStringLiteral("an address from 127.0.0.0 to 127.255.255.254 expected, not ") +
+        reader.note("first", QStringLiteral("an address from 127.0.0.0 to 127.255.255.254 expected, not ") +
                                  tools::shown(reader.value("first")));
     }
     const auto room = static_cast<int>(lastLoopbackAddress - group->first) + 1;
@@ -94,27 +104,29 @@ void readAddresses(const ObjectReader &reader, OsdSettings *group)
 
 void readSilent(const ObjectReader &reader, OsdSettings *group)
 {
-    for (const QString &address : reader.textArray("silent")) {
+    for (const PlacedValue &address : reader.textArray("silent")) {
         ScriptEntry entry;
-        entry.device = address;
+        entry.device = address.value.text;
         entry.fault = FaultKind::Silence;
         group->faults.script.append(entry);
     }
 }
 
-void requireDevices(const ObjectReader &reader, const OsdSettings &group)
+void requireDevices(const ObjectReader &reader)
 {
-    for (int i = 0; i < group.faults.script.size(); ++i) {
-        if (group.faults.script.at(i).device.isEmpty()) {
-            throw tools::InputError(tools::elementPlace(reader.placeOf("faults"), i),
-                                    QStringLiteral("\"device\", the address of an OSD device, is expected in \"osd\""));
+    if (!reader.value("faults").isArray()) {
+        return;
+    }
+    for (const PlacedValue &entry : reader.array("faults", "faults")) {
+        if (entry.value.isObject() && entry.value.member(QStringLiteral("device")).kind == JsonValue::Kind::Nothing) {
+            reader.noteAt(entry, QStringLiteral("\"device\", the address of an OSD device, is expected in \"osd\""));
         }
     }
 }
 
-OsdSettings readOsdGroup(const QJsonValue &value, const QString &place, quint32 seed)
+OsdSettings readOsdGroup(const ObjectReader &file, const PlacedValue &value, quint32 seed)
 {
-    const ObjectReader reader(value, place,
+    const ObjectReader reader(file, value,
                               {"first", "count", "port", "silent", "delay", "faults", "rates", "lateBy", "vanishFor",
                                "burstSize", "outageFor"});
     OsdSettings group;
@@ -123,53 +135,51 @@ OsdSettings readOsdGroup(const QJsonValue &value, const QString &place, quint32 
                      .arg(QString::number(group.count), QHostAddress(group.first).toString());
     group.delayMs = reader.integer("delay", 0, longestTimeMs, 0);
     group.faults = readFaults(reader, seed);
-    requireDevices(reader, group);
+    requireDevices(reader);
     readSilent(reader, &group);
     const QString problem = problemWith(group);
     if (!problem.isEmpty()) {
-        throw tools::InputError(place, problem);
+        reader.noteAt(value, problem);
     }
     return group;
 }
 
 /** Event lines and summaries would not tell devices of one name apart. */
-void refuseSecondOfName(const QVector<ListeningDevice> &devices, const QString &place)
+void refuseSecondOfName(const ObjectReader &file, const PlacedValue &value, const QVector<ListeningDevice> &devices,
+                        const QString &name)
 {
-    const QString &name = devices.constLast().name;
-    for (int i = 0; i + 1 < devices.size(); ++i) {
-        if (devices.at(i).name == name) {
-            throw tools::InputError(
-                place, QStringLiteral("a \"name\" of its own expected; another device is named %1").arg(name));
-        }
+    const auto hasName = [&name](const ListeningDevice &device) {
+        return device.name == name;
+    };
+    if (std::any_of(devices.begin(), devices.end(), hasName)) {
+        file.noteAt(value, QStringLiteral("a \"name\" of its own expected; another device is named ") +
+                               tools::quotedText(name));
     }
 }
 
 } // namespace
 
-Settings readDeviceFile(const QByteArray &json)
+Settings readDeviceFile(const tools::InputText &input)
 {
-    const ObjectReader reader(tools::parseJson(json), {}, {"description", "seed", "devices", "osd"});
+    tools::JsonText text(input);
+    const ObjectReader reader(text, {"description", "seed", "devices", "osd"});
     reader.text("description");
     Settings settings;
     settings.namesDevices = true;
     settings.seed = static_cast<quint32>(reader.integer("seed", 0, INT_MAX, static_cast<int>(settings.seed)));
-
-    const QJsonArray devices = reader.array("devices", "devices");
-    for (int i = 0; i < devices.size(); ++i) {
-        const QString place = tools::elementPlace(reader.placeOf("devices"), i);
-        settings.devices.append(readDevice(devices.at(i), place, settings.seed));
-        settings.devices.last().faults.stream = static_cast<quint32>(i);
-        refuseSecondOfName(settings.devices, place);
+    for (const PlacedValue &value : reader.array("devices", "devices")) {
+        ListeningDevice device = readDevice(reader, value, settings.seed);
+        device.faults.stream = static_cast<quint32>(settings.devices.size());
+        refuseSecondOfName(reader, value, settings.devices, device.name);
+        settings.devices.append(device);
     }
-    const QJsonArray groups = reader.array("osd", "groups of OSD devices");
-    for (int i = 0; i < groups.size(); ++i) {
-        settings.osdGroups.append(
-            readOsdGroup(groups.at(i), tools::elementPlace(reader.placeOf("osd"), i), settings.seed));
+    for (const PlacedValue &value : reader.array("osd", "groups of OSD devices")) {
+        settings.osdGroups.append(readOsdGroup(reader, value, settings.seed));
     }
     if (settings.devices.isEmpty() && settings.osdGroups.isEmpty()) {
-        throw tools::InputError(QStringLiteral("document"),
-                                QStringLiteral("at least one device in \"devices\" or \"osd\" expected"));
+        reader.note("devices", QStringLiteral("at least one device expected, here or in \"osd\""));
     }
+    text.requireGood();
     return settings;
 }
 

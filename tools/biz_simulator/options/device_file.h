@@ -1,10 +1,8 @@
 #ifndef BIZ_SIMULATOR_DEVICE_FILE_H
 #define BIZ_SIMULATOR_DEVICE_FILE_H
 
-#include <QtCore/QByteArray>
-
 #include <biz_simulator/devices/settings.h>
-#include <common/errors.h>
+#include <common/input_file.h>
 
 /**
  * A JSON file that describes any number of devices.
@@ -21,8 +19,8 @@
  */
 namespace biz::simulator {
 
-/** What the file describes; throws tools::InputError when it cannot be used. */
-Settings readDeviceFile(const QByteArray &json);
+/** What the file describes; throws tools::InputError with all that is wrong in it. */
+Settings readDeviceFile(const tools::InputText &input);
 
 } // namespace biz::simulator
 

@@ -6,9 +6,13 @@
 #include <QtNetwork/QHostAddress>
 
 #include <biz_simulator/devices/settings.h>
+#include <common/errors.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 
 namespace biz::simulator {
 
+using tools::JsonValue;
 using tools::ObjectReader;
 
 namespace {
@@ -18,15 +22,10 @@ QString expectedFaults()
     return QStringLiteral("expected one of ") + faultNames().join(QStringLiteral(", "));
 }
 
-bool readFault(const QString &text, FaultKind *fault, QString *error)
+QString noFault(const QString &text)
 {
-    const auto kind = faultFromName(text);
-    if (!kind) {
-        *error = QStringLiteral("\"%1\" is no fault: %2").arg(text, expectedFaults());
-        return false;
-    }
-    *fault = *kind;
-    return true;
+    return QStringLiteral("%1 is no fault: %2").arg(tools::quotedText(text), expectedFaults()) +
+           tools::suggestionFor(text, faultNames());
 }
 
 std::optional<CommandCode> codeFromText(const QString &text)
@@ -51,9 +50,9 @@ bool isDeviceAddress(const QString &text)
 void readCommand(const ObjectReader &reader, ScriptEntry *entry)
 {
     if (reader.has("command")) {
-        entry->code = codeFromText(reader.text("command"));
+        entry->code = codeFromText(reader.value("command").text);
         if (!entry->code) {
-            reader.fail("command",
+            reader.note("command",
                         QStringLiteral("command and sub-code in hexadecimal expected, like \"F1/08\", not ") +
                             tools::shown(reader.value("command")));
         }
@@ -65,21 +64,31 @@ void readDevice(const ObjectReader &reader, ScriptEntry *entry)
     if (!reader.has("device")) {
         return;
     }
-    entry->device = reader.text("device");
+    entry->device = reader.value("device").text;
     if (!isDeviceAddress(entry->device)) {
-        reader.fail("device", QStringLiteral("an address like \"127.1.0.3\" expected, not ") +
+        reader.note("device", QStringLiteral("an address like \"127.1.0.3\" expected, not ") +
                                   tools::shown(reader.value("device")));
     }
     if (entry->code) {
-        reader.fail("device", QStringLiteral("no \"command\" beside it expected: OSD commands carry no code"));
+        reader.note("device", QStringLiteral("no \"command\" beside it expected: OSD commands carry no code"));
     }
 }
 
-ScriptEntry readEntry(const QJsonValue &value, const QString &place)
+void readFault(const ObjectReader &reader, ScriptEntry *entry)
 {
-    const ObjectReader reader(
-        value, place,
-        {"reception", "command", "device", "times", "fault", "lateBy", "vanishFor", "burstSize", "outageFor"});
+    const JsonValue &fault = reader.value("fault");
+    const auto kind = faultFromName(fault.text);
+    if (kind) {
+        entry->fault = *kind;
+    } else if (fault.isText()) {
+        reader.note("fault", noFault(fault.text));
+    } else {
+        reader.note("fault", expectedFaults());
+    }
+}
+
+ScriptEntry readEntry(const ObjectReader &reader)
+{
     ScriptEntry entry;
     entry.reception = reader.integerIfAny("reception", 1, INT_MAX);
     entry.times = reader.integer("times", 1, INT_MAX, 0);
@@ -89,41 +98,49 @@ ScriptEntry readEntry(const QJsonValue &value, const QString &place)
     entry.outageForMs = reader.integerIfAny("outageFor", 0, longestTimeMs);
     readCommand(reader, &entry);
     readDevice(reader, &entry);
-    QString error;
-    if (!reader.value("fault").isString()) {
-        reader.fail("fault", expectedFaults());
-    }
-    if (!readFault(reader.text("fault"), &entry.fault, &error)) {
-        reader.fail("fault", error);
-    }
+    readFault(reader, &entry);
     return entry;
 }
 
-bool splitAssignment(const QString &text, QString *left, QString *right)
+/** The two sides of "LEFT=RIGHT"; none when one is missing. */
+std::optional<std::pair<QString, QString>> splitAssignment(const QString &text)
 {
     const int equals = text.indexOf(QLatin1Char('='));
-    *left = text.left(equals);
-    *right = text.mid(equals + 1);
-    return equals > 0;
+    return equals > 0 ? std::optional(std::pair(text.left(equals), text.mid(equals + 1))) : std::nullopt;
+}
+
+FaultKind faultOf(const QString &name)
+{
+    const auto kind = faultFromName(name);
+    if (!kind) {
+        throw tools::UsageError(noFault(name));
+    }
+    return *kind;
 }
 
 } // namespace
 
-QVector<ScriptEntry> readFaultScript(const QByteArray &json)
+QVector<ScriptEntry> readFaultScript(const tools::InputText &input)
 {
-    const ObjectReader reader(tools::parseJson(json), {}, {"faults"});
+    tools::JsonText text(input);
+    const ObjectReader reader(text, {"faults"});
     if (!reader.has("faults")) {
-        reader.fail("faults", QStringLiteral("an array of faults expected, not nothing"));
+        reader.note("faults", QStringLiteral("an array of faults expected, not nothing"));
     }
-    return readFaultEntries(reader);
+    QVector<ScriptEntry> entries = readFaultEntries(reader);
+    text.requireGood();
+    return entries;
 }
 
 QVector<ScriptEntry> readFaultEntries(const tools::ObjectReader &reader)
 {
+    static const QStringList keys{
+        QStringLiteral("reception"), QStringLiteral("command"),   QStringLiteral("device"),
+        QStringLiteral("times"),     QStringLiteral("fault"),     QStringLiteral("lateBy"),
+        QStringLiteral("vanishFor"), QStringLiteral("burstSize"), QStringLiteral("outageFor")};
     QVector<ScriptEntry> entries;
-    const QJsonArray faults = reader.array("faults", "faults");
-    for (int i = 0; i < faults.size(); ++i) {
-        entries.append(readEntry(faults.at(i), tools::elementPlace(reader.placeOf("faults"), i)));
+    for (const tools::PlacedValue &entry : reader.array("faults", "faults")) {
+        entries.append(readEntry({reader, entry, keys}));
     }
     return entries;
 }
@@ -134,7 +151,7 @@ QVector<FaultRate> readFaultRates(const tools::ObjectReader &reader)
     if (!reader.has("rates")) {
         return rates;
     }
-    const ObjectReader members(reader.value("rates"), reader.placeOf("rates"), faultNames());
+    const ObjectReader members(reader, reader.placed("rates"), faultNames());
     for (const QString &name : faultNames()) {
         const QByteArray key = name.toLatin1();
         if (members.has(key.constData())) {
@@ -144,42 +161,45 @@ QVector<FaultRate> readFaultRates(const tools::ObjectReader &reader)
     return rates;
 }
 
-bool readFaultOption(const QString &text, ScriptEntry *entry, QString *error)
+ScriptEntry readFaultOption(const QString &text)
 {
-    QString selector;
-    QString fault;
-    if (!splitAssignment(text, &selector, &fault)) {
-        *error = QStringLiteral("\"%1\": expected N=KIND, F1/08=KIND or ADDRESS=KIND").arg(text);
-        return false;
+    const auto sides = splitAssignment(text);
+    if (!sides) {
+        throw tools::UsageError(
+            QStringLiteral("%1: expected N=KIND, F1/08=KIND or ADDRESS=KIND").arg(tools::quotedText(text)));
     }
+    const QString &selector = sides->first;
+    ScriptEntry entry;
     bool isNumber = false;
     const int reception = selector.toInt(&isNumber);
     if (isNumber && reception >= 1) {
-        entry->reception = reception;
+        entry.reception = reception;
     } else if (const auto code = codeFromText(selector)) {
-        entry->code = code;
+        entry.code = code;
     } else if (isDeviceAddress(selector)) {
-        entry->device = selector;
+        entry.device = selector;
     } else {
-        *error = QStringLiteral("\"%1\": expected a number from 1, a command like F1/08 or an address").arg(selector);
-        return false;
+        throw tools::UsageError(QStringLiteral("%1: expected a number from 1, a command like F1/08 or an address")
+                                    .arg(tools::quotedText(selector)));
     }
-    return readFault(fault, &entry->fault, error);
+    entry.fault = faultOf(sides->second);
+    return entry;
 }
 
-bool readFaultRate(const QString &text, FaultRate *rate, QString *error)
+FaultRate readFaultRate(const QString &text)
 {
-    QString fault;
-    QString probability;
+    FaultRate rate;
     bool isNumber = false;
-    if (splitAssignment(text, &fault, &probability)) {
-        rate->probability = probability.toDouble(&isNumber);
+    const auto sides = splitAssignment(text);
+    if (sides) {
+        rate.probability = sides->second.toDouble(&isNumber);
     }
-    if (!isNumber || !(rate->probability >= 0.0 && rate->probability <= 1.0)) {
-        *error = QStringLiteral("\"%1\": expected KIND=P with a probability from 0 to 1").arg(text);
-        return false;
+    if (!isNumber || !(rate.probability >= 0.0 && rate.probability <= 1.0)) {
+        throw tools::UsageError(
+            QStringLiteral("%1: expected KIND=P with a probability from 0 to 1").arg(tools::quotedText(text)));
     }
-    return readFault(fault, &rate->fault, error);
+    rate.fault = faultOf(sides->first);
+    return rate;
 }
 
 } // namespace biz::simulator

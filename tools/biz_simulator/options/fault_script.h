@@ -1,10 +1,8 @@
 #ifndef BIZ_SIMULATOR_FAULT_SCRIPT_H
 #define BIZ_SIMULATOR_FAULT_SCRIPT_H
 
-#include <QtCore/QByteArray>
-
 #include <biz_simulator/devices/settings.h>
-#include <common/errors.h>
+#include <common/input_file.h>
 #include <common/json_reader.h>
 
 /**
@@ -19,8 +17,8 @@
  */
 namespace biz::simulator {
 
-/** The entries of a script; throws tools::InputError when it cannot be used. */
-QVector<ScriptEntry> readFaultScript(const QByteArray &json);
+/** The entries of a script; throws tools::InputError with all that is wrong in it. */
+QVector<ScriptEntry> readFaultScript(const tools::InputText &input);
 
 /** The same of an object's member `faults`; none when it is absent. */
 QVector<ScriptEntry> readFaultEntries(const tools::ObjectReader &reader);
@@ -28,11 +26,11 @@ QVector<ScriptEntry> readFaultEntries(const tools::ObjectReader &reader);
 /** An object's member `rates`, {"silence": 0.1, "junk": 0.02}, in the order of the kinds; none when it is absent. */
 QVector<FaultRate> readFaultRates(const tools::ObjectReader &reader);
 
-/** Reads "N=KIND", "F1/08=KIND" or "127.1.0.3=KIND". */
-bool readFaultOption(const QString &text, ScriptEntry *entry, QString *error);
+/** Reads "N=KIND", "F1/08=KIND" or "127.1.0.3=KIND". Throws tools::UsageError. */
+ScriptEntry readFaultOption(const QString &text);
 
-/** Reads "KIND=P", P being a probability from 0 to 1. */
-bool readFaultRate(const QString &text, FaultRate *rate, QString *error);
+/** Reads "KIND=P", P being a probability from 0 to 1. Throws tools::UsageError. */
+FaultRate readFaultRate(const QString &text);
 
 } // namespace biz::simulator
 

@@ -8,6 +8,8 @@
 #include <biz_simulator/options/fault_script.h>
 #include <common/errors.h>
 #include <common/input_file.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
 
 namespace biz::simulator {
 
@@ -144,11 +146,10 @@ private:
                 failOption(name, QStringLiteral("expected in the file of --config, not beside it"));
             }
         }
-        const QString name = m_parser.value(option);
         try {
-            m_options.settings = readDeviceFile(tools::readInputFile(name));
+            m_options.settings = readDeviceFile(tools::readInputFile(m_parser.value(option)));
         } catch (const tools::InputError &error) {
-            failOption(option, QStringLiteral("%1: %2").arg(name, error.text()));
+            fail(error.text());
         }
         if (m_parser.isSet(QStringLiteral("seed"))) {
             replaceSeed(readSeed());
@@ -207,8 +208,9 @@ private:
         const QString option = QStringLiteral("model");
         const QString wanted = m_parser.value(option);
         if (!readModel(wanted, &m_device.model, &m_device.name)) {
-            failOption(option, QStringLiteral("\"%1\" is no model: expected one of %2")
-                                   .arg(wanted, modelNames().join(QStringLiteral(", "))));
+            failOption(option, QStringLiteral("%1 is no model: expected one of %2")
+                                       .arg(tools::quotedText(wanted), modelNames().join(QStringLiteral(", "))) +
+                                   tools::suggestionFor(wanted, modelNames()));
         }
     }
 
@@ -270,25 +272,27 @@ private:
     void readFaults()
     {
         readMeasures();
-        QString error;
         for (const QString &text : m_parser.values(QStringLiteral("fault"))) {
-            ScriptEntry entry;
-            if (!readFaultOption(text, &entry, &error)) {
-                failOption(QStringLiteral("fault"), error);
-            }
-            m_faults.script.append(entry);
+            readOption(QStringLiteral("fault"), [&] { m_faults.script.append(readFaultOption(text)); });
         }
         for (const QString &text : m_parser.values(QStringLiteral("fault-rate"))) {
-            FaultRate rate;
-            if (!readFaultRate(text, &rate, &error)) {
-                failOption(QStringLiteral("fault-rate"), error);
-            }
-            m_faults.rates.append(rate);
+            readOption(QStringLiteral("fault-rate"), [&] { m_faults.rates.append(readFaultRate(text)); });
         }
         m_faults.seed = readSeed();
         m_options.settings.seed = m_faults.seed;
         readScript();
         readSilentDevices();
+    }
+
+    /** An error of `read` is one of the option. */
+    template<typename Read>
+    void readOption(const QString &option, Read read)
+    {
+        try {
+            read();
+        } catch (const tools::UsageError &error) {
+            failOption(option, error.text());
+        }
     }
 
     void readMeasures()
@@ -311,11 +315,10 @@ private:
         if (!m_parser.isSet(option)) {
             return;
         }
-        const QString name = m_parser.value(option);
         try {
-            m_faults.script += readFaultScript(tools::readInputFile(name));
+            m_faults.script += readFaultScript(tools::readInputFile(m_parser.value(option)));
         } catch (const tools::InputError &error) {
-            failOption(option, QStringLiteral("%1: %2").arg(name, error.text()));
+            fail(error.text());
         }
     }
 

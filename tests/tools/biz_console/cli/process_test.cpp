@@ -189,8 +189,12 @@ TEST_P(ConsoleUsage, IsRefusedWithStatusTwo)
     RunningConsole console(GetParam().arguments);
     EXPECT_EQ(console.exitStatus(), 2);
     EXPECT_EQ(console.output(), "");
-    EXPECT_STREQ(qPrintable(console.errors()),
-                 qPrintable((QString("biz_console: %1\nTry 'biz_console --help'.\n").arg(GetParam().message))));
+    const QString verb = GetParam().arguments.value(0);
+    const QString ownHelp =
+        verb.isEmpty() || verb == "fly" || verb == "rnu" || verb == "help" || verb.startsWith('-') ? "" : verb + " ";
+    EXPECT_STREQ(
+        qPrintable(console.errors()),
+        qPrintable(QString("biz_console: %1\nTry 'biz_console %2--help'.\n").arg(GetParam().message, ownHelp)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -199,7 +203,18 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{{}, "a command is missing"}, BadUsage{{"fly"}, "there is no command 'fly'"},
         BadUsage{{"run"}, "the session is missing"}, BadUsage{{"run", "a", "b"}, "unexpected argument 'b'"},
         BadUsage{{"run", "a"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
-        BadUsage{{"run", "--fast", "a"}, "Unknown option 'fast'."},
+        BadUsage{{"run", "--fast", "a"}, "unknown option '--fast'"},
+        BadUsage{{"rnu", "a"}, "there is no command 'rnu'; did you mean 'run'?"},
+        BadUsage{{"help", "sned"}, "there is no command 'sned'; did you mean 'send'?"},
+        BadUsage{{"help", "run", "osd"}, "unexpected argument 'osd'"},
+        BadUsage{{"--version", "run"}, "there is no command '--version'"},
+        BadUsage{{"run", "a", "-device", "tcp://h"}, "unknown option '-device'; did you mean '--device'?"},
+        BadUsage{{"run", "a", "--devise=tcp://h"}, "unknown option '--devise'; did you mean '--device'?"},
+        BadUsage{{"osd", "a", "-v", "--wacth"}, "unknown option '--wacth'; did you mean '--watch'?"},
+        BadUsage{{"log", "--help", "-x"}, "unknown option '-x'"},
+        BadUsage{{"send", "--model", "A1MXA", "F10803620100", "--device", "tcp://h"},
+                 "one of the models A2, A1MAX, A3, PVN410MAX, K250, PVN410MAX2, A5 expected, not 'A1MXA'; did you mean "
+                 "'A1MAX'?"},
         BadUsage{{"run", "a", "--device", "tcp://"}, "--device: \"tcp://\" names no host; expected tcp://HOST[:PORT]"},
         BadUsage{{"osd", "a", "--port", "0"}, "--port: a number from 1 to 65535 expected, not '0'"},
         BadUsage{{"run", "a", "--device", "file:///tmp/x"},
@@ -208,9 +223,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none]"},
         BadUsage{{"run", "a", "--device", "tcp://h", "--repeat", "-1"},
                  "--repeat: a number from 0 to 1000000 expected, not '-1'"},
-        BadUsage{{"osd", "a", "--rate", "2", "--record", "b"},
-                 "--record: a session that is played once and as fast as it goes expected, without --repeat, "
-                 "--rate and --reconnect"},
+        BadUsage{{"run", "a", "--device", "tcp://h", "--reconnect", "--record", "b"},
+                 "--record: a run without --reconnect expected; a lost link ends it"},
         BadUsage{{"osd", "a", "--rate", "0"}, "--rate: a number from 0.001 to 100000 expected, not '0'"},
         BadUsage{{"osd", "a", "--rate", "nan"}, "--rate: a number from 0.001 to 100000 expected, not 'nan'"},
         BadUsage{{"send"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
@@ -244,19 +258,54 @@ TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndLine)
     RunningConsole console(runArguments(bad, "tcp://127.0.0.1:1"));
     EXPECT_EQ(console.exitStatus(), 2);
     EXPECT_STREQ(qPrintable(console.errors()),
-                 qPrintable(QString("biz_console: " + bad +
-                                    ": line 3, column 16: JSON expected, but object is missing after a comma\n")));
+                 qPrintable(QString("biz_console: " + bad + ":3:16: JSON expected: a value, not '}'\n")));
     EXPECT_FALSE(QDir(file("logs")).exists());
 }
 
-TEST_F(ConsoleProcess, ABadSessionIsNamedWithFileAndPlace)
+TEST_F(ConsoleProcess, EveryProblemOfABadSessionIsALineWithItsPlace)
 {
-    const QString bad = session(getVolume + R"(, {"head": "F1"})");
+    const QString bad = write("bad.json", R"({"deviceType": "A2", "commands": [
+  {"head": "F1", "heat": 1},
+  {"head": "F1 08 03 62 01 00", "head": "F1 08 03 62 01 00"}]})");
     RunningConsole console(runArguments(bad, "tcp://127.0.0.1:1"));
     EXPECT_EQ(console.exitStatus(), 2);
-    EXPECT_EQ(console.errors(),
-              "biz_console: " + bad +
-                  ": commands[1].head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" expected, not \"F1\"\n");
+    const QString start = "biz_console: " + bad;
+    EXPECT_STREQ(
+        qPrintable(console.errors()),
+        qPrintable(
+            start +
+            ":2:12: commands[0].head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" expected, not \"F1\"\n" +
+            start + ":2:18: commands[0].heat: unknown key; did you mean \"head\"?\n" + start +
+            ":3:33: \"head\" stands twice in one object, first at " + bad + ":3:4\n"));
+}
+
+TEST_F(ConsoleProcess, WhatAFileHoldsNeverReachesTheTerminalAsItIs)
+{
+    const QString bad = write("bad.json", R"({"deviceType": "\u001b]0;owned\u0007", "\u001b[2J": 1})");
+    RunningConsole console(runArguments(bad, "tcp://127.0.0.1:1"));
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_FALSE(console.errors().contains(QChar(0x1b)));
+    EXPECT_TRUE(console.errors().contains("\\x1b[2J: unknown key")) << qPrintable(console.errors());
+    EXPECT_TRUE(console.errors().contains("not \"\\x1b]0;owned\\x07\"")) << qPrintable(console.errors());
+}
+
+TEST_F(ConsoleProcess, AFolderOrAnEmptyNameIsNoSession)
+{
+    RunningConsole ofFolder(runArguments(folder.path(), "tcp://127.0.0.1:1"));
+    EXPECT_EQ(ofFolder.exitStatus(), 2);
+    EXPECT_EQ(ofFolder.errors(), "biz_console: " + folder.path() + ": cannot be read: it is a folder\n");
+    RunningConsole ofNoName(runArguments("", "tcp://127.0.0.1:1"));
+    EXPECT_EQ(ofNoName.exitStatus(), 2);
+    EXPECT_EQ(ofNoName.errors(), "biz_console: the name of a file expected, not an empty one\n");
+}
+
+TEST_F(ConsoleProcess, ASessionMayComeFromTheStandardInput)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments("-", device.url()),
+                           R"({"deviceType": -1, "commands": [{"head": "F1 08 03 62 01 00"}]})");
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_EQ(device.commands(), 1);
 }
 
 TEST_F(ConsoleProcess, ALogFolderThatCannotBeMadeIsBadInput)
@@ -270,13 +319,23 @@ TEST_F(ConsoleProcess, ALogFolderThatCannotBeMadeIsBadInput)
 
 TEST(ConsoleHelp, GoesToTheStandardOutput)
 {
-    for (const QStringList &arguments : {QStringList{"--help"}, QStringList{"run", "--help"}, QStringList{"osd", "-h"},
-                                         QStringList{"log", "--help"}}) {
+    for (const QStringList &arguments :
+         {QStringList{"--help"}, QStringList{"run", "--help"}, QStringList{"osd", "-h"}, QStringList{"log", "--help"},
+          QStringList{"help"}, QStringList{"help", "run"}}) {
         RunningConsole console(arguments);
         EXPECT_EQ(console.exitStatus(), 0);
         EXPECT_TRUE(console.output().startsWith("Usage: biz_console ")) << qPrintable(console.output());
         EXPECT_EQ(console.errors(), "");
     }
+}
+
+TEST(ConsoleHelp, OfAVerbIsTheSameAsItsOwn)
+{
+    RunningConsole help({"help", "osd"});
+    RunningConsole own({"osd", "--help"});
+    EXPECT_EQ(help.exitStatus(), 0);
+    EXPECT_EQ(own.exitStatus(), 0);
+    EXPECT_EQ(help.output(), own.output());
 }
 
 TEST(ConsoleHelp, TheVersionIsTheProjectsAlsoBehindACommand)

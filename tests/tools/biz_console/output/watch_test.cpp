@@ -91,7 +91,7 @@ TEST_F(ConsoleWatch, IsNotForJson)
 {
     RunningConsole console(runArguments(session(getVolume), "tcp://127.0.0.1:1") + QStringList{"--watch", "--json"});
     EXPECT_EQ(console.exitStatus(), 2);
-    EXPECT_EQ(console.errors(), "biz_console: --watch: cannot be used beside --json\nTry 'biz_console --help'.\n");
+    EXPECT_EQ(console.errors(), "biz_console: --watch: cannot be used beside --json\nTry 'biz_console run --help'.\n");
 }
 
 } // namespace

@@ -313,8 +313,10 @@ TEST_P(ConsoleBadRecording, IsRefusedWithItsLine)
 INSTANTIATE_TEST_SUITE_P(
     Console, ConsoleBadRecording,
     testing::Values(
-        BadRecording{"Nothing", "", "1: the summary expected: the recording was cut off"},
-        BadRecording{"NoJson", "hello\n", "1: a line of a recording expected, but illegal value"},
+        BadRecording{"Nothing", "", " a recording expected, not an empty file"},
+        BadRecording{"NoJson", "hello\n", "1:1: JSON expected: a value, not hello"},
+        BadRecording{"ARepeatedKey", linesWith(3, R"({"event":"sent","ticket":1,"ticket":2})"),
+                     "3:28: \"ticket\" stands twice in one object, first at standard input:3:17"},
         BadRecording{"NoHead", "{\"event\":\"start\"}\n",
                      "1: the head of a recording expected, as 'biz_console run --record' writes it"},
         BadRecording{"AnotherFormat", linesWith(1, R"({"event":"recording","format":7})"),
@@ -332,14 +334,85 @@ INSTANTIATE_TEST_SUITE_P(
         BadRecording{"NoEnd", linesWith(4, R"({"event":"opened"})"),
                      "5: the end of the command of line 2 expected before the summary"},
         BadRecording{"ATimeBeforeTheStart", linesWith(4, R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":-3})"),
-                     "4: atMs: a time in milliseconds expected, not -3"},
-        BadRecording{"CutOff", linesWith(5, R"({"event":"opened"})"),
-                     "6: the summary expected: the recording was cut off"},
-        BadRecording{"SomethingBehindTheSummary",
-                     linesWith(4, R"({"event":"gaveUp","ticket":1,"attempts":2,"atMs":3})") +
-                         "{\"event\":\"opened\"}\n",
-                     "6: nothing expected behind the summary"}),
+                     "4: atMs: a time in milliseconds expected, not -3"}),
     [](const auto &row) { return row.param.name; });
+
+// --- What was cut off ---------------------------------------------------------------
+
+TEST_F(ConsoleRecord, ARecordingThatWasCutOffIsPlayedUpToTheCut)
+{
+    const QByteArray whole = contentOf(recordingFile("device_faults.jsonl"));
+    const QList<QByteArray> lines = whole.split('\n');
+    QByteArray cut;
+    for (int i = 0; i < 25; ++i) {
+        cut += lines.at(i) + '\n';
+    }
+    cut += lines.at(25).left(100); // the line in which the power went
+    RunningConsole console({"replay", write("cut.jsonl", cut)}, {}, folder.path());
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output() + console.errors());
+    EXPECT_STREQ(qPrintable(console.output()), "6 commands went as recorded, up to the cut: the recording ends in line "
+                                               "26 without its summary\n");
+}
+
+TEST_F(ConsoleRecord, ADifferenceBeforeTheCutIsOne)
+{
+    QList<QByteArray> lines = contentOf(recordingFile("device_faults.jsonl")).split('\n');
+    lines = lines.mid(0, 25);
+    lines.removeAt(14); // the reply of the first command
+    RunningConsole console({"replay", write("cut.jsonl", lines.join('\n') + '\n')}, {}, folder.path());
+    EXPECT_EQ(console.exitStatus(), 1) << qPrintable(console.output() + console.errors());
+    EXPECT_TRUE(console.output().startsWith("get scene, given in line 2\n    recorded: answered"))
+        << qPrintable(console.output());
+}
+
+TEST_F(ConsoleRecord, TheFileOfTheSessionIsNeverOverwritten)
+{
+    FakeDevice device(FakeDevice::echo);
+    const QString path = session(giveBytes, "5120");
+    ASSERT_TRUE(QFile::link(path, file("other_name.json")));
+    const QByteArray before = contentOf(path);
+    for (const QString &name : {path, file("other_name.json"), file("./session.json")}) {
+        RunningConsole console(runArguments(path, device.url()) + QStringList{"--record", name});
+        EXPECT_EQ(console.exitStatus(), 2);
+        EXPECT_TRUE(
+            console.errors().startsWith("biz_console: --record: another file than that of the session expected\n"));
+    }
+    EXPECT_EQ(contentOf(path), before);
+    EXPECT_EQ(device.commands(), 0);
+}
+
+TEST_F(ConsoleRecord, CommandsWithoutANameAreReplayed)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, R"({"name": "", "head": "01 02 03 62 01 00"})"));
+    EXPECT_EQ(console.exitStatus(), 0);
+    expectReplayed(file("rec.jsonl"), "1 command went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, RoundsAtARateAreReplayed)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes) +
+                           QStringList{"--repeat", "3", "--rate", "50"});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    expectReplayed(file("rec.jsonl"), "6 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AnEndlessRunThatWasEndedIsReplayed)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() < 3) {
+            self.send(command);
+        }
+    });
+    RunningConsole console(recordArguments(device, R"({"head": "01 02 03 62 01 00", "waitMs": 60000})") +
+                           QStringList{"--repeat", "0"});
+    ASSERT_TRUE(console.waitForOutput("answered"));
+    ASSERT_TRUE(console.waitForOutput(" 03   "));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
+    expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
+}
 
 // --- The comparison -------------------------------------------------------------------
 

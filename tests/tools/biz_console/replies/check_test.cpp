@@ -125,6 +125,14 @@ TEST(ConsoleCheck, OneReplyAsJson)
     EXPECT_EQ(objects.first(), expected) << qPrintable(console.output());
 }
 
+TEST(ConsoleCheck, TakesALineOfTheErrorLogAsItStands)
+{
+    RunningConsole console({"check", "[ORLIXA2][2024-05-06 14:03:22 517]<f1 08 10 62 01>"});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().startsWith("refused: index is 16, at most 15 allowed\n"))
+        << qPrintable(console.output());
+}
+
 // --- A file ---------------------------------------------------------------------------
 
 TEST_F(ConsoleCheckFile, EveryLineIsJudgedByTheModelGiven)
@@ -158,6 +166,45 @@ TEST_F(ConsoleCheckFile, TheStandardInputIsAFileToo)
     RunningConsole console({"check", "A2", "--file", "-"}, "F1 08 10 62 01 354 bytes");
     EXPECT_EQ(console.exitStatus(), 1);
     EXPECT_TRUE(console.output().startsWith("standard input:1: refused: ")) << qPrintable(console.output());
+}
+
+TEST_F(ConsoleCheckFile, AFileThatWentThroughAnEditorIsReadAllTheSame)
+{
+    const QString file = write("\xEF\xBB\xBF# replies\r\nA2 F1 08 03 62 01 354 bytes\r\n");
+    RunningConsole console({"check", "--file", file});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_TRUE(console.output().endsWith("\n1 reply: 1 accepted, 0 refused\n"));
+}
+
+TEST_F(ConsoleCheckFile, ALastLineWithoutAnEndIsToldToBeSo)
+{
+    RunningConsole console({"check", "A2", "--file", write("F1 08 03 62 01 354 bytes")});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.errors().endsWith(":1: no line feed ends the last line; it was judged as it stands\n"))
+        << qPrintable(console.errors());
+}
+
+TEST_F(ConsoleCheckFile, AFileThatCannotBeReadToItsEndIsBadInput)
+{
+    RunningConsole console({"check", "--file", "/proc/self/mem"});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.errors(), "biz_console: /proc/self/mem: cannot be read: Input/output error\n");
+}
+
+TEST_F(ConsoleCheckFile, JunkIsQuotedInPart)
+{
+    RunningConsole console({"check", "A2", "--file", write(QByteArray("\x1b[2J").repeated(1000) + '\n')});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_FALSE(console.errors().contains(QChar(0x1b)));
+    EXPECT_LT(console.errors().size(), 600);
+}
+
+TEST_F(ConsoleCheckFile, LinesOfTheErrorLogNameTheirModel)
+{
+    RunningConsole console({"check", "--file", write("[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00 81 00>0000\n")});
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_TRUE(console.output().contains(":1: refused: payload holds 2 bytes, needs 129\n"))
+        << qPrintable(console.output());
 }
 
 TEST_F(ConsoleCheckFile, BadLinesAreNamedWithWhatWasExpectedAndTheOthersJudged)
@@ -235,7 +282,7 @@ TEST_P(ConsoleCheckUsage, IsRefusedWithStatusTwo)
     EXPECT_EQ(console.exitStatus(), 2);
     EXPECT_EQ(console.output(), "");
     EXPECT_STREQ(qPrintable(console.errors()),
-                 qPrintable(QString("biz_console: %1\nTry 'biz_console --help'.\n").arg(GetParam().message)));
+                 qPrintable(QString("biz_console: %1\nTry 'biz_console check --help'.\n").arg(GetParam().message)));
 }
 
 const char *const aModelExpected =
@@ -250,7 +297,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{"AShortHead",
                  {"A2", "F1 08 03 62", ""},
                  "5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not 'F1 08 03 62'"},
-        BadUsage{"NoPayload", {"A2", goodHead}, "a model, a head and either a payload or --size expected"},
+        BadUsage{"NoPayload",
+                 {"A2", goodHead},
+                 "a model, a head and either a payload or --size expected, or a line of the error log"},
+        BadUsage{"ATornLineOfTheErrorLog",
+                 {"[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00"},
+                 "a whole line of the error log expected, not '[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00'"},
+        BadUsage{"ALineOfAModelThatNobodyJudges",
+                 {"[UnknownType][2024-05-06 14:03:22 517]<f1 05 00 81 00>"},
+                 "a line of a model whose replies are judged expected, not of 'UnknownType'"},
         BadUsage{
             "ANegativeSize", {"A2", goodHead, "--size", "-1"}, "a payload size from 0 to 65535 expected, not '-1'"},
         BadUsage{

@@ -15,13 +15,13 @@ const QByteArray goodLine = "[ORLIXA2][2024-05-06 14:03:22 517]<0a 01 00 02 10>5
 
 TEST(ConsoleErrorLog, ReadsALineBack)
 {
-    ErrorLogLine line;
-    ASSERT_TRUE(readErrorLogLine(goodLine, &line));
-    EXPECT_EQ(line.loggedName, "ORLIXA2");
-    EXPECT_EQ(line.time, "2024-05-06 14:03:22.517");
+    const auto line = readErrorLogLine(goodLine);
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->loggedName, "ORLIXA2");
+    EXPECT_EQ(line->time, "2024-05-06 14:03:22.517");
     const unsigned char head[7] = {0, 0x0A, 0x01, 0x00, 0x02, 0x10, 0};
-    EXPECT_TRUE(std::equal(std::begin(head), std::end(head), line.reply.ucHead));
-    EXPECT_EQ(line.reply.baData, QByteArray("\x55\x0a\x9c"));
+    EXPECT_TRUE(std::equal(std::begin(head), std::end(head), line->reply.ucHead));
+    EXPECT_EQ(line->reply.baData, QByteArray("\x55\x0a\x9c"));
 }
 
 TEST(ConsoleErrorLog, ReadsWhatTheLibraryWrote)
@@ -42,11 +42,11 @@ TEST(ConsoleErrorLog, ReadsWhatTheLibraryWrote)
 
     QFile log(errorLogOfToday(scratch.path()));
     ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    ErrorLogLine line;
-    ASSERT_TRUE(readErrorLogLine(log.readAll().trimmed(), &line));
-    EXPECT_EQ(line.loggedName, "");
-    EXPECT_EQ(line.reply.baData, written.baData);
-    EXPECT_TRUE(std::equal(std::begin(written.ucHead), std::end(written.ucHead), line.reply.ucHead));
+    const auto line = readErrorLogLine(log.readAll().trimmed());
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->loggedName, "");
+    EXPECT_EQ(line->reply.baData, written.baData);
+    EXPECT_TRUE(std::equal(std::begin(written.ucHead), std::end(written.ucHead), line->reply.ucHead));
 }
 
 class TornLine : public testing::TestWithParam<QByteArray>
@@ -55,8 +55,7 @@ class TornLine : public testing::TestWithParam<QByteArray>
 
 TEST_P(TornLine, IsNotUnderstood)
 {
-    ErrorLogLine line;
-    EXPECT_FALSE(readErrorLogLine(GetParam(), &line));
+    EXPECT_FALSE(readErrorLogLine(GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Console, TornLine,

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QtCore/QRegularExpression>
+
 #include <biz_console/session/session_reader.h>
-#include <common/input_file.h>
+#include <common/errors.h>
 
 using namespace biz::console;
 using biz::host::Outcome;
@@ -19,14 +21,34 @@ QByteArray osdSession(const char *members)
 }
 
 template<typename Read>
-std::string errorOf(Read read, const QByteArray &json)
+QStringList problemsOf(Read read, const QByteArray &json)
 {
     try {
-        read(json);
+        read({"s.json", json});
     } catch (const biz::tools::InputError &error) {
-        return error.what();
+        return error.problems();
     }
-    return "no error";
+    return {};
+}
+
+/** Whether a problem is told, at whatever line and column. */
+template<typename Read>
+testing::AssertionResult tells(Read read, const QByteArray &json, const QString &problem)
+{
+    const QStringList told = problemsOf(read, json);
+    const QRegularExpression form("^s\\.json:\\d+:\\d+: " + QRegularExpression::escape(problem) + "$");
+    return told.filter(form).size() == 1 ? testing::AssertionSuccess()
+                                         : testing::AssertionFailure() << qPrintable(told.join('\n'));
+}
+
+DeviceSession deviceSessionOf(const QByteArray &json)
+{
+    return readDeviceSession({"s.json", json});
+}
+
+OsdSession osdSessionOf(const QByteArray &json)
+{
+    return readOsdSession({"s.json", json});
 }
 
 struct BadSession
@@ -47,7 +69,7 @@ class BadDeviceSession : public testing::TestWithParam<BadSession>
 
 TEST_P(BadDeviceSession, IsRefusedWithItsPlaceAndWhatWasExpected)
 {
-    EXPECT_EQ(errorOf(readDeviceSession, GetParam().json), GetParam().message);
+    EXPECT_TRUE(tells(readDeviceSession, GetParam().json, GetParam().message));
 }
 
 const char *const head = R"("head": "F1 08 03 62 01 00")";
@@ -59,16 +81,20 @@ QByteArray commandWith(const char *members)
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Console, BadDeviceSession, testing::Values(
-    BadSession{"syntax", "{\n  \"deviceType\": tru\n}", "line 2, column 19: JSON expected, but illegal value"},
+    BadSession{"syntax", "{\n  \"deviceType\": tru\n}", "JSON expected: a value, not tru"},
     BadSession{"missing comma", "{\n  \"deviceType\": 1\n  \"commands\": []\n}",
-        "line 3, column 3: JSON expected, but unterminated object"},
-    BadSession{"empty file", "", "line 1, column 1: JSON expected, but illegal value"},
-    BadSession{"array", "[]", "document: an object expected, not an array"},
+        "JSON expected: ',' or '}' behind a member, not '\"'"},
+    BadSession{"empty file", "", "JSON expected: an object, not an empty text"},
+    BadSession{"array", "[]", "an object expected, not an array"},
     BadSession{"unknown key", R"({"devicetype": 1})",
-        "devicetype: unknown key; expected one of description, deviceType, pipelined, defaultWaitMs, commands"},
+        "devicetype: unknown key; did you mean \"deviceType\"?"},
+    BadSession{"unknown key that is like no other", R"({"colour": 1})",
+        "colour: unknown key; expected one of description, deviceType, pipelined, defaultWaitMs, commands"},
     BadSession{"no model", R"({"commands": []})", "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not nothing"},
     BadSession{"unknown model", R"({"deviceType": "A9"})",
         "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not \"A9\""},
+    BadSession{"misspelt model", R"({"deviceType": "A1MXA"})",
+        "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not \"A1MXA\"; did you mean 'A1MAX'?"},
     BadSession{"model with a fraction", R"({"deviceType": 1.5})",
         "deviceType: a model such as \"A2\", or its code such as \"0x1400\" or 5120, expected, not 1.5"},
     BadSession{"model below -1", R"({"deviceType": "-2"})",
@@ -118,7 +144,7 @@ class BadOsdSession : public testing::TestWithParam<BadSession>
 
 TEST_P(BadOsdSession, IsRefusedWithItsPlaceAndWhatWasExpected)
 {
-    EXPECT_EQ(errorOf(readOsdSession, GetParam().json), GetParam().message);
+    EXPECT_TRUE(tells(readOsdSession, GetParam().json, GetParam().message));
 }
 
 // clang-format off
@@ -148,15 +174,47 @@ INSTANTIATE_TEST_SUITE_P(Console, BadOsdSession, testing::Values(
         "commands[0].flag: a whole number from 0 to 255 expected, not 256"}));
 // clang-format on
 
-TEST(ConsoleSessionReader, ANullByteInAPlaceDoesNotCutTheMessageShort)
+TEST(ConsoleSessionReader, AllThatIsWrongIsToldWithLineAndColumn)
 {
-    const biz::tools::InputError error(QString(QChar(u'\0')) + QStringLiteral("name"), QStringLiteral("unknown"));
-    EXPECT_EQ(error.text(), QString(QChar(QChar::ReplacementCharacter)) + QStringLiteral("name: unknown"));
+    const QByteArray session = "{\n  \"deviceType\": \"A2\",\n  \"speed\": 3,\n  \"commands\": [\n"
+                               "    {\"head\": \"F1\", \"waitMs\": 0},\n    {\"name\": \"x\"}\n  ]\n}\n";
+    EXPECT_EQ(problemsOf(readDeviceSession, session),
+              (QStringList{"s.json:3:3: speed: unknown key; expected one of description, deviceType, pipelined, "
+                           "defaultWaitMs, commands",
+                           "s.json:5:14: commands[0].head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" "
+                           "expected, not \"F1\"",
+                           "s.json:5:30: commands[0].waitMs: a whole number from 1 to 3600000 expected, not 0",
+                           "s.json:6:5: commands[1].head: 6 bytes in hexadecimal such as \"F1 08 03 62 01 00\" "
+                           "expected, not nothing"}));
+}
+
+TEST(ConsoleSessionReader, OfManyProblemsTheFirstAreToldAndTheOthersCounted)
+{
+    QByteArray commands;
+    for (int i = 0; i < 2500; ++i) {
+        commands += i == 0 ? "[{}" : ", {}";
+    }
+    const QStringList told = problemsOf(readDeviceSession, deviceSession((commands + "]").constData()));
+    EXPECT_EQ(told.size(), 21);
+    EXPECT_EQ(told.last(), "s.json: and 2480 problems more");
+}
+
+TEST(ConsoleSessionReader, ASessionOfTheOtherChannelIsSentThere)
+{
+    EXPECT_EQ(problemsOf(readDeviceSession, R"({"devices": ["127.0.0.2"]})"),
+              QStringList{"s.json:1:2: \"devices\" is of an OSD session: use 'biz_console osd'"});
+    EXPECT_EQ(problemsOf(readOsdSession, R"({"deviceType": "A2"})"),
+              QStringList{"s.json:1:2: \"deviceType\" is of a session for one device: use 'biz_console run'"});
+}
+
+TEST(ConsoleSessionReader, AnEmptyNameIsNone)
+{
+    EXPECT_EQ(deviceSessionOf(commandWith(R"("name": "")")).commands[0].name, "F1/08");
 }
 
 TEST(ConsoleSessionReader, TakesTheHeadFromByteOneOn)
 {
-    const DeviceSession session = readDeviceSession(commandWith(R"("data": "01 fF", "waitMs": 300, "repeat": 2)"));
+    const DeviceSession session = deviceSessionOf(commandWith(R"("data": "01 fF", "waitMs": 300, "repeat": 2)"));
     ASSERT_EQ(session.commands.size(), 1);
     const model_Protocoldata &record = session.commands[0].record;
     const unsigned char expected[7] = {0, 0xF1, 0x08, 0x03, 0x62, 0x01, 0x00};
@@ -169,7 +227,7 @@ TEST(ConsoleSessionReader, TakesTheHeadFromByteOneOn)
 
 TEST(ConsoleSessionReader, FillsInDefaults)
 {
-    const DeviceSession session = readDeviceSession(deviceSession(R"([{"head": "F10803620100"}])"));
+    const DeviceSession session = deviceSessionOf(deviceSession(R"([{"head": "F10803620100"}])"));
     EXPECT_FALSE(session.isPipelined);
     EXPECT_EQ(session.commands[0].name, "F1/08");
     EXPECT_EQ(session.commands[0].record.iWaitTime, 500);
@@ -181,7 +239,7 @@ TEST(ConsoleSessionReader, FillsInDefaults)
 
 TEST(ConsoleSessionReader, TheSessionsWaitStandsWhereACommandHasNone)
 {
-    const DeviceSession session = readDeviceSession(R"({"deviceType": 5120, "defaultWaitMs": 250, "commands": [
+    const DeviceSession session = deviceSessionOf(R"({"deviceType": 5120, "defaultWaitMs": 250, "commands": [
         {"head": "F10803620100"}, {"head": "F10803620100", "waitMs": 3600000}]})");
     EXPECT_EQ(session.deviceType, 5120);
     EXPECT_EQ(session.commands[0].record.iWaitTime, 250);
@@ -191,7 +249,7 @@ TEST(ConsoleSessionReader, TheSessionsWaitStandsWhereACommandHasNone)
 TEST(ConsoleSessionReader, ReadsExpectations)
 {
     const DeviceSession session =
-        readDeviceSession(commandWith(R"("expect": {"outcome": "gaveUp", "events": ["resent", "late"]})"));
+        deviceSessionOf(commandWith(R"("expect": {"outcome": "gaveUp", "events": ["resent", "late"]})"));
     EXPECT_EQ(session.commands[0].expected.outcome, Outcome::GaveUp);
     EXPECT_EQ(session.commands[0].expected.events, Event::Resent | Event::Late);
 }
@@ -199,31 +257,24 @@ TEST(ConsoleSessionReader, ReadsExpectations)
 TEST(ConsoleSessionReader, TheModelMayBeNamed)
 {
     const QByteArray session = R"({"deviceType": "a1max", "pipelined": true, "commands": [{"head": "F10803620100"}]})";
-    EXPECT_EQ(readDeviceSession(session).deviceType, 0x1700);
-    EXPECT_TRUE(readDeviceSession(session).isPipelined);
+    EXPECT_EQ(deviceSessionOf(session).deviceType, 0x1700);
+    EXPECT_TRUE(deviceSessionOf(session).isPipelined);
 }
 
 TEST(ConsoleSessionReader, ALeadingZeroIsDecimal)
 {
-    EXPECT_EQ(readDeviceSession(R"({"deviceType": "010", "commands": [{"head": "F10803620100"}]})").deviceType, 10);
+    EXPECT_EQ(deviceSessionOf(R"({"deviceType": "010", "commands": [{"head": "F10803620100"}]})").deviceType, 10);
 }
 
 TEST(ConsoleSessionReader, CountsDevicesFromTheFirstOn)
 {
     const OsdSession session =
-        readOsdSession(osdSession(R"("devices": {"first": "127.1.0.254", "count": 4}, "silent": ["127.1.1.1"])"));
+        osdSessionOf(osdSession(R"("devices": {"first": "127.1.0.254", "count": 4}, "silent": ["127.1.1.1"])"));
     EXPECT_EQ(session.devices, QStringList({"127.1.0.254", "127.1.0.255", "127.1.1.0", "127.1.1.1"}));
     EXPECT_EQ(session.silent, QSet<QString>({"127.1.1.1"}));
     EXPECT_EQ(session.port, 15701);
     EXPECT_EQ(session.commands[0].record.iWaitTime, 2000);
     EXPECT_EQ(session.commands[0].name, "0D/01");
-}
-
-TEST(ConsoleSessionReader, AMissingFileIsNamedByTheSystemsReason)
-{
-    EXPECT_EQ(
-        errorOf([](const QByteArray &path) { biz::tools::readInputFile(QString::fromUtf8(path)); }, "/no/such/session"),
-        "cannot be read: No such file or directory; a readable file expected");
 }
 
 } // namespace

@@ -131,6 +131,59 @@ TEST_F(ConsoleLog, LinesThatAreTornOrForeignAreCountedAndTheFirstIsNamed)
         << qPrintable(console.output());
 }
 
+TEST_F(ConsoleLog, TimesOfAnotherTimeZoneAreTrueInThisOne)
+{
+    qputenv("TZ", "Europe/Berlin");
+    RunningConsole console({"log", write("[ORLIXA2][2026-03-29 02:30:00 000]<f1 08 10 62 01>\n")});
+    EXPECT_EQ(console.exitStatus(), 0);
+    qunsetenv("TZ");
+    EXPECT_TRUE(console.output().startsWith("2026-03-29 02:30:00.000  A2 F1/08")) << qPrintable(console.output());
+    EXPECT_FALSE(console.output().contains("torn"));
+}
+
+TEST_F(ConsoleLog, AFileThatWentThroughAnEditorIsReadAllTheSame)
+{
+    const QByteArray line = highIndex("14:03:23 001").trimmed();
+    RunningConsole console({"log", write("\xEF\xBB\xBF" + line + "\r\n" + line + "\r\n")});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().contains("\n2 rejected replies\n")) << qPrintable(console.output());
+    EXPECT_FALSE(console.output().contains("torn"));
+}
+
+TEST_F(ConsoleLog, AFileThatIsNoLogIsBadInput)
+{
+    const QString file = write("hello\nworld\n", "hello.txt");
+    RunningConsole console({"log", file});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.output(), "");
+    EXPECT_EQ(console.errors(),
+              "biz_console: " + file + ": an error log expected, but none of its lines is one of a log\n");
+}
+
+TEST_F(ConsoleLog, AnEmptyLogHasNoRejectedReply)
+{
+    RunningConsole console({"log", write("")});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_EQ(console.output(), "0 rejected replies\n");
+}
+
+TEST_F(ConsoleLog, AFileThatCannotBeReadToItsEndIsBadInput)
+{
+    RunningConsole console({"log", "/proc/self/mem"});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.errors(), "biz_console: /proc/self/mem: cannot be read: Input/output error\n");
+}
+
+// Each byte of a payload is whole by itself: the line would be judged by what was written by then.
+TEST_F(ConsoleLog, ALastLineWithoutAnEndIsNotJudged)
+{
+    const QString log = write(shortPayload("14:03:22 517") + shortPayload("14:03:23 000").chopped(1));
+    RunningConsole console({"log", log});
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().contains("\n1 rejected reply\n")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().endsWith("1 line is torn or not of this log: " + log + ":2\n"));
+}
+
 TEST_F(ConsoleLog, AReplyThatBreaksNoRuleOfThisVersionIsShownAsSuch)
 {
     RunningConsole console({"log", write("[UnknownType][2024-05-06 14:03:22 517]<01 02 00 00 00>\n")});

@@ -103,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(Sessions, ModelSession,
 class FaultSession : public testing::Test
 {
 protected:
-    FaultSession() { settings.script = readFaultScript(contentsOf("faults_a2_script.json")); }
+    FaultSession() { settings.script = readFaultScript({"script.json", contentsOf("faults_a2_script.json")}); }
 
     const QJsonArray commands = sessionOf("faults_a2.json").value("commands").toArray();
     FaultSettings settings;

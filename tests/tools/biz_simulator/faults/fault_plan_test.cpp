@@ -14,7 +14,7 @@ constexpr CommandCode readName{0xF1, 0x03};
 FaultSettings scripted(const char *json)
 {
     FaultSettings settings;
-    settings.script = readFaultScript(json);
+    settings.script = readFaultScript({"script.json", json});
     return settings;
 }
 
@@ -156,7 +156,7 @@ TEST_P(BadScripts, AreRefusedWithTheirPlace)
 {
     QString error;
     try {
-        readFaultScript(GetParam().json);
+        readFaultScript({"script.json", GetParam().json});
     } catch (const biz::tools::InputError &refusal) {
         error = refusal.text();
     }
@@ -166,8 +166,8 @@ TEST_P(BadScripts, AreRefusedWithTheirPlace)
 INSTANTIATE_TEST_SUITE_P(
     Table, BadScripts,
     testing::Values(
-        BadScript{"{\"faults\": [\n{,}\n]}", "line 2, column 2: "}, BadScript{"", "JSON expected"},
-        BadScript{"[]", "document: an object expected"}, BadScript{"{}", "faults: an array"},
+        BadScript{"{\"faults\": [\n{,}\n]}", "script.json:2:2: "}, BadScript{"", "JSON expected"},
+        BadScript{"[]", "script.json:1:1: an object expected"}, BadScript{"{}", "faults: an array"},
         BadScript{R"({"faults": 3})", "faults: an array of faults expected, not 3"},
         BadScript{R"({"faults": [7]})", "faults[0]: an object expected, not 7"},
         BadScript{R"({"faults": [{"fault": "slience"}]})", "faults[0].fault: \"slience\" is no fault"},
