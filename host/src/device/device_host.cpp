@@ -263,7 +263,7 @@ bool DeviceHost::Private::start()
 StopReport DeviceHost::Private::stop(TimePoint deadline)
 {
     StopReport report;
-    // What is an application's own, a link, may call back while it is closed.
+    // An application's own link may call back while it is closed.
     if (m_isStopping) {
         return report;
     }

@@ -205,7 +205,7 @@ bool OsdHost::Private::start()
 StopReport OsdHost::Private::stop()
 {
     StopReport report;
-    // What is an application's own, a transport, may call back while it is closed.
+    // An application's own transport may call back while it is closed.
     if (m_isStopping) {
         return report;
     }
