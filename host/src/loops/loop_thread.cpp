@@ -1,27 +1,44 @@
 #include <loops/loop_thread_p.h>
 
-#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include <pthread.h>
 
 namespace biz::host {
 
-LoopThread::LoopThread(const QString &name, std::function<void()> body)
-    : m_thread(QThread::create([this, run = std::move(body)] {
-        run();
-        m_hasReturned.store(true, std::memory_order_release);
-    }))
+LoopThread::LoopThread(QString name, std::function<void()> body)
+    : m_name(std::move(name))
 {
-    m_thread->setObjectName(name);
-    m_thread->start();
-    m_hasStarted = m_thread->isRunning() || m_thread->isFinished();
+    try {
+        m_thread = std::thread([this, own = std::move(body)] { run(own); });
+        m_hasStarted = true;
+    } catch (const std::system_error &) {
+        m_hasReturned = true;
+    }
+}
+
+LoopThread::~LoopThread()
+{
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
 }
 
 bool LoopThread::join(TimePoint deadline)
 {
-    using std::chrono::milliseconds;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_changed.wait_until(lock, deadline, [this] { return m_hasReturned; });
+}
 
-    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-    return m_thread->wait(static_cast<unsigned long>(std::max(left, milliseconds(0)).count())) &&
-           (!m_hasStarted || m_hasReturned.load(std::memory_order_acquire));
+void LoopThread::run(const std::function<void()> &body)
+{
+    constexpr int shownLetters = 15;
+    pthread_setname_np(pthread_self(), m_name.left(shownLetters).toLatin1().constData());
+    body();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_hasReturned = true;
+    m_changed.notify_all();
 }
 
 } // namespace biz::host

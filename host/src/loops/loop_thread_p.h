@@ -1,23 +1,31 @@
 #ifndef BIZ_HOST_LOOP_THREAD_P_H
 #define BIZ_HOST_LOOP_THREAD_P_H
 
-#include <atomic>
+#include <condition_variable>
 #include <functional>
-#include <memory>
+#include <mutex>
+#include <thread>
 
 #include <QtCore/QString>
-#include <QtCore/QThread>
 
 #include <host_clock_p.h>
 
 namespace biz::host {
 
-/** A named thread that runs one loop of the library. */
+/**
+ * A named thread that runs one loop of the library. None of Qt's, which opens a descriptor for an event loop that no
+ * loop has, and ends the process when there is none left.
+ */
 class LoopThread
 {
 public:
     /** Starts `body` on a thread of that name; debuggers show its first 15 letters. */
-    LoopThread(const QString &name, std::function<void()> body);
+    LoopThread(QString name, std::function<void()> body);
+
+    /** Waits until the loop has returned. */
+    ~LoopThread();
+    LoopThread(const LoopThread &) = delete;
+    LoopThread &operator=(const LoopThread &) = delete;
 
     /** False when the system gave no thread. */
     bool hasStarted() const { return m_hasStarted; }
@@ -25,13 +33,17 @@ public:
     /** Whether the loop has returned by the deadline; a later call may still say yes. */
     bool join(TimePoint deadline);
 
-    QString name() const { return m_thread->objectName(); }
+    QString name() const { return m_name; }
 
 private:
-    /** What the loop did happens before a join() that says yes, for every tool to see. */
-    std::atomic<bool> m_hasReturned{false};
+    void run(const std::function<void()> &body);
+
+    const QString m_name;
     bool m_hasStarted = false;
-    std::unique_ptr<QThread> m_thread;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_hasReturned = false; ///< guarded by m_mutex
+    std::thread m_thread;
 };
 
 } // namespace biz::host

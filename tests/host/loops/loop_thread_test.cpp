@@ -1,7 +1,8 @@
+#include <array>
 #include <condition_variable>
 #include <mutex>
 
-#include <QtCore/QThread>
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -33,8 +34,8 @@ TEST(LoopThread, AJoinPastItsDeadlineSaysNoAndALaterOneYes)
 
 TEST(LoopThread, ItRunsUnderItsName)
 {
-    QString name;
-    LoopThread loop(QStringLiteral("biz-test"), [&] { name = QThread::currentThread()->objectName(); });
+    std::array<char, 16> name{};
+    LoopThread loop(QStringLiteral("biz-test"), [&] { pthread_getname_np(pthread_self(), name.data(), name.size()); });
     ASSERT_TRUE(loop.join(Clock::now() + std::chrono::milliseconds(patienceMs)));
-    EXPECT_EQ(name.toStdString(), "biz-test");
+    EXPECT_STREQ(name.data(), "biz-test");
 }

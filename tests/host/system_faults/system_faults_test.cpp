@@ -1,0 +1,205 @@
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <vector>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QtCore/QDir>
+#include <QtCore/QProcess>
+
+#include <host/osd_host.h>
+#include <host/outages/outage_fixture.h>
+#include <host/outages/tcp_device.h>
+
+using namespace biz::host;
+using namespace biz::test;
+
+namespace {
+
+std::atomic<bool> givesNoThread{false};
+
+} // namespace
+
+/** In place of the system's, for all that is loaded: as when the limit of threads is reached. */
+extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
+                              void *argument)
+{
+    if (givesNoThread) {
+        return EAGAIN;
+    }
+    static const auto next = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    return next(thread, attributes, body, argument);
+}
+
+namespace {
+
+/** While it exists, this process can open nothing. */
+class NoDescriptors
+{
+public:
+    NoDescriptors()
+    {
+        constexpr rlim_t few = 64; // more than a test needs, so that what is open can still be waited for
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &m_before), 0);
+        rlimit limit = m_before;
+        limit.rlim_cur = few;
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        for (int next = dup(0); next >= 0; next = dup(0)) {
+            m_taken.push_back(next);
+        }
+        EXPECT_FALSE(m_taken.empty());
+    }
+    ~NoDescriptors()
+    {
+        for (const int descriptor : m_taken) {
+            ::close(descriptor);
+        }
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &m_before), 0);
+    }
+    NoDescriptors(const NoDescriptors &) = delete;
+    NoDescriptors &operator=(const NoDescriptors &) = delete;
+
+private:
+    rlimit m_before{};
+    std::vector<int> m_taken;
+};
+
+class NoThreads
+{
+public:
+    NoThreads() { givesNoThread = true; }
+    ~NoThreads() { givesNoThread = false; }
+    NoThreads(const NoThreads &) = delete;
+    NoThreads &operator=(const NoThreads &) = delete;
+};
+
+/** A device host on a device of the test's own process, while the system fails. */
+class SystemFault : public OutageFixture
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(host.setReconnectInterval(10));
+        ASSERT_TRUE(host.setLink(QUrl(device.url())));
+    }
+
+    void expectAnswer()
+    {
+        const int number = give(longWaitMs);
+        ASSERT_TRUE(waitForEnd(number));
+        EXPECT_EQ(outcomeOf(number), "answered");
+    }
+
+    TcpDevice device;
+};
+
+/** How long the process stands still: BIZ_STOPPED_SECONDS makes it longer. */
+int stoppedSeconds()
+{
+    const int wished = qEnvironmentVariableIntValue("BIZ_STOPPED_SECONDS");
+    return wished > 0 ? wished : 1;
+}
+
+} // namespace
+
+TEST_F(SystemFault, WithoutADescriptorTheLinkIsLostAndItIsUpWhenThereIsOne)
+{
+    {
+        const NoDescriptors none;
+        ASSERT_TRUE(host.start()) << host.errorString().toStdString();
+        ASSERT_TRUE(waitForLosses(1));
+        EXPECT_EQ(host.linkStatus().error, Error::LinkCannotOpen);
+        ASSERT_TRUE(waitFor([this] { return host.linkStatus().attempts >= 2; }));
+    }
+    ASSERT_TRUE(waitForUps(1));
+    expectAnswer();
+}
+
+TEST_F(SystemFault, WithoutADescriptorALinkThatIsUpGoesOn)
+{
+    startUp();
+    expectAnswer();
+    const NoDescriptors none;
+    expectAnswer();
+}
+
+TEST(OsdSystemFault, WithoutADescriptorAnOsdHostSaysSoAndStartsWhenThereIsOne)
+{
+    OsdHost host;
+    {
+        const NoDescriptors none;
+        EXPECT_FALSE(host.start());
+        EXPECT_EQ(host.error(), Error::CannotBind);
+    }
+    EXPECT_TRUE(host.start()) << host.errorString().toStdString();
+}
+
+TEST_F(SystemFault, WithoutAThreadTheStartIsRefusedAndTheNextOneSucceeds)
+{
+    {
+        const NoThreads none;
+        EXPECT_FALSE(host.start());
+        EXPECT_EQ(host.error(), Error::CannotStartThread);
+        EXPECT_FALSE(host.isRunning());
+    }
+    startUp();
+    expectAnswer();
+}
+
+TEST_F(SystemFault, WhatTheHostOpensIsNotInheritedByProgramsThatItStarts)
+{
+    startUp();
+    expectAnswer();
+    for (const QString &name : QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::System)) {
+        const QString target = QFile::symLinkTarget(QStringLiteral("/proc/self/fd/") + name);
+        if (target.contains(QLatin1String("socket:")) || target.contains(QLatin1String("eventpoll"))) {
+            EXPECT_NE(fcntl(name.toInt(), F_GETFD) & FD_CLOEXEC, 0) << qPrintable(target);
+        }
+    }
+}
+
+TEST_F(SystemFault, AForkedChildEndsAndTheHostGoesOn)
+{
+    startUp();
+    give(longWaitMs);
+    std::fflush(stdout);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        std::exit(0); // as a program does that failed to start another one; the loops are not there
+    }
+    int status = -1;
+    ASSERT_TRUE(waitFor([&] { return waitpid(child, &status, WNOHANG) == child; }));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    ASSERT_TRUE(waitForAllEnds());
+    expectAnswer();
+}
+
+TEST_F(SystemFault, AProcessThatStandsStillLosesNoCommand)
+{
+    startUp();
+    device.isMute = true;
+    const int late = give(waitMs);
+    const int waiting = give(longWaitMs);
+    ASSERT_TRUE(waitFor([this] { return arrived.size() == 1 || device.connections() == 1; }));
+    ASSERT_TRUE(QProcess::startDetached(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"),
+         QStringLiteral("kill -STOP %1; sleep %2; kill -CONT %1").arg(getpid()).arg(stoppedSeconds())}));
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(waitForEnd(late)); // runs in this process, which stands still meanwhile
+    EXPECT_EQ(outcomeOf(late), "gaveUp");
+    device.isMute = false;
+    ASSERT_TRUE(waitForAllEnds());
+    EXPECT_NE(outcomeOf(waiting), "none");
+    ASSERT_TRUE(waitFor([&] { return isUp() && clock.elapsed() >= 1000 * stoppedSeconds(); },
+                        1000 * stoppedSeconds() + patienceMs));
+    expectAnswer();
+}
