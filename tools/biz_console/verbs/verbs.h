@@ -23,6 +23,7 @@ int runLog(const QStringList &arguments, const Output &output);
 int runReplay(const QStringList &arguments, const Output &output);
 int runCheck(const QStringList &arguments, const Output &output);
 int runPorts(const QStringList &arguments, const Output &output);
+int runReport(const QStringList &arguments, const Output &output);
 int runRules(const QStringList &arguments, const Output &output);
 
 } // namespace biz::console

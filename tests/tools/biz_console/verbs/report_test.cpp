@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <tools/support/console_process.h>
+
+using namespace biz::test;
+
+namespace {
+
+class ConsoleReport : public ConsoleProcess
+{
+protected:
+    /** What the command printed, once it has ended with the status that is expected. */
+    QString report(const QStringList &files, int status = 0) const
+    {
+        RunningConsole console(QStringList{"report", "--out", file("page.html")} + files);
+        EXPECT_EQ(console.exitStatus(), status);
+        return console.output() + console.errors();
+    }
+
+    QString page() const
+    {
+        QFile html(file("page.html"));
+        return html.open(QIODevice::ReadOnly) ? QString::fromUtf8(html.readAll()) : QString();
+    }
+
+    static QByteArray start(const char *event = "start")
+    {
+        return QByteArray(R"({"atMs":0,"channel":"device","deviceType":5120,"event":")") + event +
+               R"(","link":"tcp://10.0.0.1:15700","tool":"biz_console 9","utc":"2026-05-06T14:00:00.000Z"})" + "\n";
+    }
+
+    static QByteArray gaveUp()
+    {
+        return R"({"atMs":1,"event":"sent","name":"get scene","ticket":1,"utc":"2026-05-06T14:00:00.001Z","waitMs":500})"
+               "\n"
+               R"({"atMs":700,"event":"gaveUp","name":"get scene","ticket":1,"utc":"2026-05-06T14:00:00.700Z"})"
+               "\n";
+    }
+};
+
+TEST_F(ConsoleReport, PrintsTheVerdictThatStandsOnThePage)
+{
+    const QString printed = report({write("log.jsonl", start() + gaveUp())});
+    EXPECT_TRUE(printed.contains("A2 at tcp://10.0.0.1:15700 never replied")) << printed.toStdString();
+    EXPECT_TRUE(page().contains("A2 at tcp://10.0.0.1:15700 never replied"));
+}
+
+TEST_F(ConsoleReport, MixesEventLogsRecordingsAndErrorLogs)
+{
+    report({write("20240506.log", "[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00 81 00>0000\n"),
+            write("recording.jsonl", start("recording") + gaveUp()), write("log.jsonl", start() + gaveUp())});
+    for (const char *kind : {"<td>error log</td>", "<td>recording</td>", "<td>event log</td>"}) {
+        EXPECT_TRUE(page().contains(kind)) << kind;
+    }
+}
+
+TEST_F(ConsoleReport, FileOfAnotherKindIsNamedAndNothingIsWritten)
+{
+    const QString printed = report({write("shopping.txt", "milk\n")}, 2);
+    EXPECT_TRUE(printed.contains("shopping.txt: an event log, a recording or an error log expected"));
+    EXPECT_EQ(printed.count('\n'), 1);
+    EXPECT_FALSE(QFile::exists(file("page.html")));
+}
+
+TEST_F(ConsoleReport, MissingFileIsNamed)
+{
+    EXPECT_TRUE(report({file("nowhere.jsonl")}, 2).contains("nowhere.jsonl: cannot be read"));
+}
+
+TEST_F(ConsoleReport, NeedsAFile)
+{
+    EXPECT_TRUE(report({}, 2).contains("a file is missing"));
+}
+
+} // namespace

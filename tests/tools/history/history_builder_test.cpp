@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <tools/history/log_lines.h>
+
+using namespace biz::history;
+
+namespace {
+
+TEST(HistoryBuilder, CommandGetsItsTimesAndItsOutcome)
+{
+    LogLines log;
+    log.start();
+    log.given(5, 1);
+    log.sent(20, 1);
+    log.resent(360, 1);
+    log.answered(400, 1, 40);
+    const History history = log.history();
+    const Command &command = history.devices.at(0).commands.at(0);
+    EXPECT_EQ(command.givenMs, LogLines::startMs() + 5);
+    EXPECT_EQ(command.sentMs, LogLines::startMs() + 20);
+    EXPECT_EQ(command.resentMs, LogLines::startMs() + 360);
+    EXPECT_EQ(command.endMs, LogLines::startMs() + 400);
+    EXPECT_TRUE(command.isAnswered());
+    EXPECT_EQ(history.names.value(command.name), QStringLiteral("get scene"));
+}
+
+TEST(HistoryBuilder, ResponseToACommandSentTwiceCountsFromTheFirstSending)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.sent(0, 1);
+    log.resent(340, 1);
+    log.answered(600, 1, 260);
+    EXPECT_EQ(log.history().devices.at(0).commands.at(0).responseMs(), 600.0);
+}
+
+TEST(HistoryBuilder, ClockThatIsSetBendsNothing)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.sent(10, 1);
+    log.lines.last().replace("14:00:00.010", "18:30:00.010");
+    EXPECT_EQ(log.history().devices.at(0).commands.at(0).sentMs, LogLines::startMs() + 10);
+}
+
+TEST(HistoryBuilder, RotatedLogGoesOnWhereTheOneBeforeEnded)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.sent(10, 1);
+    LogLines next;
+    next.gaveUp(700, 1);
+    HistoryBuilder builder;
+    builder.beginFile(QStringLiteral("log.1"));
+    builder.readEventLine(log.lines.at(0));
+    builder.readEventLine(log.lines.at(1));
+    builder.readEventLine(log.lines.at(2));
+    builder.beginFile(QStringLiteral("log"));
+    builder.readEventLine(next.lines.at(0));
+    const History history = builder.take();
+    ASSERT_EQ(history.runs.size(), 1U);
+    EXPECT_TRUE(history.devices.at(0).commands.at(0).isGivenUp());
+}
+
+TEST(HistoryBuilder, StartThatIsRepeatedInTheNextFileBeginsNoRun)
+{
+    LogLines log;
+    log.start(-1);
+    log.given(0, 1);
+    log.start(LogLines::a2);
+    log.answered(700, 1, 2);
+    const History history = log.history();
+    ASSERT_EQ(history.runs.size(), 1U);
+    ASSERT_EQ(history.devices.size(), 1U);
+    EXPECT_EQ(history.devices.at(0).model, QStringLiteral("A2")) << "settled after the log had begun";
+    EXPECT_TRUE(history.devices.at(0).commands.at(0).isAnswered());
+}
+
+TEST(HistoryBuilder, LogThatBeginsInTheMiddleIsARunOfItsOwn)
+{
+    LogLines log;
+    log.sent(5000, 17);
+    log.gaveUp(5700, 17);
+    const History history = log.history();
+    ASSERT_EQ(history.runs.size(), 1U);
+    EXPECT_EQ(history.devices.at(0).commands.size(), 1U);
+}
+
+TEST(HistoryBuilder, TornLineIsCountedAndTheRestIsRead)
+{
+    LogLines log;
+    log.start();
+    log.lines.append("{\"event\":\"sent\",\"tick");
+    log.answeredCommand(0, 1, 2);
+    const History history = log.history();
+    EXPECT_EQ(history.sources.at(0).notUnderstood, 1U);
+    EXPECT_EQ(history.sources.at(0).firstNotUnderstood, 2);
+    EXPECT_EQ(tallyOf(history.devices.at(0)).answered, 1U);
+}
+
+TEST(HistoryBuilder, RefusalsOfOneClauseAreCountedTogetherWithTheFirstReply)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.rejected(10, 1, QStringLiteral("F1/08"), "01 F1 08 03 62 01 00", 353);
+    log.rejected(20, 1, QStringLiteral("F1/08"), "02 F1 08 03 62 01 00", 353);
+    const History history = log.history();
+    ASSERT_EQ(history.devices.at(0).refusals.size(), 1U);
+    const Refusal &refusal = history.devices.at(0).refusals.at(0);
+    EXPECT_EQ(refusal.count, 2U);
+    EXPECT_TRUE(refusal.brokenPayload);
+    EXPECT_EQ(refusal.head.at(0), 1);
+}
+
+LoggedReply loggedReply(double atMs, int payloadSize)
+{
+    LoggedReply logged;
+    logged.atMs = LogLines::startMs() + atMs;
+    logged.deviceType = LogLines::a2;
+    logged.model = QStringLiteral("A2");
+    const unsigned char head[] = {0, 0xF1, 0x08, 0x03, 0x62, 0x01, 0};
+    std::copy(std::begin(head), std::end(head), logged.reply.ucHead);
+    logged.reply.baData = QByteArray(payloadSize, '\1');
+    return logged;
+}
+
+TEST(HistoryBuilder, ReplyInBothLogsCountsOnce)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.rejected(10, 1, QStringLiteral("F1/08"), "01 F1 08 03 62 01 00", 353);
+    HistoryBuilder builder;
+    builder.beginFile(QStringLiteral("log.jsonl"));
+    for (const QByteArray &text : log.lines) {
+        builder.readEventLine(text);
+    }
+    builder.beginFile(QStringLiteral("20260506.log"));
+    builder.add(loggedReply(12, 353));
+    builder.add(loggedReply(60000, 353));
+    const History history = builder.take();
+    ASSERT_EQ(history.devices.size(), 2U);
+    EXPECT_EQ(history.devices.at(0).refusedReplies, 1U);
+    EXPECT_EQ(history.devices.at(1).refusedReplies, 1U) << "the second line is a minute off";
+}
+
+TEST(HistoryBuilder, LinkSpansEndWhereTheNextBegins)
+{
+    LogLines log;
+    log.start();
+    log.link(1, QStringLiteral("up"));
+    log.link(5000, QStringLiteral("lost"), QStringLiteral("closed"));
+    log.link(9000, QStringLiteral("up"));
+    log.end(10000);
+    const std::vector<LinkSpan> spans = log.history().devices.at(0).link;
+    ASSERT_EQ(spans.size(), 3U);
+    EXPECT_EQ(spans.at(1).toMs - spans.at(1).fromMs, 4000.0);
+    EXPECT_EQ(spans.at(2).toMs, LogLines::startMs() + 10000);
+}
+
+TEST(HistoryBuilder, NumbersThatNobodyWritesAreNone)
+{
+    LogLines log;
+    log.start();
+    log.line(1, {{"event", "given"}, {"ticket", -4.5}, {"waitMs", 1e300}, {"name", 7}});
+    const History history = log.history();
+    ASSERT_EQ(history.devices.at(0).commands.size(), 1U);
+    EXPECT_EQ(history.devices.at(0).commands.at(0).waitMs, -1);
+}
+
+} // namespace

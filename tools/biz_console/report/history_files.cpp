@@ -1,0 +1,128 @@
+#include <biz_console/report/history_files.h>
+
+#include <algorithm>
+
+#include <QtCore/QDateTime>
+
+#include <biz_console/replies/error_log_line.h>
+#include <common/errors.h>
+#include <common/input_file.h>
+#include <history/event.h>
+#include <history/history_builder.h>
+
+namespace biz::console {
+
+namespace {
+
+/** A file and when it begins. */
+struct DatedFile
+{
+    QString path;
+    bool isErrorLog = false;
+    double fromMs = history::never;
+};
+
+double timeOf(const ErrorLogLine &line)
+{
+    const QDateTime time = QDateTime::fromString(line.time, QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
+    return static_cast<double>(time.toMSecsSinceEpoch());
+}
+
+/** When an event log begins: files of one log that is rotated have the same first line. */
+void date(DatedFile &file, const history::Event &event)
+{
+    if (file.fromMs < 0.0 || event.kind != history::Event::Kind::Start) {
+        file.fromMs = event.utcMs;
+    }
+}
+
+/** Looks for the first lines that say what the file is: those before them may be torn. */
+DatedFile lookInto(const QString &path)
+{
+    constexpr int mostLines = 100;
+    DatedFile dated{path, false, history::never};
+    tools::InputFile file(path);
+    QByteArray text;
+    for (int i = 0; i < mostLines && file.next(&text); ++i) {
+        history::Event event;
+        ErrorLogLine line;
+        if (history::readEvent(text, &event) && event.utcMs >= 0.0) {
+            date(dated, event);
+            if (event.kind != history::Event::Kind::Start) {
+                return dated;
+            }
+        } else if (dated.fromMs < 0.0 && readErrorLogLine(text, &line)) {
+            return {path, true, timeOf(line)};
+        }
+    }
+    if (dated.fromMs < 0.0) {
+        throw tools::InputError(QStringLiteral("%1: an event log, a recording or an error log expected, with one JSON "
+                                               "object or one refused reply a line")
+                                    .arg(path));
+    }
+    return dated;
+}
+
+void readEvents(history::HistoryBuilder &builder, const QString &path)
+{
+    tools::InputFile file(path);
+    builder.beginFile(path);
+    QByteArray text;
+    while (file.next(&text)) {
+        builder.readEventLine(text);
+    }
+}
+
+history::LoggedReply loggedReplyOf(const ErrorLogLine &line)
+{
+    history::LoggedReply logged;
+    logged.atMs = timeOf(line);
+    logged.loggedName = line.loggedName;
+    logged.reply = line.reply;
+    const host::CheckedModel *model = modelOfLoggedName(line.loggedName);
+    if (model != nullptr) {
+        logged.deviceType = model->deviceType;
+        logged.model = model->name;
+    }
+    return logged;
+}
+
+void readErrorLog(history::HistoryBuilder &builder, const QString &path)
+{
+    tools::InputFile file(path);
+    builder.beginFile(path);
+    QByteArray text;
+    while (file.next(&text)) {
+        ErrorLogLine line;
+        if (readErrorLogLine(text, &line)) {
+            builder.add(loggedReplyOf(line));
+        } else {
+            builder.noteBadLine();
+        }
+    }
+}
+
+} // namespace
+
+history::History readHistory(const QStringList &paths)
+{
+    std::vector<DatedFile> files;
+    for (const QString &path : paths) {
+        files.push_back(lookInto(path));
+    }
+    // Error logs last: what event logs tell of as well counts once.
+    std::stable_sort(files.begin(), files.end(), [](const DatedFile &a, const DatedFile &b) {
+        return a.isErrorLog == b.isErrorLog ? a.fromMs < b.fromMs : b.isErrorLog;
+    });
+    history::HistoryBuilder builder;
+    for (const DatedFile &file : files) {
+        if (file.isErrorLog) {
+            readErrorLog(builder, file.path);
+        } else {
+            readEvents(builder, file.path);
+        }
+    }
+    return builder.take();
+}
+
+} // namespace biz::console

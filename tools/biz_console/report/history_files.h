@@ -1,0 +1,18 @@
+#ifndef BIZ_CONSOLE_HISTORY_FILES_H
+#define BIZ_CONSOLE_HISTORY_FILES_H
+
+#include <QtCore/QStringList>
+
+#include <history/history.h>
+
+namespace biz::console {
+
+/**
+ * Reads event logs, recordings and error logs, each told by its first line, in the order of their times
+ * whatever the order of the names. Throws InputError for a file that is none of them.
+ */
+history::History readHistory(const QStringList &paths);
+
+} // namespace biz::console
+
+#endif

@@ -1,0 +1,65 @@
+#include <biz_console/verbs/verbs.h>
+
+#include <QtCore/QDateTime>
+#include <QtCore/QSaveFile>
+
+#include <biz_console/cli/command_line.h>
+#include <biz_console/report/history_files.h>
+#include <history/findings.h>
+#include <report/report_page.h>
+
+namespace biz::console {
+
+namespace {
+
+void save(const QString &path, const QByteArray &page)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit()) {
+        throw tools::InputError(QStringLiteral("%1: cannot be written: %2").arg(path, file.errorString()));
+    }
+}
+
+/** The verdict for those who do not open the page. */
+void print(QTextStream &out, const std::vector<history::Finding> &findings, const QString &path)
+{
+    for (const history::Finding &finding : findings) {
+        if (!finding.sentence.isEmpty()) {
+            out << finding.headline << ": " << finding.sentence << '\n';
+        }
+    }
+    out << path << '\n';
+}
+
+} // namespace
+
+int runReport(const QStringList &arguments, const Output &output)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Makes one page of HTML that shows what happened, to look at or to attach to a mail."));
+    parser.addPositionalArgument(QStringLiteral("file"),
+                                 QStringLiteral("Event logs as --json prints them, recordings and error logs, in any "
+                                                "mix."),
+                                 QStringLiteral("report FILE..."));
+    const QString outOption = QStringLiteral("out");
+    parser.addOption({outOption, QStringLiteral("Where the page goes. Default: report.html."), QStringLiteral("file"),
+                      QStringLiteral("report.html")});
+    if (!parse(parser, arguments, output)) {
+        return AsExpected;
+    }
+    const QStringList files = parser.positionalArguments();
+    if (files.isEmpty()) {
+        throw tools::UsageError(QStringLiteral("a file is missing"));
+    }
+    const history::History history = readHistory(files);
+    const std::vector<history::Finding> findings = history::findingsOf(history);
+    const report::Maker maker{QStringLiteral("biz_console " BIZ_CONSOLE_VERSION),
+                              static_cast<double>(QDateTime::currentMSecsSinceEpoch())};
+    const QString path = parser.value(outOption);
+    save(path, report::reportPage(history, findings, maker));
+    print(output.out, findings, path);
+    return AsExpected;
+}
+
+} // namespace biz::console

@@ -1,0 +1,168 @@
+#include <history/event.h>
+
+#include <cmath>
+#include <limits>
+
+#include <QtCore/QDateTime>
+#include <QtCore/QHash>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <common/hex.h>
+
+namespace biz::history {
+
+namespace {
+
+using Kind = Event::Kind;
+
+/** Reads the members of one line without fuss: what has another type is as if it was not there. */
+class Line
+{
+public:
+    explicit Line(QJsonObject object)
+        : m_object(std::move(object))
+    {
+    }
+
+    QString text(const char *name) const { return bounded(value(name).toString()); }
+    bool boolean(const char *name) const { return value(name).toBool(); }
+    double number(const char *name) const
+    {
+        const double number = value(name).toDouble(-1.0);
+        return std::isfinite(number) ? number : -1.0;
+    }
+
+    int integer(const char *name) const
+    {
+        const double read = number(name);
+        constexpr double highest = std::numeric_limits<int>::max();
+        return read >= 0.0 && read <= highest ? static_cast<int>(read) : -1;
+    }
+
+    quint64 ticket() const
+    {
+        constexpr double highest = 9007199254740992.0; // what a JSON number holds exactly
+        const double read = number("ticket");
+        return read >= 0.0 && read <= highest ? static_cast<quint64>(read) : 0;
+    }
+
+    QByteArray bytes(const char *name) const
+    {
+        QByteArray read;
+        return tools::bytesFromHex(value(name).toString(), &read) ? read : QByteArray();
+    }
+
+    double time(const char *name) const
+    {
+        const QDateTime read = QDateTime::fromString(value(name).toString(), Qt::ISODateWithMs);
+        return read.isValid() ? static_cast<double>(read.toMSecsSinceEpoch()) : -1.0;
+    }
+
+private:
+    QJsonValue value(const char *name) const { return m_object.value(QLatin1String(name)); }
+
+    QJsonObject m_object;
+};
+
+Kind kindOf(const QString &name)
+{
+    static const QHash<QString, Kind> kinds{
+        {QStringLiteral("start"), Kind::Start},     {QStringLiteral("recording"), Kind::Start},
+        {QStringLiteral("given"), Kind::Given},     {QStringLiteral("sent"), Kind::Sent},
+        {QStringLiteral("resent"), Kind::Resent},   {QStringLiteral("rejected"), Kind::Rejected},
+        {QStringLiteral("late"), Kind::Late},       {QStringLiteral("duplicate"), Kind::Duplicate},
+        {QStringLiteral("foreign"), Kind::Foreign}, {QStringLiteral("linkStateChanged"), Kind::LinkState},
+        {QStringLiteral("refused"), Kind::Refused}, {QStringLiteral("failed"), Kind::Failed},
+        {QStringLiteral("problem"), Kind::Problem}, {QStringLiteral("summary"), Kind::Summary},
+    };
+    return kinds.value(name, Kind::Other);
+}
+
+host::LinkState linkStateNamed(const QString &name)
+{
+    using host::LinkState;
+    for (const LinkState state : {LinkState::Closed, LinkState::Connecting, LinkState::Up, LinkState::Lost}) {
+        if (host::linkStateName(state) == name) {
+            return state;
+        }
+    }
+    return LinkState::Closed;
+}
+
+void readStart(const Line &line, Event *event)
+{
+    const QString channel = line.text("channel");
+    event->isOfDevice = channel != QLatin1String("osd");
+    event->hasOneDevice = channel == QLatin1String("device");
+    event->isPipelined = line.boolean("pipelined");
+    event->deviceType = line.integer("deviceType");
+    event->link = line.text("link");
+    event->tool = line.text("tool");
+    event->library = line.text("library");
+}
+
+void readCommand(const Line &line, Event *event)
+{
+    event->ticket = line.ticket();
+    event->name = line.text("name");
+    event->device = line.text("device");
+    event->codes = line.text("command");
+    event->waitMs = line.integer("waitMs");
+    event->attempts = line.integer("attempts");
+    event->roundTripMs = line.number("roundTripMs");
+    event->afterEndMs = line.number("afterEndMs");
+    event->bytes = line.integer("bytes");
+    event->lines = line.integer("lines");
+}
+
+void readWhy(const Line &line, Event *event)
+{
+    event->reason = line.text(event->kind == Kind::Rejected ? "broken" : "reason");
+    event->rule = line.text("rule");
+    if (event->kind == Kind::LinkState) {
+        event->linkState = linkStateNamed(line.text("state"));
+        event->linkAttempts = line.integer("linkAttempts");
+    }
+}
+
+} // namespace
+
+QString bounded(const QString &text)
+{
+    return text.size() <= longestText ? text : text.left(longestText) + QChar(0x2026);
+}
+
+bool readEvent(const QByteArray &json, Event *event)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(json);
+    const QJsonValue name = document.object().value(QLatin1String("event"));
+    if (!name.isString()) {
+        return false;
+    }
+    const Line line(document.object());
+    *event = Event();
+    event->kind = kindOf(name.toString());
+    if (event->kind == Kind::Other && host::outcomeFromName(name.toString(), &event->outcome)) {
+        event->kind = Kind::Ended;
+    }
+    event->utcMs = line.time("utc");
+    event->atMs = line.number("atMs");
+    if (event->kind == Kind::Other) {
+        return true;
+    }
+    if (event->kind == Kind::Start) {
+        event->atMs = 0.0;
+        readStart(line, event);
+        return event->utcMs >= 0.0;
+    }
+    readCommand(line, event);
+    readWhy(line, event);
+    if (event->kind == Kind::Rejected || event->kind == Kind::Ended) {
+        event->head = line.bytes("head");
+        event->data = line.bytes("data");
+    }
+    return event->utcMs >= 0.0;
+}
+
+} // namespace biz::history

@@ -1,0 +1,97 @@
+#ifndef BIZ_HISTORY_HISTORY_BUILDER_H
+#define BIZ_HISTORY_HISTORY_BUILDER_H
+
+#include <map>
+#include <set>
+
+#include <QtCore/QHash>
+
+#include <history/event.h>
+#include <history/history.h>
+#include <model/model_protocoldata.h>
+
+namespace biz::history {
+
+/** A line of an error log. */
+struct LoggedReply
+{
+    double atMs = never;
+    QString loggedName;  ///< the model as the log names it
+    int deviceType = -1; ///< -1: of no model that has rules
+    QString model;
+    model_Protocoldata reply;
+};
+
+/** Makes one history of the lines of any number of files. */
+class HistoryBuilder
+{
+public:
+    /** What is read next is of this file. */
+    void beginFile(const QString &name);
+
+    /** A line of an event log or a recording; false when it is none, which is noted. */
+    bool readEventLine(const QByteArray &json);
+
+    void add(const Event &event);
+
+    /** A line of an error log, after all events: a reply that they tell of as well counts once. */
+    void add(const LoggedReply &logged);
+
+    /** A line that was not understood. */
+    void noteBadLine();
+
+    /** What has been read so far; the builder is of no further use. */
+    History take();
+
+private:
+    struct Place
+    {
+        int device = 0;
+        std::size_t command = 0;
+    };
+
+    /** A run that goes on: the clock by which it counts, and where its commands are. */
+    struct OpenRun
+    {
+        int run = 0;
+        double startMs = never; ///< what `atMs` counts from
+        QHash<quint64, Place> commands;
+        QHash<QString, int> devices;
+        int onlyDevice = -1;
+    };
+
+    double timeOf(const Event &event) const;
+    void beginRun(const Event &event);
+    bool belongsToOpenRun(const Event &event) const;
+    void closeLink(double atMs);
+    bool repeatsStart(const Event &event) const;
+    void learnFrom(const Event &start);
+    void continueRun(const Event &event);
+    void readKind(const Event &event, double atMs);
+    int deviceOf(const Event &event);
+    int deviceNamed(const QString &key, const Device &made);
+    Command *commandOf(const Event &event, double atMs);
+    int nameOf(const Event &event);
+    void readSent(const Event &event, double atMs);
+    void readReply(const Event &event, double atMs);
+    void readEnd(const Event &event, double atMs);
+    void readLink(const Event &event, double atMs);
+    void addTrouble(const Event &event, double atMs);
+    void addRefusal(Device &device, const Refusal &refusal, const model_Protocoldata &reply, int deviceType);
+    void reach(double atMs);
+
+    History m_history;
+    OpenRun m_open;
+    bool m_hasRun = false;
+    bool m_isFirstOfFile = false;
+    quint64 m_lineNumber = 0;
+    QHash<QString, int> m_devices; ///< by key
+    QHash<QString, int> m_names;
+    std::vector<std::set<QByteArray>> m_shapes;             ///< of each device: those that are known
+    std::vector<std::map<QString, std::size_t>> m_refusals; ///< of each device: by clause
+    std::multimap<QByteArray, double> m_rejected;           ///< when a reply was refused, for the error logs' lines
+};
+
+} // namespace biz::history
+
+#endif
