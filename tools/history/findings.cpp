@@ -267,9 +267,10 @@ bool DeviceFindings::lookForWrongModel()
 
 void DeviceFindings::tellRefusal(const Refusal &refusal)
 {
+    const QString first = clockText(refusal.firstMs);
+    const QString last = clockText(refusal.lastMs);
     const QString span =
-        refusal.count == 1 ? QStringLiteral("at %1").arg(clockText(refusal.firstMs))
-                           : QStringLiteral("from %1 to %2").arg(clockText(refusal.firstMs), clockText(refusal.lastMs));
+        first == last ? QStringLiteral("at %1").arg(first) : QStringLiteral("from %1 to %2").arg(first, last);
     Finding &told =
         add(Kind::Refusals, Severity::Fault, QStringLiteral("%1 refused").arg(refusal.codes),
             QStringLiteral("%1 of %2 refused: %3 (%4, %5).")
