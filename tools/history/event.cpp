@@ -49,8 +49,7 @@ public:
 
     QByteArray bytes(const char *name) const
     {
-        QByteArray read;
-        return tools::bytesFromHex(value(name).toString(), &read) ? read : QByteArray();
+        return tools::bytesFromHex(value(name).toString()).value_or(QByteArray());
     }
 
     double time(const char *name) const

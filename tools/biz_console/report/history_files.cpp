@@ -1,6 +1,7 @@
 #include <biz_console/report/history_files.h>
 
 #include <algorithm>
+#include <optional>
 
 #include <QtCore/QDateTime>
 
@@ -45,14 +46,14 @@ DatedFile lookInto(const QString &path)
     QByteArray text;
     for (int i = 0; i < mostLines && file.next(&text); ++i) {
         history::Event event;
-        ErrorLogLine line;
+        const std::optional<ErrorLogLine> line = readErrorLogLine(text);
         if (history::readEvent(text, &event) && event.utcMs >= 0.0) {
             date(dated, event);
             if (event.kind != history::Event::Kind::Start) {
                 return dated;
             }
-        } else if (dated.fromMs < 0.0 && readErrorLogLine(text, &line)) {
-            return {path, true, timeOf(line)};
+        } else if (dated.fromMs < 0.0 && line) {
+            return {path, true, timeOf(*line)};
         }
     }
     if (dated.fromMs < 0.0) {
@@ -93,9 +94,9 @@ void readErrorLog(history::HistoryBuilder &builder, const QString &path)
     builder.beginFile(path);
     QByteArray text;
     while (file.next(&text)) {
-        ErrorLogLine line;
-        if (readErrorLogLine(text, &line)) {
-            builder.add(loggedReplyOf(line));
+        const std::optional<ErrorLogLine> line = readErrorLogLine(text);
+        if (line) {
+            builder.add(loggedReplyOf(*line));
         } else {
             builder.noteBadLine();
         }
