@@ -38,7 +38,7 @@ void biz_Osd_CMDSWork::addToSendQueue(model_OsdParam data)
     osd_diagnostics::enqueueEntered();
 
     const std::lock_guard<std::mutex> lock(HexCmdlock);
-    const int slot = m_qsIp.indexOf(data.qsIp);
+    const auto slot = static_cast<int>(m_qsIp.indexOf(data.qsIp));
     if (slot >= 0) {
         enqueueForKnownDevice(slot, data);
     } else {
