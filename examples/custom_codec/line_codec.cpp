@@ -21,7 +21,7 @@ void takeLine(const QByteArray &line, Decoded *decoded)
 {
     const QByteArray bytes = QByteArray::fromHex(line);
     if (!isHexadecimal(line) || bytes.size() < headSize) {
-        decoded->refusals.append({line.size() + 1, QStringLiteral("the line is no record")});
+        decoded->refusals.append({static_cast<int>(line.size()) + 1, QStringLiteral("the line is no record")});
         return;
     }
     model_Protocoldata record;
@@ -50,7 +50,7 @@ Decoded LineCodec::decode(const QByteArray &bytes)
             m_line.append(byte);
         }
         if (m_line.size() > longestLine) {
-            decoded.refusals.append({m_line.size(), QStringLiteral("the line does not end")});
+            decoded.refusals.append({static_cast<int>(m_line.size()), QStringLiteral("the line does not end")});
             m_line.clear();
         }
     }

@@ -45,7 +45,7 @@ QString outcomeName(Outcome outcome)
 
 bool outcomeFromName(const QString &name, Outcome *outcome)
 {
-    const int index = outcomeNames().indexOf(name);
+    const auto index = static_cast<int>(outcomeNames().indexOf(name));
     if (index < 0) {
         return false;
     }
@@ -80,7 +80,7 @@ QString eventName(EventKind kind)
 
 std::optional<EventKind> eventFromName(const QString &name)
 {
-    const int index = eventNames().indexOf(name);
+    const auto index = static_cast<int>(eventNames().indexOf(name));
     return index < 0 ? std::nullopt : std::make_optional(static_cast<EventKind>(index));
 }
 

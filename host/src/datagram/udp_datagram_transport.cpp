@@ -6,6 +6,7 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include <byte_count_p.h>
 #include <timing_p.h>
 
 namespace biz::host {
@@ -192,7 +193,7 @@ DatagramTransport::SendResult UdpDatagramTransport::send(const QHostAddress &dev
     }
     const SocketAddress to(device, port);
     Device &known = m_devices[device];
-    const int room = std::max(roomOf(datagram.size()), known.largestSeen);
+    const int room = std::max(roomOf(byteCount(datagram)), known.largestSeen);
     // A full group is left for another one; only when that is full as well must the datagram wait.
     constexpr int attempts = 2;
     int error = 0;
@@ -266,7 +267,7 @@ void UdpDatagramTransport::read(Group &group)
         const auto device = m_devices.find(sender);
         if (device != m_devices.end()) {
             device->isHeard = true;
-            device->largestSeen = std::max(device->largestSeen, roomOf(datagram.size()));
+            device->largestSeen = std::max(device->largestSeen, roomOf(byteCount(datagram)));
         }
         Q_EMIT received(sender, datagram);
     });

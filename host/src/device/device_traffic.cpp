@@ -2,6 +2,7 @@
 
 #include <QtCore/QScopedValueRollback>
 
+#include <byte_count_p.h>
 #include <device/device_channel_p.h>
 #include <logging_p.h>
 
@@ -200,7 +201,7 @@ void DeviceTraffic::write(DeviceCommand &command)
     m_link->setWaitInFlight(std::chrono::milliseconds(record.iWaitTime));
     m_commands->taps().tellWriting(ticket, attempt, record);
     if (m_link->write(bytes)) {
-        noteWritten(ticket, attempt, record, bytes.size());
+        noteWritten(ticket, attempt, record, byteCount(bytes));
     } else if (DeviceCommand *const left = m_commands->find(ticket)) {
         left->lastProblem = m_link->writeProblem();
         left->history.note(QStringLiteral("not sent: ") + left->lastProblem);

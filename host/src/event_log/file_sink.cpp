@@ -4,6 +4,8 @@
 
 #include <QtCore/QFileInfo>
 
+#include <byte_count_p.h>
+
 namespace biz::host {
 
 namespace {
@@ -26,7 +28,7 @@ FileSink::FileSink(EventFile file)
 
 LineSink::Result FileSink::begin(const QByteArray &head)
 {
-    const int startSize = head.indexOf('\n') + 1;
+    const auto startSize = head.indexOf('\n') + 1;
     const bool isFirst = m_startLine.isEmpty();
     m_startLine = head.left(startSize);
     return write(isFirst ? head : head.mid(startSize));
@@ -62,10 +64,10 @@ int FileSink::sizeThatFits(const QByteArray &lines) const
 {
     const qint64 room = m_settings.maxBytes - m_file.size();
     if (lines.size() <= room) {
-        return lines.size();
+        return byteCount(lines);
     }
-    const int size = lines.left(static_cast<int>(std::max<qint64>(room, 0))).lastIndexOf('\n') + 1;
-    return size == 0 && m_file.size() <= m_startLine.size() ? lines.indexOf('\n') + 1 : size;
+    const auto size = lines.left(static_cast<int>(std::max<qint64>(room, 0))).lastIndexOf('\n') + 1;
+    return static_cast<int>(size == 0 && m_file.size() <= m_startLine.size() ? lines.indexOf('\n') + 1 : size);
 }
 
 /** At the end of what an earlier log has left; a pipe or a terminal has no end. */

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include <byte_count_p.h>
 #include <event_log/line_sink_p.h>
 
 namespace biz::host {
@@ -53,7 +54,7 @@ public:
         } else {
             m_batches.push_back({everybody, line, nullptr});
         }
-        m_bytes += line.size();
+        m_bytes += byteCount(line);
         return wasEmpty;
     }
 
@@ -62,7 +63,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         ++m_appended;
-        m_bytes += batch.lines.size();
+        m_bytes += byteCount(batch.lines);
         m_batches.push_back(std::move(batch));
         return m_batches.size() == 1;
     }

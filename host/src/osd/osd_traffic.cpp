@@ -4,6 +4,7 @@
 
 #include <QtCore/QScopedValueRollback>
 
+#include <byte_count_p.h>
 #include <datagram/udp_datagram_transport_p.h>
 #include <host/osd_datagram_codec.h>
 #include <logging_p.h>
@@ -178,7 +179,7 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
     const DatagramTransport::SendResult result = m_transport->send(device.address, m_devicePort, datagram);
     switch (result.sent) {
     case DatagramTransport::Sent::Yes:
-        onWritten(device, command, datagram.size());
+        onWritten(device, command, byteCount(datagram));
         break;
     case DatagramTransport::Sent::Later:
         holdBack(command, result.problem);
@@ -239,16 +240,16 @@ void OsdTraffic::onDatagram(const QHostAddress &sender, const QByteArray &datagr
     QString why;
     const QString key = osdDeviceKey(sender);
     if (!OsdDatagramCodec::decode(datagram, &reply, &why)) {
-        onRefused(key, datagram.size(), why);
+        onRefused(key, byteCount(datagram), why);
         return;
     }
     reply.qsIp = key;
     OsdDevice *const device = m_commands->device(key);
     if (device == nullptr) {
-        onForeign(datagram.size(), reply);
+        onForeign(byteCount(datagram), reply);
         return;
     }
-    m_commands->noteHeard(*device, datagram.size());
+    m_commands->noteHeard(*device, byteCount(datagram));
     OsdCommand *const command = m_commands->inFlightTo(*device);
     if (command != nullptr && belongsTo(command->record, reply)) {
         onReply(*device, *command, reply);

@@ -1,5 +1,6 @@
 #include <host/frame_codec.h>
 
+#include <byte_count_p.h>
 #include <wire/record_bytes_p.h>
 
 namespace biz::host {
@@ -20,7 +21,7 @@ bool DemoDatagramCodec::canEncode(const model_Protocoldata &record) const
 Decoded DemoDatagramCodec::decode(const QByteArray &bytes)
 {
     Decoded decoded;
-    wire::takeRecord(bytes, bytes.size(), &decoded);
+    wire::takeRecord(bytes, byteCount(bytes), &decoded);
     return decoded;
 }
 

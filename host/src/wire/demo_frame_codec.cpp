@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include <byte_count_p.h>
 #include <wire/cobs_p.h>
 #include <wire/record_bytes_p.h>
 
@@ -24,7 +25,7 @@ class DemoFrameCodec::Private
 public:
     Decoded decode(const QByteArray &bytes);
 
-    int heldBytes() const { return m_held.size(); }
+    int heldBytes() const { return byteCount(m_held); }
 
 private:
     void takeEnd(const char *from, int size, Decoded *decoded);
@@ -65,7 +66,7 @@ void DemoFrameCodec::Private::takeEnd(const char *from, int size, Decoded *decod
     if (m_isTooLong) {
         refuseHeld(decoded);
     } else {
-        takeStretch(m_held.constData(), m_held.size(), decoded);
+        takeStretch(m_held.constData(), byteCount(m_held), decoded);
     }
     m_held.clear();
     m_isTooLong = false;
@@ -80,7 +81,7 @@ void DemoFrameCodec::Private::hold(const char *from, int size, Decoded *decoded)
             m_held.clear();
             m_isTooLong = true;
         }
-        const int part = std::min(size, longestStretch - m_held.size());
+        const int part = std::min(size, longestStretch - byteCount(m_held));
         m_held.append(from, part);
         from += part;
         size -= part;
@@ -105,7 +106,7 @@ void DemoFrameCodec::Private::takeStretch(const char *stretch, int size, Decoded
 
 void DemoFrameCodec::Private::refuseHeld(Decoded *decoded)
 {
-    decoded->refusals.append({m_held.size(), QStringLiteral("longer than every frame")});
+    decoded->refusals.append({byteCount(m_held), QStringLiteral("longer than every frame")});
 }
 
 DemoFrameCodec::DemoFrameCodec()
@@ -122,7 +123,7 @@ QByteArray DemoFrameCodec::encode(const model_Protocoldata &record) const
     }
     const QByteArray bytes = wire::bytesOf(record);
     QByteArray frame;
-    frame.reserve(cobs::stuffedSizeAtMost(bytes.size()) + delimiterSize);
+    frame.reserve(cobs::stuffedSizeAtMost(byteCount(bytes)) + delimiterSize);
     cobs::appendStuffed(&frame, bytes);
     frame.append(delimiter);
     return frame;

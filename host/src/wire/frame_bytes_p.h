@@ -27,7 +27,11 @@ inline void appendNumber(QByteArray *bytes, int number)
 /** The check value of the bytes from `from` up to, not including, `to`. */
 inline quint16 crcOf(const QByteArray &bytes, int from, int to)
 {
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     return qChecksum(bytes.constData() + from, static_cast<uint>(to - from), Qt::ChecksumIso3309);
+#else
+    return qChecksum(QByteArrayView(bytes).sliced(from, to - from), Qt::ChecksumIso3309);
+#endif
 }
 
 } // namespace biz::host::wire

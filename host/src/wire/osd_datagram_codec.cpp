@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include <byte_count_p.h>
 #include <wire/frame_bytes_p.h>
 
 namespace biz::host {
@@ -30,11 +31,11 @@ QString problemOf(const QByteArray &datagram)
         return QStringLiteral("datagram does not start with A5 0D");
     }
     const int declared = wire::numberAt(datagram, lengthAt);
-    const int carried = datagram.size() - smallest;
+    const int carried = byteCount(datagram) - smallest;
     if (declared != carried) {
         return QStringLiteral("datagram declares %1 payload bytes and carries %2").arg(declared).arg(carried);
     }
-    const int crcAt = datagram.size() - wire::crcSize;
+    const int crcAt = byteCount(datagram) - wire::crcSize;
     if (wire::numberAt(datagram, crcAt) != wire::crcOf(datagram, markerSize, crcAt)) {
         return QStringLiteral("CRC does not match");
     }
@@ -53,9 +54,9 @@ QByteArray OsdDatagramCodec::encode(const model_OsdParam &record)
     datagram.append(marker, markerSize);
     datagram.append(reinterpret_cast<const char *>(record.ucOsdHead), headSize);
     datagram.append(static_cast<char>(record.ucOsdFlag));
-    wire::appendNumber(&datagram, record.baData.size());
+    wire::appendNumber(&datagram, byteCount(record.baData));
     datagram.append(record.baData);
-    wire::appendNumber(&datagram, wire::crcOf(datagram, markerSize, datagram.size()));
+    wire::appendNumber(&datagram, wire::crcOf(datagram, markerSize, byteCount(datagram)));
     return datagram;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include <byte_count_p.h>
+
 namespace biz::host::wire {
 
 QByteArray bytesOf(const model_Protocoldata &record)
@@ -11,13 +13,13 @@ QByteArray bytesOf(const model_Protocoldata &record)
     bytes.reserve(aroundPayload + record.baData.size());
     bytes.append(reinterpret_cast<const char *>(record.ucHead), recordHeadSize);
     bytes.append(record.baData);
-    appendNumber(&bytes, crcOf(bytes, 0, bytes.size()));
+    appendNumber(&bytes, crcOf(bytes, 0, byteCount(bytes)));
     return bytes;
 }
 
 void takeRecord(const QByteArray &bytes, int received, Decoded *decoded)
 {
-    const int crcAt = bytes.size() - crcSize;
+    const int crcAt = byteCount(bytes) - crcSize;
     if (bytes.size() < aroundPayload) {
         decoded->refusals.append(
             {received,

@@ -89,7 +89,7 @@ Reply acceptedReply(const Rule &rule, const Reply &own)
 /** Cuts the payload, or lengthens it with bytes that tell their position. */
 void resize(QByteArray &payload, int size)
 {
-    const int before = payload.size();
+    const auto before = static_cast<int>(payload.size());
     payload.resize(size);
     for (int i = before; i < size; ++i) {
         payload[i] = static_cast<char>(i & 0xFF);

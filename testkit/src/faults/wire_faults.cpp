@@ -53,7 +53,7 @@ QByteArray withFlippedBits(const QByteArray &frame, quint32 draw)
     do {
         flipped = frame;
         const int count = numbers.fromTo(1, mostFlippedBits);
-        for (const int bit : numbers.different(count, (frame.size() - 1) * bitsOfByte)) {
+        for (const int bit : numbers.different(count, (static_cast<int>(frame.size()) - 1) * bitsOfByte)) {
             const int at = bit / bitsOfByte;
             flipped[at] = static_cast<char>(flipped.at(at) ^ 1 << bit % bitsOfByte);
         }
@@ -67,7 +67,7 @@ QVector<QByteArray> piecesOf(const QByteArray &frame, quint32 draw)
     const int cuts = numbers.fromTo(fewestPieces, mostPieces) - 1;
     QVector<QByteArray> pieces;
     int from = 0;
-    for (const int cut : numbers.different(cuts, frame.size() - 1)) {
+    for (const int cut : numbers.different(cuts, static_cast<int>(frame.size()) - 1)) {
         pieces.append(frame.mid(from, cut + 1 - from));
         from = cut + 1;
     }

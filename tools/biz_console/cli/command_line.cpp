@@ -36,8 +36,8 @@ QString helpText(const QCommandLineParser &parser)
 {
     const QString text = parser.helpText();
     const QString options = QStringLiteral("[options] ");
-    const int usage = text.indexOf(options) + options.size();
-    const int usageEnd = text.indexOf(QLatin1Char('\n'), usage);
+    const auto usage = text.indexOf(options) + options.size();
+    const auto usageEnd = text.indexOf(QLatin1Char('\n'), usage);
     return QStringLiteral("Usage: biz_console %1 [options]%2")
         .arg(text.mid(usage, usageEnd - usage), text.mid(usageEnd));
 }

@@ -26,7 +26,7 @@ QString columns(const QString &time, const QString &sequence, const QString &com
                              .arg(time.leftJustified(timeWidth), sequence.leftJustified(sequenceWidth),
                                   command.leftJustified(commandWidth), event.leftJustified(eventWidth),
                                   roundTrip.rightJustified(roundTripWidth), detail);
-    int size = line.size();
+    auto size = line.size();
     while (size > 0 && line.at(size - 1) == QLatin1Char(' ')) {
         --size;
     }

@@ -2,6 +2,7 @@
 
 #include <common/hex.h>
 #include <common/units.h>
+#include <common/utf8_stream.h>
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -185,7 +186,7 @@ JsonSink::JsonSink(QTextStream &out, bool events)
     , m_events(events)
 {
     // JSON is UTF-8 whatever the locale says.
-    m_out.setCodec("UTF-8");
+    tools::writeUtf8(m_out);
 }
 
 void JsonSink::started(const RunStart &run)

@@ -42,7 +42,7 @@ void SendPrinter::printReply(const RunEvent &event)
     if (!event.text.isEmpty()) {
         m_out << "  text  " << event.text << '\n';
     }
-    const int shown = qMin(event.data.size(), bytesPerRow * rowsShown);
+    const int shown = qMin(static_cast<int>(event.data.size()), bytesPerRow * rowsShown);
     for (int first = 0; first < shown; first += bytesPerRow) {
         m_out << (first == 0 ? "  data  " : "        ") << tools::hexText(event.data.mid(first, bytesPerRow)) << '\n';
     }

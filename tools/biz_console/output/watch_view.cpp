@@ -84,7 +84,7 @@ QStringList WatchView::view(const RunProgress &progress, const TerminalSize &siz
 {
     QStringList lines{m_target, progressText(progress), commandsLine(progress.counters), repliesLine(progress.counters),
                       roundTripLine(progress.counters)};
-    const int room = qBound(0, size.rows - lines.size() - 1, m_events.size());
+    const int room = qBound(0, size.rows - static_cast<int>(lines.size()) - 1, static_cast<int>(m_events.size()));
     lines += m_events.mid(m_events.size() - room);
     for (QString &line : lines) {
         line.truncate(size.columns - 1);
@@ -100,7 +100,7 @@ void WatchView::progressed(const RunProgress &progress)
         m_out << line << '\n';
     }
     m_out.flush();
-    m_shownLines = lines.size();
+    m_shownLines = static_cast<int>(lines.size());
 }
 
 /** Goes up to the first line of the view and clears the terminal from there on. */

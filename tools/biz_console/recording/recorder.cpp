@@ -7,6 +7,7 @@
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/units.h>
+#include <common/utf8_stream.h>
 #include <host/version.h>
 
 namespace biz::console {
@@ -87,7 +88,7 @@ private:
 Recorder::Recorder(QIODevice &device)
     : m_out(&device)
 {
-    m_out.setCodec("UTF-8");
+    tools::writeUtf8(m_out);
 }
 
 std::unique_ptr<EventSink> Recorder::sink()

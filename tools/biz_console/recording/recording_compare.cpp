@@ -39,7 +39,7 @@ QStringList listDifferences(const QString &what, const QStringList &recorded, co
 QStringList writeDifferences(const Recording &recorded, const Recording &replayed)
 {
     const bool isCutOff = recorded.cutInLine > 0;
-    const int writes = isCutOff ? recorded.writes.size() : std::max(recorded.writes.size(), replayed.writes.size());
+    const auto writes = isCutOff ? recorded.writes.size() : std::max(recorded.writes.size(), replayed.writes.size());
     for (int i = 0; i < writes; ++i) {
         if (recorded.writes.value(i) != replayed.writes.value(i)) {
             const auto text = [i](const Recording &recording) {

@@ -122,7 +122,7 @@ void RecordingReader::readGiven(const RecordingLine &line)
         command.text = line.text("text", {});
         command.flag = line.number("flag");
     }
-    m_placeOfTicket.insert(line.number("ticket"), m_recording.commands.size());
+    m_placeOfTicket.insert(line.number("ticket"), static_cast<int>(m_recording.commands.size()));
     m_recording.commands.append(command);
 }
 

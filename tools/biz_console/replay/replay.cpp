@@ -99,7 +99,7 @@ OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices
     for (int i = 0; i < recording.commands.size(); ++i) {
         const RecordedCommand &recorded = recording.commands.at(i);
         const QString address = devices.addressOf(recorded.device);
-        const int place = i % session.devices.size();
+        const int place = i % static_cast<int>(session.devices.size());
         if (place == 0) {
             OsdSessionCommand command;
             command.name = recorded.name;

@@ -179,13 +179,13 @@ QStringList CheckedReply::explanation() const
 /** The line under the written reply. */
 QString CheckedReply::marks() const
 {
-    const int headAt = QString(gap + m_model.name + gap).size();
+    const auto headAt = static_cast<int>(QString(gap + m_model.name + gap).size());
     QString line;
     for (const int number : m_judgement.brokenHeadBytes) {
         line = line.leftJustified(headAt + (number - firstHeadByte) * charactersPerByte) + QStringLiteral("^^");
     }
     if (m_judgement.brokenPayload) {
-        const int payloadAt = headAt + judgedHeadText(m_reply).size() + QString(gap).size();
+        const auto payloadAt = static_cast<int>(headAt + judgedHeadText(m_reply).size() + QString(gap).size());
         line = line.leftJustified(payloadAt) + QString(sizeText(m_reply).size(), QLatin1Char('^'));
     }
     return line;

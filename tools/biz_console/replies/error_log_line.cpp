@@ -46,7 +46,7 @@ public:
 
     bool upTo(char end, QByteArray *text)
     {
-        const int found = m_text.indexOf(end, m_position);
+        const auto found = static_cast<int>(m_text.indexOf(end, m_position));
         if (found < 0) {
             return false;
         }

@@ -26,12 +26,13 @@ RunEvent eventOf(host::Ticket ticket, const model_OsdParam &record, Event what =
 } // namespace
 
 OsdRun::OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &plan, QTextStream &err)
-    : SessionRun(SessionWalk(repeatsOf(session.commands), session.devices.size(), plan.rounds), plan, err)
+    : SessionRun(SessionWalk(repeatsOf(session.commands), static_cast<int>(session.devices.size()), plan.rounds), plan,
+                 err)
     , m_session(std::move(session))
     , m_options(options)
 {
     // The last command of any device may still get a late reply.
-    report().ledger().remember(maxOsdCommands + m_session.devices.size());
+    report().ledger().remember(maxOsdCommands + static_cast<int>(m_session.devices.size()));
     connectHost();
 }
 

@@ -266,7 +266,7 @@ OsdSession readOsdSession(const tools::InputText &input)
     for (const PlacedValue &command : reader.filledArray("commands", "command")) {
         session.commands.append(readOsdCommand({reader, command, osdCommandKeys()}, defaultWaitMs));
     }
-    limitCommands(reader, session.commands, session.devices.size(), maxOsdCommands);
+    limitCommands(reader, session.commands, static_cast<int>(session.devices.size()), maxOsdCommands);
     text.requireGood();
     return session;
 }

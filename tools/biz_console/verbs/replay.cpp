@@ -24,7 +24,7 @@ bool isInterrupted(const Recording &recording)
 ExitCode printResult(const Recording &recorded, const Recording &replayed, const Output &output)
 {
     const QStringList lines = differences(recorded, replayed);
-    const int commands = recorded.commands.size();
+    const auto commands = recorded.commands.size();
     for (const QString &line : lines) {
         output.out << line << '\n';
     }

@@ -105,7 +105,7 @@ ScriptEntry readEntry(const ObjectReader &reader)
 /** The two sides of "LEFT=RIGHT"; none when one is missing. */
 std::optional<std::pair<QString, QString>> splitAssignment(const QString &text)
 {
-    const int equals = text.indexOf(QLatin1Char('='));
+    const auto equals = static_cast<int>(text.indexOf(QLatin1Char('=')));
     return equals > 0 ? std::optional(std::pair(text.left(equals), text.mid(equals + 1))) : std::nullopt;
 }
 
