@@ -34,7 +34,7 @@ BIZ_HAS_TYPE(CommandEvent::text, QString);
 static_assert(std::is_standard_layout<CommandEvent>::value, "the places below need it");
 BIZ_LIES_AT(CommandEvent, atMs, 0);
 BIZ_LIES_AT(CommandEvent, text, 8);
-static_assert(sizeof(void *) != 8 || sizeof(CommandEvent) == 16, "a field was added or removed");
+BIZ_HAS_SIZE(CommandEvent, 16, 32);
 
 BIZ_HAS_TYPE(CommandResult::outcome, Outcome);
 BIZ_HAS_TYPE(CommandResult::attempts, int);
@@ -47,11 +47,11 @@ static_assert(std::is_standard_layout<CommandResult>::value, "the places below n
 BIZ_LIES_AT(CommandResult, outcome, 0);
 BIZ_LIES_AT(CommandResult, attempts, 4);
 BIZ_LIES_AT(CommandResult, reply, 8);
-BIZ_LIES_AT(CommandResult, roundTripMs, 88);
-BIZ_LIES_AT(CommandResult, reason, 96);
-BIZ_LIES_AT(CommandResult, supersededBy, 104);
-BIZ_LIES_AT(CommandResult, history, 112);
-static_assert(sizeof(void *) != 8 || sizeof(CommandResult) == 120, "a field was added or removed");
+BIZ_LIES_AT(CommandResult, roundTripMs, 88, 152);
+BIZ_LIES_AT(CommandResult, reason, 96, 160);
+BIZ_LIES_AT(CommandResult, supersededBy, 104, 184);
+BIZ_LIES_AT(CommandResult, history, 112, 192);
+BIZ_HAS_SIZE(CommandResult, 120, 216);
 
 BIZ_HAS_TYPE(OsdCommandResult::outcome, Outcome);
 BIZ_HAS_TYPE(OsdCommandResult::ip, QString);
@@ -64,20 +64,20 @@ BIZ_HAS_TYPE(OsdCommandResult::history, QVector<CommandEvent>);
 static_assert(std::is_standard_layout<OsdCommandResult>::value, "the places below need it");
 BIZ_LIES_AT(OsdCommandResult, outcome, 0);
 BIZ_LIES_AT(OsdCommandResult, ip, 8);
-BIZ_LIES_AT(OsdCommandResult, attempts, 16);
-BIZ_LIES_AT(OsdCommandResult, reply, 24);
-BIZ_LIES_AT(OsdCommandResult, roundTripMs, 80);
-BIZ_LIES_AT(OsdCommandResult, reason, 88);
-BIZ_LIES_AT(OsdCommandResult, supersededBy, 96);
-BIZ_LIES_AT(OsdCommandResult, history, 104);
-static_assert(sizeof(void *) != 8 || sizeof(OsdCommandResult) == 112, "a field was added or removed");
+BIZ_LIES_AT(OsdCommandResult, attempts, 16, 32);
+BIZ_LIES_AT(OsdCommandResult, reply, 24, 40);
+BIZ_LIES_AT(OsdCommandResult, roundTripMs, 80, 144);
+BIZ_LIES_AT(OsdCommandResult, reason, 88, 152);
+BIZ_LIES_AT(OsdCommandResult, supersededBy, 96, 176);
+BIZ_LIES_AT(OsdCommandResult, history, 104, 184);
+BIZ_HAS_SIZE(OsdCommandResult, 112, 208);
 
 BIZ_HAS_TYPE(StopReport::pending, int);
 BIZ_HAS_TYPE(StopReport::slowSteps, QStringList);
 static_assert(std::is_standard_layout<StopReport>::value, "the places below need it");
 BIZ_LIES_AT(StopReport, pending, 0);
 BIZ_LIES_AT(StopReport, slowSteps, 8);
-static_assert(sizeof(void *) != 8 || sizeof(StopReport) == 16, "a field was added or removed");
+BIZ_HAS_SIZE(StopReport, 16, 32);
 
 BIZ_HAS_TYPE(CommandOptions::validFor, std::chrono::milliseconds);
 BIZ_HAS_TYPE(CommandOptions::replaceKey, QString);
@@ -86,9 +86,9 @@ BIZ_HAS_TYPE(CommandOptions::id, QString);
 static_assert(std::is_standard_layout<CommandOptions>::value, "the places below need it");
 BIZ_LIES_AT(CommandOptions, validFor, 0);
 BIZ_LIES_AT(CommandOptions, replaceKey, 8);
-BIZ_LIES_AT(CommandOptions, urgent, 16);
-BIZ_LIES_AT(CommandOptions, id, 24);
-static_assert(sizeof(void *) != 8 || sizeof(CommandOptions) == 32, "a field was added or removed");
+BIZ_LIES_AT(CommandOptions, urgent, 16, 32);
+BIZ_LIES_AT(CommandOptions, id, 24, 40);
+BIZ_HAS_SIZE(CommandOptions, 32, 64);
 
 BIZ_HAS_TYPE(LinkStatus::state, LinkState);
 BIZ_HAS_TYPE(LinkStatus::since, QDateTime);
@@ -101,7 +101,7 @@ BIZ_LIES_AT(LinkStatus, since, 8);
 BIZ_LIES_AT(LinkStatus, attempts, 16);
 BIZ_LIES_AT(LinkStatus, error, 20);
 BIZ_LIES_AT(LinkStatus, reason, 24);
-static_assert(sizeof(void *) != 8 || sizeof(LinkStatus) == 32, "a field was added or removed");
+BIZ_HAS_SIZE(LinkStatus, 32, 48);
 
 BIZ_HAS_TYPE(Counters::enqueued, quint64);
 BIZ_HAS_TYPE(Counters::sent, quint64);
@@ -168,7 +168,7 @@ BIZ_LIES_AT(Counters, roundTripMinMs, 216);
 BIZ_LIES_AT(Counters, roundTripMedianMs, 224);
 BIZ_LIES_AT(Counters, roundTripP99Ms, 232);
 BIZ_LIES_AT(Counters, roundTripMaxMs, 240);
-static_assert(sizeof(void *) != 8 || sizeof(Counters) == 248, "a field was added or removed");
+BIZ_HAS_SIZE(Counters, 248);
 
 BIZ_HAS_TYPE(OsdDeviceStatus::ip, QString);
 BIZ_HAS_TYPE(OsdDeviceStatus::counters, Counters);
@@ -177,32 +177,32 @@ BIZ_HAS_TYPE(OsdDeviceStatus::reachable, bool);
 BIZ_HAS_TYPE(OsdDeviceStatus::silentSinceUtcMs, qint64);
 static_assert(std::is_standard_layout<OsdDeviceStatus>::value, "the places below need it");
 BIZ_LIES_AT(OsdDeviceStatus, ip, 0);
-BIZ_LIES_AT(OsdDeviceStatus, counters, 8);
-BIZ_LIES_AT(OsdDeviceStatus, inFlight, 256);
-BIZ_LIES_AT(OsdDeviceStatus, reachable, 257);
-BIZ_LIES_AT(OsdDeviceStatus, silentSinceUtcMs, 264);
-static_assert(sizeof(void *) != 8 || sizeof(OsdDeviceStatus) == 272, "a field was added or removed");
+BIZ_LIES_AT(OsdDeviceStatus, counters, 8, 24);
+BIZ_LIES_AT(OsdDeviceStatus, inFlight, 256, 272);
+BIZ_LIES_AT(OsdDeviceStatus, reachable, 257, 273);
+BIZ_LIES_AT(OsdDeviceStatus, silentSinceUtcMs, 264, 280);
+BIZ_HAS_SIZE(OsdDeviceStatus, 272, 288);
 
 BIZ_HAS_TYPE(Refusal::bytes, int);
 BIZ_HAS_TYPE(Refusal::reason, QString);
 static_assert(std::is_standard_layout<Refusal>::value, "the places below need it");
 BIZ_LIES_AT(Refusal, bytes, 0);
 BIZ_LIES_AT(Refusal, reason, 8);
-static_assert(sizeof(void *) != 8 || sizeof(Refusal) == 16, "a field was added or removed");
+BIZ_HAS_SIZE(Refusal, 16, 32);
 
 BIZ_HAS_TYPE(Decoded::records, QVector<model_Protocoldata>);
 BIZ_HAS_TYPE(Decoded::refusals, QVector<Refusal>);
 static_assert(std::is_standard_layout<Decoded>::value, "the places below need it");
 BIZ_LIES_AT(Decoded, records, 0);
-BIZ_LIES_AT(Decoded, refusals, 8);
-static_assert(sizeof(void *) != 8 || sizeof(Decoded) == 16, "a field was added or removed");
+BIZ_LIES_AT(Decoded, refusals, 8, 24);
+BIZ_HAS_SIZE(Decoded, 16, 48);
 
 BIZ_HAS_TYPE(CheckedModel::deviceType, int);
 BIZ_HAS_TYPE(CheckedModel::name, QString);
 static_assert(std::is_standard_layout<CheckedModel>::value, "the places below need it");
 BIZ_LIES_AT(CheckedModel, deviceType, 0);
 BIZ_LIES_AT(CheckedModel, name, 8);
-static_assert(sizeof(void *) != 8 || sizeof(CheckedModel) == 16, "a field was added or removed");
+BIZ_HAS_SIZE(CheckedModel, 16, 32);
 
 BIZ_HAS_TYPE(ReplyJudgement::accepted, bool);
 BIZ_HAS_TYPE(ReplyJudgement::rule, QString);
@@ -212,17 +212,17 @@ BIZ_HAS_TYPE(ReplyJudgement::brokenPayload, bool);
 static_assert(std::is_standard_layout<ReplyJudgement>::value, "the places below need it");
 BIZ_LIES_AT(ReplyJudgement, accepted, 0);
 BIZ_LIES_AT(ReplyJudgement, rule, 8);
-BIZ_LIES_AT(ReplyJudgement, broken, 16);
-BIZ_LIES_AT(ReplyJudgement, brokenHeadBytes, 24);
-BIZ_LIES_AT(ReplyJudgement, brokenPayload, 32);
-static_assert(sizeof(void *) != 8 || sizeof(ReplyJudgement) == 40, "a field was added or removed");
+BIZ_LIES_AT(ReplyJudgement, broken, 16, 32);
+BIZ_LIES_AT(ReplyJudgement, brokenHeadBytes, 24, 56);
+BIZ_LIES_AT(ReplyJudgement, brokenPayload, 32, 80);
+BIZ_HAS_SIZE(ReplyJudgement, 40, 88);
 
 BIZ_HAS_TYPE(DatagramTransport::SendResult::sent, DatagramTransport::Sent);
 BIZ_HAS_TYPE(DatagramTransport::SendResult::problem, QString);
 static_assert(std::is_standard_layout<DatagramTransport::SendResult>::value, "the places below need it");
 BIZ_LIES_AT(DatagramTransport::SendResult, sent, 0);
 BIZ_LIES_AT(DatagramTransport::SendResult, problem, 8);
-static_assert(sizeof(void *) != 8 || sizeof(DatagramTransport::SendResult) == 16, "a field was added or removed");
+BIZ_HAS_SIZE(DatagramTransport::SendResult, 16, 32);
 
 BIZ_HAS_TYPE(RuleInWords::command, quint8);
 BIZ_HAS_TYPE(RuleInWords::subCodes, QString);
@@ -230,8 +230,8 @@ BIZ_HAS_TYPE(RuleInWords::rule, QString);
 static_assert(std::is_standard_layout<RuleInWords>::value, "the places below need it");
 BIZ_LIES_AT(RuleInWords, command, 0);
 BIZ_LIES_AT(RuleInWords, subCodes, 8);
-BIZ_LIES_AT(RuleInWords, rule, 16);
-static_assert(sizeof(void *) != 8 || sizeof(RuleInWords) == 24, "a field was added or removed");
+BIZ_LIES_AT(RuleInWords, rule, 16, 32);
+BIZ_HAS_SIZE(RuleInWords, 24, 56);
 
 static_assert(sizeof(Outcome) == sizeof(int), "results hold it by value");
 static_assert(static_cast<int>(Outcome::Answered) == 0 && static_cast<int>(Outcome::GaveUp) == 1 &&

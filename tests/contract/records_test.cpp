@@ -32,22 +32,22 @@ BIZ_HAS_TYPE(model_Protocoldata::nTag, quint32);
 
 static_assert(std::is_standard_layout<model_Protocoldata>::value, "the places below need it");
 BIZ_LIES_AT(model_Protocoldata, qsText1, 0);
-BIZ_LIES_AT(model_Protocoldata, ucValue1, 8);
-BIZ_LIES_AT(model_Protocoldata, qsText2, 16);
-BIZ_LIES_AT(model_Protocoldata, ucValue2, 24);
-BIZ_LIES_AT(model_Protocoldata, usValue1, 26);
-BIZ_LIES_AT(model_Protocoldata, usValue2, 28);
-BIZ_LIES_AT(model_Protocoldata, ucValue3, 30);
-BIZ_LIES_AT(model_Protocoldata, usValue3, 32);
-BIZ_LIES_AT(model_Protocoldata, usValue4, 34);
-BIZ_LIES_AT(model_Protocoldata, usValue5, 36);
-BIZ_LIES_AT(model_Protocoldata, ucHead, 38);
-BIZ_LIES_AT(model_Protocoldata, iWaitTime, 48);
-BIZ_LIES_AT(model_Protocoldata, qsText3, 56);
-BIZ_LIES_AT(model_Protocoldata, baData, 64);
-BIZ_LIES_AT(model_Protocoldata, ucValue4, 72);
-BIZ_LIES_AT(model_Protocoldata, nTag, 76);
-static_assert(sizeof(void *) != 8 || sizeof(model_Protocoldata) == 80, "a field was added or removed");
+BIZ_LIES_AT(model_Protocoldata, ucValue1, 8, 24);
+BIZ_LIES_AT(model_Protocoldata, qsText2, 16, 32);
+BIZ_LIES_AT(model_Protocoldata, ucValue2, 24, 56);
+BIZ_LIES_AT(model_Protocoldata, usValue1, 26, 58);
+BIZ_LIES_AT(model_Protocoldata, usValue2, 28, 60);
+BIZ_LIES_AT(model_Protocoldata, ucValue3, 30, 62);
+BIZ_LIES_AT(model_Protocoldata, usValue3, 32, 64);
+BIZ_LIES_AT(model_Protocoldata, usValue4, 34, 66);
+BIZ_LIES_AT(model_Protocoldata, usValue5, 36, 68);
+BIZ_LIES_AT(model_Protocoldata, ucHead, 38, 70);
+BIZ_LIES_AT(model_Protocoldata, iWaitTime, 48, 80);
+BIZ_LIES_AT(model_Protocoldata, qsText3, 56, 88);
+BIZ_LIES_AT(model_Protocoldata, baData, 64, 112);
+BIZ_LIES_AT(model_Protocoldata, ucValue4, 72, 136);
+BIZ_LIES_AT(model_Protocoldata, nTag, 76, 140);
+BIZ_HAS_SIZE(model_Protocoldata, 80, 144);
 
 BIZ_HAS_TYPE(model_OsdParam::ucOsdHead, unsigned char[11]);
 BIZ_HAS_TYPE(model_OsdParam::qsIp, QString);
@@ -60,12 +60,12 @@ BIZ_HAS_TYPE(model_OsdParam::nTag, quint32);
 static_assert(std::is_standard_layout<model_OsdParam>::value, "the places below need it");
 BIZ_LIES_AT(model_OsdParam, ucOsdHead, 0);
 BIZ_LIES_AT(model_OsdParam, qsIp, 16);
-BIZ_LIES_AT(model_OsdParam, ucOsdFlag, 24);
-BIZ_LIES_AT(model_OsdParam, iWaitTime, 28);
-BIZ_LIES_AT(model_OsdParam, qsOsdText, 32);
-BIZ_LIES_AT(model_OsdParam, baData, 40);
-BIZ_LIES_AT(model_OsdParam, nTag, 48);
-static_assert(sizeof(void *) != 8 || sizeof(model_OsdParam) == 56, "a field was added or removed");
+BIZ_LIES_AT(model_OsdParam, ucOsdFlag, 24, 40);
+BIZ_LIES_AT(model_OsdParam, iWaitTime, 28, 44);
+BIZ_LIES_AT(model_OsdParam, qsOsdText, 32, 48);
+BIZ_LIES_AT(model_OsdParam, baData, 40, 72);
+BIZ_LIES_AT(model_OsdParam, nTag, 48, 96);
+BIZ_HAS_SIZE(model_OsdParam, 56, 104);
 
 template<typename Record>
 constexpr bool isPlainValue()

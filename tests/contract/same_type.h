@@ -4,12 +4,35 @@
 #include <cstddef>
 #include <type_traits>
 
+#include <QtCore/QtGlobal>
+
+namespace biz::test {
+
+/** A place or a size in bytes with Qt 5 and with Qt 6, where texts, byte arrays and lists are larger. */
+constexpr std::size_t inThisQt(std::size_t withQt5, std::size_t withQt6)
+{
+    return QT_VERSION_MAJOR == 5 ? withQt5 : withQt6;
+}
+
+constexpr std::size_t inThisQt(std::size_t withEither)
+{
+    return withEither;
+}
+
+} // namespace biz::test
+
 /** The exact type of a member or operation, as a host takes it without a cast. */
 #define BIZ_HAS_TYPE(expression, ...)                                                                                  \
     static_assert(std::is_same<decltype(expression), __VA_ARGS__>::value, #expression " is not " #__VA_ARGS__)
 
-/** Where a field lies on platforms with 64-bit pointers. */
-#define BIZ_LIES_AT(type, field, offset)                                                                               \
-    static_assert(sizeof(void *) != 8 || offsetof(type, field) == (offset), #field " has moved")
+/** Where a field lies on platforms with 64-bit pointers: with Qt 5 and with Qt 6, or one place with either. */
+#define BIZ_LIES_AT(type, field, ...)                                                                                  \
+    static_assert(sizeof(void *) != 8 || offsetof(type, field) == biz::test::inThisQt(__VA_ARGS__), #field " has "     \
+                                                                                                           "moved")
+
+/** The size of a structure there. */
+#define BIZ_HAS_SIZE(type, ...)                                                                                        \
+    static_assert(sizeof(void *) != 8 || sizeof(type) == biz::test::inThisQt(__VA_ARGS__),                             \
+                  "a field of " #type " was added or removed")
 
 #endif

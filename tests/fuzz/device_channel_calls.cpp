@@ -218,8 +218,8 @@ bool Calls::isAccepted(const model_Protocoldata &reply)
     for (const CheckedModel &model : checkedModels()) {
         if (model.deviceType == biz_CMDSWork::deviceType) {
             const listing::Line *line = model.rules().find(reply.ucHead[1], reply.ucHead[2]);
-            return line == nullptr ||
-                   line->accepts({reply.ucHead[3], reply.ucHead[4], reply.ucHead[5], reply.baData.size()});
+            return line == nullptr || line->accepts({reply.ucHead[3], reply.ucHead[4], reply.ucHead[5],
+                                                     static_cast<int>(reply.baData.size())});
         }
     }
     return true;

@@ -63,7 +63,7 @@ int endedStretches(const QByteArray &bytes)
 
 void checkStream(const QByteArray &bytes, int part)
 {
-    const Decoded whole = decode(bytes, std::max(1, bytes.size()));
+    const Decoded whole = decode(bytes, std::max(1, static_cast<int>(bytes.size())));
     const Decoded parts = decode(bytes, part);
     require(same(whole.records, parts.records), "the records do not depend on the split");
     require(same(whole.refusals, parts.refusals), "the refusals do not depend on the split");

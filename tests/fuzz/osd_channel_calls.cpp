@@ -137,7 +137,7 @@ void Calls::enqueue()
 {
     const model_OsdParam command = record();
     const bool isKnown = biz_Osd_CMDSWork::m_qsIp.contains(command.qsIp);
-    const int devices = biz_Osd_CMDSWork::m_qsIp.size();
+    const auto devices = biz_Osd_CMDSWork::m_qsIp.size();
     biz_Osd_CMDSWork::addToSendQueue(command);
     require(biz_Osd_CMDSWork::m_qsIp.size() == devices + (isKnown ? 0 : 1), "a new address is a new device");
     require(isKnown || biz_Osd_CMDSWork::m_bRetFlag.value(command.qsIp), "a new device may be sent to");

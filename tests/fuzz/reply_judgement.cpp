@@ -43,7 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         const auto &models = checkedModels();
         const CheckedModel &model = models[static_cast<std::size_t>(input.below(static_cast<int>(models.size())))];
         const model_Protocoldata record = arbitraryRecord(input);
-        const listing::Wire wire{record.ucHead[3], record.ucHead[4], record.ucHead[5], record.baData.size()};
+        const listing::Wire wire{record.ucHead[3], record.ucHead[4], record.ucHead[5],
+                                 static_cast<int>(record.baData.size())};
         const listing::Line *line = model.rules().find(record.ucHead[1], record.ucHead[2]);
         const bool expected = line == nullptr || line->accepts(wire);
 

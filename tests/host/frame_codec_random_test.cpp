@@ -157,7 +157,7 @@ TEST(FrameCodecRandom, OfPureNoiseEachStretchIsOneRefusal)
         QVector<int> stretches;
         for (const QByteArray &stretch : noise.split('\0')) {
             if (!stretch.isEmpty()) {
-                stretches.append(stretch.size());
+                stretches.append(static_cast<int>(stretch.size()));
             }
         }
         EXPECT_EQ(refusedSizes(decodeInPieces(noise, random)), stretches) << "seed " << seed;

@@ -26,7 +26,8 @@ const QByteArray zero(1, '\0');
 model_Protocoldata record(const QByteArray &head, const QByteArray &payload)
 {
     model_Protocoldata made;
-    std::copy_n(head.cbegin(), std::min<int>(head.size(), sizeof(made.ucHead)), std::begin(made.ucHead));
+    std::copy_n(head.cbegin(), std::min(static_cast<int>(head.size()), static_cast<int>(sizeof made.ucHead)),
+                std::begin(made.ucHead));
     made.baData = payload;
     return made;
 }
@@ -55,7 +56,7 @@ QByteArray withoutZero(int size)
 QVector<QByteArray> withAZeroSomewhere(const QByteArray &bytes)
 {
     QVector<QByteArray> made;
-    for (const int at : {0, bytes.size() / 2, bytes.size() - 1}) {
+    for (const qsizetype at : {qsizetype(0), qsizetype(bytes.size() / 2), qsizetype(bytes.size() - 1)}) {
         made.append(bytes);
         made.last()[at] = '\0';
     }
@@ -277,7 +278,8 @@ TEST(FrameCodec, AByteMissingFromAFrameCostsThatFrameOnly)
         Stream stream;
         stream.feed(QByteArray(whole).remove(missing, 1) + frameOf("next"));
         EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"next"})) << "byte " << missing << " missing";
-        EXPECT_EQ(refusedSizes(stream.all), QVector<int>({whole.size() - 2})) << "byte " << missing << " missing";
+        EXPECT_EQ(refusedSizes(stream.all), QVector<int>({static_cast<int>(whole.size()) - 2}))
+            << "byte " << missing << " missing";
     }
 }
 
@@ -290,7 +292,7 @@ TEST(FrameCodec, AMissingDelimiterCostsTwoFramesAndNoMore)
     stream.feed(bytes + frameOf("third"));
 
     EXPECT_EQ(payloads(stream.all), QVector<QByteArray>({"third"}));
-    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({bytes.size() - 1}));
+    EXPECT_EQ(refusedSizes(stream.all), QVector<int>({static_cast<int>(bytes.size()) - 1}));
 }
 
 TEST(FrameCodec, NoFlippedBitPassesTheCrc)
@@ -419,7 +421,8 @@ TEST(DatagramCodec, WhatIsNoRecordIsRefusedAsAWhole)
     for (const QByteArray &bytes : none) {
         const Decoded decoded = DemoDatagramCodec().decode(bytes);
         EXPECT_TRUE(decoded.records.isEmpty()) << bytes.toHex(' ').constData();
-        EXPECT_EQ(refusedSizes(decoded), QVector<int>({bytes.size()})) << bytes.toHex(' ').constData();
+        EXPECT_EQ(refusedSizes(decoded), QVector<int>({static_cast<int>(bytes.size())}))
+            << bytes.toHex(' ').constData();
     }
 }
 

@@ -125,7 +125,7 @@ TEST_F(PythonDevice, AnswersFramesOfAnyPayloadOverTcp)
     for (const model_Protocoldata &command : commands) {
         connection.write(connection.codec.encode(command));
     }
-    const QVector<model_Protocoldata> replies = connection.replies(commands.size());
+    const QVector<model_Protocoldata> replies = connection.replies(static_cast<int>(commands.size()));
     ASSERT_EQ(replies.size(), commands.size()) << "seed " << seed;
     for (int i = 0; i < commands.size(); ++i) {
         expectSame(replies[i], commands[i]);

@@ -266,7 +266,7 @@ TEST(ReplyWords, EveryRowSaysTheRuleByWhichItsRepliesAreJudged)
         const QVector<RuleInWords> rows = rulesInWords(model.deviceType);
         EXPECT_FALSE(rows.isEmpty());
         for (const RuleInWords &row : rows) {
-            const int firstSubCode = row.subCodes.leftRef(2).toInt(nullptr, 16);
+            const int firstSubCode = row.subCodes.left(2).toInt(nullptr, 16);
             const ReplyJudgement judgement =
                 judgeReply(model.deviceType, replyOf({row.command, firstSubCode, 0, 0, 0, 0}));
             EXPECT_FALSE(row.rule.isEmpty());

@@ -125,7 +125,7 @@ TEST_F(UdpLink, ANoticeWithoutADatagramDoesNotMakeItDeaf)
         QCoreApplication::sendEvent(notifier, &notice);
     }
     for (const char *reply : {"one,", "two,"}) {
-        const int before = journal.received.size();
+        const auto before = journal.received.size();
         device.writeDatagram(reply, linkAddress, linkPort);
         EXPECT_TRUE(waitFor([&] { return journal.received.size() > before; }, 2000)) << reply;
     }

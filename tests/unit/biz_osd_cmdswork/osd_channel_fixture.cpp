@@ -26,10 +26,10 @@ Trace present(const QString &text)
     }
     return {text,
             locks,
-            Channel::m_qsIp.size(),
-            Channel::queueHexCmd.size(),
+            static_cast<int>(Channel::m_qsIp.size()),
+            static_cast<int>(Channel::queueHexCmd.size()),
             static_cast<int>(commands),
-            Channel::m_bRetFlag.size()};
+            static_cast<int>(Channel::m_bRetFlag.size())};
 }
 
 void recordTrace(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)

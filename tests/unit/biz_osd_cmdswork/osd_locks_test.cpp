@@ -128,7 +128,7 @@ TEST_F(OsdLocks, EverythingIsForgottenBeforeTheLockIsReleased)
     Channel::addToSendQueue(record(deviceA));
     worker.m_mapCurSend[deviceA] = record(deviceA);
     worker.m_mapSendTime[deviceA] = 1000;
-    int left = 99;
+    qsizetype left = 99;
     probe.beforeUnlock("HexCmdlock", 1, [&] {
         left = Channel::m_qsIp.size() + Channel::queueHexCmd.size() + Channel::m_bRetFlag.size() +
                worker.m_mapCurSend.size() + worker.m_mapSendTime.size();

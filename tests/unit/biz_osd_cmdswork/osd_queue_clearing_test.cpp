@@ -86,7 +86,7 @@ TEST_F(OsdClearing, RunFlagsAreLeftAlone)
 
 TEST_F(OsdClearing, FirstTraceFollowsTheDeviceListInsideTheLockAndTheLeaveTextStandsOutside)
 {
-    std::vector<int> sent;
+    std::vector<qsizetype> sent;
     TraceRecorder recorder([&] { sent.push_back(worker.m_mapCurSend.size() + worker.m_mapSendTime.size()); });
 
     worker.clearQueue();
@@ -96,7 +96,7 @@ TEST_F(OsdClearing, FirstTraceFollowsTheDeviceListInsideTheLockAndTheLeaveTextSt
         {"clearQueue:HexCmdlock:leave", noLock, 0, 0, 0, 0},
     };
     EXPECT_EQ(recorder.traces, expected);
-    EXPECT_EQ(sent, (std::vector<int>{2, 0}));
+    EXPECT_EQ(sent, (std::vector<qsizetype>{2, 0}));
 }
 
 TEST_F(OsdClearing, ClearingAnEmptyChannelIsHarmlessAndWritesBothTraces)

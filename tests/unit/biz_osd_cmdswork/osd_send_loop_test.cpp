@@ -446,7 +446,7 @@ TEST_F(OsdSendLoop, CommandIsNotedBeforeTheClockIsReadAndTheFlagClearedAfterward
 {
     Channel::addToSendQueue(record(deviceA, 1));
     std::size_t waiting = 99;
-    int noted = 0;
+    qsizetype noted = 0;
     bool free = false;
     time.onWallClockReading([&] {
         waiting = Channel::queueHexCmd.at(0).size();
@@ -515,7 +515,7 @@ TEST_F(OsdSendLoop, TablesOfTheWholePassAreDoneBeforeTheFirstSignalLeaves)
     Channel::addToSendQueue(record(deviceA, 1));
     Channel::addToSendQueue(record(deviceB, 2));
     Flags flags;
-    int noted = 0;
+    qsizetype noted = 0;
     bool first = true;
     signalsOfWorker.onEmission([&](const auto &) {
         if (std::exchange(first, false)) {

@@ -35,8 +35,8 @@ protected:
     {
         return {[](const model_Protocoldata &reply) {
                     const unsigned char *head = reply.ucHead;
-                    return biz::rules::judge(GetParam().model,
-                                             {head[1], head[2], head[3], head[4], head[5], reply.baData.size()})
+                    return biz::rules::judge(GetParam().model, {head[1], head[2], head[3], head[4], head[5],
+                                                                static_cast<int>(reply.baData.size())})
                         .accepted();
                 },
                 false};
