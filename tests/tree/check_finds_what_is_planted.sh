@@ -64,6 +64,8 @@ expect_finding "$law" testkit/src/faults/fault_plan.cpp '#include <devices/answe
 fresh_copy
 touch "$copy"/host/src/loops/more_{1..16}_p.h
 expect_finding_in_copy 'files in one folder' host/src/loops
+expect_finding 'asks for the version of Qt' src/biz_cmdswork/resend.cpp '#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)'
+expect_finding 'one more place' tests/support/virtual_time.h "$(printf '#if QT_VERSION > 0\n%.0s' {1..10})"
 expect_finding 'a function of 61 lines' src/biz_cmdswork/resend.cpp "$long_function"
 expect_finding 'unfinished work' src/biz_cmdswork/resend.cpp "// $(echo TO DO | tr -d ' ') later"
 expect_finding 'written down' src/biz_cmdswork/resend.cpp "// as $(echo specified), the gate opens"
