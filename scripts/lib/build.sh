@@ -1,7 +1,16 @@
-# Sourced by the scripts: the optimised build that scripts/test, scripts/demo and scripts/verify share, and commands
-# that say nothing unless they fail. $root is the source tree.
+# Sourced by the scripts, behind packages.sh: the optimised builds that scripts/test, scripts/demo and scripts/verify
+# share, one for each Qt, and commands that say nothing unless they fail. $root is the source tree.
 
-release_tree=$root/build/release
+# use_qt QT: from now on the build is the one with this Qt.
+use_qt() {
+    case $1 in
+    5) release_tree=$root/build/release ;;
+    6) release_tree=$root/build/release-qt6 ;;
+    *) echo "error: --qt takes 5 or 6, not '$1'" >&2 && return 2 ;;
+    esac
+    release_qt=$1
+}
+use_qt "$(usual_qt)"
 
 # step WHAT TAKES LOG COMMAND...: says what is done and how long it takes, and shows COMMAND's output if it fails. On a
 # terminal the output is shown as it comes.
@@ -30,5 +39,5 @@ configure_release() {
         -DCMAKE_CXX_FLAGS_RELWITHDEBINFO='-O2 -g1 -DNDEBUG' -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
         -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)" \
         -DBIZ_BUILD_HOST=ON -DBIZ_BUILD_TOOLS=ON -DBIZ_BUILD_EXAMPLES=ON -DBIZ_BUILD_TESTS=ON \
-        -DBIZ_WARNINGS_AS_ERRORS=ON "$@"
+        -DBIZ_QT="$release_qt" -DBIZ_WARNINGS_AS_ERRORS=ON "$@"
 }

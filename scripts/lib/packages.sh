@@ -35,3 +35,34 @@ ensure_packages() {
         >/dev/null
     echo "... installed after $((SECONDS - started)) s"
 }
+
+qt_installed() {
+    case $1 in
+    5) package_installed qtbase5-dev ;;
+    6) package_installed qt6-base-dev ;;
+    *) return 1 ;;
+    esac
+}
+
+installed_qts() {
+    local qt
+    for qt in 5 6; do
+        ! qt_installed "$qt" || printf '%s ' "$qt"
+    done
+}
+
+# What is built with unless something else is asked for: Qt 5, unless Qt 6 alone is there.
+usual_qt() {
+    if ! qt_installed 5 && qt_installed 6; then echo 6; else echo 5; fi
+}
+
+# ensure_build_packages QT [LIST_FILE...]: what a build with that Qt needs, and nothing of the other.
+ensure_build_packages() {
+    local qt=$1
+    shift
+    if [ "$qt" = 6 ]; then
+        ensure_packages <(packages_listed "$root/packages.txt" | grep -vE '^(libqt5|qtbase5)') "$root/packages-qt6.txt" "$@"
+    else
+        ensure_packages "$root/packages.txt" "$@"
+    fi
+}
