@@ -1,9 +1,10 @@
 # Headers under include/BIZ_Manage/<module>/ and include/BIZ_Host/host/, the libraries, and
 # a CMake package, so that a host writes find_package(BIZ_Manage) and links BIZ::Manage, or
-# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools.
+# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools. What is built
+# with Qt 6 has names of its own (see BizQt.cmake), and the same targets.
 include(CMakePackageConfigHelpers)
 
-set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/BIZ_Manage)
+set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/${BIZ_PACKAGE})
 
 # The file's prefix is told from where the file is, so that an installation can be moved; one
 # that was given an absolute folder for its libraries is where it is.
@@ -21,8 +22,9 @@ function(biz_install_pkg_config name component)
             set(BIZ_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
         endif()
     endforeach()
-    configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in
+        ${PROJECT_BINARY_DIR}/${name}${BIZ_QT_SUFFIX}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}${BIZ_QT_SUFFIX}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT ${component})
 endfunction()
@@ -34,7 +36,7 @@ install(TARGETS BIZ_Manage
 foreach(header IN LISTS BIZ_MANAGE_PUBLIC_HEADERS)
     get_filename_component(module ${header} DIRECTORY)
     install(FILES ${PROJECT_SOURCE_DIR}/src/${header}
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Manage/${module}
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Manage${BIZ_QT_SUFFIX}/${module}
         COMPONENT biz_manage_dev)
 endforeach()
 
@@ -52,7 +54,7 @@ if(BIZ_BUILD_HOST)
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT biz_host NAMELINK_COMPONENT biz_host_dev)
     foreach(header IN LISTS BIZ_HOST_PUBLIC_HEADERS)
         install(FILES ${PROJECT_SOURCE_DIR}/host/include/host/${header}
-            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host/host
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_Host${BIZ_QT_SUFFIX}/host
             COMPONENT biz_host_dev)
     endforeach()
     install(EXPORT BIZ_HostTargets
@@ -64,14 +66,14 @@ endif()
 
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/BIZ_ManageConfig.cmake.in
-    ${PROJECT_BINARY_DIR}/BIZ_ManageConfig.cmake
+    ${PROJECT_BINARY_DIR}/${BIZ_PACKAGE}Config.cmake
     INSTALL_DESTINATION ${BIZ_CMAKE_DIR})
 write_basic_package_version_file(
-    ${PROJECT_BINARY_DIR}/BIZ_ManageConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/${BIZ_PACKAGE}ConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES
-    ${PROJECT_BINARY_DIR}/BIZ_ManageConfig.cmake
-    ${PROJECT_BINARY_DIR}/BIZ_ManageConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/${BIZ_PACKAGE}Config.cmake
+    ${PROJECT_BINARY_DIR}/${BIZ_PACKAGE}ConfigVersion.cmake
     DESTINATION ${BIZ_CMAKE_DIR}
     COMPONENT biz_manage_dev)
 

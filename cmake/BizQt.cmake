@@ -32,6 +32,20 @@ elseif(NOT BIZ_QT MATCHES "^[56]$")
 endif()
 set(BIZ_QT_OLDEST ${BIZ_QT${BIZ_QT}_OLDEST})
 
+# What is installed for Qt 6 lies beside what is installed for Qt 5: libraries, folders of headers and pkg-config files
+# have BIZ_QT_SUFFIX in their names, and the CMake package is BIZ_PACKAGE.
+if(BIZ_QT EQUAL 5)
+    set(BIZ_QT_SUFFIX "")
+    set(BIZ_PACKAGE BIZ_Manage)
+    set(BIZ_OTHER_PACKAGE BIZ_Manage6)
+    set(BIZ_OTHER_QT 6)
+else()
+    set(BIZ_QT_SUFFIX -qt6)
+    set(BIZ_PACKAGE BIZ_Manage6)
+    set(BIZ_OTHER_PACKAGE BIZ_Manage)
+    set(BIZ_OTHER_QT 5)
+endif()
+
 # biz_find_qt(component...): a macro, since what a package of Qt tells is told in variables.
 macro(biz_find_qt)
     find_package(Qt${BIZ_QT} ${BIZ_QT_OLDEST} REQUIRED COMPONENTS ${ARGN})

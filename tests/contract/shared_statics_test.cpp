@@ -22,7 +22,7 @@ TEST(StaticMembers, AreTheSameObjectsForEverySharedObjectOfTheHost)
 
 TEST(StaticMembers, LiveAsLongAsTheProcessSinceTheLibraryStaysLoaded)
 {
-    EXPECT_TRUE(staysLoaded("libBIZ_Manage.so.1"));
+    EXPECT_TRUE(staysLoaded(BIZ_SONAME));
 }
 
 TEST(StaticMembers, AreTheObjectsThatTheLibraryItselfDefines)

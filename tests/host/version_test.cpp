@@ -14,7 +14,7 @@ namespace {
 /** What a program reports that finds the library as a file of this name. */
 QString versionWithLibraryFile(const QString &name)
 {
-    const QString soname = QStringLiteral("libBIZ_Manage.so.1");
+    const QString soname = QStringLiteral(BIZ_SONAME);
     const QTemporaryDir folder;
     EXPECT_TRUE(QFile::copy(QStringLiteral(BIZ_LIBRARY_FILE), folder.filePath(name)));
     EXPECT_TRUE(name == soname || QFile::link(name, folder.filePath(soname)));
@@ -45,7 +45,7 @@ TEST(Version, OfTheLibraryIsThatOfTheFileThatWasLoaded)
 
 TEST(Version, OfALibraryFileThatCarriesNoneIsThatOfTheBuild)
 {
-    EXPECT_EQ(versionWithLibraryFile(QStringLiteral("libBIZ_Manage.so.1")), QStringLiteral(BIZ_TEST_PROJECT_VERSION));
+    EXPECT_EQ(versionWithLibraryFile(QStringLiteral(BIZ_SONAME)), QStringLiteral(BIZ_TEST_PROJECT_VERSION));
 }
 
 TEST(Version, InAFileNameIsTheThreeNumbersAtItsEnd)

@@ -1,14 +1,14 @@
 # Configures, builds and runs hosts that know the folder of an installation alone.
-# Given: PREFIX, SCRATCH_DIR, CONSUMER_DIR, QUICK_START_DIR, PLAY, GENERATOR, CXX, CXX_FLAGS.
+# Given: PREFIX, SCRATCH_DIR, CONSUMER_DIR, PACKAGE, QT, QUICK_START_DIR, PLAY, GENERATOR, CXX, CXX_FLAGS.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 set(consumer ${SCRATCH_DIR}/consumer)
 
 set(configure ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -G ${GENERATOR}
-    -DCMAKE_PREFIX_PATH=${PREFIX} -DEXPECTED_PREFIX=${PREFIX}
+    -DCMAKE_PREFIX_PATH=${PREFIX} -DEXPECTED_PREFIX=${PREFIX} -DBIZ_PACKAGE=${PACKAGE} -DBIZ_NETWORK=Qt${QT}Network
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${configure} -B ${consumer})
-run(${configure} -B ${SCRATCH_DIR}/without_network -DCMAKE_DISABLE_FIND_PACKAGE_Qt5Network=ON)
+run(${configure} -B ${SCRATCH_DIR}/without_network -DCMAKE_DISABLE_FIND_PACKAGE_Qt${QT}Network=ON)
 run(${CMAKE_COMMAND} --build ${consumer})
 foreach(host manage_consumer static_members_consumer host_consumer)
     run(${consumer}/${host})

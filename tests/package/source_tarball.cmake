@@ -1,6 +1,6 @@
 # Makes the tarball of the sources and unpacks it; then a project that adds the unpacked folder
 # as a part of its own is configured, built and run.
-# Given: BUILD_DIR, SCRATCH_DIR, SUBPROJECT_DIR, CONSUMER_DIR, PRECOMPILED, GENERATOR, LAUNCHER, CXX, CXX_FLAGS.
+# Given: BUILD_DIR, SCRATCH_DIR, SUBPROJECT_DIR, CONSUMER_DIR, PRECOMPILED, QT, GENERATOR, LAUNCHER, CXX, CXX_FLAGS.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 run(${CMAKE_CPACK_COMMAND} --config ${BUILD_DIR}/CPackSourceConfig.cmake -B ${SCRATCH_DIR}/packages)
@@ -17,7 +17,7 @@ endforeach()
 
 set(host ${SCRATCH_DIR}/host)
 run(${CMAKE_COMMAND} -S ${SUBPROJECT_DIR} -B ${host} -G ${GENERATOR}
-    -DBIZ_SOURCE=${source} -DBIZ_PRECOMPILED_HEADERS=${PRECOMPILED} -DCONSUMER_DIR=${CONSUMER_DIR} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
+    -DBIZ_SOURCE=${source} -DBIZ_QT=${QT} -DBIZ_PRECOMPILED_HEADERS=${PRECOMPILED} -DCONSUMER_DIR=${CONSUMER_DIR} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${CMAKE_COMMAND} --build ${host})
 foreach(consumer manage_consumer static_members_consumer host_consumer)

@@ -125,7 +125,7 @@ void expectSharedOsdChannel()
 
 int main()
 {
-    library = dlopen("libBIZ_Manage.so.1", RTLD_LAZY | RTLD_NOLOAD);
+    library = dlopen(BIZ_SONAME, RTLD_LAZY | RTLD_NOLOAD);
     if (library == nullptr) {
         std::fprintf(stderr, "the library is not loaded: %s\n", dlerror());
         return 1;
