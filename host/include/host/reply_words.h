@@ -16,7 +16,7 @@ namespace biz::host {
 struct CheckedModel
 {
     int deviceType = 0;
-    QString name; ///< "A2", "A1MAX", "A3", "PVN410MAX", "K250", "PVN410MAX2", "A5"
+    QString name; ///< "A2"
 };
 BIZ_HOST_EXPORT QVector<CheckedModel> checkedModels();
 

@@ -15,23 +15,6 @@ using biz::testkit::FaultKind;
 using biz::testkit::makeReply;
 using biz::testkit::withFault;
 
-struct ModelCase
-{
-    const char *name;
-    rules::Model model;
-    bool (biz_CMDSWork::*check)(model_Protocoldata);
-};
-
-constexpr std::array modelCases = {
-    ModelCase{"A2", rules::Model::OrlixA2, &biz_CMDSWork::checkRecvData_ORLIX_A2},
-    ModelCase{"A1MAX", rules::Model::OrlixA1Max, &biz_CMDSWork::checkRecvData_ORLIX_A1MAX},
-    ModelCase{"A3", rules::Model::OrlixA3, &biz_CMDSWork::checkRecvData_ORLIX_A3},
-    ModelCase{"PVN410MAX", rules::Model::Pvn410Max, &biz_CMDSWork::checkRecvData_PVN410MAX},
-    ModelCase{"K250", rules::Model::K250, &biz_CMDSWork::checkRecvData_K250},
-    ModelCase{"PVN410MAX2", rules::Model::Pvn410Max2, &biz_CMDSWork::checkRecvData_PVN410MAX2},
-    ModelCase{"A5", rules::Model::OrlixA5, &biz_CMDSWork::checkRecvData_ORLIX_A5},
-};
-
 model_Protocoldata commandOf(int command, int subCode, int index, int byte4, int byte5, int payload = 0)
 {
     model_Protocoldata record;
@@ -63,10 +46,13 @@ QByteArray headOf(const model_Protocoldata &record)
     return {reinterpret_cast<const char *>(record.ucHead), sizeof record.ucHead};
 }
 
-class ReplyMaker : public testing::TestWithParam<ModelCase>
+class ReplyMaker : public testing::TestWithParam<rules::ModelRules>
 {
 protected:
-    bool accepted(const model_Protocoldata &reply) { return (worker.*GetParam().check)(reply); }
+    void SetUp() override { biz_CMDSWork::deviceType = GetParam().deviceType; }
+    void TearDown() override { biz_CMDSWork::deviceType = -1; }
+
+    bool accepted(const model_Protocoldata &reply) { return worker.checkRecvData(reply); }
     rules::Model model() const { return GetParam().model; }
 
     /** Calls `visit` with every command and sub-code that has a rule in this model. */
@@ -198,7 +184,7 @@ TEST_P(ReplyMaker, FaultGetsTheReplyRefusedWhereverItCan)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Models, ReplyMaker, testing::ValuesIn(modelCases),
+INSTANTIATE_TEST_SUITE_P(Models, ReplyMaker, testing::ValuesIn(rules::modelRules),
                          [](const auto &instance) { return std::string(instance.param.name); });
 
 TEST(ReplyMakerOfA2, LengthRuleGetsThePayloadThatItAsksFor)

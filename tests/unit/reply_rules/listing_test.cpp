@@ -1,3 +1,5 @@
+#include <filesystem>
+#include <set>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -93,6 +95,31 @@ TEST_P(Replies, AreJudgedAlikeAndSilentlyByTheEvaluatorAlone)
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Replies, ::testing::ValuesIn(checkedModels()), nameOf);
+
+TEST(CheckedModels, AreThoseOfTheLibrary)
+{
+    ASSERT_EQ(checkedModels().size(), biz::rules::modelRules.size());
+    for (const biz::rules::ModelRules &row : biz::rules::modelRules) {
+        const CheckedModel &model = checkedModel(row.name);
+        EXPECT_EQ(model.model, row.model) << row.name;
+        EXPECT_EQ(model.deviceType, row.deviceType) << row.name;
+    }
+}
+
+TEST(Listings, AreAllReadByTheSweeps)
+{
+    std::set<std::string> read{"reply_rules_truth.tsv"};
+    for (const CheckedModel &model : checkedModels()) {
+        read.insert(model.file);
+    }
+    std::set<std::string> present;
+    for (const auto &entry : std::filesystem::directory_iterator(dataFile(""))) {
+        if (entry.path().extension() == ".tsv") {
+            present.insert(entry.path().filename());
+        }
+    }
+    EXPECT_EQ(present, read);
+}
 
 TEST(SweepReports, TheFirstDisagreementInWireForm)
 {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
 
 #include <tools/support/running_console.h>
@@ -11,21 +12,21 @@ using namespace biz::test;
 
 namespace {
 
-QString sessionFile(const char *name)
+QString sessionFile(const QString &name)
 {
-    return QStringLiteral(BIZ_SESSIONS "/") + QString::fromLatin1(name);
+    return QStringLiteral(BIZ_SESSIONS "/") + name;
 }
 
 struct PlayedSession
 {
-    const char *session;
+    QString session;
     QString simulatorArguments;
     QStringList consoleOptions = {};
 };
 
 void PrintTo(const PlayedSession &played, std::ostream *out)
 {
-    *out << played.session;
+    *out << qPrintable(played.session);
 }
 
 class PlayedDeviceSession : public testing::TestWithParam<PlayedSession>
@@ -44,16 +45,26 @@ TEST_P(PlayedDeviceSession, EndsAsItExpects)
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output() + console.errors());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Console, PlayedDeviceSession,
-    testing::Values(PlayedSession{"a1max.json", "--model A1MAX"}, PlayedSession{"a2.json", "--model A2"},
-                    PlayedSession{"a3.json", "--model A3"}, PlayedSession{"a5.json", "--model A5"},
-                    PlayedSession{"k250.json", "--model K250"}, PlayedSession{"pvn410max.json", "--model PVN410MAX"},
-                    PlayedSession{"pvn410max2.json", "--model PVN410MAX2"},
-                    PlayedSession{"faults_a2.json", "--model A2 --script " + sessionFile("faults_a2_script.json")},
-                    PlayedSession{"outage_a2.json",
-                                  "--model A2 --script " + sessionFile("outage_a2_script.json"),
-                                  {"--reconnect"}}));
+/** A model's session is named after it. */
+QVector<PlayedSession> sessionsOfModels()
+{
+    QVector<PlayedSession> sessions;
+    const auto names = QDir(QStringLiteral(BIZ_SESSIONS)).entryList({QStringLiteral("*.json")});
+    for (const QString &name : names) {
+        if (!name.contains(QLatin1Char('_'))) {
+            sessions.append({name, QStringLiteral("--model ") + QString(name).remove(QStringLiteral(".json"))});
+        }
+    }
+    return sessions;
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, PlayedDeviceSession, testing::ValuesIn(sessionsOfModels()));
+INSTANTIATE_TEST_SUITE_P(Faults, PlayedDeviceSession,
+                         testing::Values(PlayedSession{"faults_a2.json",
+                                                       "--model A2 --script " + sessionFile("faults_a2_script.json")},
+                                         PlayedSession{"outage_a2.json",
+                                                       "--model A2 --script " + sessionFile("outage_a2_script.json"),
+                                                       {"--reconnect"}}));
 
 class PlayedOsdSession : public testing::TestWithParam<PlayedSession>
 {
