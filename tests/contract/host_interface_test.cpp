@@ -16,6 +16,7 @@
 #include <host/osd_host.h>
 #include <host/reply_matcher.h>
 #include <host/reply_words.h>
+#include <host/round_trips.h>
 #include <host/version.h>
 #include <host/vocabulary.h>
 
@@ -135,6 +136,7 @@ BIZ_HAS_TYPE(Counters::roundTripMinMs, double);
 BIZ_HAS_TYPE(Counters::roundTripMedianMs, double);
 BIZ_HAS_TYPE(Counters::roundTripP99Ms, double);
 BIZ_HAS_TYPE(Counters::roundTripMaxMs, double);
+BIZ_HAS_TYPE(Counters::roundTrips, RoundTrips);
 static_assert(std::is_standard_layout<Counters>::value, "the places below need it");
 BIZ_LIES_AT(Counters, enqueued, 0);
 BIZ_LIES_AT(Counters, sent, 8);
@@ -168,7 +170,8 @@ BIZ_LIES_AT(Counters, roundTripMinMs, 216);
 BIZ_LIES_AT(Counters, roundTripMedianMs, 224);
 BIZ_LIES_AT(Counters, roundTripP99Ms, 232);
 BIZ_LIES_AT(Counters, roundTripMaxMs, 240);
-BIZ_HAS_SIZE(Counters, 248);
+BIZ_LIES_AT(Counters, roundTrips, 248);
+BIZ_HAS_SIZE(Counters, 280, 296);
 
 BIZ_HAS_TYPE(OsdDeviceStatus::ip, QString);
 BIZ_HAS_TYPE(OsdDeviceStatus::counters, Counters);
@@ -178,10 +181,10 @@ BIZ_HAS_TYPE(OsdDeviceStatus::silentSinceUtcMs, qint64);
 static_assert(std::is_standard_layout<OsdDeviceStatus>::value, "the places below need it");
 BIZ_LIES_AT(OsdDeviceStatus, ip, 0);
 BIZ_LIES_AT(OsdDeviceStatus, counters, 8, 24);
-BIZ_LIES_AT(OsdDeviceStatus, inFlight, 256, 272);
-BIZ_LIES_AT(OsdDeviceStatus, reachable, 257, 273);
-BIZ_LIES_AT(OsdDeviceStatus, silentSinceUtcMs, 264, 280);
-BIZ_HAS_SIZE(OsdDeviceStatus, 272, 288);
+BIZ_LIES_AT(OsdDeviceStatus, inFlight, 288, 320);
+BIZ_LIES_AT(OsdDeviceStatus, reachable, 289, 321);
+BIZ_LIES_AT(OsdDeviceStatus, silentSinceUtcMs, 296, 328);
+BIZ_HAS_SIZE(OsdDeviceStatus, 304, 336);
 
 BIZ_HAS_TYPE(Refusal::bytes, int);
 BIZ_HAS_TYPE(Refusal::reason, QString);
@@ -295,6 +298,7 @@ TEST(HostInterface, FunctionsOfALinkStandBehindThoseOfItsBase)
     EXPECT_EQ(placeOf(&DeviceLink::discard), first + 6);
     EXPECT_EQ(placeOf(&DeviceLink::keepsMessageBoundaries), first + 7);
     EXPECT_EQ(placeOf(&DeviceLink::name), first + 8);
+    EXPECT_EQ(placeOf(&DeviceLink::endWriting), first + 9);
 }
 
 TEST(HostInterface, FunctionsOfATransportStandBehindThoseOfItsBase)

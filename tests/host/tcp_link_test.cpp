@@ -66,6 +66,26 @@ TEST_F(TcpLink, AWriteLeavesBeforeTheEventLoopTurns)
     EXPECT_EQ(device->readAll(), QByteArray("now"));
 }
 
+TEST_F(TcpLink, ReadsOnWhenItHasEndedItsWriting)
+{
+    openBothEnds();
+    device->write("last words");
+    ASSERT_TRUE(device->flush());
+    EXPECT_TRUE(link->endWriting());
+
+    EXPECT_TRUE(waitFor([this] { return closed.size() == 1; }));
+    EXPECT_EQ(received, QByteArray("last words"));
+    EXPECT_EQ(device->state(), QAbstractSocket::UnconnectedState) << "it was not told";
+}
+
+TEST_F(TcpLink, TakesNothingWhenItHasEndedItsWriting)
+{
+    openBothEnds();
+    EXPECT_TRUE(link->endWriting());
+    EXPECT_FALSE(link->canWrite());
+    EXPECT_FALSE(link->write("more"));
+}
+
 TEST_F(TcpLink, OpensAfterOpenHasReturned)
 {
     link->open();

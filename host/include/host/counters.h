@@ -8,6 +8,7 @@
 #include <QtCore/QString>
 
 #include <host/host_export.h>
+#include <host/round_trips.h>
 
 namespace biz::host {
 
@@ -54,7 +55,15 @@ struct Counters
     double roundTripMedianMs = -1.0;
     double roundTripP99Ms = -1.0;
     double roundTripMaxMs = -1.0;
+
+    RoundTrips roundTrips; ///< the histogram that these are taken from
 };
+
+/**
+ * Puts the totals of two hosts or devices together: percentiles are those of all their round trips, and
+ * `queueLengthMax` is the greater one.
+ */
+BIZ_HOST_EXPORT Counters &operator+=(Counters &total, const Counters &share);
 
 /** One total of Counters: its name as JSON and metrics have it, and where it is. */
 struct CounterRow

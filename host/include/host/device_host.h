@@ -141,6 +141,16 @@ public:
      */
     StopReport stop(int deadlineMs = 1000);
 
+    /**
+     * Tells the device that no command follows, and goes on reading: linkStateChanged() tells `Closed` when it has sent
+     * what it had to send and ended the connection. What is given now waits. False where the link has no such
+     * way, which is so of all but TCP, or is not up. stop() follows.
+     */
+    bool endWriting();
+
+    /** Accepted replies that the channel has not handed on yet: `ended` or `duplicate` follows for each. */
+    int repliesUnderWay() const;
+
     // --- Commands -----------------------------------------------------------------------
 
     using EndCallback = std::function<void(Ticket, const CommandResult &)>;

@@ -64,6 +64,12 @@ public:
     /** The link's name for people, such as "tcp://127.0.0.1:15700". */
     virtual QString name() const = 0;
 
+    /**
+     * Tells the other side that nothing is written any more. It sends what it still has to send and ends the
+     * connection, which closed() tells. False where the link has no such way, as by default.
+     */
+    virtual bool endWriting();
+
 Q_SIGNALS:
     void opened();
     /** The link could not be opened, or was closed by the other side; `reason` says why. */

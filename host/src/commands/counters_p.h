@@ -8,6 +8,9 @@ namespace biz::host {
 
 using Counter = quint64 Counters::*;
 
+/** What the histogram comes to, in the fields that tell it. */
+void sumUpRoundTrips(Counters &counters);
+
 /** The counter of an outcome. */
 inline Counter counterOf(Outcome outcome)
 {

@@ -6,7 +6,6 @@
 #include <QtCore/QDateTime>
 
 #include <commands/counters_p.h>
-#include <commands/round_trips_p.h>
 
 namespace biz::host {
 
@@ -36,25 +35,15 @@ public:
         refusedBytes += static_cast<quint64>(bytes);
     }
 
-    void noteRoundTrip(double ms) { m_roundTrips.add(ms); }
-
-    const RoundTrips &roundTrips() const { return m_roundTrips; }
+    void noteRoundTrip(double ms) { roundTrips.add(ms); }
 
     /** All of it as it stands. */
     Counters snapshot() const
     {
         Counters copy = *this;
-        if (m_roundTrips.max() >= 0.0) {
-            copy.roundTripMinMs = m_roundTrips.min();
-            copy.roundTripMedianMs = m_roundTrips.median();
-            copy.roundTripP99Ms = m_roundTrips.percentile(99);
-            copy.roundTripMaxMs = m_roundTrips.max();
-        }
+        sumUpRoundTrips(copy);
         return copy;
     }
-
-private:
-    RoundTrips m_roundTrips;
 };
 
 /**

@@ -281,6 +281,16 @@ StopReport DeviceHost::Private::stop(TimePoint deadline)
     return report;
 }
 
+bool DeviceHost::endWriting()
+{
+    return d->isStarted && d->link.endWriting();
+}
+
+int DeviceHost::repliesUnderWay() const
+{
+    return d->traffic.repliesUnderWay();
+}
+
 // --- Commands -------------------------------------------------------------------------------------
 
 Ticket DeviceHost::enqueue(const model_Protocoldata &command, const CommandOptions &options)

@@ -45,6 +45,9 @@ public:
     /** The rules have changed: what has been accepted may yet be refused by the channel. */
     void forgetVerdicts();
 
+    /** Accepted replies that the channel has not handed on yet. */
+    int underWay() const { return static_cast<int>(m_answers.size() + m_further.size()); }
+
     /** The channel's receive queue has been emptied. */
     void forget()
     {

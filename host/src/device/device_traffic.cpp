@@ -196,6 +196,7 @@ void DeviceTraffic::write(DeviceCommand &command)
     const Ticket ticket = command.ticket;
     const int attempt = command.attempts;
     const model_Protocoldata record = command.record;
+    const bool wasWritten = command.isWritten;
     command.writtenAt = Clock::now();
     command.isWritten = true;
     m_link->setWaitInFlight(std::chrono::milliseconds(record.iWaitTime));
@@ -203,6 +204,7 @@ void DeviceTraffic::write(DeviceCommand &command)
     if (m_link->write(bytes)) {
         noteWritten(ticket, attempt, record, byteCount(bytes));
     } else if (DeviceCommand *const left = m_commands->find(ticket)) {
+        left->isWritten = wasWritten;
         left->lastProblem = m_link->writeProblem();
         left->history.note(QStringLiteral("not sent: ") + left->lastProblem);
     }

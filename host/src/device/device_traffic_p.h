@@ -21,6 +21,7 @@ public:
 
     DeviceGate &gate() { return m_gate; }
     DeviceReplies &replies() { return m_replies; }
+    int repliesUnderWay() const { return m_replies.underWay(); }
 
     /** Null: the demonstration frame in the form that suits the link. */
     void setCodec(std::unique_ptr<FrameCodec> codec) { m_ownCodec = std::move(codec); }

@@ -26,4 +26,9 @@ bool DeviceLink::keepsMessageBoundaries() const
     return false;
 }
 
+bool DeviceLink::endWriting()
+{
+    return false;
+}
+
 } // namespace biz::host

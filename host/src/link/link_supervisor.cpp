@@ -167,6 +167,12 @@ bool LinkSupervisor::write(const QByteArray &frame)
     return true;
 }
 
+bool LinkSupervisor::endWriting()
+{
+    m_isEnding = isUp() && m_link->endWriting();
+    return m_isEnding;
+}
+
 QString LinkSupervisor::writeProblem() const
 {
     return m_writeProblem;
@@ -248,6 +254,7 @@ void LinkSupervisor::onOpened()
         return;
     }
     stopTimers();
+    m_isEnding = false;
     m_written = 0;
     m_left = 0;
     enter(LinkState::Up);
@@ -267,6 +274,11 @@ void LinkSupervisor::onClosed(const QString &reason)
     case LinkState::Up:
         stopTimers();
         m_status.attempts = 0;
+        if (m_isEnding) {
+            listen(false);
+            enter(LinkState::Closed);
+            return;
+        }
         attemptLater(Clock::now());
         enter(LinkState::Lost, Error::LinkClosed, reason);
         return;

@@ -67,6 +67,12 @@ public:
     qint64 bytesHeld() const;
 
     /**
+     * Tells the peer that nothing is written any more. When it ends the connection that is the end of the link, as a
+     * stop() would be, and no loss. False where the link has no such way.
+     */
+    [[nodiscard]] bool endWriting();
+
+    /**
      * A command that had been written has ended without an answer: bytes that the link still holds when a
      * healthy peer would have acknowledged them are thrown away, within the call when that time is over. The link is
      * made anew from the event loop: it is connecting until it is up again. That is no loss, unless the peer stays
@@ -116,6 +122,7 @@ private:
     quint64 m_changes = 0;
     bool m_isOpening = false;
     bool m_isClosing = false; ///< inside discardAndClose()
+    bool m_isEnding = false; ///< the peer may end the connection
     TimePoint m_attemptedAt;
     QTimer m_reconnecting{this};
     std::chrono::milliseconds m_reconnectInterval = timing::reconnectInterval;

@@ -67,7 +67,7 @@ bool TcpLink::isOpen() const
 
 bool TcpLink::write(const QByteArray &bytes)
 {
-    if (!m_open) {
+    if (!m_open || m_hasEndedWriting) {
         return false;
     }
     if (!m_isGuarded) {
@@ -84,7 +84,7 @@ bool TcpLink::write(const QByteArray &bytes)
 
 bool TcpLink::canWrite() const
 {
-    return m_open && m_window.hasRoom();
+    return m_open && !m_hasEndedWriting && m_window.hasRoom();
 }
 
 qint64 TcpLink::bytesHeld() const
@@ -114,6 +114,15 @@ QString TcpLink::name() const
     return url.toString();
 }
 
+bool TcpLink::endWriting()
+{
+    if (!m_open || m_socket.bytesToWrite() > 0) {
+        return false;
+    }
+    m_hasEndedWriting = ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR) == 0;
+    return m_hasEndedWriting;
+}
+
 void TcpLink::onConnected()
 {
     if (!m_wanted) {
@@ -127,6 +136,7 @@ void TcpLink::onConnected()
     setOption(IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(timing::keepAlivePeriod.count()));
     setOption(IPPROTO_TCP, TCP_KEEPCNT, timing::keepAliveProbes);
     m_isGuarded = false;
+    m_hasEndedWriting = false;
     m_open = true;
     Q_EMIT opened();
 }

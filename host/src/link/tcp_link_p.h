@@ -28,6 +28,7 @@ public:
     qint64 bytesHeld() const override;
     void discard() override;
     QString name() const override;
+    bool endWriting() override;
 
 private:
     void onConnected();
@@ -54,6 +55,7 @@ private:
     bool m_wanted = false;
     bool m_open = false;
     bool m_isGuarded = false;
+    bool m_hasEndedWriting = false;
 };
 
 } // namespace biz::host

@@ -78,6 +78,54 @@ TEST(RoundTrips, TimesBeyondTheClassesAreCountedAtTheirEnds)
     EXPECT_DOUBLE_EQ(trips.max(), 1e9);
 }
 
+TEST(RoundTrips, OfTwoThatArePutTogetherNothingIsLost)
+{
+    RoundTrips fast;
+    RoundTrips slow;
+    RoundTrips all;
+    for (int i = 1; i <= 3000; ++i) {
+        fast.add(i * 0.001);
+        all.add(i * 0.001);
+        slow.add(i);
+        all.add(i);
+    }
+    fast += slow;
+
+    EXPECT_EQ(fast.count(), all.count());
+    EXPECT_DOUBLE_EQ(fast.min(), all.min());
+    EXPECT_DOUBLE_EQ(fast.max(), all.max());
+    for (const int percent : {1, 50, 99}) {
+        EXPECT_DOUBLE_EQ(fast.percentile(percent), all.percentile(percent)) << percent;
+    }
+}
+
+TEST(RoundTrips, OfNoneAddNothing)
+{
+    RoundTrips trips;
+    trips.add(2.0);
+    trips += RoundTrips();
+    EXPECT_DOUBLE_EQ(trips.min(), 2.0);
+}
+
+TEST(Counters, ArePutTogetherByEveryRowOfTheirTable)
+{
+    Counters share;
+    for (const CounterRow &row : counterRows) {
+        share.*row.value = 2;
+    }
+    share.rejectedByRule.insert(QStringLiteral("F1/08: length is 354"), 2);
+    share.queueLength = 3;
+    Counters total = share;
+    total += share;
+
+    for (const CounterRow &row : counterRows) {
+        EXPECT_EQ(total.*row.value, 4U) << row.name;
+    }
+    EXPECT_EQ(total.rejectedByRule.first(), 4U);
+    EXPECT_EQ(total.queueLength, 6);
+    EXPECT_LT(total.roundTripMedianMs, 0.0);
+}
+
 TEST(Statistics, ASnapshotHoldsQueueRoundTripsAndTheLastSighting)
 {
     Statistics statistics;

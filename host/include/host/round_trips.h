@@ -1,10 +1,10 @@
-#ifndef BIZ_HOST_ROUND_TRIPS_P_H
-#define BIZ_HOST_ROUND_TRIPS_P_H
+#ifndef BIZ_HOST_ROUND_TRIPS_H
+#define BIZ_HOST_ROUND_TRIPS_H
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
+#include <QtCore/QVector>
 #include <QtCore/QtGlobal>
 
 namespace biz::host {
@@ -12,7 +12,8 @@ namespace biz::host {
 /**
  * Round-trip times of one device over any running time, in at most 4 kB: they are counted in
  * classes, 16 to each doubling, from a microsecond to 18 minutes. A percentile is the middle
- * of its class and so within 2.2 % of the true value; minimum and maximum are exact.
+ * of its class and so within 2.2 % of the true value; minimum and maximum are exact. What two of them have
+ * counted can be put together without loss.
  */
 class RoundTrips
 {
@@ -22,12 +23,29 @@ public:
         m_min = m_count == 0 ? ms : std::min(m_min, ms);
         m_max = m_count == 0 ? ms : std::max(m_max, ms);
         ++m_count;
-        const std::size_t index = classOf(ms);
+        const int index = classOf(ms);
         if (index >= m_classes.size()) {
             m_classes.resize(index + 1);
         }
         ++m_classes[index];
     }
+
+    RoundTrips &operator+=(const RoundTrips &other)
+    {
+        if (other.m_count == 0) {
+            return *this;
+        }
+        m_min = m_count == 0 ? other.m_min : std::min(m_min, other.m_min);
+        m_max = std::max(m_max, other.m_max);
+        m_count += other.m_count;
+        m_classes.resize(std::max(m_classes.size(), other.m_classes.size()));
+        for (int index = 0; index < other.m_classes.size(); ++index) {
+            m_classes[index] += other.m_classes.at(index);
+        }
+        return *this;
+    }
+
+    quint64 count() const { return m_count; }
 
     // All negative when there is none yet.
     double min() const { return m_min; }
@@ -42,8 +60,8 @@ public:
         const auto share = static_cast<quint64>(percent);
         const quint64 rank = std::max<quint64>(m_count / all * share + (m_count % all * share + all - 1) / all, 1);
         quint64 counted = 0;
-        for (std::size_t index = 0; index < m_classes.size(); ++index) {
-            counted += m_classes[index];
+        for (int index = 0; index < m_classes.size(); ++index) {
+            counted += m_classes.at(index);
             if (counted >= rank) {
                 return std::clamp(middleOf(index), m_min, m_max);
             }
@@ -56,18 +74,18 @@ private:
     static constexpr int doublings = 30;
     static constexpr double shortestMs = 0.001;
 
-    static std::size_t classOf(double ms)
+    static int classOf(double ms)
     {
         const double position = perDoubling * std::log2(std::max(ms, shortestMs) / shortestMs);
-        return std::min(static_cast<std::size_t>(position), std::size_t{perDoubling * doublings - 1});
+        return std::min(static_cast<int>(position), perDoubling * doublings - 1);
     }
 
-    static double middleOf(std::size_t index)
+    static double middleOf(int index)
     {
         return shortestMs * std::exp2((static_cast<double>(index) + 0.5) / perDoubling);
     }
 
-    std::vector<quint64> m_classes; ///< up to the longest so far
+    QVector<quint64> m_classes; ///< up to the longest so far
     quint64 m_count = 0;
     double m_min = -1.0;
     double m_max = -1.0;
