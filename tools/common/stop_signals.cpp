@@ -24,8 +24,13 @@ extern "C" void writeToPipe(int /*signal*/)
     }
 }
 
+/** A signal that is ignored stays so: `nohup` asks for that. */
 void handle(int signal)
 {
+    struct sigaction before = {};
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) {
+        return;
+    }
     struct sigaction action = {};
     action.sa_handler = writeToPipe;
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
@@ -48,12 +53,14 @@ StopSignals::StopSignals(QObject *parent)
     });
     handle(SIGINT);
     handle(SIGTERM);
+    handle(SIGHUP);
 }
 
 StopSignals::~StopSignals()
 {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGHUP, SIG_DFL);
     delete m_notifier;
     close(pipeEnds[0]);
     close(pipeEnds[1]);

@@ -4,6 +4,7 @@
 
 #include <biz_console/output/osd_table.h>
 #include <biz_console/output/summary_lines.h>
+#include <biz_console/output/text_output.h>
 
 namespace biz::console {
 
@@ -32,16 +33,16 @@ void appendDevices(QStringList &lines, const QVector<OsdDeviceTotals> &devices, 
         }
     }
     if (answering > 0) {
-        lines << QStringLiteral("%1 answering devices done after %2 s")
-                     .arg(QString::number(answering), QString::number(lastAnswer, 'f', 3));
+        lines << QStringLiteral("%1 done after %2 s")
+                     .arg(counted(answering, "answering device"), QString::number(lastAnswer, 'f', 3));
     }
 }
 
 QString verdict(const RunEnd &end)
 {
-    return end.allAsExpected
-               ? QStringLiteral("  all %1 commands ended as expected").arg(end.total)
-               : QStringLiteral("  %1 of %2 commands did not end as expected").arg(end.mismatchCount).arg(end.total);
+    return end.allAsExpected ? QStringLiteral("  all %1 ended as expected").arg(counted(end.total, "command"))
+                             : QStringLiteral("  %1 of %2 did not end as expected")
+                                   .arg(QString::number(end.mismatchCount), counted(end.total, "command"));
 }
 
 } // namespace

@@ -79,10 +79,9 @@ QString linkLineOf(const RunEvent &event)
 
 QString refusalOf(const RunEvent &event)
 {
-    const QString bytes = QString::number(event.bytes);
     return event.device.isEmpty()
-               ? QStringLiteral("%1 received bytes refused: %2").arg(bytes, event.reason)
-               : QStringLiteral("%1 bytes from %2 refused: %3").arg(bytes, event.device, event.reason);
+               ? QStringLiteral("%1 refused: %2").arg(counted(event.bytes, "received byte"), event.reason)
+               : QStringLiteral("%1 from %2 refused: %3").arg(counted(event.bytes, "byte"), event.device, event.reason);
 }
 
 } // namespace

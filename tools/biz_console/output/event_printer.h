@@ -5,6 +5,7 @@
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
+#include <biz_console/output/text_output.h>
 #include <biz_console/run/event_sink.h>
 
 namespace biz::console {
@@ -32,6 +33,7 @@ public:
     void happened(const RunEvent &event) override;
     void progressed(const RunProgress &progress) override;
     void ended(const RunEnd &end) override;
+    bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
     void line(const QString &text);

@@ -1,11 +1,11 @@
 #include <biz_console/output/json_sink.h>
 
-#include <common/hex.h>
 #include <common/units.h>
 #include <common/utf8_stream.h>
+#include <host/event.h>
 
+#include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 
 namespace biz::console {
 
@@ -16,132 +16,97 @@ QString key(const char *name)
     return QString::fromLatin1(name);
 }
 
-void insertText(QJsonObject &object, const char *name, const QString &text)
+/** Negative numbers are what an event of a run does not have. */
+template<typename Number>
+std::optional<Number> unlessNegative(Number number)
 {
-    if (!text.isEmpty()) {
-        object.insert(key(name), text);
-    }
+    return number < 0 ? std::nullopt : std::make_optional(number);
 }
 
-/** A negative number is one that the event does not have. */
-void insertNumber(QJsonObject &object, const char *name, int number)
+host::EventKind kindOf(Event event)
 {
-    if (number >= 0) {
-        object.insert(key(name), number);
+    switch (event) {
+    case Event::Sent:
+        return host::EventKind::Sent;
+    case Event::Resent:
+        return host::EventKind::Resent;
+    case Event::Rejected:
+        return host::EventKind::Rejected;
+    case Event::Late:
+        return host::EventKind::Late;
+    case Event::Duplicate:
+        return host::EventKind::Duplicate;
+    case Event::Foreign:
+        return host::EventKind::Foreign;
     }
+    Q_UNREACHABLE();
 }
 
-void insertMilliseconds(QJsonObject &object, const char *name, double milliseconds)
+host::EventKind kindOf(const RunEvent &event)
 {
-    if (milliseconds >= 0) {
-        object.insert(key(name), tools::roundedMs(milliseconds));
+    switch (event.kind) {
+    case RunEvent::Kind::Opened:
+        return host::EventKind::Opened;
+    case RunEvent::Kind::LinkStateChanged:
+        return host::EventKind::LinkStateChanged;
+    case RunEvent::Kind::Given:
+        return host::EventKind::Given;
+    case RunEvent::Kind::Happened:
+        return kindOf(event.event);
+    case RunEvent::Kind::Ended:
+        return host::endEvent(event.outcome);
+    case RunEvent::Kind::Refused:
+        return host::EventKind::Refused;
+    case RunEvent::Kind::Failed:
+        return host::EventKind::Failed;
+    case RunEvent::Kind::Problem:
+        return host::EventKind::Problem;
     }
+    Q_UNREACHABLE();
 }
 
-void insertHex(QJsonObject &object, const char *name, const QByteArray &bytes)
+host::Event eventAt(host::EventKind kind, const QDateTime &utc, double atMs)
 {
-    if (!bytes.isEmpty()) {
-        object.insert(key(name), tools::hexText(bytes));
-    }
+    host::Event event;
+    event.kind = kind;
+    event.utcMs = utc.toMSecsSinceEpoch();
+    event.atMs = atMs;
+    return event;
 }
 
-QJsonObject lineOf(const QString &event, const QDateTime &utc, double atMs)
+/** As an event of the kit, which knows how all of them are written. */
+host::Event eventOf(const RunEvent &run)
 {
-    QJsonObject object;
-    object.insert(key("event"), event);
-    object.insert(key("utc"), utc.toString(Qt::ISODateWithMs));
-    object.insert(key("atMs"), tools::roundedMs(atMs));
-    return object;
-}
-
-QJsonArray historyOf(const QVector<host::CommandEvent> &history)
-{
-    QJsonArray events;
-    for (const host::CommandEvent &event : history) {
-        events.append(QJsonObject{{key("atMs"), tools::roundedMs(event.atMs)}, {key("text"), event.text}});
+    host::Event event = eventAt(kindOf(run), run.utc, run.atMs);
+    event.ticket = run.ticket;
+    event.name = run.name;
+    event.which = run.which;
+    event.device = run.device;
+    event.codes = run.codes;
+    event.sequence = unlessNegative(run.sequence);
+    event.attempts = unlessNegative(run.attempts);
+    event.waitMs = unlessNegative(run.waitMs);
+    event.head = run.head;
+    event.data = run.data;
+    event.text = run.text;
+    event.flag = unlessNegative(run.flag);
+    event.roundTripMs = unlessNegative(run.roundTripMs);
+    event.afterEndMs = unlessNegative(run.afterEndMs);
+    event.bytes = unlessNegative(run.bytes);
+    event.reason = run.reason;
+    event.rule = run.rule;
+    event.history = run.history;
+    if (run.kind == RunEvent::Kind::LinkStateChanged) {
+        event.link = run.link;
+        event.error = run.link.error;
     }
-    return events;
+    return event;
 }
 
 QJsonObject expectationOf(const Expectation &expected)
 {
     return {{key("outcome"), host::outcomeName(expected.outcome)},
             {key("events"), QJsonArray::fromStringList(namesOf(expected.events))}};
-}
-
-void insertCommand(QJsonObject &object, const RunEvent &event)
-{
-    if (event.ticket != 0) {
-        object.insert(key("ticket"), static_cast<qint64>(event.ticket));
-    }
-    insertText(object, "name", event.name);
-    insertText(object, "which", event.which);
-    insertText(object, "device", event.device);
-    insertText(object, "command", event.codes);
-    insertNumber(object, "sequence", event.sequence);
-    insertNumber(object, "attempts", event.attempts);
-    insertNumber(object, "waitMs", event.waitMs);
-}
-
-void insertRecord(QJsonObject &object, const RunEvent &event)
-{
-    insertHex(object, "head", event.head);
-    insertHex(object, "data", event.data);
-    insertText(object, "text", event.text);
-    insertNumber(object, "flag", event.flag);
-}
-
-void insertWhy(QJsonObject &object, const RunEvent &event)
-{
-    const bool isRejection = event.kind == RunEvent::Kind::Happened && event.event == Event::Rejected;
-    insertText(object, isRejection ? "broken" : "reason", event.reason);
-    insertText(object, "rule", event.rule);
-    insertMilliseconds(object, "roundTripMs", event.roundTripMs);
-    insertMilliseconds(object, "afterEndMs", event.afterEndMs);
-    insertNumber(object, "bytes", event.bytes);
-    if (!event.history.isEmpty()) {
-        object.insert(key("history"), historyOf(event.history));
-    }
-}
-
-void insertLink(QJsonObject &object, const host::LinkStatus &link)
-{
-    object.insert(key("state"), host::linkStateName(link.state));
-    insertNumber(object, "linkAttempts", link.attempts);
-}
-
-QJsonObject countersOf(const host::Counters &counters)
-{
-    const std::pair<const char *, quint64> numbers[] = {
-        {"enqueued", counters.enqueued},
-        {"sent", counters.sent},
-        {"resent", counters.resent},
-        {"answered", counters.answered},
-        {"gaveUp", counters.gaveUp},
-        {"cleared", counters.cleared},
-        {"skipped", counters.skipped},
-        {"stopped", counters.stopped},
-        {"released", counters.released},
-        {"expired", counters.expired},
-        {"superseded", counters.superseded},
-        {"cancelled", counters.cancelled},
-        {"unreachable", counters.unreachable},
-        {"interrupted", counters.interrupted},
-        {"rejected", counters.rejected},
-        {"late", counters.late},
-        {"duplicate", counters.duplicate},
-        {"foreign", counters.foreign},
-        {"dropped", counters.dropped},
-        {"refusedBytes", counters.refusedBytes},
-        {"refusedFrames", counters.refusedFrames},
-        {"bytesOut", counters.bytesOut},
-        {"bytesIn", counters.bytesIn},
-    };
-    QJsonObject object;
-    for (const auto &number : numbers) {
-        object.insert(key(number.first), static_cast<qint64>(number.second));
-    }
-    return object;
 }
 
 QJsonObject rejectionsOf(const host::Counters &counters)
@@ -153,27 +118,22 @@ QJsonObject rejectionsOf(const host::Counters &counters)
     return object;
 }
 
-QJsonObject roundTripsOf(double minMs, double medianMs, double p99Ms, double maxMs)
-{
-    QJsonObject object;
-    insertMilliseconds(object, "minMs", minMs);
-    insertMilliseconds(object, "medianMs", medianMs);
-    insertMilliseconds(object, "p99Ms", p99Ms);
-    insertMilliseconds(object, "maxMs", maxMs);
-    return object;
-}
-
 QJsonArray devicesOf(const QVector<OsdDeviceTotals> &rows)
 {
     QJsonArray devices;
     for (const OsdDeviceTotals &row : rows) {
         QJsonObject device;
         device.insert(key("device"), row.device);
-        device.insert(key("sent"), static_cast<qint64>(row.sent));
-        device.insert(key("answered"), static_cast<qint64>(row.answered));
-        device.insert(key("gaveUp"), static_cast<qint64>(row.timedOut));
-        device.insert(key("waiting"), row.waiting);
-        device.insert(key("roundTrip"), roundTripsOf(-1.0, row.medianMs, -1.0, row.maximumMs));
+        device.insert(key("sent"), static_cast<qint64>(row.counters.sent));
+        device.insert(key("answered"), static_cast<qint64>(row.counters.answered));
+        device.insert(key("gaveUp"), static_cast<qint64>(row.counters.gaveUp));
+        device.insert(key("waiting"), row.counters.queueLength);
+        device.insert(key("roundTrip"), host::roundTripToJson(row.counters));
+        device.insert(key("reachable"), row.isReachable);
+        if (row.silentSinceUtcMs != 0) {
+            const QDateTime since = QDateTime::fromMSecsSinceEpoch(row.silentSinceUtcMs, Qt::UTC);
+            device.insert(key("silentSince"), since.toString(Qt::ISODateWithMs));
+        }
         devices.append(device);
     }
     return devices;
@@ -191,14 +151,14 @@ JsonSink::JsonSink(QTextStream &out, bool events)
 
 void JsonSink::started(const RunStart &run)
 {
-    QJsonObject object = lineOf(QStringLiteral("start"), run.utc, 0.0);
-    object.insert(key("channel"), run.isOfDevice ? QStringLiteral("device") : QStringLiteral("osd"));
-    object.insert(key("link"), run.target);
+    QJsonObject keys{{key("format"), host::eventFormat},
+                     {key("channel"), run.isOfDevice ? QStringLiteral("device") : QStringLiteral("osd")},
+                     {key("link"), run.target}};
     if (run.isOfDevice) {
-        object.insert(key("deviceType"), run.deviceType);
-        object.insert(key("pipelined"), run.isPipelined);
+        keys.insert(key("deviceType"), run.deviceType);
+        keys.insert(key("pipelined"), run.isPipelined);
     }
-    line(object);
+    line(host::jsonLine(eventAt(host::EventKind::Start, run.utc, 0.0), keys));
 }
 
 void JsonSink::happened(const RunEvent &event)
@@ -206,45 +166,39 @@ void JsonSink::happened(const RunEvent &event)
     if (!m_events) {
         return;
     }
-    QJsonObject object = lineOf(event.kindName(), event.utc, event.atMs);
-    insertCommand(object, event);
-    insertRecord(object, event);
-    insertWhy(object, event);
-    if (event.kind == RunEvent::Kind::LinkStateChanged) {
-        insertLink(object, event.link);
-    }
+    QJsonObject keys;
     if (event.kind == RunEvent::Kind::Given) {
-        object.insert(key("expect"), expectationOf(event.expected));
+        keys.insert(key("expect"), expectationOf(event.expected));
     }
-    line(object);
+    line(host::jsonLine(eventOf(event), keys));
 }
 
 void JsonSink::ended(const RunEnd &end)
 {
     const host::Counters &counters = end.summary.counters;
-    QJsonObject object = lineOf(QStringLiteral("summary"), end.utc, end.atMs);
-    object.insert(key("commands"), end.total);
-    object.insert(key("asExpected"), end.allAsExpected);
-    object.insert(key("endedEarly"), end.endedEarly);
-    object.insert(key("exitStatus"), end.exitCode);
-    object.insert(key("mismatchCount"), end.mismatchCount);
-    object.insert(key("mismatches"), QJsonArray::fromStringList(end.mismatches));
-    object.insert(key("stopped"), QJsonArray::fromStringList(end.stopped));
-    object.insert(key("counters"), countersOf(counters));
-    object.insert(key("rejectedByRule"), rejectionsOf(counters));
-    object.insert(key("roundTrip"), roundTripsOf(counters.roundTripMinMs, counters.roundTripMedianMs,
-                                                 counters.roundTripP99Ms, counters.roundTripMaxMs));
-    object.insert(key("seconds"), tools::roundedMs(end.summary.seconds));
-    insertText(object, "errorLog", end.summary.errorLog);
-    if (!end.summary.isOfDevice) {
-        object.insert(key("devices"), devicesOf(end.devices));
+    QJsonObject keys{{key("commands"), end.total},
+                     {key("asExpected"), end.allAsExpected},
+                     {key("endedEarly"), end.endedEarly},
+                     {key("exitStatus"), end.exitCode},
+                     {key("mismatchCount"), end.mismatchCount},
+                     {key("mismatches"), QJsonArray::fromStringList(end.mismatches)},
+                     {key("stopped"), QJsonArray::fromStringList(end.stopped)},
+                     {key("counters"), host::toJson(counters)},
+                     {key("rejectedByRule"), rejectionsOf(counters)},
+                     {key("roundTrip"), host::roundTripToJson(counters)},
+                     {key("seconds"), tools::roundedMs(end.summary.seconds)}};
+    if (!end.summary.errorLog.isEmpty()) {
+        keys.insert(key("errorLog"), end.summary.errorLog);
     }
-    line(object);
+    if (!end.summary.isOfDevice) {
+        keys.insert(key("devices"), devicesOf(end.devices));
+    }
+    line(host::jsonLine(eventAt(host::EventKind::Summary, end.utc, end.atMs), keys));
 }
 
-void JsonSink::line(const QJsonObject &object)
+void JsonSink::line(const QByteArray &json)
 {
-    m_out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+    m_out << json;
     m_out.flush();
 }
 

@@ -1,9 +1,9 @@
 #ifndef BIZ_CONSOLE_JSON_SINK_H
 #define BIZ_CONSOLE_JSON_SINK_H
 
-#include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
+#include <biz_console/output/text_output.h>
 #include <biz_console/run/event_sink.h>
 
 namespace biz::console {
@@ -21,9 +21,10 @@ public:
     void started(const RunStart &run) override;
     void happened(const RunEvent &event) override;
     void ended(const RunEnd &end) override;
+    bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
-    void line(const QJsonObject &object);
+    void line(const QByteArray &json);
 
     QTextStream &m_out;
     bool m_events;

@@ -1,8 +1,9 @@
 #include <biz_console/output/osd_table.h>
 
-#include <algorithm>
-#include <vector>
+#include <QtCore/QDateTime>
+#include <QtCore/QLocale>
 
+#include <biz_console/output/text_output.h>
 #include <common/units.h>
 
 namespace biz::console {
@@ -30,40 +31,26 @@ QString headLine()
            text("median", timeWidth) + text("maximum", timeWidth);
 }
 
-QString rowLine(const OsdDeviceTotals &row)
+QString rowLine(const QString &name, const host::Counters &counters)
 {
-    return row.device.leftJustified(deviceWidth) + number(row.sent) + number(row.answered) + number(row.timedOut) +
-           number(static_cast<quint64>(row.waiting)) + tools::millisecondsText(row.medianMs).rightJustified(timeWidth) +
-           tools::millisecondsText(row.maximumMs).rightJustified(timeWidth);
+    return name.leftJustified(deviceWidth) + number(counters.sent) + number(counters.answered) +
+           number(counters.gaveUp) + number(static_cast<quint64>(counters.queueLength)) +
+           tools::millisecondsText(counters.roundTripMedianMs).rightJustified(timeWidth) +
+           tools::millisecondsText(counters.roundTripMaxMs).rightJustified(timeWidth);
 }
 
-/** The row of devices of which every command was answered. */
-class SharedRow
+/** Why there is something to worry about; empty for a device that was heard of. */
+QString silenceOf(const OsdDeviceTotals &row)
 {
-public:
-    void add(const OsdDeviceTotals &row)
-    {
-        m_sum.sent += row.sent;
-        m_sum.answered += row.answered;
-        m_sum.maximumMs = std::max(m_sum.maximumMs, row.maximumMs);
-        m_medians.push_back(row.medianMs);
+    if (row.isReachable || row.counters.enqueued == 0) {
+        return {};
     }
-
-    bool isEmpty() const { return m_medians.empty(); }
-
-    QString line()
-    {
-        const auto middle = m_medians.begin() + static_cast<std::ptrdiff_t>(m_medians.size() / 2);
-        std::nth_element(m_medians.begin(), middle, m_medians.end());
-        m_sum.medianMs = *middle;
-        m_sum.device = QStringLiteral("%1 answering devices").arg(m_medians.size());
-        return rowLine(m_sum);
+    if (row.silentSinceUtcMs == 0) {
+        return QStringLiteral("  not reached");
     }
-
-private:
-    OsdDeviceTotals m_sum;
-    std::vector<double> m_medians;
-};
+    const QDateTime since = QDateTime::fromMSecsSinceEpoch(row.silentSinceUtcMs);
+    return QStringLiteral("  silent since ") + QLocale::c().toString(since, QStringLiteral("hh:mm:ss"));
+}
 
 } // namespace
 
@@ -71,16 +58,18 @@ QStringList osdTable(const QVector<OsdDeviceTotals> &rows, bool showAll)
 {
     const bool showEach = showAll || rows.size() <= devicesShownEach;
     QStringList lines{headLine()};
-    SharedRow others;
+    host::Counters others;
+    int shared = 0;
     for (const OsdDeviceTotals &row : rows) {
         if (showEach || !row.allAnswered()) {
-            lines.append(rowLine(row));
+            lines.append(rowLine(row.device, row.counters) + silenceOf(row));
         } else {
-            others.add(row);
+            others += row.counters;
+            ++shared;
         }
     }
-    if (!others.isEmpty()) {
-        lines.append(others.line());
+    if (shared > 0) {
+        lines.append(rowLine(counted(shared, "answering device"), others));
     }
     return lines;
 }

@@ -13,7 +13,7 @@ constexpr int devicesShownEach = 20;
 
 /**
  * The lines of the table; `showAll` gives every device a row of its own. A row that devices
- * share shows the middle one of their medians.
+ * share shows the median of all their round trips.
  */
 QStringList osdTable(const QVector<OsdDeviceTotals> &rows, bool showAll);
 

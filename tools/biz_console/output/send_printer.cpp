@@ -21,7 +21,8 @@ SendPrinter::SendPrinter(QTextStream &out)
 void SendPrinter::happened(const RunEvent &event)
 {
     if (event.kind == RunEvent::Kind::Refused) {
-        m_out << event.bytes << " received bytes were no reply: " << event.reason << '\n';
+        m_out << counted(event.bytes, "received byte") << (event.bytes == 1 ? " was" : " were")
+              << " no reply: " << event.reason << '\n';
     } else if (event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign) {
         m_out << "a reply came that belongs to no command: " << tools::hexText(event.head) << '\n';
     } else if (event.kind == RunEvent::Kind::Failed) {
@@ -47,7 +48,7 @@ void SendPrinter::printReply(const RunEvent &event)
         m_out << (first == 0 ? "  data  " : "        ") << tools::hexText(event.data.mid(first, bytesPerRow)) << '\n';
     }
     if (shown < event.data.size()) {
-        m_out << "        and " << event.data.size() - shown << " bytes more; --json shows all\n";
+        m_out << "        and " << counted(event.data.size() - shown, "byte") << " more; --json shows all\n";
     }
 }
 

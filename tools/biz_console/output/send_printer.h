@@ -3,6 +3,7 @@
 
 #include <QtCore/QTextStream>
 
+#include <biz_console/output/text_output.h>
 #include <biz_console/run/event_sink.h>
 
 namespace biz::console {
@@ -15,6 +16,7 @@ public:
 
     void happened(const RunEvent &event) override;
     void ended(const RunEnd &end) override;
+    bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
     void printReply(const RunEvent &event);

@@ -30,6 +30,15 @@ quint64 endedCommands(const host::Counters &counters)
     return counters.answered + counters.gaveUp + counters.released;
 }
 
+QString errorLogText(const RunSummary &summary)
+{
+    if (!summary.errorLog.isEmpty()) {
+        return summary.errorLog;
+    }
+    return summary.counters.rejected == 0 ? QStringLiteral("none, no reply was rejected")
+                                          : QStringLiteral("could not be written");
+}
+
 QString rateText(const host::Counters &counters, double seconds)
 {
     const quint64 ended = endedCommands(counters);
@@ -67,14 +76,14 @@ QStringList summaryLines(const RunSummary &summary)
     lines.append(row("duplicate", counters.duplicate));
     lines.append(row("foreign", counters.foreign));
     appendUnlessZero(lines, "replies dropped", counters.dropped);
+    appendUnlessZero(lines, "datagrams lost", counters.overflowed);
     appendUnlessZero(lines, "bytes refused", counters.refusedBytes);
     lines.append(row("round trip", QStringLiteral("median %1, maximum %2")
                                        .arg(tools::millisecondsText(counters.roundTripMedianMs),
                                             tools::millisecondsText(counters.roundTripMaxMs))));
     lines.append(row("commands a second", rateText(counters, summary.seconds)));
     if (summary.isOfDevice) {
-        lines.append(row("error log", summary.errorLog.isEmpty() ? QStringLiteral("none, no reply was rejected")
-                                                                 : summary.errorLog));
+        lines.append(row("error log", errorLogText(summary)));
     }
     return lines;
 }

@@ -3,6 +3,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <QtCore/QLocale>
+
 #include <biz_console/output/closing_lines.h>
 #include <biz_console/output/event_printer.h>
 #include <common/units.h>
@@ -12,6 +14,14 @@ namespace biz::console {
 namespace {
 
 constexpr int eventsKept = 10;
+
+/** "link        lost since 14:03:22: tcp://... was closed: ..." */
+QString linkLine(const host::LinkStatus &link)
+{
+    const QString since = QLocale::c().toString(link.since.toLocalTime(), QStringLiteral("hh:mm:ss"));
+    const QString state = QStringLiteral("link        %1 since %2").arg(host::linkStateName(link.state), since);
+    return link.reason.isEmpty() ? state : state + QStringLiteral(": ") + link.reason;
+}
 
 QString commandsLine(const host::Counters &counters)
 {
@@ -70,6 +80,9 @@ void WatchView::happened(const RunEvent &event)
         erase();
         return;
     }
+    if (event.kind == RunEvent::Kind::LinkStateChanged) {
+        m_link = linkLine(event.link);
+    }
     const QString line = eventLine(event);
     if (!line.isEmpty()) {
         m_events.append(line);
@@ -82,8 +95,12 @@ void WatchView::happened(const RunEvent &event)
 /** The newest events, as many as the terminal has room for below the rest and above the cursor. */
 QStringList WatchView::view(const RunProgress &progress, const TerminalSize &size) const
 {
-    QStringList lines{m_target, progressText(progress), commandsLine(progress.counters), repliesLine(progress.counters),
-                      roundTripLine(progress.counters)};
+    QStringList lines{m_target};
+    if (!m_link.isEmpty()) {
+        lines << m_link;
+    }
+    lines += QStringList{progressText(progress), commandsLine(progress.counters), repliesLine(progress.counters),
+                         roundTripLine(progress.counters)};
     const int room = qBound(0, size.rows - static_cast<int>(lines.size()) - 1, static_cast<int>(m_events.size()));
     lines += m_events.mid(m_events.size() - room);
     for (QString &line : lines) {

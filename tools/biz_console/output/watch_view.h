@@ -4,6 +4,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTextStream>
 
+#include <biz_console/output/text_output.h>
 #include <biz_console/run/event_sink.h>
 
 namespace biz::console {
@@ -32,6 +33,7 @@ public:
     void happened(const RunEvent &event) override;
     void progressed(const RunProgress &progress) override;
     void ended(const RunEnd &end) override;
+    bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
     QStringList view(const RunProgress &progress, const TerminalSize &size) const;
@@ -41,6 +43,7 @@ private:
     TerminalSize (*m_size)();
     bool m_allDevices;
     QString m_target;
+    QString m_link;       ///< its state and why; empty on the OSD channel, which has none
     QStringList m_events; ///< the last ones, the newest at the end
     int m_shownLines = 0;
 };

@@ -70,6 +70,7 @@ public:
     void discard() override { m_inner->discard(); }
     bool keepsMessageBoundaries() const override { return m_inner->keepsMessageBoundaries(); }
     QString name() const override { return m_inner->name(); }
+    bool endWriting() override { return m_inner->endWriting(); }
 
     // Noted first: a link may answer within its write.
     bool write(const QByteArray &bytes) override

@@ -87,6 +87,11 @@ bool DeviceRun::startHost(QString *error)
     return isStarted;
 }
 
+int DeviceRun::longestWaitMs() const
+{
+    return longestWaitOf(m_session.commands);
+}
+
 int DeviceRun::commandsGivenAhead() const
 {
     return mostGivenAhead;
@@ -124,7 +129,8 @@ void DeviceRun::onSent(host::Ticket ticket, int attempt, const model_Protocoldat
 void DeviceRun::onLinkStateChanged(const host::LinkStatus &status)
 {
     if (status.state == host::LinkState::Closed) {
-        return; // by the end of the run, which is told
+        endOfReplies(); // or the run's own stop, which is told
+        return;
     }
     RunEvent event;
     event.kind = RunEvent::Kind::LinkStateChanged;

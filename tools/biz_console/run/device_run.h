@@ -30,6 +30,9 @@ protected:
     QString nameOf(int command) const override { return m_session.commands.at(command).name; }
     int waitingInHost() const override { return m_host.waiting(); }
     int pendingInHost() const override { return m_host.pending(); }
+    int longestWaitMs() const override;
+    bool endWriting() override { return m_host.endWriting(); }
+    int repliesUnderWay() const override { return m_host.repliesUnderWay(); }
     int commandsGivenAhead() const override;
 
 private:

@@ -143,6 +143,9 @@ public:
     /** A few times a second while commands are under way. */
     virtual void progressed(const RunProgress & /*progress*/) {}
     virtual void ended(const RunEnd & /*end*/) {}
+
+    /** Whether something could not be written. */
+    virtual bool hasFailed() const { return false; }
 };
 
 } // namespace biz::console

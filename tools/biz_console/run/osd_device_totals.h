@@ -3,22 +3,22 @@
 
 #include <QtCore/QString>
 
+#include <host/counters.h>
+
 namespace biz::console {
 
-/** What one OSD device, or several together, came to. */
+/** What one OSD device came to. */
 struct OsdDeviceTotals
 {
     QString device;
-    quint64 sent = 0;
-    quint64 answered = 0;
-    quint64 timedOut = 0;
-    int waiting = 0;
-    double medianMs = -1.0; ///< of the round trips; negative without any, as the next one
-    double maximumMs = -1.0;
+    host::Counters counters;
     double lastAnswerSeconds = 0.0; ///< since the first command of the run was sent
 
+    bool isReachable = true;
+    qint64 silentSinceUtcMs = 0; ///< of one that is not reachable; 0: nothing could be sent to it
+
     /** Whether every command given to it was answered. */
-    bool allAnswered() const { return waiting == 0 && answered == sent; }
+    bool allAnswered() const { return counters.answered > 0 && counters.answered == counters.enqueued; }
 };
 
 } // namespace biz::console

@@ -6,6 +6,9 @@ namespace biz::console {
 
 namespace {
 
+/** As many causes as anybody reads; the table of the devices has them all. */
+constexpr int mostToldErrors = 1000;
+
 /** What happens to a command, with the record that went or came. */
 RunEvent eventOf(host::Ticket ticket, const model_OsdParam &record, Event what = Event::Sent,
                  const QString &reason = {})
@@ -161,8 +164,13 @@ void OsdRun::onRefused(const QString &sender, int bytes, const QString &why)
     report().tell(event);
 }
 
+/** Once for each cause: of an address that cannot be reached every single command tells. */
 void OsdRun::onSocketError(const QString &why)
 {
+    if (m_toldErrors.contains(why) || m_toldErrors.size() >= mostToldErrors) {
+        return;
+    }
+    m_toldErrors.insert(why);
     const QString advice =
         m_options.localAddress.isEmpty()
             ? QStringLiteral("is there a route to it? --bind names a local address to send from")
@@ -179,12 +187,9 @@ void OsdRun::beforeStop()
     for (const host::OsdDeviceStatus &device : m_host.devices()) {
         OsdDeviceTotals row;
         row.device = device.ip;
-        row.sent = device.counters.sent;
-        row.answered = device.counters.answered;
-        row.timedOut = device.counters.gaveUp;
-        row.waiting = device.counters.queueLength;
-        row.medianMs = device.counters.roundTripMedianMs;
-        row.maximumMs = device.counters.roundTripMaxMs;
+        row.counters = device.counters;
+        row.isReachable = device.reachable;
+        row.silentSinceUtcMs = device.silentSinceUtcMs;
         row.lastAnswerSeconds = m_lastAnswerSeconds.value(device.ip);
         m_rows.append(row);
     }

@@ -33,6 +33,7 @@ protected:
     QString nameOf(int command) const override { return m_session.commands.at(command).name; }
     int waitingInHost() const override { return m_host.waiting(); }
     int pendingInHost() const override { return m_host.pending(); }
+    int longestWaitMs() const override { return longestWaitOf(m_session.commands); }
     int commandsGivenAhead() const override { return maxOsdCommands; }
     void beforeStop() override;
     QVector<OsdDeviceTotals> deviceRows() const override { return m_rows; }
@@ -55,6 +56,7 @@ private:
     host::OsdHost m_host;
     QHash<host::Ticket, model_OsdParam> m_sent; ///< as they were sent, until they end
 
+    QSet<QString> m_toldErrors;
     QHash<QString, double> m_lastAnswerSeconds; ///< by device
     QElapsedTimer m_sinceFirstSent;
     QVector<OsdDeviceTotals> m_rows; ///< as they stood when the host was stopped

@@ -3,6 +3,9 @@
 #include <biz_console/replies/error_log_file.h>
 #include <common/units.h>
 
+#include <algorithm>
+#include <utility>
+
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
@@ -16,10 +19,23 @@ RunReport::RunReport(QTextStream &err)
 template<typename Tell>
 void RunReport::tellAll(Tell tell)
 {
+    if (m_isClosed) {
+        return; // the summary is the last that is told
+    }
     tell(m_ledger);
     tell(m_times);
     for (const std::unique_ptr<EventSink> &sink : m_sinks) {
         tell(*sink);
+    }
+    lookAtSinks();
+}
+
+void RunReport::lookAtSinks()
+{
+    const bool hasFailed =
+        std::any_of(m_sinks.begin(), m_sinks.end(), [](const auto &sink) { return sink->hasFailed(); });
+    if (hasFailed && !std::exchange(m_hasOutputFailed, true) && m_whenOutputFails) {
+        m_whenOutputFails();
     }
 }
 
@@ -27,6 +43,7 @@ void RunReport::start(RunStart run)
 {
     run.utc = QDateTime::currentDateTimeUtc();
     m_sinceStart.start();
+    m_startedAt = run.utc;
     m_isOfDevice = run.isOfDevice;
     tellAll([&run](EventSink &sink) { sink.started(run); });
 }
@@ -55,11 +72,33 @@ void RunReport::tellProblem(const QString &problem, ExitCode code)
     event.kind = RunEvent::Kind::Problem;
     event.reason = problem;
     tell(event);
-    m_err << "biz_console: " << problem << '\n';
-    m_err.flush();
+    sayProblem(problem);
     if (m_problem == AsExpected) {
         m_problem = code;
     }
+}
+
+void RunReport::sayProblem(const QString &problem)
+{
+    m_err << "biz_console: " << problem << '\n';
+    m_err.flush();
+}
+
+/**
+ * The newest log that this run has written to. The library says nothing when it cannot write, and a log that was
+ * there before says nothing either.
+ */
+QString RunReport::errorLog(const host::Counters &counters) const
+{
+    const QDate today = QDate::currentDate();
+    const QDate firstDay = m_startedAt.toLocalTime().date();
+    for (QDate day = today; counters.rejected > 0 && day >= firstDay; day = day.addDays(-1)) {
+        const QFileInfo log(errorLogOf(QDir::currentPath(), day));
+        if (log.exists() && log.lastModified() >= m_startedAt) {
+            return log.filePath();
+        }
+    }
+    return {};
 }
 
 ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDeviceTotals> &devices)
@@ -69,8 +108,7 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDevic
     end.summary.counters.stopped += static_cast<quint64>(m_ledger.neverGiven());
     end.summary.isOfDevice = m_isOfDevice;
     end.summary.seconds = m_times.secondsToLastEnd();
-    const QString log = errorLogOfToday(QDir::currentPath());
-    end.summary.errorLog = counters.rejected > 0 && QFileInfo::exists(log) ? log : QString();
+    end.summary.errorLog = errorLog(counters);
     end.devices = devices;
     end.mismatches = m_ledger.mismatches();
     end.stopped = m_ledger.stoppedCommands();
@@ -87,6 +125,11 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDevic
     end.utc = QDateTime::currentDateTimeUtc();
     end.atMs = tools::elapsedMs(m_sinceStart);
     tellAll([&end](EventSink &sink) { sink.ended(end); });
+    m_isClosed = true;
+    if (m_hasOutputFailed && end.exitCode == AsExpected) {
+        sayProblem(QString::fromLatin1(outputFailedText));
+        return NotAsExpected;
+    }
     return end.exitCode;
 }
 

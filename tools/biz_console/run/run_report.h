@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_RUN_REPORT_H
 #define BIZ_CONSOLE_RUN_REPORT_H
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -39,6 +40,9 @@ public:
     /** Says on the error stream why the run ends early; the exit code follows from it. */
     void tellProblem(const QString &problem, ExitCode code);
 
+    /** `call` is called once, when a sink has failed. */
+    void setWhenOutputFails(std::function<void()> call) { m_whenOutputFails = std::move(call); }
+
     /** From now on the end of the run is wished for, and stopped commands are nobody's fault. */
     void endOnRequest() { m_endOnRequest = true; }
 
@@ -48,16 +52,26 @@ public:
 private:
     template<typename Tell>
     void tellAll(Tell tell);
+    void lookAtSinks();
+    QString errorLog(const host::Counters &counters) const;
+    void sayProblem(const QString &problem);
 
     QTextStream &m_err;
     QElapsedTimer m_sinceStart;
     CommandLedger m_ledger;
     RunTimes m_times;
     std::vector<std::unique_ptr<EventSink>> m_sinks;
+    std::function<void()> m_whenOutputFails;
+    bool m_hasOutputFailed = false;
+    QDateTime m_startedAt;
     bool m_isOfDevice = true;
     bool m_endOnRequest = false;
+    bool m_isClosed = false;
     ExitCode m_problem = AsExpected;
 };
+
+/** The problem of a run that nobody can hear of any more. */
+constexpr char outputFailedText[] = "the output cannot be written";
 
 } // namespace biz::console
 

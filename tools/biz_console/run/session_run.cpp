@@ -19,6 +19,13 @@ constexpr int progressPeriodMs = 200;
 /** How long a late or duplicate reply may take that the session still expects. */
 constexpr int graceLimitMs = 2000;
 
+/** How long a device has to end its side of the connection when the console has ended its own. */
+constexpr int endOfStreamLimitMs = 1000;
+
+/** The host tells of a reply a few milliseconds after it came; a busy machine may take its time. */
+constexpr int lookPeriodMs = 5;
+constexpr int judgeLimitMs = 1000;
+
 /** Together less than the two seconds within which a run ends when it is broken off. */
 constexpr int stopLimitMs = 1000;
 constexpr int lastSignalsLimitMs = 700;
@@ -36,6 +43,16 @@ SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
     connect(&m_nextTurn, &QTimer::timeout, this, &SessionRun::giveSome);
     m_limit.setSingleShot(true);
     connect(&m_limit, &QTimer::timeout, this, &SessionRun::onLimit);
+    m_look.setInterval(lookPeriodMs);
+    m_report.setWhenOutputFails([this] { m_outputFails.start(0); });
+    m_outputFails.setSingleShot(true); // from the event loop: a sink may hear of things inside of the host's calls
+    connect(&m_outputFails, &QTimer::timeout, this,
+            [this] { breakOff(QString::fromLatin1(outputFailedText), NotAsExpected); });
+    connect(&m_look, &QTimer::timeout, this, [this] {
+        if (repliesUnderWay() == 0) {
+            finish();
+        }
+    });
     m_progress.setInterval(progressPeriodMs);
     connect(&m_progress, &QTimer::timeout, this, [this] {
         if (m_report.ledger().pending() > 0) {
@@ -64,6 +81,15 @@ void SessionRun::opened()
         m_progress.start();
         m_report.tell(RunEvent());
         giveSome();
+    }
+}
+
+void SessionRun::waitForLink()
+{
+    if (m_phase == Phase::Opening) {
+        m_limit.stop();
+    } else {
+        endOfReplies();
     }
 }
 
@@ -130,16 +156,29 @@ QString SessionRun::whichOf(const WalkStep &step, int repeat) const
 
 void SessionRun::onLimit()
 {
-    if (m_phase == Phase::Opening) {
+    switch (m_phase) {
+    case Phase::Opening:
         breakOff(QStringLiteral("%1 cannot be reached: no answer within %2 s")
                      .arg(whatIsOpened(), QString::number(openLimitMs / 1000)),
                  LinkFailed);
-    } else {
+        return;
+    case Phase::Grace:
+        awaitLastReplies();
+        return;
+    case Phase::Ending:
+        judge();
+        return;
+    case Phase::Stopping:
         // Its ends are known, even if not all of their signals have arrived.
-        if (m_phase == Phase::Stopping) {
-            m_report.ledger().stopRest(QStringLiteral("the host was stopped"));
-        }
+        m_report.ledger().stopRest(QStringLiteral("the host was stopped"));
         finish();
+        return;
+    case Phase::Judging:
+        finish();
+        return;
+    case Phase::Running: // which has no limit
+    case Phase::Finished:
+        return;
     }
 }
 
@@ -163,6 +202,10 @@ void SessionRun::endInOrder()
 void SessionRun::breakOff(const QString &problem, ExitCode code)
 {
     if (m_phase == Phase::Stopping || m_phase == Phase::Finished) {
+        return;
+    }
+    if (m_phase == Phase::Ending || m_phase == Phase::Judging) {
+        finish(); // all that was to be done has been done
         return;
     }
     m_phase = Phase::Stopping;
@@ -203,12 +246,35 @@ void SessionRun::finishIfDone()
     if (m_report.ledger().pending() > 0 || m_phase == Phase::Finished) {
         return;
     }
-    if (m_phase == Phase::Stopping || !m_report.ledger().awaitsEvents()) {
+    if (m_phase == Phase::Stopping) {
         finish();
-    } else if (m_phase == Phase::Running) {
+    } else if (m_phase == Phase::Running && m_report.ledger().awaitsEvents()) {
         m_phase = Phase::Grace;
         m_limit.start(graceLimitMs);
+    } else if (m_phase == Phase::Running || (m_phase == Phase::Grace && !m_report.ledger().awaitsEvents())) {
+        awaitLastReplies();
     }
+}
+
+/** Of the commands that have ended more replies may come than the session expects. */
+void SessionRun::awaitLastReplies()
+{
+    m_phase = Phase::Ending;
+    m_limit.start(endWriting() ? endOfStreamLimitMs : longestWaitMs());
+}
+
+void SessionRun::endOfReplies()
+{
+    if (m_phase == Phase::Ending) {
+        judge();
+    }
+}
+
+void SessionRun::judge()
+{
+    m_phase = Phase::Judging;
+    m_limit.start(judgeLimitMs);
+    m_look.start();
 }
 
 void SessionRun::finish()
@@ -217,10 +283,12 @@ void SessionRun::finish()
     m_phase = Phase::Finished;
     m_progress.stop();
     m_limit.stop();
+    m_look.stop();
     if (!isStopped) {
         beforeStop();
         stop(NotAsExpected);
     }
+    m_outputFails.stop();
     Q_EMIT finished(m_report.close(counters(), deviceRows()));
 }
 

@@ -20,8 +20,8 @@ struct RunPlan
 };
 
 /**
- * The course of a run on either channel: opening, running, a grace time for replies that
- * are still expected, stopping, and the closing with its exit code.
+ * The course of a run on either channel: opening, running, the time in which replies may still come, then the
+ * verdict: once nothing is under way any more, so that the same input comes to the same exit code.
  */
 class SessionRun : public QObject
 {
@@ -62,6 +62,18 @@ protected:
     virtual int waitingInHost() const = 0;
     virtual int pendingInHost() const = 0;
 
+    /** The longest that a command of the session waits for its reply. */
+    virtual int longestWaitMs() const = 0;
+
+    /**
+     * Tells the devices that no command follows. True when endOfReplies() tells that nothing comes any more; else
+     * nothing tells.
+     */
+    virtual bool endWriting() { return false; }
+
+    /** Replies that the host holds and has not told of. */
+    virtual int repliesUnderWay() const { return 0; }
+
     /** How many commands the host may have at a time. */
     virtual int commandsGivenAhead() const = 0;
 
@@ -75,13 +87,16 @@ protected:
     void opened();
 
     /** There may be no link for long: the run waits for it without a limit. */
-    void waitForLink() { m_limit.stop(); }
+    void waitForLink();
 
     /** Gives the host what it may have now. */
     void giveSome();
 
     /** To be called after each event of a command. */
     void finishIfDone();
+
+    /** Nothing comes any more after endWriting(). */
+    void endOfReplies();
 
     /** "3 of 5, round 2"; empty for a command that is given once. */
     QString whichOf(const WalkStep &step, int repeat) const;
@@ -95,10 +110,20 @@ private:
     void endInOrder();
     void stopAndClose(ExitCode codeIfSlow);
     void onLimit();
+    void awaitLastReplies();
+    void judge();
     void stop(ExitCode codeIfSlow);
     void finish();
 
-    enum class Phase { Opening, Running, Grace, Stopping, Finished };
+    enum class Phase {
+        Opening,
+        Running,
+        Grace,    ///< all has ended, and the session expects further replies
+        Ending,   ///< replies may come that nobody expects
+        Judging,  ///< none comes any more; the host tells of the last ones
+        Stopping, ///< broken off
+        Finished,
+    };
 
     RunReport m_report;
     SessionWalk m_walk;
@@ -108,6 +133,8 @@ private:
     Phase m_phase = Phase::Opening;
     QTimer m_progress;
     QTimer m_limit; ///< of the phase
+    QTimer m_outputFails;
+    QTimer m_look; ///< at what the host has not told of
 };
 
 /** The problem of a run that was interrupted. */

@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_SESSION_H
 #define BIZ_CONSOLE_SESSION_H
 
+#include <algorithm>
 #include <vector>
 
 #include <QtCore/QHash>
@@ -59,6 +60,17 @@ struct OsdSession
     QSet<QString> silent; ///< devices whose commands are expected to be given up
     QVector<OsdSessionCommand> commands;
 };
+
+/** How long the most patient of the commands waits for its reply. */
+template<typename Command>
+int longestWaitOf(const QVector<Command> &commands)
+{
+    int longest = 0;
+    for (const Command &command : commands) {
+        longest = std::max(longest, command.record.iWaitTime);
+    }
+    return longest;
+}
 
 /** How often each command is repeated. */
 template<typename Command>

@@ -50,7 +50,7 @@ TEST_F(ConsoleProcess, ExitsWithOneAndNamesWhatWasNotAsExpected)
     EXPECT_TRUE(console.output().contains("get volume: expected answered without events, was gaveUp with resent (no "
                                           "acceptable reply came"))
         << qPrintable(console.output());
-    EXPECT_TRUE(console.output().contains("1 of 1 commands did not end as expected"));
+    EXPECT_TRUE(console.output().contains("1 of 1 command did not end as expected"));
 }
 
 TEST_F(ConsoleProcess, ADuplicateReplyThatIsExpectedIsWaitedFor)

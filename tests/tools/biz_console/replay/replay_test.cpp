@@ -105,7 +105,7 @@ TEST_F(ConsoleRecord, EverythingAtTheBoundaryIsALineWithBothTimes)
     }
     EXPECT_EQ(
         events.join(' '),
-        "given linkStateChanged linkOpened bytesOut linkStateChanged opened bytesOut sent bytesIn answered summary")
+        "given linkStateChanged linkOpened bytesOut linkStateChanged opened bytesOut sent bytesIn answered linkClosed summary")
         << qPrintable(events.join(' '));
 }
 
