@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include <QtCore/QTextCodec>
-
 #include <common/shown_text.h>
 
 namespace biz::tools {
@@ -264,7 +262,7 @@ private:
         static constexpr char letters[] = R"("\/bfnrt)";
         static constexpr char meanings[] = "\"\\/\b\f\n\r\t";
         const QByteArray known(letters);
-        const int place = atEnd() ? -1 : known.indexOf(next());
+        const auto place = atEnd() ? -1 : static_cast<int>(known.indexOf(next()));
         if (place >= 0) {
             ++m_at;
             return QLatin1Char(meanings[place]);
@@ -299,10 +297,10 @@ private:
 
     void requireUtf8(int start, const QString &text) const
     {
-        QTextCodec::ConverterState state;
-        const QByteArray raw = m_text.mid(start, m_at - start);
-        QTextCodec::codecForName("UTF-8")->toUnicode(raw.constData(), raw.size(), &state);
-        if (state.invalidChars > 0 || state.remainingChars > 0 || !isWhole(text)) {
+        // What is no UTF-8 is replaced when it is read, and differs when it is written. In front stands a byte, since a
+        // mark of the byte order is dropped at the beginning only.
+        const QByteArray raw = '"' + m_text.mid(start, m_at - start);
+        if (QString::fromUtf8(raw).toUtf8() != raw || !isWhole(text)) {
             failAt(start, expectedText("a text in UTF-8"));
         }
     }

@@ -85,7 +85,7 @@ JsonText::JsonText(const InputText &text, int firstLine)
 QString JsonText::placeAt(int offset) const
 {
     const char *const begin = m_text.bytes.constData();
-    const char *const end = begin + std::min(offset, m_text.bytes.size());
+    const char *const end = begin + std::min(offset, static_cast<int>(m_text.bytes.size()));
     const auto line = m_firstLine + std::count(begin, end, '\n');
     const char *lineBegin = end;
     while (lineBegin != begin && lineBegin[-1] != '\n') {

@@ -260,7 +260,7 @@ void RecordingReader::breakOff(const RecordingLine &line)
     addStep(RecordedStep::Kind::Interrupted, line, line.milliseconds("atMs"));
     m_recording.steps.last().device.clear();
     // A link that the run itself closes in the end was not closed by its device.
-    const int last = m_recording.steps.size() - 1;
+    const auto last = static_cast<int>(m_recording.steps.size()) - 1;
     if (last > 0 && m_recording.steps.at(last - 1).kind == RecordedStep::Kind::Closed) {
         std::swap(m_recording.steps[last - 1], m_recording.steps[last]);
     }
