@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# debian_packages.sh SOURCE_DIR SCRATCH_DIR VERSION
+# debian_packages.sh SOURCE_DIR SCRATCH_DIR VERSION QT
 # Makes the Debian packages, looks into them, unpacks them all into one folder, and lets the console
 # found there play a session against the simulator found there.
 set -euo pipefail
@@ -7,7 +7,15 @@ set -euo pipefail
 source=$1
 scratch=$2
 version=$3
-names='libbiz-manage1 libbiz-manage-dev libbiz-host1 libbiz-host-dev biz-tools'
+# How the names of this Qt's packages and libraries end.
+if [ "$4" = 6 ]; then
+    infix=-qt6 number=-1 core='libqt6core6(t64)?' qt_dev=qt6-base-dev
+else
+    infix='' number=1 core='libqt5core5(a|t64)' qt_dev=qtbase5-dev
+fi
+manage=libbiz-manage$infix
+host=libbiz-host$infix
+names="$manage$number $manage-dev $host$number $host-dev biz-tools"
 
 fail() {
     echo "$*" >&2
@@ -39,26 +47,26 @@ holds_none() {
 }
 
 # Whoever installs the tools gets the libraries that they load.
-needs biz-tools 'libbiz-host1 \(= '
-needs libbiz-host1 'libbiz-manage1 \(= '
-needs libbiz-manage1 'libqt5core5(a|t64) \('
+needs biz-tools "$host$number \\(= "
+needs "$host$number" "$manage$number \\(= "
+needs "$manage$number" "$core \\("
 # Whoever builds a host gets the headers that its own include.
-needs libbiz-host-dev 'libbiz-manage-dev \(= '
-needs libbiz-manage-dev 'qtbase5-dev'
+needs "$host-dev" "$manage-dev \\(= "
+needs "$manage-dev" "$qt_dev"
 # Run-time packages hold nothing that a program is built with, and the other way round.
-for name in libbiz-manage libbiz-host; do
-    holds_none ${name}1 '\.(h|pc|cmake|so)$'
-    holds_none $name-dev '\.so\.'
+for name in "$manage" "$host"; do
+    holds_none "$name$number" '\.(h|pc|cmake|so)$'
+    holds_none "$name-dev" '\.so\.'
 done
 # Several architectures side by side; a loader that knows the new library; programs that ask for what they use.
-for name in libbiz-manage libbiz-host; do
-    for package in ${name}1 $name-dev; do
+for name in "$manage" "$host"; do
+    for package in "$name$number" "$name-dev"; do
         grep -qx 'Multi-Arch: same' "$scratch/unpacked/$package/DEBIAN/control" || fail "$package is not of Multi-Arch: same"
     done
-    grep -q ldconfig "$scratch/unpacked/${name}1/DEBIAN/triggers" || fail "${name}1 triggers no ldconfig"
-    [ -s "$scratch/unpacked/${name}1/DEBIAN/shlibs" ] || fail "${name}1 has no shlibs file"
+    grep -q ldconfig "$scratch/unpacked/$name$number/DEBIAN/triggers" || fail "$name$number triggers no ldconfig"
+    [ -s "$scratch/unpacked/$name$number/DEBIAN/shlibs" ] || fail "$name$number has no shlibs file"
 done
-grep -q 'biz_CMDSWork' "$scratch/unpacked/libbiz-manage1/DEBIAN/symbols" || fail 'libbiz-manage1 has no symbols file'
+grep -q 'biz_CMDSWork' "$scratch/unpacked/$manage$number/DEBIAN/symbols" || fail "$manage$number has no symbols file"
 for name in $names; do
     [ "$(dpkg-deb -f "$scratch/build/packages/${name}_"*.deb Version)" = "$version-1" ] ||
         fail "$name is not of version $version-1: see debian/changelog"
@@ -81,9 +89,9 @@ done
 # A package of a program that uses the libraries learns from them what it depends on.
 mkdir -p "$scratch/run/debian"
 printf 'Source: host\n\nPackage: host\nArchitecture: any\n' >"$scratch/run/debian/control"
-depends=$(cd "$scratch/run" && dpkg-shlibdeps -O -S"$scratch/unpacked/libbiz-manage1" -S"$scratch/unpacked/libbiz-host1" \
+depends=$(cd "$scratch/run" && dpkg-shlibdeps -O -S"$scratch/unpacked/$manage$number" -S"$scratch/unpacked/$host$number" \
     -e"$scratch/root/usr/bin/biz_console" 2>"$scratch/shlibdeps.log") || fail "$(cat "$scratch/shlibdeps.log")"
-[[ $depends == *"libbiz-host1 (>= $version)"* ]] || fail "a host learns that it depends on: $depends"
+[[ $depends == *"$host$number (>= $version)"* ]] || fail "a host learns that it depends on: $depends"
 
 export LD_LIBRARY_PATH=$scratch/root/$libraries
 bin=$scratch/root/usr/bin
