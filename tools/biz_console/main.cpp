@@ -19,6 +19,7 @@ constexpr Verb verbs[] = {
     {"send", "--device URL HEAD", "gives one command and tells what became of it", runSend},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
     {"replay", "FILE", "plays a recording again and compares", runReplay},
+    {"show", "FILE", "prints a recording, --json output or a log", runShow},
     {"report", "FILE...", "makes a page that shows what happened", runReport},
     {"log", "[FILE...]", "explains the lines of error logs", runLog},
     {"check", "MODEL HEAD PAYLOAD", "judges one reply without a device", runCheck},

@@ -1,6 +1,9 @@
 #include <biz_console/cli/command_line.h>
 
+#include <sys/stat.h>
+
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
 #include <biz_console/cli/trace.h>
@@ -10,6 +13,9 @@
 namespace biz::console {
 
 namespace {
+
+/** Where the error log goes that no option says. */
+constexpr char logDirVariable[] = "BIZ_LOG_DIR";
 
 QString logDirOption()
 {
@@ -40,6 +46,16 @@ QString helpText(const QCommandLineParser &parser)
     const auto usageEnd = text.indexOf(QLatin1Char('\n'), usage);
     return QStringLiteral("Usage: biz_console %1 [options]%2")
         .arg(text.mid(usage, usageEnd - usage), text.mid(usageEnd));
+}
+
+/** Whether two names, of which either may be a link, are of one file. */
+bool isSameFile(const QString &one, const QString &other)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
+           stat(QFile::encodeName(other).constData(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 /** The long names of the options; the parser lists them in its help only. */
@@ -120,19 +136,22 @@ void obeyTraceOption(const QCommandLineParser &parser)
 
 void addLogDirOption(QCommandLineParser &parser)
 {
-    parser.addOption({logDirOption(),
-                      QStringLiteral("Rejected replies are logged below Errorlog in <folder>; the working directory "
-                                     "by default. The folder is made when it is missing."),
-                      QStringLiteral("folder")});
+    parser.addOption(
+        {logDirOption(),
+         QStringLiteral("Rejected replies are logged below Errorlog in <folder>; that of the environment's "
+                        "BIZ_LOG_DIR or the working directory by default. The folder is made when it is "
+                        "missing."),
+         QStringLiteral("folder")});
 }
 
 // The library writes its error log below the working directory.
 void obeyLogDirOption(const QCommandLineParser &parser)
 {
-    if (!parser.isSet(logDirOption())) {
+    const QString folder =
+        parser.isSet(logDirOption()) ? parser.value(logDirOption()) : qEnvironmentVariable(logDirVariable);
+    if (folder.isEmpty() && !parser.isSet(logDirOption())) {
         return;
     }
-    const QString folder = parser.value(logDirOption());
     if (!QDir().mkpath(folder) || !QDir::setCurrent(folder)) {
         throw tools::InputError(folder + QStringLiteral(": cannot be made or entered"));
     }
@@ -160,6 +179,13 @@ QString onlyArgument(const QCommandLineParser &parser, const QString &what)
         throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
     }
     return arguments.first();
+}
+
+void requireOtherFile(const QString &option, const QString &written, const QString &sessionFile)
+{
+    if (isSameFile(written, sessionFile)) {
+        throw tools::UsageError(QStringLiteral("--%1: another file than that of the session expected").arg(option));
+    }
 }
 
 } // namespace biz::console

@@ -30,6 +30,9 @@ int numberOf(const QCommandLineParser &parser, const QString &option, int lowest
 /** The one positional argument that a command takes. */
 QString onlyArgument(const QCommandLineParser &parser, const QString &what);
 
+/** A file that an option writes must not be the session. Throws UsageError. */
+void requireOtherFile(const QString &option, const QString &written, const QString &sessionFile);
+
 } // namespace biz::console
 
 #endif

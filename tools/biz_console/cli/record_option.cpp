@@ -1,7 +1,5 @@
 #include <biz_console/cli/record_option.h>
 
-#include <sys/stat.h>
-
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
@@ -14,41 +12,63 @@ QString recordOption()
     return QStringLiteral("record");
 }
 
-/** Whether two names, of which either may be a link, are of one file. */
-bool isSameFile(const QString &one, const QString &other)
+QString recordOnFailureOption()
 {
-    struct stat first = {};
-    struct stat second = {};
-    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
-           stat(QFile::encodeName(other).constData(), &second) == 0 && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
+    return QStringLiteral("record-on-failure");
 }
+
+constexpr int bytesPerMegabyte = 1024 * 1024;
+
+/** Some ten thousand commands, and little beside what a host takes anyway. */
+constexpr int lastPartBytes = 16 * bytesPerMegabyte;
 
 } // namespace
 
-void addRecordOption(QCommandLineParser &parser)
+void addRecordOptions(QCommandLineParser &parser)
 {
     parser.addOption(
         {recordOption(),
          QStringLiteral("Writes what passes between host, library and device into <file>, for 'biz_console "
                         "replay'."),
          QStringLiteral("file")});
+    parser.addOption({recordOnFailureOption(),
+                      QStringLiteral("The same of the last part of the run, %1 MB at most, and only when it did not go "
+                                     "as expected.")
+                          .arg(lastPartBytes / bytesPerMegabyte),
+                      QStringLiteral("file")});
 }
 
 RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &sessionFile)
-    : m_file(parser.value(recordOption()))
 {
-    if (!parser.isSet(recordOption())) {
+    const bool keepsLastPart = parser.isSet(recordOnFailureOption());
+    if (keepsLastPart && parser.isSet(recordOption())) {
+        throw tools::UsageError(
+            QStringLiteral("--%1: cannot be used beside --%2").arg(recordOnFailureOption(), recordOption()));
+    }
+    const QString option = keepsLastPart ? recordOnFailureOption() : recordOption();
+    if (!parser.isSet(option)) {
         return;
     }
-    if (isSameFile(m_file.fileName(), sessionFile)) {
-        throw tools::UsageError(QStringLiteral("--record: another file than that of the session expected"));
+    m_file.setFileName(parser.value(option));
+    openFile(option, sessionFile);
+    if (keepsLastPart) {
+        m_lastPart = std::make_unique<LastPart>(lastPartBytes);
+        m_recorder = std::make_unique<Recorder>(*m_lastPart);
+    } else {
+        m_recorder = std::make_unique<Recorder>(m_file);
     }
-    if (!m_file.open(QIODevice::WriteOnly)) {
+}
+
+// What a run before this one left there is overwritten only by a recording of this one.
+void RecordingFile::openFile(const QString &option, const QString &sessionFile)
+{
+    requireOtherFile(option, m_file.fileName(), sessionFile);
+    m_isNewFile = !m_file.exists();
+    const bool isWhole = option == recordOption();
+    if (!m_file.open(isWhole ? QIODevice::WriteOnly : QIODevice::ReadWrite)) {
         throw tools::InputError(
             QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }
-    m_recorder = std::make_unique<Recorder>(m_file);
 }
 
 std::unique_ptr<host::DeviceLink> RecordingFile::wrap(std::unique_ptr<host::DeviceLink> link)
@@ -63,7 +83,7 @@ void RecordingFile::record(SessionRun &run)
     }
 }
 
-void RecordingFile::finish()
+void RecordingFile::finish(int exitCode)
 {
     if (!m_recorder) {
         return;
@@ -72,6 +92,20 @@ void RecordingFile::finish()
         m_recorder->finish();
     } catch (const tools::InputError &error) {
         throw tools::InputError(m_file.fileName(), error.text());
+    }
+    if (m_lastPart && exitCode != AsExpected) {
+        writeLastPart();
+    } else if (m_lastPart && m_isNewFile) {
+        m_file.remove();
+    }
+}
+
+void RecordingFile::writeLastPart()
+{
+    const QByteArray text = m_lastPart->recording();
+    if (!m_file.resize(0) || m_file.write(text) != text.size() || !m_file.flush()) {
+        throw tools::InputError(
+            QStringLiteral("%1: the recording could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }
 }
 

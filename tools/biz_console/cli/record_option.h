@@ -6,32 +6,41 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QFile>
 
+#include <biz_console/recording/last_part.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>
 
 namespace biz::console {
 
-/** --record. */
-void addRecordOption(QCommandLineParser &parser);
+/** --record and --record-on-failure. */
+void addRecordOptions(QCommandLineParser &parser);
 
-/** The file that --record names. It is opened at once, before --log-dir changes the working directory. */
+/**
+ * The file that --record or --record-on-failure names. It is opened at once, before --log-dir
+ * changes the working directory.
+ */
 class RecordingFile
 {
 public:
     /** Throws InputError when it cannot be written, or is the file of the session. */
     RecordingFile(const QCommandLineParser &parser, const QString &sessionFile);
 
-    /** Without --record the link as it is. */
+    /** Without a recording the link as it is. */
     std::unique_ptr<host::DeviceLink> wrap(std::unique_ptr<host::DeviceLink> link);
 
-    /** Records a run, if --record is set. The run must not outlive the file. */
+    /** Records a run, if it is to be recorded. The run must not outlive the file. */
     void record(SessionRun &run);
 
-    /** Throws InputError when the recording is not whole. */
-    void finish();
+    /** Ends the recording of a run that ended so. Throws InputError when it is not whole. */
+    void finish(int exitCode);
 
 private:
+    void openFile(const QString &option, const QString &sessionFile);
+    void writeLastPart();
+
     QFile m_file;
+    bool m_isNewFile = false;
+    std::unique_ptr<LastPart> m_lastPart; ///< of --record-on-failure
     std::unique_ptr<Recorder> m_recorder;
 };
 

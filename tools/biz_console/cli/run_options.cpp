@@ -32,6 +32,9 @@ QString bindOption()
     return QStringLiteral("bind");
 }
 
+/** Where the device is that no option names. */
+constexpr char deviceVariable[] = "BIZ_DEVICE";
+
 constexpr int maxRounds = 1'000'000;
 constexpr double minPerSecond = 0.001;
 constexpr double maxPerSecond = 100'000.0;
@@ -67,19 +70,23 @@ void addDeviceOption(QCommandLineParser &parser)
 {
     parser.addOption(
         {deviceOption(),
-         QStringLiteral("The device: tcp://HOST[:PORT], udp://HOST[:PORT] or serial:///dev/NAME[?baud=115200]."),
+         QStringLiteral("The device: tcp://HOST[:PORT], udp://HOST[:PORT] or serial:///dev/NAME[?baud=115200]. "
+                        "By default that of the environment's BIZ_DEVICE."),
          QStringLiteral("url")});
 }
 
 std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser)
 {
-    if (!parser.isSet(deviceOption())) {
+    const bool isGiven = parser.isSet(deviceOption());
+    const QString url = isGiven ? parser.value(deviceOption()) : qEnvironmentVariable(deviceVariable);
+    if (url.isEmpty() && !isGiven) {
         throw tools::UsageError(QStringLiteral("--device is missing, such as --device tcp://127.0.0.1:15700"));
     }
     QString error;
-    std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(parser.value(deviceOption())), &error);
+    std::unique_ptr<host::DeviceLink> link = host::makeLink(QUrl(url), &error);
     if (!link) {
-        throw tools::UsageError(QStringLiteral("--device: ") + error);
+        throw tools::UsageError(
+            QStringLiteral("%1: %2").arg(isGiven ? QStringLiteral("--device") : QLatin1String(deviceVariable), error));
     }
     return link;
 }
@@ -127,13 +134,17 @@ RunPlan runPlan(const QCommandLineParser &parser)
         bool isNumber = false;
         plan.perSecond = parser.value(rateOption()).toDouble(&isNumber);
         if (!isNumber || !(plan.perSecond >= minPerSecond && plan.perSecond <= maxPerSecond)) {
-            throw tools::UsageError(QStringLiteral("--rate: a number from 0.001 to 100000 expected, not '%1'")
-                                        .arg(parser.value(rateOption())));
+            throw tools::UsageError(QStringLiteral("--%1: a number from %2 to %3 expected, not '%4'")
+                                        .arg(rateOption(), QString::number(minPerSecond),
+                                             QString::number(maxPerSecond, 'f', 0), parser.value(rateOption())));
         }
     }
     plan.reconnects = parser.optionNames().contains(reconnectOption());
-    if (plan.reconnects && parser.isSet(QStringLiteral("record"))) {
-        throw tools::UsageError(QStringLiteral("--record: a run without --reconnect expected; a lost link ends it"));
+    for (const QString &option : {QStringLiteral("record"), QStringLiteral("record-on-failure")}) {
+        if (plan.reconnects && parser.optionNames().contains(option)) {
+            throw tools::UsageError(
+                QStringLiteral("--%1: a run without --reconnect expected; a lost link ends it").arg(option));
+        }
     }
     return plan;
 }

@@ -57,6 +57,10 @@ constexpr char linkOpened[] = "linkOpened";
 constexpr char linkClosed[] = "linkClosed";
 constexpr char bytesOut[] = "bytesOut";
 constexpr char bytesIn[] = "bytesIn";
+
+/** Of the head, where the recording is the last part of a longer run. */
+constexpr char part[] = "part";
+constexpr char amidCommands[] = "amidCommands"; ///< it begins while replies were awaited
 } // namespace recorded
 
 } // namespace biz::console

@@ -62,6 +62,8 @@ struct Recording
     QVector<RecordedStep> steps;
     QVector<QByteArray> writes; ///< of the device channel: the bytes of each
     int cutInLine = 0;          ///< where a recording ends that was cut off; 0: it is whole
+    bool isPart = false;        ///< the last part of a longer run
+    int firstSequence = 1;      ///< of the device channel: the sequence byte of the first command sent
     QStringList strays;         ///< what happened to no command: bytes and replies that belong to none
 };
 

@@ -51,7 +51,7 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
         {QLatin1String(recorded::linkClosed), &RecordingReader::readLink},
         {QLatin1String(recorded::bytesIn), &RecordingReader::readLink},
         {QLatin1String(recorded::bytesOut), &RecordingReader::readBytesOut},
-        {QStringLiteral("opened"), &RecordingReader::passOver},
+        {QStringLiteral("opened"), &RecordingReader::readOpened},
         {QStringLiteral("linkStateChanged"), &RecordingReader::passOver},
         {QStringLiteral("failed"), &RecordingReader::passOver},
         {QStringLiteral("given"), &RecordingReader::readGiven},
@@ -80,10 +80,41 @@ void RecordingReader::read(const QByteArray &json, const QString &name, int line
     if (reader == nullptr) {
         line.fail(QStringLiteral("event: one of a recording expected, not \"%1\"").arg(line.event()));
     }
+    if (isOfEarlierPart(line)) {
+        return;
+    }
+    if (m_recording.isPart && m_isOpened && m_lastAtMs == 0.0 && line.has("atMs")) {
+        beginPart(line.milliseconds("atMs"));
+    }
     (this->*reader)(line);
-    if (line.has("atMs")) {
+    if (line.has("atMs") && (!m_recording.isPart || m_isOpened)) {
         m_lastAtMs = line.milliseconds("atMs");
     }
+}
+
+/** Replies to commands that had ended before the part began: they are in the bytes, and in no comparison. */
+bool RecordingReader::isOfEarlierPart(const RecordingLine &line) const
+{
+    return m_recording.isPart && line.event() != QLatin1String("given") && line.has("ticket") &&
+           !m_placeOfTicket.contains(line.number("ticket"));
+}
+
+/** The time before a part is not waited for once more. */
+void RecordingReader::beginPart(double atMs)
+{
+    m_beginMs = atMs;
+    for (Anchor &anchor : m_anchors) {
+        anchor.atMs = atMs;
+    }
+}
+
+RecordingReader::Anchor &RecordingReader::anchorOf(const RecordingLine &line)
+{
+    const QString key = keyOf(line);
+    if (!m_anchors.contains(key)) {
+        m_anchors.insert(key, {0, 0, m_beginMs});
+    }
+    return m_anchors[key];
 }
 
 void RecordingReader::readHead(const RecordingLine &line)
@@ -100,6 +131,11 @@ void RecordingReader::readHead(const RecordingLine &line)
     m_recording.utc = QDateTime::fromString(line.text("utc"), Qt::ISODateWithMs);
     if (!m_recording.utc.isValid()) {
         line.fail(QStringLiteral("utc: a date and time expected, not \"%1\"").arg(line.text("utc")));
+    }
+    m_recording.isPart = line.has(recorded::part) && line.boolean(recorded::part);
+    if (m_recording.isPart && line.boolean(recorded::amidCommands)) {
+        line.fail(QStringLiteral("this part of a run begins while replies were awaited, and cannot be replayed; "
+                                 "'biz_console show' prints it"));
     }
     if (m_recording.isOfDevice) {
         m_recording.deviceType = line.number("deviceType");
@@ -156,11 +192,15 @@ void RecordingReader::readSent(const RecordingLine &line)
         line.fail(QStringLiteral("ticket: that of the command sent expected"));
     }
     command->happenings.append(QStringLiteral("%1: %2").arg(line.event(), recordText(line)));
+    if (m_recording.isOfDevice && !m_hasSent) {
+        m_hasSent = true;
+        m_recording.firstSequence = line.number("sequence", 1);
+    }
     if (line.event() == eventName(Event::Resent)) {
         command->outcome.events |= Event::Resent;
     }
     if (!m_recording.isOfDevice) {
-        Anchor &anchor = m_anchors[keyOf(line)];
+        Anchor &anchor = anchorOf(line);
         ++anchor.writes;
         anchor.atMs = line.milliseconds("atMs");
     }
@@ -192,7 +232,7 @@ void RecordingReader::readEnd(const RecordingLine &line)
     command->hasEnded = true;
     command->happenings.append(line.event() + attemptsText(command->outcome.outcome, line.number("attempts")) +
                                (isAnswered ? QStringLiteral(": ") + recordText(line) : QString()));
-    Anchor &anchor = m_anchors[keyOf(line)];
+    Anchor &anchor = anchorOf(line);
     // An endless run that is ended by its user tells no problem: commands end as stopped.
     if (command->outcome.outcome == host::Outcome::Stopped && !m_isBrokenOff) {
         breakOff(line);
@@ -236,7 +276,7 @@ void RecordingReader::readLink(const RecordingLine &line)
 
 void RecordingReader::readBytesOut(const RecordingLine &line)
 {
-    Anchor &anchor = m_anchors[keyOf(line)];
+    Anchor &anchor = anchorOf(line);
     ++anchor.writes;
     anchor.atMs = line.milliseconds("atMs");
     m_recording.writes.append(line.bytes("data"));
@@ -268,7 +308,7 @@ void RecordingReader::breakOff(const RecordingLine &line)
 
 void RecordingReader::addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs)
 {
-    const Anchor anchor = m_anchors.value(keyOf(line));
+    const Anchor anchor = anchorOf(line);
     RecordedStep step;
     step.kind = kind;
     step.device = keyOf(line);

@@ -48,9 +48,13 @@ private:
     void cutOff(int lastLine);
     void readBytesOut(const RecordingLine &line);
     void readSummary(const RecordingLine &line);
+    void readOpened(const RecordingLine & /*line*/) { m_isOpened = true; }
     void passOver(const RecordingLine & /*line*/) {}
 
     RecordedCommand *commandOf(const RecordingLine &line);
+    bool isOfEarlierPart(const RecordingLine &line) const;
+    void beginPart(double atMs);
+    Anchor &anchorOf(const RecordingLine &line);
     QString recordText(const RecordingLine &line) const;
     void addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs);
     void addDatagram(const RecordingLine &line, double atMs);
@@ -60,6 +64,9 @@ private:
     QHash<QString, Anchor> m_anchors; ///< by device; the device channel has one
     int m_lineNumber = 0;
     double m_lastAtMs = 0.0;
+    double m_beginMs = 0.0; ///< what steps follow that nothing precedes
+    bool m_isOpened = false;
+    bool m_hasSent = false;
     bool m_isBrokenOff = false; ///< a step ends the run before all commands have ended by themselves
     bool m_hasSummary = false;
 };

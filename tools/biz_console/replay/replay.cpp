@@ -1,12 +1,14 @@
 #include <biz_console/replay/replay.h>
 
 #include <algorithm>
+#include <mutex>
 
 #include <QtCore/QBuffer>
 #include <QtCore/QDateTime>
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
+#include <biz_cmdswork/biz_cmdswork.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay/replay_devices.h>
@@ -72,6 +74,10 @@ DeviceSession deviceSessionOf(const Recording &recording)
 
 void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
 {
+    {
+        const std::lock_guard<std::mutex> lock(biz_CMDSWork::HexCmdlock);
+        biz_CMDSWork::iSN = recording.firstSequence;
+    }
     auto link = std::make_unique<ReplayLink>(recording);
     ReplayLink *device = link.get(); // lives as long as the run
     DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan(), notes.problems);
@@ -155,6 +161,17 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
 }
 
 } // namespace
+
+Recording withoutWaiting(Recording recording)
+{
+    // Whoever ended a run did so when its last events had come, which takes the library a moment.
+    constexpr double longestMomentMs = 500.0;
+    for (RecordedStep &step : recording.steps) {
+        const bool isReply = step.kind == RecordedStep::Kind::Received;
+        step.delayMs = isReply ? 0.0 : std::min(step.delayMs, longestMomentMs);
+    }
+    return recording;
+}
 
 Recording replay(const Recording &recording, const ShowRun &show)
 {

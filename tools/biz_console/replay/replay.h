@@ -12,6 +12,12 @@ namespace biz::console {
 using ShowRun = std::function<void(SessionRun &run)>;
 
 /**
+ * The same without the time that the devices took: every reply comes as soon as what it followed has
+ * happened. What the library waits for, it waits for all the same.
+ */
+Recording withoutWaiting(Recording recording);
+
+/**
  * Plays a recording through the library, in place of the devices, and returns what that looked
  * like. It takes as long as the recorded run. Throws InputError when it cannot be played.
  */

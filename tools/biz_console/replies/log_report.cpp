@@ -90,12 +90,7 @@ void LogReport::read(const QString &path)
     tools::InputFile file(path);
     QByteArray text;
     while (file.next(&text)) {
-        // Of a line without an end the log may not have written the rest.
-        if (file.isWholeLine()) {
-            line(text, file.place());
-        } else {
-            noteTorn(file.place());
-        }
+        line(text, file.place(), file.isWholeLine());
     }
     if (file.lineNumber() > 0 && m_understood == understoodBefore) {
         throw tools::InputError(file.name(),
@@ -103,9 +98,9 @@ void LogReport::read(const QString &path)
     }
 }
 
-void LogReport::line(const QByteArray &text, const QString &place)
+void LogReport::line(const QByteArray &text, const QString &place, bool isWhole)
 {
-    const auto read = readErrorLogLine(text);
+    const auto read = isWhole ? readErrorLogLine(text) : std::nullopt;
     if (!read) {
         noteTorn(place);
         return;

@@ -79,8 +79,8 @@ public:
     /** Reads a whole log. Throws InputError when it cannot be read, or none of its lines is one of a log. */
     void read(const QString &path);
 
-    /** A line of a log, of which more may come: the next may repeat it. */
-    void line(const QByteArray &text, const QString &place);
+    /** A line of a log; of one without an end, the log may not have written the rest. */
+    void line(const QByteArray &text, const QString &place, bool isWhole = true);
 
     /** Prints what was held back. */
     void flush();

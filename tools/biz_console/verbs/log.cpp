@@ -1,12 +1,65 @@
 #include <biz_console/verbs/verbs.h>
 
+#include <exception>
+#include <memory>
+
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
+#include <QtCore/QTimer>
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/replies/error_log_file.h>
+#include <biz_console/replies/followed_log.h>
 #include <biz_console/replies/log_report.h>
+#include <common/stop_signals.h>
 
 namespace biz::console {
+
+namespace {
+
+/** As soon as people would notice. */
+constexpr int followPeriodMs = 200;
+
+/**
+ * Prints what comes, until it is interrupted. Without a file it is today's log, of which there
+ * is another one from midnight on.
+ */
+void follow(const QString &givenFile, LogReport &report)
+{
+    const QString folder = QDir::currentPath();
+    const auto pathNow = [&] {
+        return givenFile.isEmpty() ? errorLogOfToday(folder) : givenFile;
+    };
+    auto log = std::make_unique<FollowedLog>(pathNow());
+    const auto readOn = [&] {
+        log->readOn([&report](const QByteArray &line, const QString &place) { report.line(line, place); });
+        if (log->path() != pathNow()) {
+            log = std::make_unique<FollowedLog>(pathNow());
+        }
+        report.flush();
+    };
+    const tools::StopSignals signals;
+    QObject::connect(&signals, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
+                     &QCoreApplication::quit);
+    QTimer timer;
+    std::exception_ptr failure; // which must not leave through the event loop
+    QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
+        try {
+            readOn();
+        } catch (const tools::InputError &) {
+            failure = std::current_exception();
+            QCoreApplication::quit();
+        }
+    });
+    readOn();
+    timer.start(followPeriodMs);
+    QCoreApplication::exec();
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+} // namespace
 
 int runLog(const QStringList &arguments, const Output &output)
 {
@@ -19,10 +72,23 @@ int runLog(const QStringList &arguments, const Output &output)
         QStringLiteral("log [FILE...]"));
     const QString jsonOption = QStringLiteral("json");
     parser.addOption({jsonOption, QStringLiteral("Prints one JSON object for each rejected reply, and a summary.")});
+    const QString followOption = QStringLiteral("follow");
+    parser.addOption(
+        {followOption, QStringLiteral("Waits for more, until it is interrupted; the log may not be there yet.")});
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
     QStringList files = parser.positionalArguments();
+    if (parser.isSet(followOption)) {
+        if (files.size() > 1 || files.value(0) == QLatin1String("-")) {
+            throw tools::UsageError(
+                QStringLiteral("--%1: one file, or none for today's log, expected").arg(followOption));
+        }
+        LogReport report(output.out, parser.isSet(jsonOption));
+        follow(files.value(0), report);
+        report.close();
+        return AsExpected;
+    }
     if (files.isEmpty()) {
         files.append(errorLogOfToday(QDir::currentPath()));
     }

@@ -1,6 +1,7 @@
 #include <biz_console/verbs/verbs.h>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/cli/junit_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/osd_run.h>
@@ -33,7 +34,8 @@ void describe(QCommandLineParser &parser)
     addQuietOption(parser);
     addJsonOption(parser);
     addWatchOption(parser);
-    addRecordOption(parser);
+    addRecordOptions(parser);
+    addJunitOption(parser);
     addTraceOption(parser);
 }
 
@@ -58,15 +60,18 @@ int runOsd(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
 
     RecordingFile recording(parser, path);
+    JunitFile junit(parser, path);
     OsdRun run(std::move(session), options, plan, output.err);
     recording.record(run);
+    junit.report(run);
     EventPrinter::Options shown;
     shown.events = parser.isSet(eventsOption()) && !isQuiet(parser);
     shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
     addOutputSink(run, parser, output, shown);
     const int exitCode = execute(run);
-    recording.finish();
+    recording.finish(exitCode);
+    junit.finish();
     return exitCode;
 }
 

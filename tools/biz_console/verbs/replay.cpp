@@ -51,11 +51,17 @@ int runReplay(const QStringList &arguments, const Output &output)
                                  QStringLiteral("replay FILE"));
     const QString eventsOption = QStringLiteral("events");
     parser.addOption({eventsOption, QStringLiteral("Shows a line for each event of the replay.")});
+    const QString fastOption = QStringLiteral("fast");
+    parser.addOption(
+        {fastOption, QStringLiteral("Leaves out the time that the devices took; time-outs are waited for.")});
     addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
-    const Recording recorded = readRecordingFile(onlyArgument(parser, QStringLiteral("the recording")));
+    Recording recorded = readRecordingFile(onlyArgument(parser, QStringLiteral("the recording")));
+    if (parser.isSet(fastOption)) {
+        recorded = withoutWaiting(std::move(recorded));
+    }
     obeyTraceOption(parser);
     // The replies that are rejected once more are no news for the log of this folder.
     const QTemporaryDir scratch;

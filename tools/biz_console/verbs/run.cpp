@@ -1,6 +1,7 @@
 #include <biz_console/verbs/verbs.h>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/cli/junit_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/device_run.h>
@@ -21,7 +22,8 @@ int runDevice(const QStringList &arguments, const Output &output)
     addQuietOption(parser);
     addJsonOption(parser);
     addWatchOption(parser);
-    addRecordOption(parser);
+    addRecordOptions(parser);
+    addJunitOption(parser);
     addLogDirOption(parser);
     addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
@@ -33,16 +35,19 @@ int runDevice(const QStringList &arguments, const Output &output)
     DeviceSession session = readDeviceSession(tools::readInputFile(path));
     obeyTraceOption(parser);
     RecordingFile recording(parser, path);
+    JunitFile junit(parser, path);
     obeyLogDirOption(parser);
 
     DeviceRun run(std::move(session), recording.wrap(std::move(link)), plan, output.err);
     recording.record(run);
+    junit.report(run);
     EventPrinter::Options shown;
     shown.events = !isQuiet(parser);
     shown.progress = shown.events;
     addOutputSink(run, parser, output, shown);
     const int exitCode = execute(run);
-    recording.finish();
+    recording.finish(exitCode);
+    junit.finish();
     return exitCode;
 }
 

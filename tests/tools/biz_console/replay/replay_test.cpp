@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
@@ -412,6 +413,85 @@ TEST_F(ConsoleRecord, AnEndlessRunThatWasEndedIsReplayed)
     console.sendSignal(SIGINT);
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.output());
     expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
+}
+
+// --- The last part of a run ---------------------------------------------------------
+
+class ConsoleRecordOnFailure : public ConsoleRecord
+{
+protected:
+    QStringList arguments(const FakeDevice &device, const QByteArray &commands) const
+    {
+        return runArguments(session(commands), device.url()) +
+               QStringList{"--quiet", "--record-on-failure", file("rec.jsonl")};
+    }
+};
+
+TEST_F(ConsoleRecordOnFailure, NothingIsWrittenWhenAllWentAsExpected)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(arguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_FALSE(QFile::exists(file("rec.jsonl")));
+}
+
+TEST_F(ConsoleRecordOnFailure, AShortRunIsRecordedAsAWhole)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    RunningConsole console(arguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 1);
+    expectReplayed(file("rec.jsonl"), "1 command went as recorded\n");
+}
+
+// Each command takes some 270 kB of a recording.
+TEST_F(ConsoleRecordOnFailure, TheLastPartOfALongRunIsReplayed)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() < 100) {
+            self.send(command);
+        }
+    });
+    const QByteArray large =
+        R"({"name": "large", "head": "01 02 03 62 01 00", "repeat": 100, "waitMs": 300, "data": ")" +
+        QByteArray(2 * 30'000, 'A') + R"("})";
+    RunningConsole console(arguments(device, large));
+    EXPECT_EQ(console.exitStatus(), 1) << qPrintable(console.errors());
+    EXPECT_LT(QFileInfo(file("rec.jsonl")).size(), 24 * 1024 * 1024);
+    RunningConsole replay({"replay", file("rec.jsonl")}, {}, folder.path());
+    EXPECT_EQ(replay.exitStatus(), 0) << qPrintable(replay.output().left(2000) + replay.errors());
+    EXPECT_TRUE(replay.output().endsWith("commands went as recorded\n")) << qPrintable(replay.output().left(200));
+    EXPECT_FALSE(replay.output().startsWith("100 ")) << "the run is longer than what is kept";
+}
+
+TEST_F(ConsoleRecordOnFailure, IsNotForAWholeRecordingToo)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(arguments(device, giveBytes) + QStringList{"--record", file("whole.jsonl")});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().startsWith("biz_console: --record-on-failure: cannot be used beside --record\n"));
+}
+
+// --- Replaying fast -----------------------------------------------------------------
+
+TEST_F(ConsoleRecord, AFastReplayLeavesOutTheTimeThatDevicesTook)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) { self.sendAfter(400, command); });
+    const QString path = session(R"({"head": "01 02 03 62 01 00", "waitMs": 60000, "repeat": 10})");
+    RunningConsole console(runArguments(path, device.url()) + QStringList{"--record", file("rec.jsonl")});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    QElapsedTimer time;
+    time.start();
+    RunningConsole replay({"replay", file("rec.jsonl"), "--fast"}, {}, folder.path());
+    EXPECT_EQ(replay.exitStatus(), 0) << qPrintable(replay.output());
+    EXPECT_LT(time.elapsed(), 2500) << "the devices took four seconds";
+}
+
+TEST_F(ConsoleRecord, AFastReplayOfFaultsIsTheSame)
+{
+    for (const char *name : {"device_faults.jsonl", "osd_faults.jsonl"}) {
+        RunningConsole replay({"replay", recordingFile(name), "--fast"}, {}, folder.path());
+        EXPECT_EQ(replay.exitStatus(), 0) << qPrintable(replay.output());
+    }
 }
 
 // --- The comparison -------------------------------------------------------------------

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -191,6 +193,32 @@ TEST_F(ConsoleLog, AReplyThatBreaksNoRuleOfThisVersionIsShownAsSuch)
     EXPECT_TRUE(console.output().contains("UnknownType 01/02 <01 02 00 00 00> 0 bytes\n"
                                           "    broken: breaks no rule of this version\n\n"))
         << qPrintable(console.output());
+}
+
+TEST_F(ConsoleLog, FollowingItShowsEachReplyWhenItIsLogged)
+{
+    const QString log = folder.filePath("later.log");
+    RunningConsole console({"log", "--follow", log});
+    const auto append = [&log](const QByteArray &text) {
+        QFile target(log);
+        ASSERT_TRUE(target.open(QIODevice::Append));
+        target.write(text);
+    };
+    append(shortPayload("14:03:22 517") + highIndex("14:03:23 001").left(40));
+    ASSERT_TRUE(console.waitForOutput("14:03:22.517  A2 F1/05"));
+    EXPECT_FALSE(console.output().contains("14:03:23.001"));
+    append(highIndex("14:03:23 001").mid(40));
+    ASSERT_TRUE(console.waitForOutput("14:03:23.001  A2 F1/08"));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_TRUE(console.output().contains("\n2 rejected replies\n")) << qPrintable(console.output());
+}
+
+TEST_F(ConsoleLog, FollowingIsOfOneFile)
+{
+    RunningConsole console({"log", "--follow", "a", "b"});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().startsWith("biz_console: --follow: one file, or none for today's log, expected\n"));
 }
 
 TEST_F(ConsoleLog, AsJsonHasAnObjectForEachReplyAndASummary)

@@ -1,0 +1,57 @@
+#include <biz_console/cli/junit_option.h>
+
+#include <QtCore/QFileInfo>
+
+#include <biz_console/cli/command_line.h>
+#include <biz_console/output/junit_sink.h>
+#include <common/errors.h>
+
+namespace biz::console {
+
+namespace {
+
+QString junitOption()
+{
+    return QStringLiteral("junit");
+}
+
+} // namespace
+
+void addJunitOption(QCommandLineParser &parser)
+{
+    parser.addOption({junitOption(),
+                      QStringLiteral("Writes a JUnit report for continuous integration into <file>: a test case for "
+                                     "each command."),
+                      QStringLiteral("file")});
+}
+
+JunitFile::JunitFile(const QCommandLineParser &parser, const QString &sessionFile)
+    : m_file(parser.value(junitOption()))
+    , m_suite(QFileInfo(sessionFile).completeBaseName())
+{
+    if (!parser.isSet(junitOption())) {
+        return;
+    }
+    requireOtherFile(junitOption(), m_file.fileName(), sessionFile);
+    if (!m_file.open(QIODevice::WriteOnly)) {
+        throw tools::InputError(
+            QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+}
+
+void JunitFile::report(SessionRun &run)
+{
+    if (m_file.isOpen()) {
+        run.addSink(std::make_unique<JunitSink>(m_file, m_suite));
+    }
+}
+
+void JunitFile::finish()
+{
+    if (m_file.isOpen() && (!m_file.flush() || m_file.error() != QFileDevice::NoError)) {
+        throw tools::InputError(
+            QStringLiteral("%1: the report could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+}
+
+} // namespace biz::console

@@ -1,0 +1,34 @@
+#ifndef BIZ_CONSOLE_JUNIT_OPTION_H
+#define BIZ_CONSOLE_JUNIT_OPTION_H
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QFile>
+
+#include <biz_console/run/session_run.h>
+
+namespace biz::console {
+
+/** --junit. */
+void addJunitOption(QCommandLineParser &parser);
+
+/** The file that --junit names, opened at once, before --log-dir changes the working directory. */
+class JunitFile
+{
+public:
+    /** Throws InputError when it cannot be written, UsageError when it is the file of the session. */
+    JunitFile(const QCommandLineParser &parser, const QString &sessionFile);
+
+    /** Reports a run of the session, if --junit is set. The run must not outlive the file. */
+    void report(SessionRun &run);
+
+    /** Throws InputError when the report is not whole. */
+    void finish();
+
+private:
+    QFile m_file;
+    QString m_suite;
+};
+
+} // namespace biz::console
+
+#endif

@@ -1,0 +1,18 @@
+#ifndef BIZ_CONSOLE_LINE_TEXT_H
+#define BIZ_CONSOLE_LINE_TEXT_H
+
+#include <QtCore/QString>
+
+#include <biz_console/recording/recording_line.h>
+
+namespace biz::console {
+
+/** A line of a recording, or of what `--json` prints, as people read it. */
+QString lineText(const RecordingLine &line);
+
+/** When its event happened, in local time: "2026-11-22 14:03:22.517"; empty when it does not say. */
+QString localTimeOf(const RecordingLine &line);
+
+} // namespace biz::console
+
+#endif
