@@ -95,5 +95,17 @@ if(BIZ_BUILD_TOOLS)
         install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools.bash
             DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${tool}
             COMPONENT biz_tools)
+        # fish does the same.
+        install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools.fish
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME ${tool}.fish
+            COMPONENT biz_tools)
     endforeach()
+    # zsh reads in the file itself of which programs it is.
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools.zsh
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _biz_tools
+        COMPONENT biz_tools)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/tools/schemas
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/biz_manage
+        COMPONENT biz_tools
+        FILES_MATCHING PATTERN "*.schema.json")
 endif()

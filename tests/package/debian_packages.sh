@@ -84,7 +84,10 @@ for tool in biz_console biz_simulator; do
     [ -f "$share/man/man1/$tool.1.gz" ] || fail "biz-tools has no manual page of $tool"
     bash -c 'source "$0" && complete -p "$1"' "$share/bash-completion/completions/$tool" "$tool" >/dev/null ||
         fail "biz-tools completes no $tool"
+    [ -f "$share/fish/vendor_completions.d/$tool.fish" ] || fail "biz-tools completes no $tool for fish"
 done
+[ -f "$share/zsh/vendor-completions/_biz_tools" ] || fail 'biz-tools completes nothing for zsh'
+[ -f "$share/biz_manage/schemas/session.schema.json" ] || fail 'biz-tools has no schemas'
 
 # A package of a program that uses the libraries learns from them what it depends on.
 mkdir -p "$scratch/run/debian"

@@ -71,7 +71,7 @@ for command in $commands; do
 done
 expect "biz_simulator -" "$(printed_options "$simulator")"
 
-expect "biz_console " "$commands --help --version"
+expect "biz_console " "$commands help --help --version"
 expect "biz_console ru" "run rules"
 expect "biz_console --v" "--version"
 expect "biz_console run --tr" "--trace"

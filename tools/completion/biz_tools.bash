@@ -118,7 +118,7 @@ _biz_console() {
         _biz_options_or_values "$(_biz_help "${words[1]}")"
     else
         # shellcheck disable=SC2046
-        _biz_offer "${words[1]}" $(_biz_commands "$(_biz_help)") --help --version
+        _biz_offer "${words[1]}" $(_biz_commands "$(_biz_help)") help --help --version
     fi
 }
 
