@@ -3,6 +3,7 @@
 
 #include "fuzz_target.h"
 
+#include <biz_console/recording/line_text.h>
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
 #include <common/errors.h>
@@ -11,6 +12,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     using namespace biz::console;
     const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    for (const QByteArray &line : text.split('\n')) {
+        try {
+            const QString shown = lineText(RecordingLine(line, QStringLiteral("input"), 1));
+            biz::fuzz::require(!shown.contains(QChar(0x1b)), "nothing that is shown steers the terminal");
+        } catch (const biz::tools::InputError &error) {
+            biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
+        }
+    }
     try {
         const Recording recording = readRecording(text);
         biz::fuzz::require(differences(recording, recording).isEmpty(), "a recording does not differ from itself");

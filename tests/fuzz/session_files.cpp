@@ -17,6 +17,7 @@ void read(Reader reader, const QByteArray &text)
         reader({QStringLiteral("input"), text});
     } catch (const biz::tools::InputError &error) {
         biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");
+        biz::fuzz::require(!error.text().contains(QChar(0x1b)), "nothing that is shown steers the terminal");
     }
 }
 
