@@ -4,11 +4,10 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtCore/QRegularExpression>
 
 #include <biz_console/cli/trace.h>
 #include <common/errors.h>
-#include <common/suggestion.h>
+#include <common/option_errors.h>
 
 namespace biz::console {
 
@@ -58,46 +57,6 @@ bool isSameFile(const QString &one, const QString &other)
            first.st_ino == second.st_ino;
 }
 
-/** The long names of the options; the parser lists them in its help only. */
-QStringList optionNames(const QCommandLineParser &parser)
-{
-    static const QRegularExpression form(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)"),
-                                         QRegularExpression::MultilineOption);
-    QStringList names;
-    QRegularExpressionMatchIterator matches = form.globalMatch(parser.helpText());
-    while (matches.hasNext()) {
-        names.append(matches.next().captured(1));
-    }
-    return names;
-}
-
-/**
- * The argument that holds an option nobody knows. A single dash before a word is the most frequent
- * mistake, of which the parser takes each letter for an option: `-device`.
- */
-QString wrongArgument(const QCommandLineParser &parser, const QStringList &arguments)
-{
-    for (const QString &argument : arguments) {
-        const bool isShort = argument.startsWith(QLatin1Char('-')) && !argument.startsWith(QLatin1String("--"));
-        if (isShort && argument.size() > 2) {
-            return argument;
-        }
-    }
-    const QString name = parser.unknownOptionNames().constFirst();
-    return QString(name.size() == 1 ? 1 : 2, QLatin1Char('-')) + name;
-}
-
-QString parseError(const QCommandLineParser &parser, const QStringList &arguments)
-{
-    if (parser.unknownOptionNames().isEmpty()) {
-        return parser.errorText();
-    }
-    const QString wrong = wrongArgument(parser, arguments);
-    const bool isShort = !wrong.startsWith(QLatin1String("--"));
-    const QString word = (isShort ? QStringLiteral("-") : QString()) + wrong.section(QLatin1Char('='), 0, 0);
-    return QStringLiteral("unknown option '%1'").arg(wrong) + tools::suggestionFor(word, optionNames(parser));
-}
-
 } // namespace
 
 void printVersion(QTextStream &out)
@@ -111,7 +70,7 @@ bool parse(QCommandLineParser &parser, const QStringList &arguments, const Outpu
     parser.addOption({{QStringLiteral("v"), versionOption()}, QStringLiteral("Shows the version.")});
     const QStringList withProgram = QStringList{QStringLiteral("biz_console")} + arguments;
     if (!parser.parse(withProgram)) {
-        throw tools::UsageError(parseError(parser, arguments));
+        throw tools::UsageError(tools::optionError(parser, arguments));
     }
     if (parser.isSet(helpOption())) {
         output.out << helpText(parser);

@@ -24,6 +24,11 @@ constexpr int lastPartBytes = 16 * bytesPerMegabyte;
 
 } // namespace
 
+QStringList recordOptions()
+{
+    return {recordOption(), recordOnFailureOption()};
+}
+
 void addRecordOptions(QCommandLineParser &parser)
 {
     parser.addOption(

@@ -13,6 +13,7 @@
 namespace biz::console {
 
 /** --record and --record-on-failure. */
+QStringList recordOptions();
 void addRecordOptions(QCommandLineParser &parser);
 
 /**

@@ -4,6 +4,7 @@
 #include <QtNetwork/QHostAddress>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/cli/record_option.h>
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/watch_view.h>
 #include <common/errors.h>
@@ -15,21 +16,6 @@ namespace {
 QString jsonOption()
 {
     return QStringLiteral("json");
-}
-
-QString deviceOption()
-{
-    return QStringLiteral("device");
-}
-
-QString portOption()
-{
-    return QStringLiteral("port");
-}
-
-QString bindOption()
-{
-    return QStringLiteral("bind");
 }
 
 /** Where the device is that no option names. */
@@ -65,6 +51,21 @@ QString quietOption()
 }
 
 } // namespace
+
+QString deviceOption()
+{
+    return QStringLiteral("device");
+}
+
+QString portOption()
+{
+    return QStringLiteral("port");
+}
+
+QString bindOption()
+{
+    return QStringLiteral("bind");
+}
 
 void addDeviceOption(QCommandLineParser &parser)
 {
@@ -140,7 +141,7 @@ RunPlan runPlan(const QCommandLineParser &parser)
         }
     }
     plan.reconnects = parser.optionNames().contains(reconnectOption());
-    for (const QString &option : {QStringLiteral("record"), QStringLiteral("record-on-failure")}) {
+    for (const QString &option : recordOptions()) {
         if (plan.reconnects && parser.optionNames().contains(option)) {
             throw tools::UsageError(
                 QStringLiteral("--%1: a run without --reconnect expected; a lost link ends it").arg(option));

@@ -14,6 +14,11 @@ namespace biz::console {
 
 // What `run`, `osd` and `send` have in common. All that read an option throw UsageError.
 
+// The names of options that are refused where they would do nothing.
+QString deviceOption();
+QString portOption();
+QString bindOption();
+
 /** --device. */
 void addDeviceOption(QCommandLineParser &parser);
 std::unique_ptr<host::DeviceLink> deviceLink(const QCommandLineParser &parser);

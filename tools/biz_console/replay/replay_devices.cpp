@@ -2,6 +2,8 @@
 
 #include <QtNetwork/QNetworkDatagram>
 
+#include <common/errors.h>
+
 namespace biz::console {
 
 namespace {
@@ -40,14 +42,14 @@ void ReplayDevices::add(const QString &recordedAddress)
         [this, target = device.get()](const RecordedStep &step) { play(*target, step); });
 }
 
-bool ReplayDevices::listen()
+void ReplayDevices::listen()
 {
     for (int attempt = 0; attempt < portAttempts; ++attempt) {
         if (bindAll(0)) {
-            return true;
+            return;
         }
     }
-    return false;
+    throw tools::InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
 }
 
 bool ReplayDevices::bindAll(quint16 port)

@@ -22,8 +22,8 @@ class ReplayDevices : public QObject
 public:
     explicit ReplayDevices(const Recording &recording);
 
-    /** Takes a port that is free on all addresses; false when there is none. */
-    bool listen();
+    /** Takes a port that is free on all addresses. Throws InputError when there is none. */
+    void listen();
 
     quint16 port() const { return m_port; }
 

@@ -96,8 +96,8 @@ QByteArray checkedHeadOf(const QString &text)
     const auto head = tools::bytesFromHex(text);
     if (!head || head->size() != judgedHeadBytes) {
         throw tools::UsageError(
-            QStringLiteral("5 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%1'")
-                .arg(startOf(text)));
+            QStringLiteral("%1 head bytes in hexadecimal such as \"F1 08 03 62 01\" expected, not '%2'")
+                .arg(QString::number(judgedHeadBytes), startOf(text)));
     }
     return *head;
 }
@@ -132,9 +132,9 @@ CheckedReply CheckedReply::fromText(const host::CheckedModel &model, const QStri
     }
     const auto bytes = tools::bytesFromHex(text);
     if (!bytes || bytes->size() < judgedHeadBytes || bytes->size() > judgedHeadBytes + maxPayload) {
-        throw tools::UsageError(QStringLiteral("5 head bytes and the payload in hexadecimal, or its size, such as "
-                                               "\"F1 08 03 62 01  354 bytes\" expected, not '%1'")
-                                    .arg(startOf(text)));
+        throw tools::UsageError(QStringLiteral("%1 head bytes and the payload in hexadecimal, or its size, such as "
+                                               "\"F1 08 03 62 01  354 bytes\" expected, not '%2'")
+                                    .arg(QString::number(judgedHeadBytes), startOf(text)));
     }
     return {model, bytes->left(judgedHeadBytes), bytes->mid(judgedHeadBytes)};
 }

@@ -171,8 +171,7 @@ int play(SessionRun &run, const QCommandLineParser &parser, const Output &output
 
 int sendToDevice(const QCommandLineParser &parser, const Output &output)
 {
-    refuseOptions(parser, {textOption(), flagOption(), QStringLiteral("port"), QStringLiteral("bind")},
-                  "is for OSD devices, with --osd");
+    refuseOptions(parser, {textOption(), flagOption(), portOption(), bindOption()}, "is for OSD devices, with --osd");
     std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
     DeviceSession session = deviceSession(parser);
     obeyTraceOption(parser);
@@ -185,7 +184,7 @@ int sendToDevice(const QCommandLineParser &parser, const Output &output)
 
 int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
 {
-    refuseOptions(parser, {QStringLiteral("device"), modelOption()}, "is not for OSD devices");
+    refuseOptions(parser, {deviceOption(), modelOption()}, "is not for OSD devices");
     OsdRunOptions options;
     requireAddress(parser.value(osdOption()));
     options.localAddress = osdLocalAddress(parser);

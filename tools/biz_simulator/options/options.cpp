@@ -8,6 +8,7 @@
 #include <biz_simulator/options/fault_script.h>
 #include <common/errors.h>
 #include <common/input_file.h>
+#include <common/option_errors.h>
 #include <common/shown_text.h>
 #include <common/suggestion.h>
 
@@ -401,7 +402,8 @@ CommandLine readCommandLine(const QStringList &arguments)
 
     CommandLine line;
     if (!parser.parse(arguments)) {
-        line.error = parser.errorText() + QStringLiteral(" Expected the options that --help lists.");
+        line.error =
+            tools::optionError(parser, arguments.mid(1)) + QStringLiteral("; expected the options that --help lists");
     } else if (parser.isSet(help)) {
         line.text = parser.helpText();
     } else if (parser.isSet(version)) {

@@ -125,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BadUsage{"", "nothing to play"}, BadUsage{"--model A2 --listen serial: --one-client", "--one-client: "},
         BadUsage{"--model A2 --outage-for -1", "--outage-for: "}, BadUsage{"--port 0", "nothing to play"},
-        BadUsage{"--modell A2", "modell"}, BadUsage{"--model", "model"},
+        BadUsage{"--modell A2", "unknown option '--modell'; did you mean '--model'?"}, BadUsage{"--model", "model"},
         BadUsage{"--model A2 now", "\"now\": unexpected"}, BadUsage{"--model A9", "\"A9\" is no model"},
         BadUsage{"--model A2 --port 65536", "--port: \"65536\""}, BadUsage{"--model A2 --port x", "--port: \"x\""},
         BadUsage{"--model A2 --port -1", "--port: \"-1\""}, BadUsage{"--model A2 --bind here", "--bind: \"here\""},

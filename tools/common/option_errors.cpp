@@ -1,0 +1,53 @@
+#include <common/option_errors.h>
+
+#include <QtCore/QRegularExpression>
+
+#include <common/suggestion.h>
+
+namespace biz::tools {
+
+namespace {
+
+/** The long names of the options; the parser lists them in its help only. */
+QStringList optionNames(const QCommandLineParser &parser)
+{
+    static const QRegularExpression form(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)"),
+                                         QRegularExpression::MultilineOption);
+    QStringList names;
+    QRegularExpressionMatchIterator matches = form.globalMatch(parser.helpText());
+    while (matches.hasNext()) {
+        names.append(matches.next().captured(1));
+    }
+    return names;
+}
+
+/**
+ * The argument that holds an option nobody knows. A single dash before a word is the most frequent
+ * mistake, of which the parser takes each letter for an option: `-device`.
+ */
+QString wrongArgument(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    for (const QString &argument : arguments) {
+        const bool isShort = argument.startsWith(QLatin1Char('-')) && !argument.startsWith(QLatin1String("--"));
+        if (isShort && argument.size() > 2) {
+            return argument;
+        }
+    }
+    const QString name = parser.unknownOptionNames().constFirst();
+    return QString(name.size() == 1 ? 1 : 2, QLatin1Char('-')) + name;
+}
+
+} // namespace
+
+QString optionError(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    if (parser.unknownOptionNames().isEmpty()) {
+        return parser.errorText();
+    }
+    const QString wrong = wrongArgument(parser, arguments);
+    const bool isShort = !wrong.startsWith(QLatin1String("--"));
+    const QString word = (isShort ? QStringLiteral("-") : QString()) + wrong.section(QLatin1Char('='), 0, 0);
+    return QStringLiteral("unknown option '%1'").arg(wrong) + suggestionFor(word, optionNames(parser));
+}
+
+} // namespace biz::tools
