@@ -3,6 +3,7 @@
 #include <QtCore/QLocale>
 
 #include <biz_console/output/closing_lines.h>
+#include <common/shown_text.h>
 #include <common/units.h>
 
 namespace biz::console {
@@ -84,6 +85,30 @@ QString refusalOf(const RunEvent &event)
                : QStringLiteral("%1 from %2 refused: %3").arg(counted(event.bytes, "byte"), event.device, event.reason);
 }
 
+constexpr char red[] = "\033[31m";
+constexpr char yellow[] = "\033[33m";
+constexpr char plain[] = "\033[0m";
+
+/** Ends without an answer stand out, and less so what came on the way; nothing for the usual. */
+const char *colourOf(const RunEvent &event)
+{
+    switch (event.kind) {
+    case RunEvent::Kind::Ended:
+        return event.outcome == host::Outcome::Answered ? "" : red;
+    case RunEvent::Kind::Happened:
+        return event.event == Event::Sent ? "" : yellow;
+    case RunEvent::Kind::Refused:
+    case RunEvent::Kind::Failed:
+    case RunEvent::Kind::LinkStateChanged:
+        return yellow;
+    case RunEvent::Kind::Opened:
+    case RunEvent::Kind::Given:
+    case RunEvent::Kind::Problem:
+        break;
+    }
+    return "";
+}
+
 } // namespace
 
 QString eventLine(const RunEvent &event)
@@ -109,6 +134,7 @@ QString eventLine(const RunEvent &event)
 EventPrinter::EventPrinter(QTextStream &out, bool isTerminal, const Options &options)
     : m_out(out)
     , m_isTerminal(isTerminal)
+    , m_hasColours(isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR"))
     , m_options(options)
 {
 }
@@ -129,7 +155,7 @@ void EventPrinter::happened(const RunEvent &event)
     if (event.kind == RunEvent::Kind::Problem) {
         line({}); // a gap: the problem itself goes to the error stream
     } else if (!text.isEmpty()) {
-        line(text);
+        line(text, colourOf(event));
     }
 }
 
@@ -165,10 +191,11 @@ void EventPrinter::ended(const RunEnd &end)
     }
 }
 
-void EventPrinter::line(const QString &text)
+void EventPrinter::line(const QString &text, const char *colour)
 {
     eraseProgress();
-    m_out << text << '\n';
+    const bool isColoured = m_hasColours && *colour != '\0';
+    m_out << (isColoured ? colour : "") << tools::shownText(text) << (isColoured ? plain : "") << '\n';
     m_out.flush();
 }
 

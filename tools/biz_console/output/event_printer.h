@@ -36,12 +36,13 @@ public:
     bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
-    void line(const QString &text);
+    void line(const QString &text, const char *colour = "");
     void eraseProgress();
     bool isProgressDue();
 
     QTextStream &m_out;
     bool m_isTerminal;
+    bool m_hasColours; ///< on a terminal, unless NO_COLOR asks for none
     Options m_options;
     bool m_progressShown = false;
     QElapsedTimer m_sinceProgress;

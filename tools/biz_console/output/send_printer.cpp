@@ -1,6 +1,7 @@
 #include <biz_console/output/send_printer.h>
 
 #include <common/hex.h>
+#include <common/shown_text.h>
 #include <common/units.h>
 
 namespace biz::console {
@@ -22,13 +23,13 @@ void SendPrinter::happened(const RunEvent &event)
 {
     if (event.kind == RunEvent::Kind::Refused) {
         m_out << counted(event.bytes, "received byte") << (event.bytes == 1 ? " was" : " were")
-              << " no reply: " << event.reason << '\n';
+              << " no reply: " << tools::shownText(event.reason) << '\n';
     } else if (event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign) {
         m_out << "a reply came that belongs to no command: " << tools::hexText(event.head) << '\n';
     } else if (event.kind == RunEvent::Kind::Failed) {
-        m_out << "socket: " << event.reason << '\n';
+        m_out << "socket: " << tools::shownText(event.reason) << '\n';
     } else if (event.kind == RunEvent::Kind::Ended) {
-        m_out << event.kindName() << ": " << event.reason << '\n';
+        m_out << event.kindName() << ": " << tools::shownText(event.reason) << '\n';
         if (event.outcome == host::Outcome::Answered) {
             printReply(event);
         }
@@ -41,7 +42,7 @@ void SendPrinter::printReply(const RunEvent &event)
 {
     m_out << "reply\n  head  " << tools::hexText(event.head) << '\n';
     if (!event.text.isEmpty()) {
-        m_out << "  text  " << event.text << '\n';
+        m_out << "  text  " << tools::shownText(event.text) << '\n';
     }
     const int shown = qMin(static_cast<int>(event.data.size()), bytesPerRow * rowsShown);
     for (int first = 0; first < shown; first += bytesPerRow) {
@@ -63,7 +64,7 @@ void SendPrinter::printHistory(const RunEvent &event)
 void SendPrinter::ended(const RunEnd &end)
 {
     if (!end.summary.errorLog.isEmpty()) {
-        m_out << "error log  " << end.summary.errorLog << '\n';
+        m_out << "error log  " << tools::shownText(end.summary.errorLog) << '\n';
     }
     m_out.flush();
 }

@@ -7,6 +7,7 @@
 
 #include <biz_console/output/closing_lines.h>
 #include <biz_console/output/event_printer.h>
+#include <common/shown_text.h>
 #include <common/units.h>
 
 namespace biz::console {
@@ -104,6 +105,7 @@ QStringList WatchView::view(const RunProgress &progress, const TerminalSize &siz
     const int room = qBound(0, size.rows - static_cast<int>(lines.size()) - 1, static_cast<int>(m_events.size()));
     lines += m_events.mid(m_events.size() - room);
     for (QString &line : lines) {
+        line = tools::shownText(line);
         line.truncate(size.columns - 1);
     }
     return lines;
@@ -134,7 +136,7 @@ void WatchView::ended(const RunEnd &end)
 {
     erase();
     for (const QString &line : closingLines(end, m_allDevices)) {
-        m_out << line << '\n';
+        m_out << tools::shownText(line) << '\n';
     }
     m_out.flush();
 }

@@ -6,6 +6,7 @@
 #include <biz_console/replies/checked_reply.h>
 #include <common/errors.h>
 #include <common/input_file.h>
+#include <common/shown_text.h>
 
 namespace biz::console {
 
@@ -137,7 +138,7 @@ void LogReport::close()
         m_out << m_notUnderstood
               << (m_notUnderstood == 1 ? " line is torn or not of this log: "
                                        : " lines are torn or not of this log, the first is ")
-              << m_firstNotUnderstood << '\n';
+              << tools::shownText(m_firstNotUnderstood) << '\n';
     }
 }
 

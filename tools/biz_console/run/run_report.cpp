@@ -1,6 +1,7 @@
 #include <biz_console/run/run_report.h>
 
 #include <biz_console/replies/error_log_file.h>
+#include <common/shown_text.h>
 #include <common/units.h>
 
 #include <algorithm>
@@ -80,7 +81,7 @@ void RunReport::tellProblem(const QString &problem, ExitCode code)
 
 void RunReport::sayProblem(const QString &problem)
 {
-    m_err << "biz_console: " << problem << '\n';
+    m_err << "biz_console: " << tools::shownText(problem) << '\n';
     m_err.flush();
 }
 

@@ -220,6 +220,15 @@ void refuseOtherChannel(const JsonText &text, const char *foreignKey, const char
     }
 }
 
+/** A recording is lines of JSON, which as one text would be told by what stands in its second line. */
+void refuseRecording(const tools::InputText &input)
+{
+    const QByteArray firstLine = input.bytes.left(input.bytes.indexOf('\n'));
+    if (firstLine.contains(R"("event":"recording")")) {
+        throw tools::InputError(input.name, QStringLiteral("this is a recording: use 'biz_console replay' or 'show'"));
+    }
+}
+
 /** What was written for the former key must not be played in another way without a word. */
 void refuseFormerKey(const JsonText &text)
 {
@@ -235,6 +244,7 @@ void refuseFormerKey(const JsonText &text)
 
 DeviceSession readDeviceSession(const tools::InputText &input)
 {
+    refuseRecording(input);
     JsonText text(input);
     refuseOtherChannel(text, "devices", "\"devices\" is of an OSD session: use 'biz_console osd'");
     refuseFormerKey(text);
@@ -254,6 +264,7 @@ DeviceSession readDeviceSession(const tools::InputText &input)
 
 OsdSession readOsdSession(const tools::InputText &input)
 {
+    refuseRecording(input);
     JsonText text(input);
     refuseOtherChannel(text, "deviceType", "\"deviceType\" is of a session for one device: use 'biz_console run'");
     const ObjectReader reader(text, {"description", "defaultWaitMs", "port", "devices", "silent", "commands"});

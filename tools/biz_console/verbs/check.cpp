@@ -7,6 +7,7 @@
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/input_file.h>
+#include <common/shown_text.h>
 
 namespace biz::console {
 
@@ -54,7 +55,7 @@ public:
             }
         }
         if (!file.isWholeLine()) {
-            m_output.err << "biz_console: " << file.place()
+            m_output.err << "biz_console: " << tools::shownText(file.place())
                          << ": no line feed ends the last line; it was judged as it stands\n";
         }
         close();
@@ -74,7 +75,7 @@ private:
             print(file, reply);
         } catch (const tools::UsageError &error) {
             ++m_bad;
-            m_output.err << "biz_console: " << file.place() << ": " << error.text() << '\n';
+            m_output.err << "biz_console: " << tools::shownText(file.place()) << ": " << error.text() << '\n';
         }
     }
 
@@ -87,7 +88,7 @@ private:
             printObject(m_output.out, object);
             return;
         }
-        m_output.out << file.place() << ": " << reply.verdict() << '\n';
+        m_output.out << tools::shownText(file.place()) << ": " << reply.verdict() << '\n';
         for (const QString &line : reply.explanation()) {
             m_output.out << line << '\n';
         }

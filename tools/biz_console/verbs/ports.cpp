@@ -2,6 +2,7 @@
 
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
+#include <common/shown_text.h>
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -31,7 +32,7 @@ void printLine(QTextStream &out, const QSerialPortInfo &port)
     QStringList words{port.description(), port.manufacturer(), port.serialNumber()};
     words.removeAll(QString());
     out << urlOf(port).leftJustified(words.isEmpty() ? 0 : urlWidth) << (words.isEmpty() ? "" : " ")
-        << words.join(QStringLiteral(", ")) << '\n';
+        << tools::shownText(words.join(QStringLiteral(", "))) << '\n';
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <biz_console/recording/recording_compare.h>
 #include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay/replay.h>
+#include <common/shown_text.h>
 
 namespace biz::console {
 
@@ -26,7 +27,7 @@ ExitCode printResult(const Recording &recorded, const Recording &replayed, const
     const QStringList lines = differences(recorded, replayed);
     const auto commands = recorded.commands.size();
     for (const QString &line : lines) {
-        output.out << line << '\n';
+        output.out << tools::shownText(line) << '\n';
     }
     output.out << (lines.isEmpty() ? "" : "\n") << commands << (commands == 1 ? " command" : " commands")
                << (lines.isEmpty() ? " went as recorded" : " replayed, not as recorded");

@@ -289,6 +289,17 @@ TEST_F(ConsoleProcess, WhatAFileHoldsNeverReachesTheTerminalAsItIs)
     EXPECT_TRUE(console.errors().contains("not \"\\x1b]0;owned\\x07\"")) << qPrintable(console.errors());
 }
 
+TEST_F(ConsoleProcess, NamesOfCommandsAreShownEscaped)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    const QString hostile = session(R"({"name": "\u001b[2J\u202ea", "head": "F1 08 03 62 01 00"})");
+    RunningConsole console(runArguments(hostile, device.url()));
+    EXPECT_EQ(console.exitStatus(), 1);
+    EXPECT_FALSE(console.output().contains(QChar(0x1b)) || console.output().contains(QChar(0x202e)));
+    EXPECT_EQ(console.outputLines().filter("F1/08 \\x1b[2J\\u202ea").size(), 3) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("\n  \\x1b[2J\\u202ea: expected answered")) << qPrintable(console.output());
+}
+
 TEST_F(ConsoleProcess, AFolderOrAnEmptyNameIsNoSession)
 {
     RunningConsole ofFolder(runArguments(folder.path(), "tcp://127.0.0.1:1"));

@@ -94,7 +94,31 @@ TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
     onTerminal.happened(refused());
     EXPECT_EQ(text(), "... 4 of 9 ended, 1 waiting, 1 awaiting a reply\r\033[K"
                       "... 4 of 9 ended, 0 waiting, 1 awaiting a reply\r\033[K"
-                      "3 received bytes refused: no frame\n3 received bytes refused: no frame\n");
+                      "\033[33m3 received bytes refused: no frame\033[0m\n"
+                      "\033[33m3 received bytes refused: no frame\033[0m\n");
+}
+
+TEST_F(ConsolePrinter, ATerminalShowsEndsWithoutAnAnswerInRed)
+{
+    EventPrinter onTerminal = printer(true);
+    onTerminal.happened(ended(host::Outcome::GaveUp));
+    EXPECT_EQ(text().rfind("\033[31m", 0), 0U) << text();
+}
+
+TEST_F(ConsolePrinter, AnAnswerHasNoColour)
+{
+    EventPrinter onTerminal = printer(true);
+    onTerminal.happened(ended(host::Outcome::Answered));
+    EXPECT_EQ(text().find('\033'), std::string::npos) << text();
+}
+
+TEST_F(ConsolePrinter, NoColorIsHonoured)
+{
+    qputenv("NO_COLOR", "1");
+    EventPrinter onTerminal = printer(true);
+    qunsetenv("NO_COLOR");
+    onTerminal.happened(refused());
+    EXPECT_EQ(text(), "3 received bytes refused: no frame\n");
 }
 
 TEST_F(ConsolePrinter, ElsewhereProgressIsALineOnceASecondAtMost)

@@ -207,6 +207,12 @@ TEST(ConsoleSessionReader, ASessionOfTheOtherChannelIsSentThere)
               QStringList{"s.json:1:2: \"deviceType\" is of a session for one device: use 'biz_console run'"});
 }
 
+TEST(ConsoleSessionReader, ARecordingIsSentToReplay)
+{
+    EXPECT_EQ(problemsOf(readOsdSession, "{\"channel\":\"osd\",\"event\":\"recording\"}\n{}\n"),
+              QStringList{"s.json: this is a recording: use 'biz_console replay' or 'show'"});
+}
+
 TEST(ConsoleSessionReader, AnEmptyNameIsNone)
 {
     EXPECT_EQ(deviceSessionOf(commandWith(R"("name": "")")).commands[0].name, "F1/08");

@@ -24,12 +24,10 @@ TEST_F(ConsoleShow, EachLineOfARecordingIsOneForPeople)
     RunningConsole console({"show", deviceFaults});
     EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
     const QStringList lines = console.outputLines();
-    EXPECT_EQ(lines.value(0),
-              "14:14:06.130  recording       " + QString(38, ' ') + "tcp://127.0.0.1:15700");
+    EXPECT_EQ(lines.value(0), "14:14:06.130  recording       " + QString(38, ' ') + "tcp://127.0.0.1:15700");
     EXPECT_EQ(lines.filter("rejected").value(0), "14:14:06.587  rejected          F1/05 get timer, short once         "
                                                  "payload holds 128 bytes, needs 129");
-    EXPECT_EQ(lines.filter("bytesOut").value(0),
-              "14:14:06.131  bytesOut        " + QString(38, ' ') + "1 byte: 00");
+    EXPECT_EQ(lines.filter("bytesOut").value(0), "14:14:06.131  bytesOut        " + QString(38, ' ') + "1 byte: 00");
     EXPECT_TRUE(lines.filter("summary").value(0).endsWith("6 commands, all as expected")) << qPrintable(lines.last());
 }
 
