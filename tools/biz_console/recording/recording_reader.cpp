@@ -42,6 +42,19 @@ QString attemptsText(host::Outcome outcome, int attempts)
     return attempts == 1 ? QStringLiteral(" after 1 attempt") : QStringLiteral(" after %1 attempts").arg(attempts);
 }
 
+/** Most files that are no recordings are sessions, which spread over lines: what is wrong is the file. */
+RecordingLine firstLine(const QByteArray &json, const QString &name)
+{
+    try {
+        return {json, name, 1};
+    } catch (const tools::InputError &error) {
+        throw tools::InputError(error.problems() +
+                                QStringList{QStringLiteral("%1: no recording; sessions are played by 'biz_console "
+                                                           "run' and 'biz_console osd'")
+                                                .arg(name)});
+    }
+}
+
 } // namespace
 
 RecordingReader::Reader RecordingReader::readerOf(const QString &event)
@@ -71,7 +84,7 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
 void RecordingReader::read(const QByteArray &json, const QString &name, int lineNumber)
 {
     m_lineNumber = lineNumber;
-    const RecordingLine line(json, name, lineNumber);
+    const RecordingLine line = lineNumber == 1 ? firstLine(json, name) : RecordingLine(json, name, lineNumber);
     if (lineNumber == 1) {
         readHead(line);
         return;

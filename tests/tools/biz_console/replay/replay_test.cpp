@@ -314,7 +314,10 @@ INSTANTIATE_TEST_SUITE_P(
     Console, ConsoleBadRecording,
     testing::Values(
         BadRecording{"Nothing", "", " a recording expected, not an empty file"},
-        BadRecording{"NoJson", "hello\n", "1:1: JSON expected: a value, not hello"},
+        BadRecording{
+            "NoJson", "hello\n",
+            "1:1: JSON expected: a value, not hello\nbiz_console: standard input: no recording; sessions are played by "
+            "'biz_console run' and 'biz_console osd'"},
         BadRecording{"ARepeatedKey", linesWith(3, R"({"event":"sent","ticket":1,"ticket":2})"),
                      "3:28: \"ticket\" stands twice in one object, first at standard input:3:17"},
         BadRecording{"NoHead", "{\"event\":\"start\"}\n",
