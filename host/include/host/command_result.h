@@ -59,8 +59,11 @@ struct StopReport
 
 } // namespace biz::host
 
+// Qt 6 needs no declaration, and takes none behind the first signal that carries a record.
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 Q_DECLARE_METATYPE(model_Protocoldata)
 Q_DECLARE_METATYPE(model_OsdParam)
+#endif
 Q_DECLARE_METATYPE(biz::host::CommandResult)
 Q_DECLARE_METATYPE(biz::host::OsdCommandResult)
 
