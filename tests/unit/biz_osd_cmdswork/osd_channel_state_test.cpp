@@ -171,13 +171,14 @@ TEST_F(OsdState, FieldsOfTheRecordStandInTheirOrder)
         return static_cast<const char *>(field) - reinterpret_cast<const char *>(&one);
     };
 
+    // tests/contract has the places, which are others with each Qt.
     EXPECT_EQ(offset(&one.ucOsdHead), 0);
-    EXPECT_EQ(offset(&one.qsIp), 16);
-    EXPECT_EQ(offset(&one.ucOsdFlag), 24);
-    EXPECT_EQ(offset(&one.iWaitTime), 28);
-    EXPECT_EQ(offset(&one.qsOsdText), 32);
-    EXPECT_EQ(offset(&one.baData), 40);
-    EXPECT_EQ(offset(&one.nTag), 48);
+    EXPECT_LT(offset(&one.ucOsdHead), offset(&one.qsIp));
+    EXPECT_LT(offset(&one.qsIp), offset(&one.ucOsdFlag));
+    EXPECT_LT(offset(&one.ucOsdFlag), offset(&one.iWaitTime));
+    EXPECT_LT(offset(&one.iWaitTime), offset(&one.qsOsdText));
+    EXPECT_LT(offset(&one.qsOsdText), offset(&one.baData));
+    EXPECT_LT(offset(&one.baData), offset(&one.nTag));
 }
 
 TEST_F(OsdState, NewRecordIsZeroAndEmpty)
