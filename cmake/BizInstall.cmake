@@ -1,7 +1,7 @@
 # Headers under include/BIZ_Manage/<module>/ and include/BIZ_Host/host/, the libraries, and
 # a CMake package, so that a host writes find_package(BIZ_Manage) and links BIZ::Manage, or
-# adds COMPONENTS Host and links BIZ::Host; the same two for pkg-config; the tools. What is built
-# with Qt 6 has names of its own (see BizQt.cmake), and the same targets.
+# adds COMPONENTS Host and links BIZ::Host, or COMPONENTS TestKit for its tests and BIZ::TestKit; the
+# same three for pkg-config; the tools. What is built with Qt 6 has names of its own (see BizQt.cmake), and the same targets.
 include(CMakePackageConfigHelpers)
 
 set(BIZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/${BIZ_PACKAGE})
@@ -62,6 +62,22 @@ if(BIZ_BUILD_HOST)
         DESTINATION ${BIZ_CMAKE_DIR}
         COMPONENT biz_host_dev)
     biz_install_pkg_config(BIZ_Host biz_host_dev)
+endif()
+
+if(TARGET BIZ_TestKit)
+    install(TARGETS BIZ_TestKit
+        EXPORT BIZ_TestKitTargets
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT biz_testkit_dev)
+    foreach(header IN LISTS BIZ_TESTKIT_PUBLIC_HEADERS)
+        install(FILES ${PROJECT_SOURCE_DIR}/testkit/include/testkit/${header}
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/BIZ_TestKit${BIZ_QT_SUFFIX}/testkit
+            COMPONENT biz_testkit_dev)
+    endforeach()
+    install(EXPORT BIZ_TestKitTargets
+        NAMESPACE BIZ::
+        DESTINATION ${BIZ_CMAKE_DIR}
+        COMPONENT biz_testkit_dev)
+    biz_install_pkg_config(BIZ_TestKit biz_testkit_dev)
 endif()
 
 configure_package_config_file(

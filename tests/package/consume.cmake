@@ -1,5 +1,5 @@
 # Configures, builds and runs hosts that know the folder of an installation alone.
-# Given: PREFIX, SCRATCH_DIR, CONSUMER_DIR, PACKAGE, QT, QUICK_START_DIR, PLAY, GENERATOR, CXX, CXX_FLAGS.
+# Given: PREFIX, SCRATCH_DIR, CONSUMER_DIR, PACKAGE, QT, QUICK_START_DIR, PLAY, TESTED_APPLICATION_DIR, GENERATOR, CXX, CXX_FLAGS.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 set(consumer ${SCRATCH_DIR}/consumer)
@@ -21,4 +21,13 @@ if(QUICK_START_DIR)
         -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
     run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/own/build)
     play_quick_start(${PREFIX} ${SCRATCH_DIR}/own/build/quick_start)
+endif()
+
+# An application with tests of its own, in virtual time.
+if(TESTED_APPLICATION_DIR)
+    file(COPY ${TESTED_APPLICATION_DIR}/ DESTINATION ${SCRATCH_DIR}/tested)
+    run(${CMAKE_COMMAND} -S ${SCRATCH_DIR}/tested -B ${SCRATCH_DIR}/tested/build -G ${GENERATOR}
+        -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
+    run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/tested/build)
+    run(${SCRATCH_DIR}/tested/build/dimmer_test)
 endif()

@@ -15,7 +15,8 @@ else
 fi
 manage=libbiz-manage$infix
 host=libbiz-host$infix
-names="$manage$number $manage-dev $host$number $host-dev biz-tools"
+testkit=libbiz-testkit$infix
+names="$manage$number $manage-dev $host$number $host-dev $testkit-dev biz-tools"
 
 fail() {
     echo "$*" >&2
@@ -53,6 +54,7 @@ needs "$manage$number" "$core \\("
 # Whoever builds a host gets the headers that its own include.
 needs "$host-dev" "$manage-dev \\(= "
 needs "$manage-dev" "$qt_dev"
+needs "$testkit-dev" "$host-dev \\(= "
 # Run-time packages hold nothing that a program is built with, and the other way round.
 for name in "$manage" "$host"; do
     holds_none "$name$number" '\.(h|pc|cmake|so)$'

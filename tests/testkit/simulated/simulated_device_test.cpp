@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include <host/device_host.h>
+#include <host/osd_host.h>
+#include <testkit/command_recorder.h>
+#include <testkit/google_test.h>
+#include <testkit/simulated_device.h>
+#include <testkit/simulated_osd_devices.h>
+#include <testkit/test_clock.h>
+
+// Devices in the process are to hosts what devices on lines are.
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace biz;
+using host::LinkState;
+using host::Outcome;
+using testkit::FaultKind;
+
+class SimulatedDeviceTest : public ::testing::Test
+{
+protected:
+    SimulatedDeviceTest()
+    {
+        EXPECT_TRUE(channel.setLink(device.makeLink()) && channel.setModel("A2") && channel.start());
+        clock.advance(10ms);
+    }
+
+    host::Ticket give() { return channel.enqueue(host::makeCommand(0xF1, 0x08)); }
+    LinkState linkState() const { return channel.linkStatus().state; }
+
+    testkit::TestClock clock;
+    testkit::SimulatedDevice device;
+    host::DeviceHost channel;
+    testkit::CommandRecorder recorder{channel};
+};
+
+TEST_F(SimulatedDeviceTest, ClosedConnectionIsOpenedAgain)
+{
+    device.failNext(FaultKind::Close);
+    const host::Ticket lost = give();
+    clock.advance(100ms);
+    EXPECT_EQ(linkState(), LinkState::Lost);
+    EXPECT_HOLDS(recorder.endedAs(lost, Outcome::Unreachable));
+    clock.advance(2s);
+    EXPECT_EQ(linkState(), LinkState::Up);
+}
+
+TEST_F(SimulatedDeviceTest, VanishedDeviceIsNotThereForItsTime)
+{
+    device.failNext(FaultKind::Vanish);
+    static_cast<void>(give());
+    clock.advance(1900ms);
+    EXPECT_EQ(linkState(), LinkState::Lost);
+    clock.advance(2s);
+    EXPECT_EQ(linkState(), LinkState::Up);
+}
+
+TEST_F(SimulatedDeviceTest, StalledDeviceReadsNothingThatWasThrownAway)
+{
+    device.failNext(FaultKind::Stall);
+    const host::Ticket first = give();
+    clock.advance(100ms);
+    channel.clear();
+    clock.advance(10s);
+    EXPECT_HOLDS(recorder.endedAs(first, Outcome::Cleared));
+    const host::Ticket next = give();
+    clock.advance(1s);
+    EXPECT_HOLDS(recorder.endedAs(next, Outcome::Answered));
+    EXPECT_HOLDS(testkit::heard(device, {"F1/08", "F1/08"}));
+}
+
+TEST_F(SimulatedDeviceTest, EveryFaultLeavesTheNextCommandUnharmed)
+{
+    for (int kind = 0; kind < testkit::faultKinds; ++kind) {
+        device.failNext(static_cast<FaultKind>(kind));
+        static_cast<void>(give());
+        clock.advance(10s);
+        const host::Ticket next = give();
+        clock.advance(10s);
+        EXPECT_HOLDS(recorder.endedAs(next, Outcome::Answered)) << "after fault " << kind;
+    }
+    EXPECT_HOLDS(recorder.keptPromises());
+}
+
+TEST_F(SimulatedDeviceTest, DeviceThatIsDestroyedIsGoneForItsHost)
+{
+    auto own = std::make_unique<testkit::SimulatedDevice>("A3");
+    channel.stop();
+    EXPECT_TRUE(channel.setLink(own->makeLink()) && channel.start());
+    clock.advance(10ms);
+    EXPECT_EQ(linkState(), LinkState::Up);
+    own.reset();
+    clock.advance(5s);
+    EXPECT_EQ(linkState(), LinkState::Lost);
+}
+
+TEST(SimulatedDevice, ModelThatIsNoneIsRefused)
+{
+    EXPECT_THROW(testkit::SimulatedDevice("A9"), std::invalid_argument);
+}
+
+TEST(SimulatedOsdDevices, SilentOneDelaysNoOther)
+{
+    testkit::TestClock clock;
+    testkit::SimulatedOsdDevices wall("10.0.0.1", 3);
+    host::OsdHost channel;
+    testkit::CommandRecorder recorder(channel);
+    EXPECT_TRUE(channel.setTransport(wall.makeTransport()) && channel.start());
+    wall.failNext("10.0.0.2", FaultKind::Silence);
+    QVector<host::Ticket> tickets;
+    for (const QString &address : wall.addresses()) {
+        model_OsdParam command;
+        command.qsIp = address;
+        tickets.append(channel.enqueue(command));
+    }
+    clock.advance(100ms);
+    EXPECT_HOLDS(recorder.endedInOrder({tickets[0], tickets[2]}));
+    clock.advance(5s);
+    EXPECT_HOLDS(recorder.endedAs(tickets[1], Outcome::GaveUp));
+}
+
+TEST(SimulatedOsdDevices, WhatIsNoRowOrNoneOfItIsRefused)
+{
+    EXPECT_THROW(testkit::SimulatedOsdDevices("ten", 1), std::invalid_argument);
+    EXPECT_THROW(testkit::SimulatedOsdDevices("255.255.255.255", 2), std::invalid_argument);
+    testkit::SimulatedOsdDevices wall("10.0.0.1", 3);
+    EXPECT_THROW(wall.failNext("10.0.0.4", FaultKind::Silence), std::invalid_argument);
+}
+
+} // namespace
