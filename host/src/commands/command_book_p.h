@@ -128,8 +128,8 @@ public:
         Lane &lane = *std::exchange(command.lane, nullptr);
         command.isTaken = false;
         command.attempts = 0;
-        if (const Ticket newer = lane.queue.putBack(std::move(command))) {
-            endSuperseded(lane, std::move(command), newer);
+        if (auto replacement = lane.queue.putBack(std::move(command))) {
+            endSuperseded(lane, std::move(replacement->older), replacement->newer);
         } else {
             addWaiting(lane, 1);
         }

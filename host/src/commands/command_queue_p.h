@@ -41,14 +41,27 @@ public:
         return replaced;
     }
 
-    /** Back to where it was taken from; not if a newer command with its key waits, whose ticket is returned. */
-    Ticket putBack(Command &&command)
+    /** Two commands of one replace key, of which the newer one waits. */
+    struct Replacement
     {
-        const Ticket newer = m_tickets.value(command.options.replaceKey, 0);
-        if (newer == 0) {
-            insert(std::move(command));
+        Command older;
+        Ticket newer = 0;
+    };
+
+    /**
+     * Back to where it was taken from. Of it and of one with its key that waits, the newer waits on, and the older is
+     * returned: several of one key may have been taken, and come back in any order.
+     */
+    std::optional<Replacement> putBack(Command command)
+    {
+        const Ticket ticket = command.ticket;
+        const Ticket waiting = m_tickets.value(command.options.replaceKey, 0);
+        if (waiting > ticket) {
+            return Replacement{std::move(command), waiting};
         }
-        return newer;
+        std::optional<Command> replaced = takeReplaced(command.options.replaceKey);
+        insert(std::move(command));
+        return replaced ? std::optional(Replacement{std::move(*replaced), ticket}) : std::nullopt;
     }
 
     /** Whether a command waits, as urgent as this one, that stood before it: it was put back. */

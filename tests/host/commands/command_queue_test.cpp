@@ -141,7 +141,7 @@ TEST(CommandQueue, WhatIsPutBackStandsWhereItWasTakenFrom)
     push(queue, command(1));
     push(queue, command(2));
     push(queue, urgent(3));
-    EXPECT_EQ(queue.putBack(queue.takeFirst()), 0U);
+    EXPECT_FALSE(queue.putBack(queue.takeFirst()));
     push(queue, urgent(4));
     Waiting first = queue.takeFirst();
     EXPECT_EQ(first.ticket, 3U);
@@ -154,7 +154,25 @@ TEST(CommandQueue, WhatIsPutBackYieldsToANewerOneOfItsKey)
     push(queue, command(1, "key"));
     Waiting older = queue.takeFirst();
     push(queue, command(2, "key"));
-    EXPECT_EQ(queue.putBack(std::move(older)), 2U);
+    const auto replacement = queue.putBack(std::move(older));
+    ASSERT_TRUE(replacement);
+    EXPECT_EQ(replacement->newer, 2U);
+    EXPECT_EQ(replacement->older.ticket, 1U);
+    EXPECT_EQ(takeAllOneByOne(queue), (Tickets{2}));
+}
+
+TEST(CommandQueue, WhatIsPutBackReplacesAnOlderOneOfItsKey)
+{
+    Queue queue;
+    push(queue, command(1, "key"));
+    Waiting older = queue.takeFirst();
+    push(queue, command(2, "key"));
+    Waiting newer = queue.takeFirst();
+    EXPECT_FALSE(queue.putBack(std::move(older)));
+    const auto replacement = queue.putBack(std::move(newer));
+    ASSERT_TRUE(replacement);
+    EXPECT_EQ(replacement->newer, 2U);
+    EXPECT_EQ(replacement->older.ticket, 1U);
     EXPECT_EQ(takeAllOneByOne(queue), (Tickets{2}));
 }
 
@@ -168,7 +186,7 @@ TEST(CommandQueue, OnlyWhatWasPutBackIsOlderThanWhatHasBeenTaken)
     const Waiting second = queue.takeFirst();
     push(queue, urgent(4));
     EXPECT_FALSE(queue.hasOlder(second));
-    EXPECT_EQ(queue.putBack(std::move(first)), 0U);
+    EXPECT_FALSE(queue.putBack(std::move(first)));
     EXPECT_TRUE(queue.hasOlder(second));
 }
 
