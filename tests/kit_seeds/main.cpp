@@ -1,0 +1,212 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTemporaryDir>
+
+#include <kit_seeds/device_world.h>
+#include <kit_seeds/osd_world.h>
+
+// Kit, library and simulated devices in virtual time, with an application that does whatever it may. Each seed
+// runs in a process of its own, so that it runs alone as among others.
+
+namespace {
+
+using namespace biz;
+using namespace biz::kit_seeds;
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+/** However much went wrong, this is enough for every command to end. */
+constexpr milliseconds calmTime = 10min;
+
+/** What a seed's process hands back. */
+struct Report
+{
+    unsigned long long commands = 0;
+    unsigned long long writes = 0;
+    unsigned long long virtualMs = 0;
+    unsigned long long trace = 0;
+    char violation[200] = {};
+};
+
+/** The seed's remainder decides on the channels. */
+std::vector<std::unique_ptr<World>> worldsOf(quint64 seed, Dice &dice, testkit::TestClock &clock)
+{
+    constexpr quint64 mixes = 5;
+    constexpr quint64 onlyOsd = 1;
+    constexpr quint64 both = 3;
+    const quint64 mix = seed % mixes;
+    std::vector<std::unique_ptr<World>> worlds;
+    if (mix != onlyOsd) {
+        worlds.push_back(std::make_unique<DeviceWorld>(dice, clock));
+    }
+    if (mix == onlyOsd || mix == both) {
+        worlds.push_back(std::make_unique<OsdWorld>(dice, clock));
+    }
+    return worlds;
+}
+
+void note(Report &report, const std::vector<std::unique_ptr<World>> &worlds, const std::string &more = {})
+{
+    report.commands = 0;
+    report.writes = 0;
+    std::string violation = more;
+    for (const auto &world : worlds) {
+        report.commands += world->ledger().commands();
+        report.writes += world->ledger().writes();
+        violation = violation.empty() ? world->ledger().violation() : violation;
+    }
+    std::snprintf(report.violation, sizeof report.violation, "%s", violation.c_str());
+}
+
+bool areQuiet(const std::vector<std::unique_ptr<World>> &worlds)
+{
+    return std::all_of(worlds.begin(), worlds.end(), [](const auto &world) { return world->isQuiet(); });
+}
+
+void runSteps(Dice &dice, testkit::TestClock &clock, std::vector<std::unique_ptr<World>> &worlds, int steps,
+              Report &report)
+{
+    for (int step = 0; step < steps && report.violation[0] == '\0'; ++step) {
+        World &world = *worlds[static_cast<std::size_t>(dice.below(static_cast<int>(worlds.size())))];
+        world.act();
+        world.check();
+        if (dice.chance(60)) {
+            clock.advance(milliseconds(dice.chance(5) ? dice.between(100, 4000) : dice.between(0, 100)));
+            world.check();
+        }
+        note(report, worlds);
+    }
+}
+
+Report runSeed(quint64 seed, int steps)
+{
+    Report report;
+    Dice dice(seed);
+    testkit::TestClock clock(seed);
+    auto worlds = worldsOf(seed, dice, clock);
+    runSteps(dice, clock, worlds, steps, report);
+    for (const auto &world : worlds) {
+        world->calmDown();
+    }
+    const bool isQuiet = report.violation[0] != '\0' || clock.runUntil([&] { return areQuiet(worlds); }, calmTime);
+    for (const auto &world : worlds) {
+        world->end();
+    }
+    note(report, worlds, isQuiet ? std::string() : "a command does not end though all is well");
+    report.virtualMs =
+        static_cast<unsigned long long>(std::chrono::duration_cast<milliseconds>(clock.elapsed()).count());
+    report.trace = clock.trace();
+    return report;
+}
+
+/** Runs the seed in a process of its own; the pipe brings its report, or nothing when it crashed. */
+Report runInOwnProcess(quint64 seed, int steps)
+{
+    int ends[2];
+    Report report;
+    std::snprintf(report.violation, sizeof report.violation, "the program ended");
+    if (::pipe(ends) != 0) {
+        return report;
+    }
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const Report own = runSeed(seed, steps);
+        std::_Exit(::write(ends[1], &own, sizeof own) == static_cast<ssize_t>(sizeof own) ? 0 : 1);
+    }
+    ::close(ends[1]);
+    Report received;
+    if (child > 0 && ::read(ends[0], &received, sizeof received) == static_cast<ssize_t>(sizeof received)) {
+        report = received;
+    }
+    ::close(ends[0]);
+    ::waitpid(child, nullptr, 0);
+    return report;
+}
+
+struct Totals
+{
+    unsigned long long commands = 0;
+    unsigned long long writes = 0;
+    unsigned long long virtualMs = 0;
+    unsigned long long failed = 0;
+};
+
+void add(Totals &totals, quint64 seed, int steps, const Report &report)
+{
+    totals.commands += report.commands;
+    totals.writes += report.writes;
+    totals.virtualMs += report.virtualMs;
+    if (report.violation[0] != '\0') {
+        ++totals.failed;
+        std::printf("FAILED seed %llu: %s\n  repeat with: --seed %llu --steps %d\n",
+                    static_cast<unsigned long long>(seed), report.violation, static_cast<unsigned long long>(seed),
+                    steps);
+    }
+}
+
+long largestMemoryMiB()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+QCommandLineOption option(const char *name, const char *text, const char *value)
+{
+    return {QString::fromLatin1(name), QString::fromLatin1(text), QStringLiteral("N"), QString::fromLatin1(value)};
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    QCommandLineParser parser;
+    const QCommandLineOption only = option("seed", "Run this seed only.", "");
+    const QCommandLineOption first = option("first", "The first seed.", "0");
+    const QCommandLineOption count = option("count", "How many seeds to run.", "500");
+    const QCommandLineOption stepsOption = option("steps", "Calls and misfortunes of each seed.", "80");
+    const QCommandLineOption traces({QStringLiteral("traces")}, QStringLiteral("Show each seed's trace."));
+    parser.addOptions({only, first, count, stepsOption, traces});
+    if (!parser.parse(arguments)) {
+        std::fprintf(stderr, "%s\n", qPrintable(parser.errorText()));
+        return 2;
+    }
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\nbiz.host*=false"));
+    const QTemporaryDir scratch; // the error log follows the working directory
+    QDir::setCurrent(scratch.path());
+
+    const bool isOne = parser.isSet(only);
+    const quint64 from = parser.value(isOne ? only : first).toULongLong();
+    const quint64 runs = isOne ? 1 : parser.value(count).toULongLong();
+    const int steps = parser.value(stepsOption).toInt();
+    Totals totals;
+    for (quint64 seed = from; seed < from + runs; ++seed) {
+        const Report report = runInOwnProcess(seed, steps);
+        if (parser.isSet(traces)) {
+            std::printf("seed %llu: %016llx\n", static_cast<unsigned long long>(seed), report.trace);
+        }
+        add(totals, seed, steps, report);
+    }
+    QDir::setCurrent(QDir::rootPath());
+    std::printf("%llu seeds, %llu commands, %llu writes, %.1f hours of virtual time, %ld MiB at most\n",
+                static_cast<unsigned long long>(runs), totals.commands, totals.writes,
+                static_cast<double>(totals.virtualMs) / 3'600'000.0, largestMemoryMiB());
+    std::printf("%llu failed\n", totals.failed);
+    return totals.failed == 0 ? 0 : 1;
+}
