@@ -9,6 +9,7 @@
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
 #include <host/device_host.h>
+#include <host/metrics.h>
 
 namespace biz::console {
 
@@ -19,6 +20,8 @@ class DeviceRun : public SessionRun
 
 public:
     DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const RunPlan &plan, QTextStream &err);
+
+    host::HostMetrics metrics() const { return host::metricsOf(m_host); }
 
 protected:
     bool startHost(QString *error) override;

@@ -6,6 +6,7 @@
 
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
+#include <host/metrics.h>
 #include <host/osd_host.h>
 
 namespace biz::console {
@@ -22,6 +23,8 @@ class OsdRun : public SessionRun
 
 public:
     OsdRun(OsdSession session, const OsdRunOptions &options, const RunPlan &plan, QTextStream &err);
+
+    host::HostMetrics metrics() const { return host::metricsOf(m_host); }
 
 protected:
     bool startHost(QString *error) override;

@@ -2,6 +2,7 @@
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/cli/junit_option.h>
+#include <biz_console/cli/metrics_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/osd_run.h>
@@ -36,6 +37,7 @@ void describe(QCommandLineParser &parser)
     addWatchOption(parser);
     addRecordOptions(parser);
     addJunitOption(parser);
+    addMetricsOption(parser);
     addTraceOption(parser);
 }
 
@@ -69,7 +71,10 @@ int runOsd(const QStringList &arguments, const Output &output)
     shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
     addOutputSink(run, parser, output, shown);
+    MetricsFile metrics(parser, output);
+    metrics.start([&run] { return run.metrics(); });
     const int exitCode = execute(run);
+    metrics.finish();
     recording.finish(exitCode);
     junit.finish();
     return exitCode;

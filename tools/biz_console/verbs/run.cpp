@@ -2,6 +2,7 @@
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/cli/junit_option.h>
+#include <biz_console/cli/metrics_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/device_run.h>
@@ -24,6 +25,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     addWatchOption(parser);
     addRecordOptions(parser);
     addJunitOption(parser);
+    addMetricsOption(parser);
     addLogDirOption(parser);
     addTraceOption(parser);
     if (!parse(parser, arguments, output)) {
@@ -36,6 +38,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
+    MetricsFile metrics(parser, output);
     obeyLogDirOption(parser);
 
     DeviceRun run(std::move(session), recording.wrap(std::move(link)), plan, output.err);
@@ -45,7 +48,9 @@ int runDevice(const QStringList &arguments, const Output &output)
     shown.events = !isQuiet(parser);
     shown.progress = shown.events;
     addOutputSink(run, parser, output, shown);
+    metrics.start([&run] { return run.metrics(); });
     const int exitCode = execute(run);
+    metrics.finish();
     recording.finish(exitCode);
     junit.finish();
     return exitCode;

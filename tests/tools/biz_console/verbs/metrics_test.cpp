@@ -1,0 +1,33 @@
+#include <gtest/gtest.h>
+
+#include <tools/support/console_process.h>
+
+using namespace biz::test;
+
+namespace {
+
+using ConsoleMetrics = ConsoleProcess;
+
+TEST_F(ConsoleMetrics, EndOfARunIsInTheFile)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments(session(getVolumeTimes(3)), device.url()) +
+                           QStringList{"--metrics", file("wall.prom")});
+    EXPECT_EQ(console.exitStatus(), 0) << console.errors().toStdString();
+    QFile metrics(file("wall.prom"));
+    ASSERT_TRUE(metrics.open(QIODevice::ReadOnly));
+    const QByteArray text = metrics.readAll();
+    EXPECT_TRUE(text.contains("biz_commands_ended_total{channel=\"device\",outcome=\"answered\"} 3\n"))
+        << text.toStdString();
+}
+
+TEST_F(ConsoleMetrics, FileThatCannotBeWrittenStopsTheRunBeforeItBegins)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(runArguments(session(getVolume), device.url()) +
+                           QStringList{"--metrics", "/nowhere/at/all/wall.prom"});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().contains("--metrics: /nowhere/at/all/wall.prom")) << console.errors().toStdString();
+}
+
+} // namespace
