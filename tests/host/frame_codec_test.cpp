@@ -56,7 +56,7 @@ QByteArray withoutZero(int size)
 QVector<QByteArray> withAZeroSomewhere(const QByteArray &bytes)
 {
     QVector<QByteArray> made;
-    for (const qsizetype at : {qsizetype(0), qsizetype(bytes.size() / 2), qsizetype(bytes.size() - 1)}) {
+    for (const int at : {0, static_cast<int>(bytes.size() / 2), static_cast<int>(bytes.size() - 1)}) {
         made.append(bytes);
         made.last()[at] = '\0';
     }
