@@ -176,7 +176,7 @@ void DeviceWorld::noteWrite(const QByteArray &frame)
 void DeviceWorld::noteEnd(host::Ticket ticket, const host::CommandResult &result, bool isCallback)
 {
     const QScopedValueRollback<bool> inSlot(m_isInSlot, true);
-    const ToldEnd end{ticket, result.outcome, result.supersededBy, result.reply.baData};
+    const ToldEnd end{ticket, result.outcome, result.supersededBy, result.reply.baData, result.reason};
     if (isCallback) {
         m_ledger.toldCallback(end);
     } else {

@@ -115,8 +115,11 @@ void Ledger::toldCallback(const ToldEnd &end)
     Entry &entry = m_entries[end.ticket];
     ++entry.callbacks;
     require(entry.callbacks == 1, end.ticket, "ended twice for its callback");
-    entry.outcome = end.outcome;
+    const bool wasGood = m_violation.empty();
     checkOutcome(end.ticket, entry, end);
+    if (wasGood && !m_violation.empty()) {
+        m_violation += " - " + end.reason.toStdString();
+    }
     entry.isOver = true;
 }
 
@@ -130,7 +133,7 @@ void Ledger::checkOutcome(host::Ticket ticket, const Entry &entry, const ToldEnd
         require(end.reply.startsWith(entry.mark), ticket, "was answered by the reply to another");
         break;
     case Outcome::GaveUp:
-        require(entry.writes > 0 || happenings.wasBusy, ticket, "was given up and never written");
+        require(entry.writes > 0 || threadWasBusy, ticket, "was given up and never written");
         break;
     case Outcome::Cleared:
         require(happenings.clears > before.clears, ticket, "was cleared by nobody");

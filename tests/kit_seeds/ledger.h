@@ -25,8 +25,11 @@ struct Happenings
     int stops = 0;
     int outages = 0;
     bool wasPipelined = false;
-    bool wasBusy = false; ///< the thread of the host had no time for its events
 };
+
+/** The thread of the hosts had no time for its events, whichever of them kept it. Each seed has a process of its own.
+ */
+inline bool threadWasBusy = false;
 
 /** A command's end, as its host tells it. */
 struct ToldEnd
@@ -35,6 +38,7 @@ struct ToldEnd
     host::Outcome outcome = host::Outcome::Stopped;
     host::Ticket supersededBy = 0;
     QByteArray reply; ///< payload
+    QString reason;
 };
 
 /**
@@ -96,7 +100,6 @@ private:
         int callbacks = 0;
         bool isOver = false;
         bool isCancelled = false;
-        host::Outcome outcome = host::Outcome::Stopped;
     };
 
     void require(bool holds, host::Ticket ticket, const char *what);

@@ -156,7 +156,7 @@ void OsdWorld::noteSend(const QHostAddress &device, const QByteArray &datagram)
 void OsdWorld::noteEnd(host::Ticket ticket, const host::OsdCommandResult &result, bool isCallback)
 {
     const QScopedValueRollback<bool> inSlot(m_isInSlot, true);
-    const ToldEnd end{ticket, result.outcome, result.supersededBy, result.reply.baData};
+    const ToldEnd end{ticket, result.outcome, result.supersededBy, result.reply.baData, result.reason};
     if (isCallback) {
         m_ledger.toldCallback(end);
     } else {

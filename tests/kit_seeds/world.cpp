@@ -42,7 +42,7 @@ void World::disturb()
         --m_depth;
     }
     if (m_dice.chance(1)) {
-        m_ledger.happenings.wasBusy = true;
+        threadWasBusy = true;
         std::this_thread::sleep_for(milliseconds(m_dice.between(1, 300)));
     }
 }
