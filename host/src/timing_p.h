@@ -146,10 +146,13 @@ constexpr milliseconds eventLogFarewell{1000};
 constexpr milliseconds pausedInputLookPeriod{100};
 
 /** From the end of the input, or a stop, to the end of serving, at most. */
-constexpr milliseconds servingEndLimit{800};
+constexpr milliseconds servingEndLimit{400};
+
+/** From one look whether all has been told and has left to the next. */
+constexpr milliseconds servingEndLookPeriod{10};
 
 /** Of that, how long the host's loops have for their return. */
-constexpr milliseconds servedHostStopLimit{400};
+constexpr milliseconds servedHostStopLimit{200};
 static_assert(pausedInputLookPeriod + servingEndLimit < seconds{1}, "no server outlives its client by a second");
 static_assert(servedHostStopLimit > biz::timing::sendPassPeriod + biz::timing::resendDelay,
               "a loop that is in a resend must be able to return");

@@ -91,6 +91,7 @@ BIZ_LIES_AT(CommandOptions, urgent, 16, 32);
 BIZ_LIES_AT(CommandOptions, id, 24, 40);
 BIZ_HAS_SIZE(CommandOptions, 32, 64);
 
+
 BIZ_HAS_TYPE(LinkStatus::state, LinkState);
 BIZ_HAS_TYPE(LinkStatus::since, QDateTime);
 BIZ_HAS_TYPE(LinkStatus::attempts, int);
@@ -252,7 +253,12 @@ static_assert(static_cast<int>(Error::None) == 0 && static_cast<int>(Error::Chan
                   static_cast<int>(Error::UnknownModel) == 8 && static_cast<int>(Error::InvalidUrl) == 9 &&
                   static_cast<int>(Error::InvalidAddress) == 10 && static_cast<int>(Error::CannotEncode) == 11 &&
                   static_cast<int>(Error::CannotBind) == 12 && static_cast<int>(Error::LinkCannotOpen) == 13 &&
-                  static_cast<int>(Error::LinkClosed) == 14 && static_cast<int>(Error::LinkSilent) == 15,
+                  static_cast<int>(Error::LinkClosed) == 14 && static_cast<int>(Error::LinkSilent) == 15 &&
+                  static_cast<int>(Error::InvalidName) == 16 && static_cast<int>(Error::NameTaken) == 17 &&
+                  static_cast<int>(Error::UnknownDevice) == 18 && static_cast<int>(Error::TooManyPending) == 19 &&
+                  static_cast<int>(Error::CannotMakeFolder) == 20 && static_cast<int>(Error::FolderTaken) == 21 &&
+                  static_cast<int>(Error::WorkerCannotStart) == 22 && static_cast<int>(Error::WorkerEnded) == 23 &&
+                  static_cast<int>(Error::WorkerSilent) == 24,
               "applications hold the numbers");
 static_assert(static_cast<int>(LinkState::Closed) == 0 && static_cast<int>(LinkState::Connecting) == 1 &&
                   static_cast<int>(LinkState::Up) == 2 && static_cast<int>(LinkState::Lost) == 3,

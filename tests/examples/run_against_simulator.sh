@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# run_against_simulator.sh SIMULATOR OPTION... -- PROGRAM
-# Runs PROGRAM against a simulator with these options, in a scratch folder. PROGRAM gets what
+# run_against_simulator.sh SIMULATOR OPTION... -- PROGRAM [ARGUMENT...]
+# Runs PROGRAM against a simulator with these options, in a scratch folder. PROGRAM gets, last, what
 # the simulator listens on: the URL of a device, or first address, number and port of OSD devices.
 set -euo pipefail
 
@@ -10,7 +10,8 @@ while [ "$1" != -- ]; do
     simulator+=("$1")
     shift
 done
-program=$2
+shift
+program=("$@")
 
 scratch=$(mktemp -d)
 simulator_id=
@@ -37,5 +38,5 @@ udp://*) arguments=("${where#udp://}" $((${last##*.} - ${where##*.} + 1)) "$port
     ;;
 esac
 status=0
-timeout 20 "$program" "${arguments[@]}" || status=$?
+timeout 20 "${program[@]}" "${arguments[@]}" || status=$?
 [ "$status" -eq 0 ] || echo "exit status $status"

@@ -18,6 +18,7 @@ constexpr Verb verbs[] = {
     {"run", "SESSION.json --device URL", "plays a session against one device", runDevice},
     {"send", "--device URL HEAD", "gives one command and tells what became of it", runSend},
     {"osd", "SESSION.json", "plays a session against many OSD devices at once", runOsd},
+    {"serve", "--device URL", "takes commands as JSON lines, for other programs", runServe},
     {"replay", "FILE", "plays a recording again and compares", runReplay},
     {"show", "FILE", "prints a recording, --json output or a log", runShow},
     {"report", "FILE...", "makes a page that shows what happened", runReport},

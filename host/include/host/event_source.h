@@ -41,6 +41,9 @@ public:
     /** The two lines that a new reader is given first. */
     QByteArray headLines() const;
 
+    /** The event with the time that it is now. */
+    Event timed(Event event) const;
+
 Q_SIGNALS:
     void happened(const biz::host::Event &event);
 
@@ -49,8 +52,6 @@ protected:
     void tell(Event event);
 
 private:
-    Event timed(Event event) const;
-
     QElapsedTimer m_sinceStart;
     qint64 m_startUtcMs;
 };

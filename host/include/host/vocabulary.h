@@ -53,6 +53,15 @@ enum class Error {
     LinkCannotOpen,    ///< the attempt to open the link failed
     LinkClosed,        ///< the other side, or the system, closed the link
     LinkSilent,        ///< the other side has stopped to acknowledge what is sent
+    InvalidName,       ///< no device can have this name
+    NameTaken,         ///< a device of this name is there already
+    UnknownDevice,     ///< there is no device of this name
+    TooManyPending,    ///< as many commands are pending as may be
+    CannotMakeFolder,  ///< a device's folder cannot be made
+    FolderTaken,       ///< another process works in the device's folder
+    WorkerCannotStart, ///< the program of a device's worker cannot be run
+    WorkerEnded,       ///< a device's worker has ended unasked
+    WorkerSilent,      ///< a device's worker did not answer, and was killed
 };
 Q_ENUM_NS(Error)
 
@@ -78,14 +87,15 @@ enum class EventKind {
     Start,   ///< first line of a file, or to a new reader: what is told of
     State,   ///< after it: how things stand
     Lost,    ///< so many lines could not be written
-    Summary, ///< last line of a run of the console
+    Summary, ///< last line of a run of the console, and of serving
 
     // Of the way to the devices.
     Opened,           ///< commands can leave
     LinkStateChanged, ///< `link` tells the new state
     Refused,          ///< received bytes were no reply
     Failed,           ///< sending or receiving failed, and the host goes on
-    Problem,          ///< a run of the console ends early
+    Problem,          ///< a run of the console, or serving, ends early
+    Error,            ///< what a client asked for is refused; nothing else has changed
 
     // Of a command.
     Given,     ///< it was handed to the host

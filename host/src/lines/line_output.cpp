@@ -75,7 +75,6 @@ void LineOutput::push()
     }
 }
 
-/** Also true where a write will tell what is wrong. */
 bool LineOutput::hasRoom() const
 {
     constexpr int atOnce = 0;

@@ -32,6 +32,9 @@ public:
     /** Whether all lines have left this process. */
     bool hasLeft() const { return held() == 0; }
 
+    /** Whether a short line would leave now; also true where a write will tell what is wrong. */
+    bool hasRoom() const;
+
     bool isFull() const { return held() >= fullAt; }
     bool isOverfull() const { return held() >= overfullAt; }
 
@@ -47,7 +50,6 @@ private:
     qint64 held() const { return m_held.size() - m_begin; }
     void push();
     void onWritable();
-    bool hasRoom() const;
     qint64 writeSome(const char *bytes, qint64 size) const;
 
     const int m_descriptor;

@@ -10,26 +10,38 @@
 
 namespace biz::host {
 
-/** The clients' names of commands, and their tickets, until some time after the end. */
+/** The client's names of its commands, until some time after the end: an id names one command. */
 class RequestIds
 {
 public:
-    /** Ids of so many commands that have ended are remembered: they name late replies, and are not used again. */
+    /** Ids of so many commands that have ended are remembered. */
     static constexpr int rememberedEnds = 10'000;
 
-    bool isUsed(const QString &id) const { return m_tickets.contains(id); }
+    /** So many commands may be pending, with so many bytes of payload together. */
+    static constexpr int mostPending = 10'000;
+    static constexpr qint64 mostPendingBytes = 16 * 1024 * 1024;
 
-    void add(const QString &id, Ticket ticket)
+    bool isUsed(const QString &id) const { return m_tickets.contains(id); }
+    bool hasRoomFor(qint64 bytes) const
+    {
+        return m_pending.size() < mostPending && m_pendingBytes + bytes <= mostPendingBytes;
+    }
+    bool hasPending() const { return !m_pending.isEmpty(); }
+
+    void add(const QString &id, Ticket ticket, qint64 bytes)
     {
         m_tickets.insert(id, ticket);
-        m_ids.insert(ticket, id);
+        m_pending.insert(ticket, {id, bytes});
+        m_pendingBytes += bytes;
     }
 
     void noteEnd(Ticket ticket)
     {
-        m_ended.push_back(ticket);
+        const Pending ended = m_pending.take(ticket);
+        m_pendingBytes -= ended.bytes;
+        m_ended.push_back(ended.id);
         if (m_ended.size() > rememberedEnds) {
-            m_tickets.remove(m_ids.take(m_ended.front()));
+            m_tickets.remove(m_ended.front());
             m_ended.pop_front();
         }
     }
@@ -37,13 +49,17 @@ public:
     /** 0: there is no such command. */
     Ticket ticketOf(const QString &id) const { return m_tickets.value(id); }
 
-    /** Empty: there is no such command. */
-    QString idOf(Ticket ticket) const { return m_ids.value(ticket); }
-
 private:
+    struct Pending
+    {
+        QString id;
+        qint64 bytes = 0;
+    };
+
     QHash<QString, Ticket> m_tickets;
-    QHash<Ticket, QString> m_ids;
-    std::deque<Ticket> m_ended;
+    QHash<Ticket, Pending> m_pending;
+    qint64 m_pendingBytes = 0;
+    std::deque<QString> m_ended;
 };
 
 } // namespace biz::host

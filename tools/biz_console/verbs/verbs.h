@@ -20,6 +20,7 @@ int runDevice(const QStringList &arguments, const Output &output);
 int runSend(const QStringList &arguments, const Output &output);
 int runOsd(const QStringList &arguments, const Output &output);
 int runShow(const QStringList &arguments, const Output &output);
+int runServe(const QStringList &arguments, const Output &output);
 int runLog(const QStringList &arguments, const Output &output);
 int runReplay(const QStringList &arguments, const Output &output);
 int runCheck(const QStringList &arguments, const Output &output);

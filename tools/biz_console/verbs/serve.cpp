@@ -1,0 +1,157 @@
+#include <biz_console/verbs/verbs.h>
+
+#include <biz_console/cli/command_line.h>
+#include <biz_console/cli/run_options.h>
+#include <biz_console/replies/checked_reply.h>
+#include <biz_console/session/session.h>
+#include <common/errors.h>
+#include <common/stop_signals.h>
+#include <host/device_host.h>
+#include <host/osd_host.h>
+#include <host/serve.h>
+
+namespace biz::console {
+
+namespace {
+
+QString osdOption()
+{
+    return QStringLiteral("osd");
+}
+
+QString modelOption()
+{
+    return QStringLiteral("model");
+}
+
+QString waitOption()
+{
+    return QStringLiteral("wait");
+}
+
+QString settleOption()
+{
+    return QStringLiteral("settle");
+}
+
+QString pipelinedOption()
+{
+    return QStringLiteral("pipelined");
+}
+
+QString holdOption()
+{
+    return QStringLiteral("hold");
+}
+
+void describe(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(QStringLiteral(
+        "Takes commands as JSON lines on standard input, for one device, or for OSD devices with --osd, and prints\n"
+        "what becomes of them as JSON lines. Ends with its input, within a second.\n"
+        "Exit status: 0 the input has ended, or asked for it, 2 bad usage, 3 the host could not be started."));
+    parser.addPositionalArgument(QString(), QString(), QStringLiteral("serve"));
+    addDeviceOption(parser);
+    parser.addOption({modelOption(),
+                      QStringLiteral("The model whose rules judge the replies, such as A2; every reply is accepted by "
+                                     "default."),
+                      QStringLiteral("model")});
+    parser.addOption({waitOption(),
+                      QStringLiteral("The wait of commands that name none; %1 by default, %2 for OSD devices.")
+                          .arg(defaultDeviceWaitMs)
+                          .arg(host::OsdHost::defaultWaitMs),
+                      QStringLiteral("ms")});
+    parser.addOption({settleOption(), QStringLiteral("Quiet time between a reply and the next command; 0 by default."),
+                      QStringLiteral("ms")});
+    parser.addOption({pipelinedOption(), QStringLiteral("Sends without waiting for replies, and never again.")});
+    parser.addOption(
+        {holdOption(), QStringLiteral("Commands wait while the link is down; by default they end as unreachable.")});
+    parser.addOption({osdOption(), QStringLiteral("Serves OSD devices: each command names its own.")});
+    addOsdOptions(parser, QString::number(host::OsdHost::defaultPort));
+    addLogDirOption(parser);
+    addTraceOption(parser);
+}
+
+/** A misplaced option would silently do nothing. */
+void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QString> options, const char *why)
+{
+    for (const QString &option : options) {
+        if (parser.isSet(option)) {
+            throw tools::UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
+        }
+    }
+}
+
+void require(bool isTaken, const QString &problem)
+{
+    if (!isTaken) {
+        throw tools::UsageError(problem);
+    }
+}
+
+template<typename Host>
+void setWait(Host &host, const QCommandLineParser &parser)
+{
+    if (parser.isSet(waitOption())) {
+        require(host.setDefaultWaitTime(numberOf(parser, waitOption(), 1, maxWaitMs)), host.errorString());
+    }
+}
+
+/** Serves until the input ends or a signal asks for the end. */
+template<typename Host>
+int serve(Host &host, const QCommandLineParser &parser)
+{
+    setWait(host, parser);
+    obeyTraceOption(parser);
+    const tools::StopSignals signalsToStop;
+    QObject::connect(&signalsToStop, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
+                     &QCoreApplication::quit);
+    return host::serve(host) == 0 ? AsExpected : LinkFailed;
+}
+
+int serveDevice(const QCommandLineParser &parser)
+{
+    refuseOptions(parser, {QStringLiteral("port"), QStringLiteral("bind")}, "is for OSD devices, with --osd");
+    host::DeviceHost host;
+    require(host.setLink(deviceLink(parser)), host.errorString());
+    if (parser.isSet(modelOption())) {
+        host.setDeviceType(modelNamed(parser.value(modelOption())).deviceType);
+    }
+    if (parser.isSet(settleOption())) {
+        require(host.setSettleTime(numberOf(parser, settleOption(), 0, maxWaitMs)), host.errorString());
+    }
+    host.setPipelined(parser.isSet(pipelinedOption()));
+    host.setWhileDown(parser.isSet(holdOption()) ? host::WhileDown::Hold : host::WhileDown::FailFast);
+    obeyLogDirOption(parser);
+    return serve(host, parser);
+}
+
+int serveOsdDevices(const QCommandLineParser &parser)
+{
+    refuseOptions(parser,
+                  {QStringLiteral("device"), modelOption(), settleOption(), pipelinedOption(), holdOption(),
+                   QStringLiteral("log-dir")},
+                  "is not for OSD devices");
+    host::OsdHost host;
+    require(host.setPort(osdPort(parser, host::OsdHost::defaultPort)), host.errorString());
+    const QString local = osdLocalAddress(parser);
+    require(local.isEmpty() || host.setLocalAddress(local), host.errorString());
+    return serve(host, parser);
+}
+
+} // namespace
+
+int runServe(const QStringList &arguments, const Output &output)
+{
+    QCommandLineParser parser;
+    describe(parser);
+    if (!parse(parser, arguments, output)) {
+        return AsExpected;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+    }
+    return parser.isSet(osdOption()) ? serveOsdDevices(parser) : serveDevice(parser);
+}
+
+} // namespace biz::console
