@@ -142,20 +142,45 @@ constexpr milliseconds eventLogFarewell{1000};
 
 // --- Serving a client --------------------------------------------------------------------
 
+/** From one look whether all has been told and has left to the next. */
+constexpr milliseconds servingEndLookPeriod{10};
+
 /** From one look for the end of an input that is not being read to the next. */
 constexpr milliseconds pausedInputLookPeriod{100};
 
 /** From the end of the input, or a stop, to the end of serving, at most. */
 constexpr milliseconds servingEndLimit{400};
 
-/** From one look whether all has been told and has left to the next. */
-constexpr milliseconds servingEndLookPeriod{10};
-
 /** Of that, how long the host's loops have for their return. */
 constexpr milliseconds servedHostStopLimit{200};
 static_assert(pausedInputLookPeriod + servingEndLimit < seconds{1}, "no server outlives its client by a second");
 static_assert(servedHostStopLimit > biz::timing::sendPassPeriod + biz::timing::resendDelay,
               "a loop that is in a resend must be able to return");
+
+// --- Worker processes ----------------------------------------------------------------------
+
+/** From the end of a worker to the start of the next, at first: it may have been one mishap. */
+constexpr milliseconds firstWorkerPause{100};
+static_assert(firstWorkerPause < seconds{1}, "a worker is started again within a second");
+
+/** The same of one that keeps ending: it costs next to nothing then. */
+constexpr milliseconds longestWorkerPause{30'000};
+
+/** Who has run for so long and ends then does not keep ending. */
+constexpr milliseconds workerCountsAsSteady{5'000};
+
+/** From one look at a folder that another process holds to the next. */
+constexpr milliseconds workerLockLookPeriod{100};
+
+/** How long a worker may take to begin to serve: hundreds are started together. */
+constexpr milliseconds workerStartLimit{30'000};
+
+/** How long a worker may take to end when it is asked to, before it is killed. */
+constexpr milliseconds workerEndLimit{900};
+static_assert(servingEndLimit < workerEndLimit && workerEndLimit < seconds{1}, "a server ends in time by itself");
+
+/** How long the end of a killed process is waited for. */
+constexpr milliseconds killedWorkerGrace{1000};
 
 } // namespace biz::host::timing
 

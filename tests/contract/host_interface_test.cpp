@@ -6,6 +6,7 @@
 #include <host/command_result.h>
 #include <host/counters.h>
 #include <host/datagram_transport.h>
+#include <host/device_fleet.h>
 #include <host/device_host.h>
 #include <host/device_link.h>
 #include <host/event.h>
@@ -91,6 +92,15 @@ BIZ_LIES_AT(CommandOptions, urgent, 16, 32);
 BIZ_LIES_AT(CommandOptions, id, 24, 40);
 BIZ_HAS_SIZE(CommandOptions, 32, 64);
 
+BIZ_HAS_TYPE(DeviceSettings::link, QUrl);
+BIZ_HAS_TYPE(DeviceSettings::model, QString);
+BIZ_HAS_TYPE(DeviceSettings::defaultWaitMs, int);
+BIZ_HAS_TYPE(DeviceSettings::settleMs, int);
+BIZ_HAS_TYPE(DeviceSettings::pipelined, bool);
+BIZ_HAS_TYPE(DeviceSettings::whileDown, WhileDown);
+BIZ_HAS_TYPE(DeviceSettings::program, QString);
+BIZ_HAS_TYPE(DeviceSettings::arguments, QStringList);
+BIZ_HAS_TYPE(DeviceSettings::heartbeatMs, int);
 
 BIZ_HAS_TYPE(LinkStatus::state, LinkState);
 BIZ_HAS_TYPE(LinkStatus::since, QDateTime);

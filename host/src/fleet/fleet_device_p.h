@@ -1,0 +1,118 @@
+#ifndef BIZ_HOST_FLEET_DEVICE_P_H
+#define BIZ_HOST_FLEET_DEVICE_P_H
+
+#include <deque>
+#include <map>
+#include <mutex>
+
+#include <QtCore/QHash>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+#include <commands/command_history_p.h>
+#include <commands/statistics_p.h>
+#include <fleet/fleet_tap_p.h>
+#include <fleet/worker_line_p.h>
+#include <fleet/worker_p.h>
+#include <host/device_fleet.h>
+#include <loops/host_signals_p.h>
+
+namespace biz::host {
+
+/** One device of a fleet: its worker, and its commands from their enqueuing to their ends. */
+class FleetDevice : public QObject
+{
+public:
+    using Signals = HostSignals<DeviceFleet>;
+
+    FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
+                FleetTaps *taps);
+
+    void start();
+    Worker &worker() { return m_worker; }
+    const Worker &worker() const { return m_worker; }
+
+    bool hasRoomFor(const model_Protocoldata &command) const;
+    void enqueue(Ticket ticket, const model_Protocoldata &command, const CommandOptions &options);
+    bool cancel(Ticket ticket);
+    void clear();
+
+    /** Ends every command as `Stopped`, and the worker. */
+    void remove();
+
+    bool holds(Ticket ticket) const { return m_commands.count(ticket) != 0; }
+    int pending() const { return static_cast<int>(m_commands.size()); }
+    const LinkStatus &linkStatus() const { return m_link; }
+
+    /** On any thread. */
+    Counters counters() const;
+
+private:
+    struct Command
+    {
+        model_Protocoldata record;
+        CommandOptions options;
+        CommandHistory history;
+        bool isGiven = false; ///< to the worker
+        bool isEndAskedFor = false;
+        int attempts = 0;        ///< that the worker has told, each before it was written
+        Ticket supersededBy = 0; ///< the next one with its replace key
+    };
+    using Commands = std::map<Ticket, Command>;
+
+    void giveHeld();
+    void give(Ticket ticket, Command &command);
+    void askForEnd(Command &command, const QByteArray &line);
+    std::deque<Ticket> &laneOf(const Command &command) { return command.options.urgent ? m_heldUrgent : m_held; }
+
+    void onLine(const QByteArray &text);
+    void onWritten(const WorkerLine &line);
+    void onReply(const WorkerLine &line);
+    void onRejected(const WorkerLine &line);
+    void onRefused(const Event &event);
+    void onError(const WorkerLine &line);
+    void onEnd(Ticket ticket, const Event &event, Outcome outcome);
+    void onCounters(const Counters &ofWorker);
+    void onAway(Error error, const QString &reason);
+
+    void endGiven();
+    void endHeld(Outcome outcome, const QString &reason);
+    void endByFleet(Commands::iterator command, Outcome outcome, const QString &reason);
+    void end(Commands::iterator command, CommandResult result);
+    bool isFailingFast() const;
+    void enterLinkState(LinkStatus status);
+
+    void tellTaps(Event event, Ticket ticket) const;
+    void tellGiven(Ticket ticket, const Command &command) const;
+    void tellEnd(Ticket ticket, const Command &command, const CommandResult &result) const;
+
+    template<typename Change>
+    void count(const Change &change)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        change(m_statistics);
+    }
+
+    const QString m_name;
+    const WhileDown m_whileDown;
+    Signals *const m_signals;
+    FleetTaps *const m_taps;
+    LinkStatus m_link;
+
+    Commands m_commands;
+    qint64 m_payload = 0;            ///< of all of them, in bytes
+    std::deque<Ticket> m_heldUrgent; ///< until the worker takes them; some may have ended
+    std::deque<Ticket> m_held;
+    QHash<QString, Ticket> m_newestWithKey;
+
+    mutable std::mutex m_mutex; ///< for the statistics
+    Statistics m_statistics;
+    Counters m_ofFormerWorkers;
+    Counters m_ofWorker; ///< as it told last
+
+    Worker m_worker; ///< last, so that it goes first
+};
+
+} // namespace biz::host
+
+#endif

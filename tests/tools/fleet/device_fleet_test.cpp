@@ -1,0 +1,311 @@
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <host/event_log.h>
+
+#include "fleet_fixture.h"
+
+using namespace biz::host;
+using namespace biz::test;
+
+namespace {
+
+class Fleet : public FleetFixture
+{
+protected:
+    /** Why an enqueue is refused. */
+    Error refusalOf(const QString &name, const QByteArray &payload = {})
+    {
+        return fleet->enqueue(name, makeCommand(0x68, 0x12, payload)) == 0 ? fleet->error() : Error::None;
+    }
+
+    Error refusalOfAdd(const QString &name, const DeviceSettings &settings)
+    {
+        return fleet->add(name, settings) ? Error::None : fleet->error();
+    }
+
+    /** A worker that never begins to serve. */
+    static DeviceSettings silentWorker()
+    {
+        DeviceSettings settings;
+        settings.program = "/bin/sleep";
+        settings.arguments = QStringList{"60"};
+        return settings;
+    }
+
+    static DeviceSettings onLoopback()
+    {
+        DeviceSettings settings;
+        settings.link = QUrl("tcp://127.0.0.1:1");
+        return settings;
+    }
+};
+
+} // namespace
+
+TEST_F(Fleet, EachCommandReachesItsDeviceAndEndsWithItsReply)
+{
+    addDevice("hall", [](FakeDevice &self, model_Protocoldata command) {
+        command.baData = "from the hall";
+        self.send(command);
+    });
+    addDevice("yard");
+    const Ticket inHall = give("hall");
+    const Ticket inYard = give("yard");
+    ASSERT_TRUE(waitForEnd(inHall) && waitForEnd(inYard));
+    EXPECT_EQ(outcomeOf(inHall), "answered");
+    EXPECT_EQ(endOf(inHall).reply.baData, "from the hall");
+    EXPECT_EQ(endOf(inHall).attempts, 1);
+    EXPECT_GE(endOf(inHall).roundTripMs, 0.0);
+    EXPECT_FALSE(endOf(inHall).history.isEmpty());
+    EXPECT_EQ(endOf(inYard).reply.baData, "payload");
+}
+
+TEST_F(Fleet, CommandsWaitForTheirWorker)
+{
+    devices["hall"] = std::make_unique<FakeDevice>(FakeDevice::echo);
+    DeviceSettings settings;
+    settings.link = QUrl(devices["hall"]->url());
+    ASSERT_TRUE(fleet->add("hall", settings));
+    const Ticket ticket = give("hall");
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+}
+
+TEST_F(Fleet, ALinkIsConnectingBeforeItIsUp)
+{
+    addDevice("hall");
+    ASSERT_TRUE(waitFor([this] { return links["hall"].back().state == LinkState::Up; }));
+    EXPECT_EQ(links["hall"].front().state, LinkState::Connecting);
+}
+
+TEST_F(Fleet, SentIsToldWithTheCommand)
+{
+    QString told;
+    QObject::connect(fleet.get(), &DeviceFleet::sent, fleet.get(),
+                     [&told](const QString &name, Ticket, int attempt, const model_Protocoldata &command) {
+                         told = name + QString::number(attempt) + QString::fromLatin1(command.baData);
+                     });
+    addDevice("hall");
+    ASSERT_TRUE(waitForEnd(give("hall")));
+    EXPECT_EQ(told, "hall1payload");
+}
+
+TEST_F(Fleet, ARejectedReplyIsToldAndInTheLogOfItsDevice)
+{
+    QString broken;
+    QObject::connect(fleet.get(), &DeviceFleet::rejected, fleet.get(),
+                     [&broken](const QString &, Ticket, const model_Protocoldata &, const ReplyJudgement &judgement) {
+                         broken = judgement.broken;
+                     });
+    DeviceSettings settings;
+    settings.model = "A2";
+    addDevice("hall", FakeDevice::answerShort, settings);
+    model_Protocoldata command = makeCommand(0xF1, 0x05);
+    command.iWaitTime = 100;
+    const Ticket ticket = fleet->enqueue("hall", command);
+    given.insert(ticket);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_TRUE(broken.contains("129")) << broken.toStdString();
+    EXPECT_FALSE(QDir(folder.path("fleet/hall/Errorlog")).entryList(QDir::Files).isEmpty());
+    EXPECT_EQ(fleet->counters("hall").rejected, 2U); // to the command and to its resend
+}
+
+TEST_F(Fleet, ACommandIsCancelledWhetherItsWorkerHasItOrNot)
+{
+    addDevice("hall", FakeDevice::stayAway);
+    const Ticket given1 = give("hall");
+    EXPECT_TRUE(fleet->cancel(given1));
+    ASSERT_TRUE(waitForEnd(given1));
+    EXPECT_EQ(outcomeOf(given1), "cancelled");
+    EXPECT_FALSE(fleet->cancel(given1));
+
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    const Ticket held = give("slow");
+    EXPECT_TRUE(fleet->cancel(held));
+    ASSERT_TRUE(waitForEnd(held));
+    EXPECT_EQ(outcomeOf(held), "cancelled");
+    EXPECT_EQ(endOf(held).attempts, 0);
+}
+
+TEST_F(Fleet, AClearEndsWhatIsPending)
+{
+    addDevice("hall", FakeDevice::stayAway);
+    const Ticket first = give("hall");
+    const Ticket second = give("hall");
+    EXPECT_TRUE(fleet->clear("hall"));
+    ASSERT_TRUE(waitForEnd(first) && waitForEnd(second));
+    EXPECT_EQ(outcomeOf(first), "cleared");
+    EXPECT_EQ(outcomeOf(second), "cleared");
+}
+
+TEST_F(Fleet, ASupersededCommandNamesTheOneThatTookItsPlace)
+{
+    addDevice("hall", FakeDevice::stayAway);
+    CommandOptions options;
+    options.replaceKey = "brightness";
+    give("hall");
+    const Ticket old = give("hall", 20000, options);
+    const Ticket latest = give("hall", 20000, options);
+    ASSERT_TRUE(waitForEnd(old));
+    EXPECT_EQ(outcomeOf(old), "superseded");
+    EXPECT_EQ(endOf(old).supersededBy, latest);
+}
+
+TEST_F(Fleet, ACommandExpiresWhileItsWorkerIsNotThereYet)
+{
+    devices["hall"] = std::make_unique<FakeDevice>(FakeDevice::echo);
+    DeviceSettings settings;
+    settings.link = QUrl(devices["hall"]->url());
+    ASSERT_TRUE(fleet->add("hall", settings));
+    CommandOptions options;
+    options.validFor = std::chrono::milliseconds(1);
+    const Ticket ticket = give("hall", 20000, options);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "expired");
+    EXPECT_EQ(devices["hall"]->commands(), 0);
+}
+
+TEST_F(Fleet, CountersAddUp)
+{
+    addDevice("hall");
+    ASSERT_TRUE(waitForEnd(give("hall")));
+    ASSERT_TRUE(waitForEnd(give("hall")));
+    const Counters totals = fleet->counters("hall");
+    EXPECT_EQ(totals.enqueued, 2U);
+    EXPECT_EQ(totals.answered, 2U);
+    EXPECT_EQ(totals.sent, 2U);
+    EXPECT_EQ(totals.queueLength, 0);
+    EXPECT_GE(totals.roundTripMedianMs, 0.0);
+}
+
+TEST_F(Fleet, AnEventLogHasTheEventsOfAllDevicesByTheirNames)
+{
+    const QString path = folder.path("events.jsonl");
+    EventLog log(eventsOf(fleet.get()));
+    log.writeTo(EventFile(path));
+    addDevice("hall");
+    addDevice("yard");
+    CommandOptions options;
+    options.id = "greeting";
+    const Ticket ticket = give("yard", 20000, options);
+    ASSERT_TRUE(waitForEnd(ticket));
+    ASSERT_TRUE(log.flush(patienceMs));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QStringList told;
+    while (!file.atEnd()) {
+        const QJsonObject event = QJsonDocument::fromJson(file.readLine()).object();
+        if (event["id"] == "greeting") {
+            EXPECT_EQ(event["device"], "yard");
+            EXPECT_EQ(event["ticket"].toInt(), static_cast<int>(ticket));
+            told.append(event["event"].toString());
+        }
+    }
+    EXPECT_EQ(told, (QStringList{"given", "writing", "sent", "answered"}));
+}
+
+// --- What is refused ------------------------------------------------------------------------
+
+TEST_F(Fleet, ANameThatIsNoNameOfAFolderIsRefused)
+{
+    for (const char *name : {"", ".", "..", ".hidden", "a/b", "a b", "-x"}) {
+        EXPECT_EQ(refusalOfAdd(name, onLoopback()), Error::InvalidName) << name;
+    }
+    EXPECT_EQ(refusalOfAdd(QString(DeviceFleet::longestName + 1, 'a'), onLoopback()), Error::InvalidName);
+    EXPECT_EQ(refusalOfAdd(QString(DeviceFleet::longestName, 'a'), onLoopback()), Error::None);
+}
+
+TEST_F(Fleet, ADeviceThatCannotBeIsRefused)
+{
+    EXPECT_EQ(refusalOfAdd("hall", onLoopback()), Error::None);
+    EXPECT_EQ(refusalOfAdd("hall", onLoopback()), Error::NameTaken);
+    EXPECT_EQ(refusalOfAdd("yard", DeviceSettings()), Error::InvalidUrl);
+    DeviceSettings settings = onLoopback();
+    settings.model = "A9";
+    EXPECT_EQ(refusalOfAdd("yard", settings), Error::UnknownModel);
+    settings = onLoopback();
+    settings.defaultWaitMs = 0;
+    EXPECT_EQ(refusalOfAdd("yard", settings), Error::OutOfRange);
+}
+
+TEST_F(Fleet, ACommandForAnUnknownDeviceIsRefused)
+{
+    EXPECT_EQ(refusalOf("nowhere"), Error::UnknownDevice);
+    EXPECT_FALSE(fleet->remove("nowhere"));
+}
+
+TEST_F(Fleet, TheMostPendingCommandsAreTakenAndNoMore)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    for (int number = 0; number < DeviceFleet::mostPending; ++number) {
+        give("slow");
+    }
+    EXPECT_EQ(refusalOf("slow"), Error::TooManyPending);
+    fleet->clear("slow");
+    give("slow");
+}
+
+TEST_F(Fleet, PendingPayloadIsBounded)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    const QByteArray payload(65535, 'x');
+    int taken = 0;
+    while (const Ticket ticket = fleet->enqueue("slow", makeCommand(0x68, 0x12, payload))) {
+        given.insert(ticket);
+        ++taken;
+    }
+    EXPECT_EQ(taken, DeviceFleet::mostPendingBytes / payload.size());
+    EXPECT_EQ(fleet->error(), Error::TooManyPending);
+}
+
+// --- Removing and ending --------------------------------------------------------------------
+
+TEST_F(Fleet, ARemovedDevicesCommandsAreStoppedAndItsWorkerEnds)
+{
+    addDevice("hall", FakeDevice::stayAway);
+    const qint64 worker = fleet->workerProcessId("hall");
+    const Ticket ticket = give("hall");
+    EXPECT_TRUE(fleet->remove("hall"));
+    EXPECT_TRUE(fleet->names().isEmpty());
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "stopped");
+    EXPECT_TRUE(waitFor([worker] { return !isRunning(worker); }, 1000));
+}
+
+TEST_F(Fleet, ANameCanBeAddedAgainAtOnce)
+{
+    addDevice("hall");
+    EXPECT_TRUE(fleet->remove("hall"));
+    addDevice("hall");
+    const Ticket ticket = give("hall");
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+}
+
+TEST_F(Fleet, AllWorkersHaveEndedWhenTheFleetIsGone)
+{
+    addDevice("hall");
+    addDevice("yard");
+    const qint64 workers[] = {fleet->workerProcessId("hall"), fleet->workerProcessId("yard")};
+    kill("yard", SIGSTOP); // which cannot end when it is asked to
+    fleet.reset();
+    EXPECT_FALSE(isRunning(workers[0]));
+    EXPECT_FALSE(isRunning(workers[1]));
+}
+
+TEST_F(Fleet, AFolderHasOneWorkerAtMost)
+{
+    addDevice("hall");
+    DeviceFleet second(folder.path("fleet"));
+    DeviceSettings settings;
+    settings.link = QUrl(devices["hall"]->url());
+    ASSERT_TRUE(second.add("hall", settings));
+    ASSERT_TRUE(waitFor([&] { return second.linkStatus("hall").state == LinkState::Lost; }));
+    EXPECT_EQ(second.linkStatus("hall").error, Error::FolderTaken);
+    EXPECT_EQ(second.workerProcessId("hall"), 0);
+
+    fleet->remove("hall");
+    EXPECT_TRUE(waitFor([&] { return second.linkStatus("hall").state == LinkState::Up; }));
+}
