@@ -55,7 +55,7 @@ expect_finding "$law" host/src/osd/osd_loops.cpp '#include <device/device_loops_
 expect_finding "$law" host/src/device/device_loops.cpp '#include <osd/osd_loops_p.h>'
 expect_finding "$law" tools/common/hex.cpp '#include <biz_console/output/closing_lines.h>'
 expect_finding "$law" examples/quick_start/main.cpp '#include <biz_cmdswork/biz_cmdswork.h>'
-expect_finding "$law" tests/host/wait_for.h '#include "device/fake_link.h"'
+expect_finding "$law" tests/host/support/wait_for.h '#include <host/device/fake_link.h>'
 expect_finding 'private to its tree' tools/biz_console/main.cpp '#include <biz_cmdswork/resend_p.h>'
 expect_finding 'has no line in' host/src/attic/old_p.h '#include <memory>'
 expect_finding 'no room of an earlier line' scripts/lib/rooms.txt 'tests/unit/reply_rules tests/unit/nothing'

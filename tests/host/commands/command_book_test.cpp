@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <commands/command_book_p.h>
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <osd/osd_watch_p.h>
 #include <timing_p.h>
 

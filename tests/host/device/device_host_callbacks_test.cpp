@@ -3,7 +3,7 @@
 #include <QtCore/QThread>
 
 #include "device_host_fixture.h"
-#include <host/thread_sanitizer.h>
+#include <host/support/thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -9,7 +9,7 @@
 
 #include "device_host_recorder.h"
 #include "fake_link.h"
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <support/scratch_folder.h>
 
 QT_BEGIN_NAMESPACE

@@ -2,7 +2,7 @@
 #include <QtNetwork/QUdpSocket>
 
 #include "device_host_fixture.h"
-#include <host/pseudo_terminal.h>
+#include <host/support/pseudo_terminal.h>
 
 using namespace biz::host;
 using namespace biz::test;

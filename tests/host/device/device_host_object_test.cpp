@@ -5,8 +5,8 @@
 #include <biz_cmdswork/biz_cmdswork.h>
 
 #include "device_host_fixture.h"
-#include <host/on_thread.h>
-#include <host/thread_sanitizer.h>
+#include <host/support/on_thread.h>
+#include <host/support/thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;

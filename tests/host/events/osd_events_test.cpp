@@ -5,7 +5,7 @@
 #include <host/event_source.h>
 #include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
-#include <wait_for.h>
+#include <host/support/wait_for.h>
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <host/lines/pipe_ends.h>
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 
 namespace {
 

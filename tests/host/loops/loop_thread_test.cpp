@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <loops/loop_thread_p.h>
 
 using namespace biz::host;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <loops/outbox_p.h>
 
 using namespace biz::host;

@@ -18,7 +18,7 @@
 
 #include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
-#include <wait_for.h>
+#include <host/support/wait_for.h>
 
 QT_BEGIN_NAMESPACE
 inline void PrintTo(const QString &text, std::ostream *out)

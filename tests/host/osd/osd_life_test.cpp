@@ -2,8 +2,8 @@
 #include <QtCore/QElapsedTimer>
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 
-#include "on_thread.h"
 #include "osd_host_fixture.h"
+#include <host/support/on_thread.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -3,7 +3,7 @@
 #include <QtCore/QElapsedTimer>
 
 #include "osd_host_fixture.h"
-#include <thread_sanitizer.h>
+#include <host/support/thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -4,8 +4,8 @@
 
 #include "answering_network.h"
 #include "osd_host_fixture.h"
-#include <cable.h>
-#include <thread_sanitizer.h>
+#include <host/support/cable.h>
+#include <host/support/thread_sanitizer.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -5,7 +5,7 @@
 
 #include "outage_fixture.h"
 #include "tcp_device.h"
-#include <host/cable.h>
+#include <host/support/cable.h>
 
 namespace biz::test {
 

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <host/device/device_host_recorder.h>
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <support/scratch_folder.h>
 
 namespace biz::test {

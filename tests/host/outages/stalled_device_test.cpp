@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "outage_fixture.h"
-#include <host/stalled_peer.h>
+#include <host/support/stalled_peer.h>
 
 using namespace biz::host;
 using namespace biz::test;

@@ -7,7 +7,7 @@
 #include "outage_fixture.h"
 #include "tcp_device.h"
 #include "udp_device.h"
-#include <host/pseudo_terminal.h>
+#include <host/support/pseudo_terminal.h>
 #include <support/process_use.h>
 
 using namespace biz::host;

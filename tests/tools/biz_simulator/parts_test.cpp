@@ -12,7 +12,7 @@
 #include <common/json_reader.h>
 #include <faults/fault_plan_p.h>
 #include <faults/wire_faults_p.h>
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <lines/peer_p.h>
 
 namespace {

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <host/device_fleet.h>
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 #include <support/scratch_folder.h>
 #include <tools/support/fake_device.h>
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 
 namespace biz::test {
 

@@ -9,7 +9,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <host/wait_for.h>
+#include <host/support/wait_for.h>
 
 namespace biz::test {
 

@@ -4,7 +4,7 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
-#include <host/pseudo_terminal.h>
+#include <host/support/pseudo_terminal.h>
 #include <tools/support/console_process.h>
 
 using namespace biz::test;

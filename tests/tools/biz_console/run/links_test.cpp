@@ -2,7 +2,7 @@
 
 #include <QtCore/QTimer>
 
-#include <host/pseudo_terminal.h>
+#include <host/support/pseudo_terminal.h>
 #include <tools/support/console_process.h>
 
 // Commands over each kind of link. The far ends send back what they get: a command is a good

@@ -8,7 +8,7 @@
 
 #include <link/link_supervisor_p.h>
 
-#include "wait_for.h"
+#include <host/support/wait_for.h>
 
 namespace biz::test {
 

@@ -4,8 +4,8 @@
 #include <QtNetwork/QUdpSocket>
 
 #include "link_journal.h"
-#include "thread_sanitizer.h"
-#include "wait_for.h"
+#include <host/support/thread_sanitizer.h>
+#include <host/support/wait_for.h>
 
 namespace {
 

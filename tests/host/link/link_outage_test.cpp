@@ -3,10 +3,10 @@
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QUdpSocket>
 
-#include "cable.h"
-#include "pseudo_terminal.h"
-#include "stalled_peer.h"
 #include "supervised_link.h"
+#include <host/support/cable.h>
+#include <host/support/pseudo_terminal.h>
+#include <host/support/stalled_peer.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "cable.h"
+#include <host/support/cable.h>
 
 #include <cerrno>
 #include <cstring>

@@ -5,7 +5,7 @@
 
 #include <host/device_link.h>
 
-#include "wait_for.h"
+#include <host/support/wait_for.h>
 
 namespace {
 

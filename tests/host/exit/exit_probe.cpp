@@ -5,7 +5,7 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>
 
-#include "fake_link.h"
+#include <host/device/fake_link.h>
 #include <host/device_host.h>
 #include <host/osd_host.h>
 

@@ -2,8 +2,8 @@
 #include <QtCore/QTemporaryDir>
 
 #include "link_journal.h"
-#include "pseudo_terminal.h"
-#include "wait_for.h"
+#include <host/support/pseudo_terminal.h>
+#include <host/support/wait_for.h>
 
 namespace {
 

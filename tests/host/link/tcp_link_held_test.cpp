@@ -5,8 +5,8 @@
 #include <QtNetwork/QTcpSocket>
 
 #include "link_journal.h"
-#include "stalled_peer.h"
-#include "wait_for.h"
+#include <host/support/stalled_peer.h>
+#include <host/support/wait_for.h>
 
 namespace {
 

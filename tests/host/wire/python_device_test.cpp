@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "wait_for.h"
 #include <host/frame_codec.h>
+#include <host/support/wait_for.h>
 
 // The documented formats in another language: the device of examples/python_device was written from
 // docs/wire_format.md and shares no code with the kit.
