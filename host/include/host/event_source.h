@@ -19,8 +19,9 @@ class OsdHost;
  * Tells everything that happens in a host as Events, in its order. Who tells of something else, as of many
  * hosts at once, derives from it.
  *
- * `Given` and `Writing` are told at the moment itself, inside of the host's calls; the others leave with the
- * host's signals. Who listens does not call the host from there, and connects directly.
+ * `Given` and `Writing` are told at the moment itself, inside of the host's calls, and who listens does not call
+ * the host from there. The others leave with the host's signals, and a listener may call the host; whoever
+ * listens to the same source beside it then hears of that first. Listeners connect directly.
  *
  * It lives on the host's thread, and may outlive the host.
  */

@@ -34,13 +34,13 @@ QString columns(const QString &time, const QString &sequence, const QString &com
     return line.left(size);
 }
 
-QString sequenceText(int sequence)
+QString sequenceText(std::optional<int> sequence)
 {
-    return sequence < 0 ? QStringLiteral("-") : QStringLiteral("%1").arg(sequence, 2, hexadecimal, QLatin1Char('0'));
+    return !sequence ? QStringLiteral("-") : QStringLiteral("%1").arg(*sequence, 2, hexadecimal, QLatin1Char('0'));
 }
 
 /** A device command by its codes and its name, unless that begins with them; an OSD command by name and device. */
-QString commandOf(const RunEvent &event)
+QString commandOf(const host::Event &event)
 {
     if (event.name.isEmpty()) {
         return event.device.isEmpty() ? event.codes : event.device;
@@ -51,38 +51,57 @@ QString commandOf(const RunEvent &event)
     return event.name.startsWith(event.codes) ? event.name : QStringLiteral("%1 %2").arg(event.codes, event.name);
 }
 
-QString timeOf(const RunEvent &event)
+QString timeOf(const host::Event &event)
 {
-    return QLocale::c().toString(event.utc.toLocalTime(), QStringLiteral("hh:mm:ss.zzz"));
+    return QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(event.utcMs), QStringLiteral("hh:mm:ss.zzz"));
 }
 
-QString lineOf(const RunEvent &event)
+/** Why, in words; that an answer came needs none. */
+QString detailOf(const host::Event &event)
 {
-    const QString roundTrip = event.roundTripMs < 0 ? QString() : tools::millisecondsText(event.roundTripMs);
-    const bool isAnswer = event.kind == RunEvent::Kind::Ended && event.outcome == host::Outcome::Answered;
-    return columns(timeOf(event), sequenceText(event.sequence), commandOf(event), event.kindName(), roundTrip,
-                   isAnswer ? QString() : event.reason);
+    if (event.kind == host::EventKind::Answered) {
+        return {};
+    }
+    if (event.kind == host::EventKind::Late) {
+        return tools::millisecondsText(event.afterEndMs.value_or(0.0)) + QStringLiteral(" after its end");
+    }
+    if (event.kind == host::EventKind::Duplicate) {
+        return QStringLiteral("it had been answered");
+    }
+    if (event.kind == host::EventKind::Foreign) {
+        return event.device.isEmpty() ? QStringLiteral("to none of the last 256 commands")
+                                      : QStringLiteral("it was never given a command");
+    }
+    return event.reason;
+}
+
+QString lineOf(const host::Event &event)
+{
+    const QString roundTrip = event.roundTripMs ? tools::millisecondsText(*event.roundTripMs) : QString();
+    return columns(timeOf(event), sequenceText(event.sequence), commandOf(event), eventName(event.kind), roundTrip,
+                   detailOf(event));
 }
 
 /** Its command was stopped before anything was sent; the closing list accounts for it. */
-bool wasNeverSent(const RunEvent &event)
+bool wasNeverSent(const host::Event &event)
 {
-    return event.kind == RunEvent::Kind::Ended && event.attempts == 0 && event.outcome == host::Outcome::Stopped;
+    return event.kind == host::EventKind::Stopped && event.attempts == 0;
 }
 
 /** "14:03:22.517  link lost: ..." of outages only: what else becomes of a link goes without saying. */
-QString linkLineOf(const RunEvent &event)
+QString linkLineOf(const host::Event &event)
 {
     return event.reason.isEmpty() ? QString()
                                   : QStringLiteral("%1  link %2: %3")
-                                        .arg(timeOf(event), host::linkStateName(event.link.state), event.reason);
+                                        .arg(timeOf(event), host::linkStateName(event.link->state), event.reason);
 }
 
-QString refusalOf(const RunEvent &event)
+QString refusalOf(const host::Event &event)
 {
     return event.device.isEmpty()
-               ? QStringLiteral("%1 refused: %2").arg(counted(event.bytes, "received byte"), event.reason)
-               : QStringLiteral("%1 from %2 refused: %3").arg(counted(event.bytes, "byte"), event.device, event.reason);
+               ? QStringLiteral("%1 refused: %2").arg(counted(event.bytes.value_or(0), "received byte"), event.reason)
+               : QStringLiteral("%1 from %2 refused: %3")
+                     .arg(counted(event.bytes.value_or(0), "byte"), event.device, event.reason);
 }
 
 constexpr char red[] = "\033[31m";
@@ -90,20 +109,40 @@ constexpr char yellow[] = "\033[33m";
 constexpr char plain[] = "\033[0m";
 
 /** Ends without an answer stand out, and less so what came on the way; nothing for the usual. */
-const char *colourOf(const RunEvent &event)
+const char *colourOf(host::EventKind kind)
 {
-    switch (event.kind) {
-    case RunEvent::Kind::Ended:
-        return event.outcome == host::Outcome::Answered ? "" : red;
-    case RunEvent::Kind::Happened:
-        return event.event == Event::Sent ? "" : yellow;
-    case RunEvent::Kind::Refused:
-    case RunEvent::Kind::Failed:
-    case RunEvent::Kind::LinkStateChanged:
+    switch (kind) {
+    case host::EventKind::GaveUp:
+    case host::EventKind::Cleared:
+    case host::EventKind::Skipped:
+    case host::EventKind::Stopped:
+    case host::EventKind::Released:
+    case host::EventKind::Expired:
+    case host::EventKind::Superseded:
+    case host::EventKind::Cancelled:
+    case host::EventKind::Unreachable:
+    case host::EventKind::Interrupted:
+        return red;
+    case host::EventKind::Resent:
+    case host::EventKind::Rejected:
+    case host::EventKind::Late:
+    case host::EventKind::Duplicate:
+    case host::EventKind::Foreign:
+    case host::EventKind::Refused:
+    case host::EventKind::Failed:
+    case host::EventKind::LinkStateChanged:
         return yellow;
-    case RunEvent::Kind::Opened:
-    case RunEvent::Kind::Given:
-    case RunEvent::Kind::Problem:
+    case host::EventKind::Sent:
+    case host::EventKind::Answered:
+    case host::EventKind::Start:
+    case host::EventKind::State:
+    case host::EventKind::Lost:
+    case host::EventKind::Summary:
+    case host::EventKind::Opened:
+    case host::EventKind::Problem:
+    case host::EventKind::Given:
+    case host::EventKind::Writing:
+    case host::EventKind::Error:
         break;
     }
     return "";
@@ -111,21 +150,42 @@ const char *colourOf(const RunEvent &event)
 
 } // namespace
 
-QString eventLine(const RunEvent &event)
+QString eventLine(const host::Event &event)
 {
     switch (event.kind) {
-    case RunEvent::Kind::Refused:
+    case host::EventKind::Refused:
         return refusalOf(event);
-    case RunEvent::Kind::Failed:
+    case host::EventKind::Failed:
         return QStringLiteral("socket: ") + event.reason;
-    case RunEvent::Kind::LinkStateChanged:
+    case host::EventKind::LinkStateChanged:
         return linkLineOf(event);
-    case RunEvent::Kind::Happened:
-    case RunEvent::Kind::Ended:
+    case host::EventKind::Sent:
+    case host::EventKind::Resent:
+    case host::EventKind::Rejected:
+    case host::EventKind::Late:
+    case host::EventKind::Duplicate:
+    case host::EventKind::Foreign:
+    case host::EventKind::Answered:
+    case host::EventKind::GaveUp:
+    case host::EventKind::Cleared:
+    case host::EventKind::Skipped:
+    case host::EventKind::Stopped:
+    case host::EventKind::Released:
+    case host::EventKind::Expired:
+    case host::EventKind::Superseded:
+    case host::EventKind::Cancelled:
+    case host::EventKind::Unreachable:
+    case host::EventKind::Interrupted:
         return wasNeverSent(event) ? QString() : lineOf(event);
-    case RunEvent::Kind::Opened:
-    case RunEvent::Kind::Given:
-    case RunEvent::Kind::Problem:
+    case host::EventKind::Start:
+    case host::EventKind::State:
+    case host::EventKind::Lost:
+    case host::EventKind::Summary:
+    case host::EventKind::Opened:
+    case host::EventKind::Problem:
+    case host::EventKind::Given:
+    case host::EventKind::Writing:
+    case host::EventKind::Error:
         break;
     }
     return {};
@@ -148,14 +208,14 @@ void EventPrinter::started(const RunStart & /*run*/)
     }
 }
 
-void EventPrinter::happened(const RunEvent &event)
+void EventPrinter::happened(const host::Event &event)
 {
-    const bool isTrouble = event.kind == RunEvent::Kind::Refused || event.kind == RunEvent::Kind::Failed;
+    const bool isTrouble = event.kind == host::EventKind::Refused || event.kind == host::EventKind::Failed;
     const QString text = isTrouble || m_options.events ? eventLine(event) : QString();
-    if (event.kind == RunEvent::Kind::Problem) {
+    if (event.kind == host::EventKind::Problem) {
         line({}); // a gap: the problem itself goes to the error stream
     } else if (!text.isEmpty()) {
-        line(text, colourOf(event));
+        line(text, colourOf(event.kind));
     }
 }
 

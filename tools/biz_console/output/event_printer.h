@@ -11,7 +11,7 @@
 namespace biz::console {
 
 /** The line of an event as people read it; empty for one that is not worth a line. */
-QString eventLine(const RunEvent &event);
+QString eventLine(const host::Event &event);
 
 /**
  * Writes event lines for people, and below them a progress line that a terminal shows in
@@ -30,7 +30,7 @@ public:
     EventPrinter(QTextStream &out, bool isTerminal, const Options &options);
 
     void started(const RunStart &run) override;
-    void happened(const RunEvent &event) override;
+    void happened(const host::Event &event) override;
     void progressed(const RunProgress &progress) override;
     void ended(const RunEnd &end) override;
     bool hasFailed() const override { return console::hasFailed(m_out); }

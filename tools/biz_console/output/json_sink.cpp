@@ -16,90 +16,12 @@ QString key(const char *name)
     return QString::fromLatin1(name);
 }
 
-/** Negative numbers are what an event of a run does not have. */
-template<typename Number>
-std::optional<Number> unlessNegative(Number number)
-{
-    return number < 0 ? std::nullopt : std::make_optional(number);
-}
-
-host::EventKind kindOf(Event event)
-{
-    switch (event) {
-    case Event::Sent:
-        return host::EventKind::Sent;
-    case Event::Resent:
-        return host::EventKind::Resent;
-    case Event::Rejected:
-        return host::EventKind::Rejected;
-    case Event::Late:
-        return host::EventKind::Late;
-    case Event::Duplicate:
-        return host::EventKind::Duplicate;
-    case Event::Foreign:
-        return host::EventKind::Foreign;
-    }
-    Q_UNREACHABLE();
-}
-
-host::EventKind kindOf(const RunEvent &event)
-{
-    switch (event.kind) {
-    case RunEvent::Kind::Opened:
-        return host::EventKind::Opened;
-    case RunEvent::Kind::LinkStateChanged:
-        return host::EventKind::LinkStateChanged;
-    case RunEvent::Kind::Given:
-        return host::EventKind::Given;
-    case RunEvent::Kind::Happened:
-        return kindOf(event.event);
-    case RunEvent::Kind::Ended:
-        return host::endEvent(event.outcome);
-    case RunEvent::Kind::Refused:
-        return host::EventKind::Refused;
-    case RunEvent::Kind::Failed:
-        return host::EventKind::Failed;
-    case RunEvent::Kind::Problem:
-        return host::EventKind::Problem;
-    }
-    Q_UNREACHABLE();
-}
-
-host::Event eventAt(host::EventKind kind, const QDateTime &utc, double atMs)
+host::Event eventAt(host::EventKind kind, qint64 utcMs, double atMs)
 {
     host::Event event;
     event.kind = kind;
-    event.utcMs = utc.toMSecsSinceEpoch();
+    event.utcMs = utcMs;
     event.atMs = atMs;
-    return event;
-}
-
-/** As an event of the kit, which knows how all of them are written. */
-host::Event eventOf(const RunEvent &run)
-{
-    host::Event event = eventAt(kindOf(run), run.utc, run.atMs);
-    event.ticket = run.ticket;
-    event.name = run.name;
-    event.which = run.which;
-    event.device = run.device;
-    event.codes = run.codes;
-    event.sequence = unlessNegative(run.sequence);
-    event.attempts = unlessNegative(run.attempts);
-    event.waitMs = unlessNegative(run.waitMs);
-    event.head = run.head;
-    event.data = run.data;
-    event.text = run.text;
-    event.flag = unlessNegative(run.flag);
-    event.roundTripMs = unlessNegative(run.roundTripMs);
-    event.afterEndMs = unlessNegative(run.afterEndMs);
-    event.bytes = unlessNegative(run.bytes);
-    event.reason = run.reason;
-    event.rule = run.rule;
-    event.history = run.history;
-    if (run.kind == RunEvent::Kind::LinkStateChanged) {
-        event.link = run.link;
-        event.error = run.link.error;
-    }
     return event;
 }
 
@@ -158,19 +80,29 @@ void JsonSink::started(const RunStart &run)
         keys.insert(key("deviceType"), run.deviceType);
         keys.insert(key("pipelined"), run.isPipelined);
     }
-    line(host::jsonLine(eventAt(host::EventKind::Start, run.utc, 0.0), keys));
+    line(host::jsonLine(eventAt(host::EventKind::Start, run.utc.toMSecsSinceEpoch(), 0.0), keys));
 }
 
-void JsonSink::happened(const RunEvent &event)
+void JsonSink::happened(const host::Event &event)
 {
-    if (!m_events) {
-        return;
+    tell(event, {});
+}
+
+void JsonSink::given(const host::Event &event, const Expectation &expected)
+{
+    tell(event, {{key("expect"), expectationOf(expected)}});
+}
+
+void JsonSink::brokeOff(const host::Event &event, RunProblem problem)
+{
+    tell(event, {{key("problem"), problemName(problem)}});
+}
+
+void JsonSink::tell(const host::Event &event, const QJsonObject &more)
+{
+    if (m_events) {
+        line(host::jsonLine(event, more));
     }
-    QJsonObject keys;
-    if (event.kind == RunEvent::Kind::Given) {
-        keys.insert(key("expect"), expectationOf(event.expected));
-    }
-    line(host::jsonLine(eventOf(event), keys));
 }
 
 void JsonSink::ended(const RunEnd &end)
@@ -193,7 +125,7 @@ void JsonSink::ended(const RunEnd &end)
     if (!end.summary.isOfDevice) {
         keys.insert(key("devices"), devicesOf(end.devices));
     }
-    line(host::jsonLine(eventAt(host::EventKind::Summary, end.utc, end.atMs), keys));
+    line(host::jsonLine(eventAt(host::EventKind::Summary, end.utcMs, end.atMs), keys));
 }
 
 void JsonSink::line(const QByteArray &json)

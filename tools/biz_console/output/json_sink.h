@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_JSON_SINK_H
 #define BIZ_CONSOLE_JSON_SINK_H
 
+#include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
 #include <biz_console/output/text_output.h>
@@ -19,11 +20,14 @@ public:
     JsonSink(QTextStream &out, bool events);
 
     void started(const RunStart &run) override;
-    void happened(const RunEvent &event) override;
+    void happened(const host::Event &event) override;
+    void given(const host::Event &event, const Expectation &expected) override;
+    void brokeOff(const host::Event &event, RunProblem problem) override;
     void ended(const RunEnd &end) override;
     bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
+    void tell(const host::Event &event, const QJsonObject &more);
     void line(const QByteArray &json);
 
     QTextStream &m_out;

@@ -25,7 +25,7 @@ void writeAttribute(QXmlStreamWriter &xml, const char *name, const QString &valu
     xml.writeAttribute(QString::fromLatin1(name), tools::shownText(value));
 }
 
-QString nameOf(const RunEvent &event)
+QString nameOf(const host::Event &event)
 {
     const bool hasCodes = !event.codes.isEmpty() && !event.name.startsWith(event.codes);
     const QString name = hasCodes ? QStringLiteral("%1 %2").arg(event.codes, event.name) : event.name;
@@ -59,25 +59,34 @@ JunitSink::Case *JunitSink::caseOf(host::Ticket ticket)
     return found == m_placeOfTicket.constEnd() ? nullptr : &m_cases[*found];
 }
 
-void JunitSink::happened(const RunEvent &event)
+void JunitSink::given(const host::Event &event, const Expectation &expected)
 {
-    if (event.kind == RunEvent::Kind::Problem) {
-        m_problem = event.reason;
-    }
-    if (event.kind == RunEvent::Kind::Given && m_cases.size() == mostCases) {
+    if (m_cases.size() == mostCases) {
         ++m_casesNotKept;
-    } else if (event.kind == RunEvent::Kind::Given) {
-        m_placeOfTicket.insert(event.ticket, m_cases.size());
-        m_cases.push_back({nameOf(event), event.expected, {}, {}, false, -1.0, {}});
+        return;
     }
+    m_placeOfTicket.insert(event.ticket, m_cases.size());
+    m_cases.push_back({nameOf(event), expected, {}, {}, false, -1.0, {}});
+}
+
+void JunitSink::brokeOff(const host::Event &event, RunProblem /*problem*/)
+{
+    m_problem = event.reason;
+}
+
+void JunitSink::happened(const host::Event &event)
+{
     Case *told = caseOf(event.ticket);
-    if (told != nullptr && event.kind == RunEvent::Kind::Happened) {
-        told->events |= event.event;
-    } else if (told != nullptr && event.kind == RunEvent::Kind::Ended) {
+    if (told == nullptr) {
+        return;
+    }
+    if (const auto outcome = host::outcomeOf(event.kind)) {
         told->hasEnded = true;
-        told->outcome = event.outcome;
-        told->roundTripMs = event.roundTripMs;
+        told->outcome = *outcome;
+        told->roundTripMs = event.roundTripMs.value_or(-1.0);
         told->reason = event.reason;
+    } else if (isExpectable(event.kind)) {
+        told->events.add(event.kind);
     }
 }
 

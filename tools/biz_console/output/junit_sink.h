@@ -22,7 +22,9 @@ public:
     JunitSink(QIODevice &device, QString suite);
 
     void started(const RunStart &run) override;
-    void happened(const RunEvent &event) override;
+    void happened(const host::Event &event) override;
+    void given(const host::Event &event, const Expectation &expected) override;
+    void brokeOff(const host::Event &event, RunProblem problem) override;
     void ended(const RunEnd &end) override;
 
 private:

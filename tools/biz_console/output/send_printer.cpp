@@ -19,18 +19,19 @@ SendPrinter::SendPrinter(QTextStream &out)
 {
 }
 
-void SendPrinter::happened(const RunEvent &event)
+void SendPrinter::happened(const host::Event &event)
 {
-    if (event.kind == RunEvent::Kind::Refused) {
-        m_out << counted(event.bytes, "received byte") << (event.bytes == 1 ? " was" : " were")
+    if (event.kind == host::EventKind::Refused) {
+        const int bytes = event.bytes.value_or(0);
+        m_out << counted(bytes, "received byte") << (bytes == 1 ? " was" : " were")
               << " no reply: " << tools::shownText(event.reason) << '\n';
-    } else if (event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign) {
+    } else if (event.kind == host::EventKind::Foreign) {
         m_out << "a reply came that belongs to no command: " << tools::hexText(event.head) << '\n';
-    } else if (event.kind == RunEvent::Kind::Failed) {
+    } else if (event.kind == host::EventKind::Failed) {
         m_out << "socket: " << tools::shownText(event.reason) << '\n';
-    } else if (event.kind == RunEvent::Kind::Ended) {
-        m_out << event.kindName() << ": " << tools::shownText(event.reason) << '\n';
-        if (event.outcome == host::Outcome::Answered) {
+    } else if (host::outcomeOf(event.kind)) {
+        m_out << eventName(event.kind) << ": " << tools::shownText(event.reason) << '\n';
+        if (event.kind == host::EventKind::Answered) {
             printReply(event);
         }
         printHistory(event);
@@ -38,7 +39,7 @@ void SendPrinter::happened(const RunEvent &event)
     m_out.flush();
 }
 
-void SendPrinter::printReply(const RunEvent &event)
+void SendPrinter::printReply(const host::Event &event)
 {
     m_out << "reply\n  head  " << tools::hexText(event.head) << '\n';
     if (!event.text.isEmpty()) {
@@ -53,7 +54,7 @@ void SendPrinter::printReply(const RunEvent &event)
     }
 }
 
-void SendPrinter::printHistory(const RunEvent &event)
+void SendPrinter::printHistory(const host::Event &event)
 {
     m_out << "history\n";
     for (const host::CommandEvent &step : event.history) {

@@ -14,13 +14,13 @@ class SendPrinter : public EventSink
 public:
     explicit SendPrinter(QTextStream &out);
 
-    void happened(const RunEvent &event) override;
+    void happened(const host::Event &event) override;
     void ended(const RunEnd &end) override;
     bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
-    void printReply(const RunEvent &event);
-    void printHistory(const RunEvent &event);
+    void printReply(const host::Event &event);
+    void printHistory(const host::Event &event);
 
     QTextStream &m_out;
 };

@@ -74,15 +74,15 @@ void WatchView::started(const RunStart &run)
     m_target = run.target;
 }
 
-void WatchView::happened(const RunEvent &event)
+void WatchView::happened(const host::Event &event)
 {
     // What goes to the error stream must not stand in the middle of the view.
-    if (event.kind == RunEvent::Kind::Problem) {
+    if (event.kind == host::EventKind::Problem) {
         erase();
         return;
     }
-    if (event.kind == RunEvent::Kind::LinkStateChanged) {
-        m_link = linkLine(event.link);
+    if (event.link) {
+        m_link = linkLine(*event.link);
     }
     const QString line = eventLine(event);
     if (!line.isEmpty()) {

@@ -30,7 +30,7 @@ public:
     WatchView(QTextStream &out, TerminalSize (*size)(), bool allDevices);
 
     void started(const RunStart &run) override;
-    void happened(const RunEvent &event) override;
+    void happened(const host::Event &event) override;
     void progressed(const RunProgress &progress) override;
     void ended(const RunEnd &end) override;
     bool hasFailed() const override { return console::hasFailed(m_out); }

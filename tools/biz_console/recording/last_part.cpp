@@ -53,7 +53,7 @@ void LastPart::follow(const QByteArray &line)
     host::Outcome outcome{};
     if (event == QLatin1String("given")) {
         m_waiting.insert(ticket, line);
-    } else if (event == eventName(Event::Sent)) {
+    } else if (event == eventName(host::EventKind::Writing)) {
         m_inFlight.insert(ticket);
     } else if (host::outcomeFromName(event, &outcome)) {
         m_waiting.remove(ticket);

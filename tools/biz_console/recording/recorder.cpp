@@ -32,7 +32,9 @@ public:
     }
 
     void started(const RunStart &run) override { m_recorder.start(run); }
-    void happened(const RunEvent &event) override { m_events.happened(event); }
+    void happened(const host::Event &event) override { m_events.happened(event); }
+    void given(const host::Event &event, const Expectation &expected) override { m_events.given(event, expected); }
+    void brokeOff(const host::Event &event, RunProblem problem) override { m_events.brokeOff(event, problem); }
     void ended(const RunEnd &end) override { m_events.ended(end); }
 
 private:

@@ -5,7 +5,7 @@
 #include <QtCore/QCryptographicHash>
 
 #include <biz_console/recording/recorder.h>
-#include <biz_console/run/session_run.h>
+#include <biz_console/run/run_problem.h>
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/input_file.h>
@@ -71,14 +71,15 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
         {QStringLiteral("refused"), &RecordingReader::readRefused},
         {QStringLiteral("problem"), &RecordingReader::readProblem},
         {QStringLiteral("summary"), &RecordingReader::readSummary},
-        {eventName(Event::Sent), &RecordingReader::readSent},
-        {eventName(Event::Resent), &RecordingReader::readSent},
+        {eventName(host::EventKind::Writing), &RecordingReader::passOver}, // what is sent follows
+        {eventName(host::EventKind::Sent), &RecordingReader::readSent},
+        {eventName(host::EventKind::Resent), &RecordingReader::readSent},
     };
     host::Outcome outcome{};
     if (host::outcomeFromName(event, &outcome)) {
         return &RecordingReader::readEnd;
     }
-    return readers.value(event, eventFromName(event) ? &RecordingReader::readReply : nullptr);
+    return readers.value(event, expectableFromName(event) ? &RecordingReader::readReply : nullptr);
 }
 
 void RecordingReader::read(const QByteArray &json, const QString &name, int lineNumber)
@@ -209,8 +210,8 @@ void RecordingReader::readSent(const RecordingLine &line)
         m_hasSent = true;
         m_recording.firstSequence = line.number("sequence", 1);
     }
-    if (line.event() == eventName(Event::Resent)) {
-        command->outcome.events |= Event::Resent;
+    if (line.event() == eventName(host::EventKind::Resent)) {
+        command->outcome.events.add(host::EventKind::Resent);
     }
     if (!m_recording.isOfDevice) {
         Anchor &anchor = anchorOf(line);
@@ -227,7 +228,7 @@ void RecordingReader::readReply(const RecordingLine &line)
     RecordedCommand *command = commandOf(line);
     if (command != nullptr) {
         command->happenings.append(text);
-        command->outcome.events |= *eventFromName(line.event());
+        command->outcome.events.add(*expectableFromName(line.event()));
     } else {
         m_recording.strays.append(text);
     }
@@ -268,7 +269,7 @@ void RecordingReader::readRefused(const RecordingLine &line)
 
 void RecordingReader::readProblem(const RecordingLine &line)
 {
-    if (line.text("reason") == QLatin1String(interruptedText)) {
+    if (line.text("problem") == problemName(RunProblem::Interrupted)) {
         breakOff(line);
     }
     m_isBrokenOff = true;

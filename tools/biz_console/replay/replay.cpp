@@ -25,14 +25,14 @@ namespace {
 class Listener : public EventSink
 {
 public:
-    explicit Listener(std::function<void(const RunEvent &)> hear)
+    explicit Listener(std::function<void(const host::Event &)> hear)
         : m_hear(std::move(hear))
     {
     }
-    void happened(const RunEvent &event) override { m_hear(event); }
+    void happened(const host::Event &event) override { m_hear(event); }
 
 private:
-    std::function<void(const RunEvent &)> m_hear;
+    std::function<void(const host::Event &)> m_hear;
 };
 
 /** What a replay keeps beside the run. */
@@ -48,7 +48,7 @@ struct Notes
     QTextStream problems{&problemText};
 };
 
-void hearAndShow(SessionRun &run, Notes &notes, const ShowRun &show, std::function<void(const RunEvent &)> hear)
+void hearAndShow(SessionRun &run, Notes &notes, const ShowRun &show, std::function<void(const host::Event &)> hear)
 {
     run.addSink(notes.recorder.sink());
     run.addSink(std::make_unique<Listener>(std::move(hear)));
@@ -82,8 +82,8 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
     ReplayLink *device = link.get(); // lives as long as the run
     DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan(), notes.problems);
     QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
-    hearAndShow(run, notes, show, [device](const RunEvent &event) {
-        if (event.kind == RunEvent::Kind::Ended) {
+    hearAndShow(run, notes, show, [device](const host::Event &event) {
+        if (host::outcomeOf(event.kind)) {
             device->noteEnd();
         }
     });
@@ -147,10 +147,10 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
     devices.listen();
     OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), RunPlan(), notes.problems);
     QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);
-    hearAndShow(run, notes, show, [&devices](const RunEvent &event) {
-        if (event.kind == RunEvent::Kind::Opened) {
+    hearAndShow(run, notes, show, [&devices](const host::Event &event) {
+        if (event.kind == host::EventKind::Opened) {
             devices.start();
-        } else if (event.kind == RunEvent::Kind::Ended) {
+        } else if (host::outcomeOf(event.kind)) {
             devices.noteEnd(event.device);
         }
     });

@@ -46,24 +46,17 @@ QString mismatchText(const LedgerEntry &entry)
 
 } // namespace
 
-void CommandLedger::happened(const RunEvent &event)
+void CommandLedger::given(const host::Event &event, const Expectation &expected)
 {
-    switch (event.kind) {
-    case RunEvent::Kind::Given:
-        add(event.ticket, event.name, event.which, event.expected);
-        break;
-    case RunEvent::Kind::Happened:
-        note(event.ticket, event.event, event.event == Event::Rejected ? event.reason : QString());
-        break;
-    case RunEvent::Kind::Ended:
-        end(event.ticket, event.outcome, event.reason);
-        break;
-    case RunEvent::Kind::Opened:
-    case RunEvent::Kind::LinkStateChanged:
-    case RunEvent::Kind::Refused:
-    case RunEvent::Kind::Failed:
-    case RunEvent::Kind::Problem:
-        break;
+    add(event.ticket, event.name, event.which, expected);
+}
+
+void CommandLedger::happened(const host::Event &event)
+{
+    if (const auto outcome = host::outcomeOf(event.kind)) {
+        end(event.ticket, *outcome, event.reason);
+    } else if (isExpectable(event.kind)) {
+        note(event.ticket, event.kind, event.kind == host::EventKind::Rejected ? event.reason : QString());
     }
 }
 
@@ -79,7 +72,7 @@ void CommandLedger::add(host::Ticket ticket, const QString &name, const QString 
 
 bool CommandLedger::awaits(const LedgerEntry &entry)
 {
-    return entry.hasEnded && (entry.expected.events & eventsAfterTheEnd & ~entry.events) != Events();
+    return entry.hasEnded && !entry.expected.events.commonWith(eventsAfterTheEnd).without(entry.events).isEmpty();
 }
 
 template<typename Change>
@@ -94,10 +87,10 @@ void CommandLedger::change(host::Ticket ticket, Change apply)
     m_awaiting += awaits(found->second) ? 1 : 0;
 }
 
-void CommandLedger::note(host::Ticket ticket, Event event, const QString &detail)
+void CommandLedger::note(host::Ticket ticket, host::EventKind event, const QString &detail)
 {
     change(ticket, [&](LedgerEntry &entry) {
-        entry.events |= event;
+        entry.events.add(event);
         if (!detail.isEmpty()) {
             entry.details = detail;
         }

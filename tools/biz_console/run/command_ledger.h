@@ -10,7 +10,6 @@
 #include <QtCore/QStringList>
 
 #include <biz_console/run/event_sink.h>
-#include <host/command_result.h>
 
 namespace biz::console {
 
@@ -32,10 +31,11 @@ struct LedgerEntry
 class CommandLedger : public EventSink
 {
 public:
-    void happened(const RunEvent &event) override;
+    void given(const host::Event &event, const Expectation &expected) override;
+    void happened(const host::Event &event) override;
 
     void add(host::Ticket ticket, const QString &name, const QString &which, const Expectation &expected);
-    void note(host::Ticket ticket, Event event, const QString &detail = {});
+    void note(host::Ticket ticket, host::EventKind event, const QString &detail = {});
     void end(host::Ticket ticket, host::Outcome outcome, const QString &reason);
 
     /** Null for a ticket that is not in the ledger. */

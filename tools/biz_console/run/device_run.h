@@ -4,7 +4,6 @@
 #include <memory>
 
 #include <QtCore/QDateTime>
-#include <QtCore/QHash>
 
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
@@ -30,6 +29,7 @@ protected:
     QString whatIsOpened() const override { return m_linkName; }
     RunStart description() const override;
     bool give(const WalkStep &step, QString *error) override;
+    bool complete(host::Event *event) override;
     QString nameOf(int command) const override { return m_session.commands.at(command).name; }
     int waitingInHost() const override { return m_host.waiting(); }
     int pendingInHost() const override { return m_host.pending(); }
@@ -39,19 +39,7 @@ protected:
     int commandsGivenAhead() const override;
 
 private:
-    void connectHost();
-    void connectReplies();
-
-    void onSent(host::Ticket ticket, int attempt, const model_Protocoldata &command);
     QString reasonOf(const host::LinkStatus &status);
-    void onLinkStateChanged(const host::LinkStatus &status);
-    void onEnded(host::Ticket ticket, const host::CommandResult &result);
-    void onRejected(host::Ticket ticket, const model_Protocoldata &reply, const host::ReplyJudgement &judgement);
-    void onLate(host::Ticket ticket, const model_Protocoldata &reply, double afterEndMs);
-    void onDuplicate(host::Ticket ticket, const model_Protocoldata &reply);
-    void onForeign(const model_Protocoldata &reply);
-
-    void onRefused(int bytes, const QString &why);
 
     DeviceSession m_session;
     host::DeviceHost m_host;
@@ -59,8 +47,6 @@ private:
     QString m_linkName;
     bool m_reconnects;
     QDateTime m_lostSince; ///< null while the link has not been lost
-
-    QHash<host::Ticket, model_Protocoldata> m_sent; ///< as they were sent, until they end
     host::Ticket m_lastSent = 0;
 };
 

@@ -12,7 +12,7 @@ struct OsdDeviceTotals
 {
     QString device;
     host::Counters counters;
-    double lastAnswerSeconds = 0.0; ///< since the first command of the run was sent
+    double lastAnswerSeconds = 0.0; ///< since the first command of the run was sent; the report fills it in
 
     bool isReachable = true;
     qint64 silentSinceUtcMs = 0; ///< of one that is not reachable; 0: nothing could be sent to it

@@ -1,8 +1,7 @@
 #ifndef BIZ_CONSOLE_OSD_RUN_H
 #define BIZ_CONSOLE_OSD_RUN_H
 
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QHash>
+#include <QtCore/QSet>
 
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session.h>
@@ -33,6 +32,7 @@ protected:
     QString whatIsOpened() const override { return QStringLiteral("the OSD channel"); }
     RunStart description() const override;
     bool give(const WalkStep &step, QString *error) override;
+    bool complete(host::Event *event) override;
     QString nameOf(int command) const override { return m_session.commands.at(command).name; }
     int waitingInHost() const override { return m_host.waiting(); }
     int pendingInHost() const override { return m_host.pending(); }
@@ -42,26 +42,12 @@ protected:
     QVector<OsdDeviceTotals> deviceRows() const override { return m_rows; }
 
 private:
-    void connectHost();
-
     Expectation expectationOf(const OsdSessionCommand &command, const QString &device) const;
-
-    void onSent(host::Ticket ticket, const model_OsdParam &command);
-    void onEnded(host::Ticket ticket, const host::OsdCommandResult &result);
-    void onLate(host::Ticket ticket, const model_OsdParam &reply, double afterEndMs);
-    void onDuplicate(host::Ticket ticket, const model_OsdParam &reply);
-    void onForeign(const QString &sender, const model_OsdParam &reply);
-    void onRefused(const QString &sender, int bytes, const QString &why);
-    void onSocketError(const QString &why);
 
     OsdSession m_session;
     OsdRunOptions m_options;
     host::OsdHost m_host;
-    QHash<host::Ticket, model_OsdParam> m_sent; ///< as they were sent, until they end
-
     QSet<QString> m_toldErrors;
-    QHash<QString, double> m_lastAnswerSeconds; ///< by device
-    QElapsedTimer m_sinceFirstSent;
     QVector<OsdDeviceTotals> m_rows; ///< as they stood when the host was stopped
 };
 

@@ -12,6 +12,11 @@
 
 namespace biz::console {
 
+QString outputFailedText()
+{
+    return QStringLiteral("the output cannot be written");
+}
+
 RunReport::RunReport(QTextStream &err)
     : m_err(err)
 {
@@ -49,12 +54,17 @@ void RunReport::start(RunStart run)
     tellAll([&run](EventSink &sink) { sink.started(run); });
 }
 
-void RunReport::tell(RunEvent event)
+void RunReport::setTimes(host::Event &event) const
 {
-    event.utc = QDateTime::currentDateTimeUtc();
+    event.utcMs = QDateTime::currentMSecsSinceEpoch();
     event.atMs = tools::elapsedMs(m_sinceStart);
-    const bool isForeign = event.kind == RunEvent::Kind::Happened && event.event == Event::Foreign;
-    const LedgerEntry *entry = isForeign ? nullptr : m_ledger.find(event.ticket);
+}
+
+void RunReport::tell(host::Event event)
+{
+    setTimes(event);
+    // A foreign reply is no command's own, whichever it counts for.
+    const LedgerEntry *entry = event.kind == host::EventKind::Foreign ? nullptr : m_ledger.find(event.ticket);
     if (entry != nullptr) {
         event.name = entry->name;
         event.which = entry->which;
@@ -62,26 +72,31 @@ void RunReport::tell(RunEvent event)
     tellAll([&event](EventSink &sink) { sink.happened(event); });
 }
 
+void RunReport::tellGiven(host::Event event, const Expectation &expected)
+{
+    setTimes(event);
+    tellAll([&](EventSink &sink) { sink.given(event, expected); });
+}
+
 void RunReport::tellProgress(const RunProgress &progress)
 {
     tellAll([&progress](EventSink &sink) { sink.progressed(progress); });
 }
 
-void RunReport::tellProblem(const QString &problem, ExitCode code)
+void RunReport::tellProblem(RunProblem problem, const QString &text)
 {
-    RunEvent event;
-    event.kind = RunEvent::Kind::Problem;
-    event.reason = problem;
-    tell(event);
-    sayProblem(problem);
-    if (m_problem == AsExpected) {
-        m_problem = code;
-    }
+    host::Event event;
+    event.kind = host::EventKind::Problem;
+    event.reason = text;
+    setTimes(event);
+    tellAll([&](EventSink &sink) { sink.brokeOff(event, problem); });
+    sayProblem(text);
+    m_problem = m_problem.value_or(problem);
 }
 
-void RunReport::sayProblem(const QString &problem)
+void RunReport::sayProblem(const QString &text)
 {
-    m_err << "biz_console: " << tools::shownText(problem) << '\n';
+    m_err << "biz_console: " << tools::shownText(text) << '\n';
     m_err.flush();
 }
 
@@ -111,24 +126,27 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDevic
     end.summary.seconds = m_times.secondsToLastEnd();
     end.summary.errorLog = errorLog(counters);
     end.devices = devices;
+    for (OsdDeviceTotals &device : end.devices) {
+        device.lastAnswerSeconds = m_times.secondsToLastAnswer(device.device);
+    }
     end.mismatches = m_ledger.mismatches();
     end.stopped = m_ledger.stoppedCommands();
     end.mismatchCount = m_ledger.mismatchCount();
     end.total = m_ledger.total();
-    end.endedEarly = m_problem != AsExpected;
+    end.endedEarly = m_problem.has_value();
     end.allAsExpected = m_ledger.allAsExpected();
     if (m_endOnRequest) {
         end.stopped.clear();
         end.total -= static_cast<qint64>(counters.stopped);
         end.allAsExpected = end.mismatchCount == 0;
     }
-    end.exitCode = end.endedEarly ? m_problem : (end.allAsExpected ? AsExpected : NotAsExpected);
-    end.utc = QDateTime::currentDateTimeUtc();
+    end.exitCode = m_problem ? exitCodeOf(*m_problem) : (end.allAsExpected ? AsExpected : NotAsExpected);
+    end.utcMs = QDateTime::currentMSecsSinceEpoch();
     end.atMs = tools::elapsedMs(m_sinceStart);
     tellAll([&end](EventSink &sink) { sink.ended(end); });
     m_isClosed = true;
     if (m_hasOutputFailed && end.exitCode == AsExpected) {
-        sayProblem(QString::fromLatin1(outputFailedText));
+        sayProblem(outputFailedText());
         return NotAsExpected;
     }
     return end.exitCode;

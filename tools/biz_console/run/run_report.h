@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <QtCore/QElapsedTimer>
@@ -10,7 +11,6 @@
 
 #include <biz_console/run/command_ledger.h>
 #include <biz_console/run/event_sink.h>
-#include <biz_console/run/exit_codes.h>
 #include <biz_console/run/run_times.h>
 
 namespace biz::console {
@@ -33,12 +33,15 @@ public:
     void start(RunStart run);
 
     /** Fills in the times, and the name of the command that an event is about. */
-    void tell(RunEvent event);
+    void tell(host::Event event);
+
+    /** The same of a command that is handed to the host, and has its name. */
+    void tellGiven(host::Event event, const Expectation &expected);
 
     void tellProgress(const RunProgress &progress);
 
-    /** Says on the error stream why the run ends early; the exit code follows from it. */
-    void tellProblem(const QString &problem, ExitCode code);
+    /** Says on the error stream why the run ends early; the exit code follows from the first problem. */
+    void tellProblem(RunProblem problem, const QString &text);
 
     /** `call` is called once, when a sink has failed. */
     void setWhenOutputFails(std::function<void()> call) { m_whenOutputFails = std::move(call); }
@@ -54,7 +57,8 @@ private:
     void tellAll(Tell tell);
     void lookAtSinks();
     QString errorLog(const host::Counters &counters) const;
-    void sayProblem(const QString &problem);
+    void sayProblem(const QString &text);
+    void setTimes(host::Event &event) const;
 
     QTextStream &m_err;
     QElapsedTimer m_sinceStart;
@@ -67,11 +71,11 @@ private:
     bool m_isOfDevice = true;
     bool m_endOnRequest = false;
     bool m_isClosed = false;
-    ExitCode m_problem = AsExpected;
+    std::optional<RunProblem> m_problem; ///< the first one
 };
 
-/** The problem of a run that nobody can hear of any more. */
-constexpr char outputFailedText[] = "the output cannot be written";
+/** What is said of RunProblem::OutputFailed. */
+QString outputFailedText();
 
 } // namespace biz::console
 

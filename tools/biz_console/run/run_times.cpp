@@ -4,15 +4,18 @@
 
 namespace biz::console {
 
-void RunTimes::happened(const RunEvent &event)
+void RunTimes::happened(const host::Event &event)
 {
-    if (event.kind == RunEvent::Kind::Happened && event.event == Event::Sent && m_firstSentMs < 0) {
+    if (event.kind == host::EventKind::Sent && m_firstSentMs < 0) {
         m_firstSentMs = event.atMs;
     }
-    if (event.kind != RunEvent::Kind::Ended) {
+    if (!host::outcomeOf(event.kind)) {
         return;
     }
     m_secondsToLastEnd = m_firstSentMs < 0 ? 0.0 : (event.atMs - m_firstSentMs) / tools::millisecondsPerSecond;
+    if (event.kind == host::EventKind::Answered && !event.device.isEmpty()) {
+        m_secondsToLastAnswer[event.device] = m_secondsToLastEnd;
+    }
 }
 
 } // namespace biz::console

@@ -35,6 +35,7 @@ static_assert(stopLimitMs + lastSignalsLimitMs < 2000, "a run that is broken off
 
 SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
     : m_report(err)
+    , m_reconnects(plan.reconnects)
     , m_walk(std::move(walk))
     , m_pace(plan.perSecond)
 {
@@ -46,8 +47,7 @@ SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
     m_look.setInterval(lookPeriodMs);
     m_report.setWhenOutputFails([this] { m_outputFails.start(0); });
     m_outputFails.setSingleShot(true); // from the event loop: a sink may hear of things inside of the host's calls
-    connect(&m_outputFails, &QTimer::timeout, this,
-            [this] { breakOff(QString::fromLatin1(outputFailedText), NotAsExpected); });
+    connect(&m_outputFails, &QTimer::timeout, this, [this] { breakOff(RunProblem::OutputFailed, outputFailedText()); });
     connect(&m_look, &QTimer::timeout, this, [this] {
         if (repliesUnderWay() == 0) {
             finish();
@@ -69,7 +69,67 @@ void SessionRun::start()
     m_report.ledger().setTotal(m_walk.total());
     m_limit.start(openLimitMs);
     if (!startHost(&error)) {
-        breakOff(error, LinkFailed);
+        breakOff(RunProblem::LinkFailed, error);
+    }
+}
+
+void SessionRun::follow(std::unique_ptr<host::EventSource> events)
+{
+    m_events = std::move(events);
+    connect(m_events.get(), &host::EventSource::happened, this, &SessionRun::hear);
+}
+
+void SessionRun::announce(const QString &name, const QString &which, const Expectation &expected)
+{
+    m_given = {name, which, expected};
+}
+
+void SessionRun::hear(host::Event event)
+{
+    if (event.kind == host::EventKind::Opened) {
+        opened(); // which tells it, of either channel
+    } else if (event.link && event.link->state == host::LinkState::Closed) {
+        endOfReplies(); // or the run's own stop, of which the summary tells
+    } else if (event.kind == host::EventKind::Given) {
+        event.name = m_given.name;
+        event.which = m_given.which;
+        m_report.tellGiven(event, m_given.expected);
+    } else if (complete(&event)) {
+        m_report.tell(event);
+        goOnBy(event);
+    }
+}
+
+void SessionRun::goOnBy(const host::Event &event)
+{
+    if (event.link) {
+        goOnByLink(*event.link);
+        return;
+    }
+    if (host::outcomeOf(event.kind)) {
+        giveSome();
+    }
+    if (host::outcomeOf(event.kind) || isExpectable(event.kind)) {
+        finishIfDone();
+    }
+}
+
+void SessionRun::goOnByLink(const host::LinkStatus &link)
+{
+    switch (link.state) {
+    case host::LinkState::Up:
+        opened();
+        return;
+    case host::LinkState::Lost:
+        if (m_reconnects) {
+            waitForLink();
+        } else {
+            breakOff(RunProblem::LinkFailed, link.reason);
+        }
+        return;
+    case host::LinkState::Connecting:
+    case host::LinkState::Closed:
+        return;
     }
 }
 
@@ -79,7 +139,9 @@ void SessionRun::opened()
         m_phase = Phase::Running;
         m_limit.stop();
         m_progress.start();
-        m_report.tell(RunEvent());
+        host::Event event;
+        event.kind = host::EventKind::Opened;
+        m_report.tell(event);
         giveSome();
     }
 }
@@ -104,7 +166,7 @@ void SessionRun::giveSome()
            takeTurn()) {
         const WalkStep step = m_walk.step();
         if (!give(step, &error)) {
-            breakOff(error, BadInput);
+            breakOff(RunProblem::CommandRefused, error);
             return;
         }
         m_walk.advance();
@@ -158,9 +220,8 @@ void SessionRun::onLimit()
 {
     switch (m_phase) {
     case Phase::Opening:
-        breakOff(QStringLiteral("%1 cannot be reached: no answer within %2 s")
-                     .arg(whatIsOpened(), QString::number(openLimitMs / 1000)),
-                 LinkFailed);
+        breakOff(RunProblem::LinkFailed, QStringLiteral("%1 cannot be reached: no answer within %2 s")
+                                             .arg(whatIsOpened(), QString::number(openLimitMs / 1000)));
         return;
     case Phase::Grace:
         awaitLastReplies();
@@ -187,7 +248,7 @@ void SessionRun::interrupt()
     if (m_walk.isEndless() && m_phase == Phase::Running) {
         endInOrder();
     } else {
-        breakOff(QString::fromLatin1(interruptedText), NotAsExpected);
+        breakOff(RunProblem::Interrupted, QStringLiteral("interrupted"));
     }
 }
 
@@ -196,10 +257,10 @@ void SessionRun::endInOrder()
     m_phase = Phase::Stopping;
     m_report.endOnRequest();
     m_report.ledger().setTotal(m_report.ledger().given());
-    stopAndClose(NotAsExpected);
+    stopAndClose();
 }
 
-void SessionRun::breakOff(const QString &problem, ExitCode code)
+void SessionRun::breakOff(RunProblem problem, const QString &text)
 {
     if (m_phase == Phase::Stopping || m_phase == Phase::Finished) {
         return;
@@ -209,16 +270,16 @@ void SessionRun::breakOff(const QString &problem, ExitCode code)
         return;
     }
     m_phase = Phase::Stopping;
-    m_report.tellProblem(problem, code);
+    m_report.tellProblem(problem, text);
     countNeverGiven();
-    stopAndClose(code);
+    stopAndClose();
 }
 
 /** The ends of what is pending arrive as signals. */
-void SessionRun::stopAndClose(ExitCode codeIfSlow)
+void SessionRun::stopAndClose()
 {
     beforeStop();
-    stop(codeIfSlow);
+    stop();
     m_limit.start(m_report.ledger().pending() > 0 ? lastSignalsLimitMs : 0);
 }
 
@@ -232,12 +293,12 @@ void SessionRun::countNeverGiven()
     }
 }
 
-void SessionRun::stop(ExitCode codeIfSlow)
+void SessionRun::stop()
 {
     const host::StopReport stopped = stopHost(stopLimitMs);
     if (!stopped.clean()) {
-        m_report.tellProblem(QStringLiteral("did not stop in time: ") + stopped.slowSteps.join(QStringLiteral(", ")),
-                             codeIfSlow);
+        m_report.tellProblem(RunProblem::SlowStop,
+                             QStringLiteral("did not stop in time: ") + stopped.slowSteps.join(QStringLiteral(", ")));
     }
 }
 
@@ -286,7 +347,7 @@ void SessionRun::finish()
     m_look.stop();
     if (!isStopped) {
         beforeStop();
-        stop(NotAsExpected);
+        stop();
     }
     m_outputFails.stop();
     Q_EMIT finished(m_report.close(counters(), deviceRows()));

@@ -1,12 +1,15 @@
 #ifndef BIZ_CONSOLE_SESSION_RUN_H
 #define BIZ_CONSOLE_SESSION_RUN_H
 
+#include <memory>
+
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
 #include <biz_console/run/run_report.h>
 #include <biz_console/session/pace.h>
 #include <biz_console/session/session_walk.h>
+#include <host/event_source.h>
 
 namespace biz::console {
 
@@ -58,6 +61,9 @@ protected:
 
     /** Gives the host a command of the session; false with a reason when it takes none. */
     virtual bool give(const WalkStep &step, QString *error) = 0;
+
+    /** Adds what the run knows beyond the host; false for an event that is not told. */
+    virtual bool complete(host::Event *event) = 0;
     virtual QString nameOf(int command) const = 0;
     virtual int waitingInHost() const = 0;
     virtual int pendingInHost() const = 0;
@@ -83,14 +89,29 @@ protected:
     /** What the devices of an OSD run came to, after its last event. */
     virtual QVector<OsdDeviceTotals> deviceRows() const { return {}; }
 
+    /** Tells what happens in the host from now on, and goes on with the run by it. */
+    void follow(std::unique_ptr<host::EventSource> events);
+
+    /** What the session says of the command that is about to be given. */
+    void announce(const QString &name, const QString &which, const Expectation &expected);
+
+    /** Gives the host what it may have now. */
+    void giveSome();
+
+    /** "3 of 5, round 2"; empty for a command that is given once. */
+    QString whichOf(const WalkStep &step, int repeat) const;
+
+private:
+    RunProgress progress() const;
+    void hear(host::Event event);
+    void goOnBy(const host::Event &event);
+    void goOnByLink(const host::LinkStatus &link);
+
     /** The host is connected, and commands are under way. */
     void opened();
 
     /** There may be no link for long: the run waits for it without a limit. */
     void waitForLink();
-
-    /** Gives the host what it may have now. */
-    void giveSome();
 
     /** To be called after each event of a command. */
     void finishIfDone();
@@ -98,21 +119,15 @@ protected:
     /** Nothing comes any more after endWriting(). */
     void endOfReplies();
 
-    /** "3 of 5, round 2"; empty for a command that is given once. */
-    QString whichOf(const WalkStep &step, int repeat) const;
-
-    void breakOff(const QString &problem, ExitCode code);
-
-private:
-    RunProgress progress() const;
+    void breakOff(RunProblem problem, const QString &text);
     bool takeTurn();
     void countNeverGiven();
     void endInOrder();
-    void stopAndClose(ExitCode codeIfSlow);
+    void stopAndClose();
     void onLimit();
     void awaitLastReplies();
     void judge();
-    void stop(ExitCode codeIfSlow);
+    void stop();
     void finish();
 
     enum class Phase {
@@ -125,7 +140,18 @@ private:
         Finished,
     };
 
+    /** What the session says of a command. */
+    struct Announced
+    {
+        QString name;
+        QString which;
+        Expectation expected;
+    };
+
     RunReport m_report;
+    bool m_reconnects;
+    std::unique_ptr<host::EventSource> m_events;
+    Announced m_given; ///< of the command that is being given
     SessionWalk m_walk;
     Pace m_pace;
     QElapsedTimer m_clock; ///< of the pace
@@ -136,9 +162,6 @@ private:
     QTimer m_outputFails;
     QTimer m_look; ///< at what the host has not told of
 };
-
-/** The problem of a run that was interrupted. */
-constexpr char interruptedText[] = "interrupted";
 
 /** Runs an event loop until the run has finished or been interrupted; returns its exit code. */
 int execute(SessionRun &run);

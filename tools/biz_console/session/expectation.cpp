@@ -7,47 +7,36 @@ namespace biz::console {
 
 namespace {
 
-struct EventRow
-{
-    Event event;
-    const char *name;
-};
+using host::EventKind;
 
-constexpr EventRow eventRows[] = {
-    {Event::Sent, "sent"}, {Event::Resent, "resent"},       {Event::Rejected, "rejected"},
-    {Event::Late, "late"}, {Event::Duplicate, "duplicate"}, {Event::Foreign, "foreign"},
+constexpr EventKind expectable[] = {
+    EventKind::Sent, EventKind::Resent, EventKind::Rejected, EventKind::Late, EventKind::Duplicate, EventKind::Foreign,
 };
 
 /** Whether a command was sent follows from its outcome and the other events. */
 Events withoutSent(Events events)
 {
-    return events & ~Events(Event::Sent);
+    return events.without({EventKind::Sent});
 }
 
 } // namespace
 
-QString eventName(Event event)
+bool isExpectable(EventKind kind)
 {
-    for (const EventRow &row : eventRows) {
-        if (row.event == event) {
-            return QString::fromLatin1(row.name);
-        }
-    }
-    return {};
+    return std::find(std::begin(expectable), std::end(expectable), kind) != std::end(expectable);
 }
 
-std::optional<Event> eventFromName(const QString &name)
+std::optional<EventKind> expectableFromName(const QString &name)
 {
-    const auto *const found = std::find_if(std::begin(eventRows), std::end(eventRows),
-                                           [&name](const EventRow &row) { return name == QLatin1String(row.name); });
-    return found == std::end(eventRows) ? std::nullopt : std::optional(found->event);
+    const std::optional<EventKind> kind = host::eventFromName(name);
+    return kind && isExpectable(*kind) ? kind : std::nullopt;
 }
 
-QStringList eventNames()
+QStringList expectableNames()
 {
     QStringList names;
-    for (const EventRow &row : eventRows) {
-        names.append(QString::fromLatin1(row.name));
+    for (const EventKind kind : expectable) {
+        names.append(host::eventName(kind));
     }
     return names;
 }
@@ -55,9 +44,9 @@ QStringList eventNames()
 QStringList namesOf(Events events)
 {
     QStringList names;
-    for (const EventRow &row : eventRows) {
-        if (withoutSent(events).testFlag(row.event)) {
-            names.append(QString::fromLatin1(row.name));
+    for (const EventKind kind : expectable) {
+        if (withoutSent(events).has(kind)) {
+            names.append(host::eventName(kind));
         }
     }
     return names;

@@ -1,37 +1,58 @@
 #ifndef BIZ_CONSOLE_EXPECTATION_H
 #define BIZ_CONSOLE_EXPECTATION_H
 
+#include <initializer_list>
 #include <optional>
 
-#include <QtCore/QFlags>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <host/command_result.h>
+#include <host/vocabulary.h>
 
 namespace biz::console {
 
-/** What can happen to a command on its way to its end. */
-enum class Event {
-    Sent = 0x01,
-    Resent = 0x02,
-    Rejected = 0x04,
-    Late = 0x08,
-    Duplicate = 0x10,
-    Foreign = 0x20,
+/** Kinds of events, each once. */
+class Events
+{
+public:
+    constexpr Events() = default;
+    constexpr Events(std::initializer_list<host::EventKind> kinds)
+    {
+        for (const host::EventKind kind : kinds) {
+            add(kind);
+        }
+    }
+
+    constexpr void add(host::EventKind kind) { m_bits |= bitOf(kind); }
+    constexpr bool has(host::EventKind kind) const { return (m_bits & bitOf(kind)) != 0; }
+    constexpr bool isEmpty() const { return m_bits == 0; }
+
+    constexpr Events commonWith(Events others) const { return Events(m_bits & others.m_bits); }
+    constexpr Events without(Events others) const { return Events(m_bits & ~others.m_bits); }
+
+    constexpr bool operator==(Events other) const { return m_bits == other.m_bits; }
+    constexpr bool operator!=(Events other) const { return m_bits != other.m_bits; }
+
+private:
+    explicit constexpr Events(quint64 bits)
+        : m_bits(bits)
+    {
+    }
+    static constexpr quint64 bitOf(host::EventKind kind) { return quint64{1} << static_cast<int>(kind); }
+
+    quint64 m_bits = 0;
 };
-Q_DECLARE_FLAGS(Events, Event)
-Q_DECLARE_OPERATORS_FOR_FLAGS(Events)
 
-QString eventName(Event event);
-std::optional<Event> eventFromName(const QString &name);
-QStringList eventNames();
+/** Whether it can happen to a command on its way to its end, or after it, so that a session can expect it. */
+bool isExpectable(host::EventKind kind);
+std::optional<host::EventKind> expectableFromName(const QString &name);
+QStringList expectableNames();
 
-/** The names of those that are set, but of `sent`: whether a command was sent follows from the rest. */
+/** The names of those that are there, but of `sent`: whether a command was sent follows from the rest. */
 QStringList namesOf(Events events);
 
 /** Events that may still come when the command has ended. */
-constexpr Events eventsAfterTheEnd = Events(Event::Late) | Event::Duplicate | Event::Foreign;
+constexpr Events eventsAfterTheEnd{host::EventKind::Late, host::EventKind::Duplicate, host::EventKind::Foreign};
 
 /** How a command is to end, and which events other than `sent` happen to it, neither more nor less. */
 struct Expectation

@@ -60,10 +60,10 @@ Expectation readExpectation(const ObjectReader &command)
         reader.note("outcome", notOneOf(host::outcomeNames(), outcome));
     }
     for (const PlacedValue &name : reader.textArray("events")) {
-        if (const auto event = eventFromName(name.value.text)) {
-            expected.events |= *event;
+        if (const auto event = expectableFromName(name.value.text)) {
+            expected.events.add(*event);
         } else {
-            reader.noteAt(name, notOneOf(eventNames(), name.value.text));
+            reader.noteAt(name, notOneOf(expectableNames(), name.value.text));
         }
     }
     return expected;

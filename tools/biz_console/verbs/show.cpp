@@ -31,7 +31,7 @@ QString sinceOption()
 /** All that lines of recordings and of `--json` are named after. */
 QStringList knownEvents()
 {
-    return host::outcomeNames() + eventNames() +
+    return host::outcomeNames() + expectableNames() +
            QStringList{QLatin1String(recorded::head),
                        QLatin1String(recorded::linkOpened),
                        QLatin1String(recorded::linkClosed),
@@ -39,6 +39,7 @@ QStringList knownEvents()
                        QLatin1String(recorded::bytesIn),
                        QStringLiteral("start"),
                        QStringLiteral("given"),
+                       QStringLiteral("writing"),
                        QStringLiteral("linkStateChanged"),
                        QStringLiteral("opened"),
                        QStringLiteral("refused"),
@@ -84,7 +85,7 @@ public:
     /** Every line of an error log is of a rejected reply. */
     bool wants(const Finding &finding) const
     {
-        return isSince(finding.line.time) && (m_event.isEmpty() || m_event == eventName(Event::Rejected)) &&
+        return isSince(finding.line.time) && (m_event.isEmpty() || m_event == eventName(host::EventKind::Rejected)) &&
                (m_command.isEmpty() || finding.codes().toUpper() == m_command);
     }
 

@@ -59,8 +59,8 @@ TEST_F(ConsoleJson, EachEventAndTheSummaryIsAnObjectOnALineOfItsOwn)
 {
     FakeDevice device(FakeDevice::echo);
     EXPECT_EQ(eventsOf(run(R"({"head": "01 08 00 00 00 00"})", device)),
-              QStringList(
-                  {"start", "given", "linkStateChanged", "linkStateChanged", "opened", "sent", "answered", "summary"}));
+              QStringList({"start", "given", "linkStateChanged", "linkStateChanged", "opened", "writing", "sent",
+                           "answered", "summary"}));
 }
 
 TEST_F(ConsoleJson, TheStartNamesTheLinkAndTheModel)
@@ -144,6 +144,7 @@ TEST_F(ConsoleJson, ALinkThatCannotBeOpenedIsAProblemOfTheRun)
     EXPECT_EQ(console.exitStatus(), 3);
     const QVector<QJsonObject> objects = objectsOf(console);
     EXPECT_TRUE(firstOf(objects, "problem").value("reason").toString().startsWith("cannot reach tcp://127.0.0.1:1"));
+    EXPECT_EQ(firstOf(objects, "problem").value("problem").toString(), "linkFailed");
     EXPECT_TRUE(objects.last().value("endedEarly").toBool());
     EXPECT_EQ(objects.last().value("stopped").toArray(), QJsonArray{"get volume"});
     EXPECT_TRUE(console.errors().startsWith("biz_console: cannot reach ")) << qPrintable(console.errors());
@@ -157,6 +158,7 @@ TEST_F(ConsoleJson, AnInterruptedRunStillWritesItsSummary)
     console.sendSignal(SIGINT);
     EXPECT_EQ(console.exitStatus(), 1);
     const QVector<QJsonObject> objects = objectsOf(console);
+    EXPECT_EQ(firstOf(objects, "problem").value("problem").toString(), "interrupted");
     EXPECT_EQ(objects.last().value("stopped").toArray(), QJsonArray{"get volume (100 times)"});
 }
 

@@ -22,21 +22,20 @@ protected:
 
     EventPrinter printer(bool isTerminal) { return {stream, isTerminal, EventPrinter::Options()}; }
 
-    static RunEvent ended(host::Outcome outcome)
+    static host::Event ended(host::EventKind kind)
     {
-        RunEvent event;
-        event.kind = RunEvent::Kind::Ended;
-        event.utc = someTime.toUTC();
+        host::Event event;
+        event.kind = kind;
+        event.utcMs = someTime.toMSecsSinceEpoch();
         event.ticket = 1;
         event.name = "get volume";
-        event.outcome = outcome;
         return event;
     }
 
-    static RunEvent refused()
+    static host::Event refused()
     {
-        RunEvent event;
-        event.kind = RunEvent::Kind::Refused;
+        host::Event event;
+        event.kind = host::EventKind::Refused;
         event.bytes = 3;
         event.reason = "no frame";
         return event;
@@ -58,7 +57,7 @@ protected:
 
 TEST_F(ConsolePrinter, AnEventIsALineOfColumns)
 {
-    RunEvent event = ended(host::Outcome::Answered);
+    host::Event event = ended(host::EventKind::Answered);
     event.sequence = 0x2A;
     event.codes = "F1/08";
     event.attempts = 1;
@@ -70,7 +69,7 @@ TEST_F(ConsolePrinter, AnEventIsALineOfColumns)
 
 TEST_F(ConsolePrinter, WhatIsNotKnownStaysEmpty)
 {
-    RunEvent event = ended(host::Outcome::Skipped);
+    host::Event event = ended(host::EventKind::Skipped);
     event.reason = "skip mode was on";
     printer(false).happened(event);
     EXPECT_EQ(text(),
@@ -79,7 +78,7 @@ TEST_F(ConsolePrinter, WhatIsNotKnownStaysEmpty)
 
 TEST_F(ConsolePrinter, ACommandStoppedBeforeItWasSentHasNoLine)
 {
-    RunEvent event = ended(host::Outcome::Stopped);
+    host::Event event = ended(host::EventKind::Stopped);
     event.attempts = 0;
     printer(false).happened(event);
     EXPECT_EQ(text(), "");
@@ -101,14 +100,14 @@ TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
 TEST_F(ConsolePrinter, ATerminalShowsEndsWithoutAnAnswerInRed)
 {
     EventPrinter onTerminal = printer(true);
-    onTerminal.happened(ended(host::Outcome::GaveUp));
+    onTerminal.happened(ended(host::EventKind::GaveUp));
     EXPECT_EQ(text().rfind("\033[31m", 0), 0U) << text();
 }
 
 TEST_F(ConsolePrinter, AnAnswerHasNoColour)
 {
     EventPrinter onTerminal = printer(true);
-    onTerminal.happened(ended(host::Outcome::Answered));
+    onTerminal.happened(ended(host::EventKind::Answered));
     EXPECT_EQ(text().find('\033'), std::string::npos) << text();
 }
 

@@ -104,8 +104,8 @@ TEST_F(ConsoleRecord, EverythingAtTheBoundaryIsALineWithBothTimes)
         EXPECT_GE(line.value("atMs").toDouble(-1.0), before - 1.0) << qPrintable(events.last());
         before = line.value("atMs").toDouble();
     }
-    EXPECT_EQ(events.join(' '), "given linkStateChanged linkOpened bytesOut linkStateChanged opened bytesOut sent "
-                                "bytesIn answered linkClosed summary")
+    EXPECT_EQ(events.join(' '), "given linkStateChanged linkOpened bytesOut linkStateChanged opened writing bytesOut "
+                                "sent bytesIn answered linkClosed summary")
         << qPrintable(events.join(' '));
 }
 

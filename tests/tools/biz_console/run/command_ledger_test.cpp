@@ -3,6 +3,7 @@
 #include <biz_console/run/command_ledger.h>
 
 using namespace biz::console;
+using biz::host::EventKind;
 using biz::host::Outcome;
 
 namespace {
@@ -25,7 +26,7 @@ TEST(ConsoleLedger, AnAnsweredCommandIsAsExpectedByDefault)
     CommandLedger ledger;
     ledger.setTotal(1);
     ledger.add(1, "get volume", {}, Expectation());
-    ledger.note(1, Event::Sent);
+    ledger.note(1, EventKind::Sent);
     EXPECT_FALSE(ledger.allAsExpected());
     EXPECT_EQ(ledger.pending(), 1);
 
@@ -40,7 +41,7 @@ TEST(ConsoleLedger, AnotherOutcomeIsAMismatchWithItsReason)
 {
     CommandLedger ledger;
     ledger.add(1, "get volume", "2 of 3", Expectation());
-    ledger.note(1, Event::Resent);
+    ledger.note(1, EventKind::Resent);
     ledger.end(1, Outcome::GaveUp, "no reply came");
     EXPECT_FALSE(ledger.allAsExpected());
     EXPECT_EQ(only(ledger.mismatches()), "get volume (2 of 3): expected answered without events, was gaveUp with "
@@ -51,8 +52,8 @@ TEST(ConsoleLedger, AnEventMoreThanExpectedIsAMismatch)
 {
     CommandLedger ledger;
     ledger.add(1, "get volume", {}, Expectation());
-    ledger.note(1, Event::Rejected, "length 3, not 4");
-    ledger.note(1, Event::Resent);
+    ledger.note(1, EventKind::Rejected, "length 3, not 4");
+    ledger.note(1, EventKind::Resent);
     ledger.end(1, Outcome::Answered, {});
     EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered without events, was answered with resent, "
                                          "rejected (length 3, not 4)");
@@ -61,7 +62,7 @@ TEST(ConsoleLedger, AnEventMoreThanExpectedIsAMismatch)
 TEST(ConsoleLedger, AnEventLessThanExpectedIsAMismatch)
 {
     CommandLedger ledger;
-    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, Event::Resent));
+    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, {EventKind::Resent}));
     ledger.end(1, Outcome::Answered, {});
     EXPECT_EQ(only(ledger.mismatches()), "get volume: expected answered with resent, was answered without events");
 }
@@ -76,11 +77,11 @@ TEST(ConsoleLedger, ACommandThatNeverEndedIsAMismatch)
 TEST(ConsoleLedger, AwaitsLateRepliesFromTheEndOfTheCommandOn)
 {
     CommandLedger ledger;
-    ledger.add(1, "get volume", {}, expecting(Outcome::GaveUp, Event::Late));
+    ledger.add(1, "get volume", {}, expecting(Outcome::GaveUp, {EventKind::Late}));
     EXPECT_FALSE(ledger.awaitsEvents());
     ledger.end(1, Outcome::GaveUp, {});
     EXPECT_TRUE(ledger.awaitsEvents());
-    ledger.note(1, Event::Late);
+    ledger.note(1, EventKind::Late);
     EXPECT_FALSE(ledger.awaitsEvents());
     EXPECT_TRUE(ledger.allAsExpected());
 }
@@ -88,7 +89,7 @@ TEST(ConsoleLedger, AwaitsLateRepliesFromTheEndOfTheCommandOn)
 TEST(ConsoleLedger, AResendThatIsMissingAtTheEndIsNotAwaited)
 {
     CommandLedger ledger;
-    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, Event::Resent));
+    ledger.add(1, "get volume", {}, expecting(Outcome::Answered, {EventKind::Resent}));
     ledger.end(1, Outcome::Answered, {});
     EXPECT_FALSE(ledger.awaitsEvents());
 }
@@ -122,7 +123,7 @@ TEST(ConsoleLedger, WhatNeverReachedTheHostIsListedWithTheStopped)
 TEST(ConsoleLedger, UnknownTicketsChangeNothing)
 {
     CommandLedger ledger;
-    ledger.note(7, Event::Late);
+    ledger.note(7, EventKind::Late);
     ledger.end(7, Outcome::Answered, {});
     EXPECT_EQ(ledger.given(), 0);
     EXPECT_EQ(ledger.pending(), 0);
@@ -179,12 +180,12 @@ TEST(ConsoleLedger, AForgottenCommandThatAwaitedAnEventIsAwaitedNoMore)
     ledger.remember(10);
     for (biz::host::Ticket ticket = 1; ticket <= 3000; ++ticket) {
         ledger.add(ticket, "get volume", {},
-                   expecting(Outcome::GaveUp, ticket <= 2000 ? Events(Event::Late) : Events()));
+                   expecting(Outcome::GaveUp, ticket <= 2000 ? Events{EventKind::Late} : Events()));
         ledger.end(ticket, Outcome::GaveUp, {});
     }
     for (biz::host::Ticket ticket = 1; ticket <= 1000; ++ticket) {
         EXPECT_TRUE(ledger.awaitsEvents());
-        ledger.note(ticket, Event::Late);
+        ledger.note(ticket, EventKind::Late);
     }
     EXPECT_FALSE(ledger.awaitsEvents());
 }

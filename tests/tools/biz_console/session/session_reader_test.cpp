@@ -6,6 +6,7 @@
 #include <common/errors.h>
 
 using namespace biz::console;
+using biz::host::EventKind;
 using biz::host::Outcome;
 
 namespace {
@@ -257,7 +258,7 @@ TEST(ConsoleSessionReader, ReadsExpectations)
     const DeviceSession session =
         deviceSessionOf(commandWith(R"("expect": {"outcome": "gaveUp", "events": ["resent", "late"]})"));
     EXPECT_EQ(session.commands[0].expected.outcome, Outcome::GaveUp);
-    EXPECT_EQ(session.commands[0].expected.events, Event::Resent | Event::Late);
+    EXPECT_EQ(session.commands[0].expected.events, (Events{EventKind::Resent, EventKind::Late}));
 }
 
 TEST(ConsoleSessionReader, TheModelMayBeNamed)
