@@ -13,8 +13,7 @@
 #include <biz_console/recording/recording_reader.h>
 #include <biz_console/replay/replay_devices.h>
 #include <biz_console/replay/replay_link.h>
-#include <biz_console/run/device_run.h>
-#include <biz_console/run/osd_run.h>
+#include <biz_console/run/session_run.h>
 #include <common/errors.h>
 
 namespace biz::console {
@@ -80,7 +79,9 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
     }
     auto link = std::make_unique<ReplayLink>(recording);
     ReplayLink *device = link.get(); // lives as long as the run
-    DeviceRun run(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan(), notes.problems);
+    auto side =
+        std::make_unique<DeviceSide>(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan());
+    SessionRun run(std::move(side), RunPlan(), notes.problems);
     QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
     hearAndShow(run, notes, show, [device](const host::Event &event) {
         if (host::outcomeOf(event.kind)) {
@@ -145,7 +146,8 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
 {
     ReplayDevices devices(recording);
     devices.listen();
-    OsdRun run(osdSessionOf(recording, devices), OsdRunOptions(), RunPlan(), notes.problems);
+    auto side = std::make_unique<OsdSide>(osdSessionOf(recording, devices), OsdRunOptions());
+    SessionRun run(std::move(side), RunPlan(), notes.problems);
     QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);
     hearAndShow(run, notes, show, [&devices](const host::Event &event) {
         if (event.kind == host::EventKind::Opened) {

@@ -33,12 +33,17 @@ static_assert(stopLimitMs + lastSignalsLimitMs < 2000, "a run that is broken off
 
 } // namespace
 
-SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
-    : m_report(err)
+SessionRun::SessionRun(RunSide channel, const RunPlan &plan, QTextStream &err)
+    : m_side(std::move(channel))
+    , m_events(ask([](auto &of) { return of.events(); }))
+    , m_facts(ask([](const auto &of) { return of.facts(); }))
+    , m_report(err)
     , m_reconnects(plan.reconnects)
-    , m_walk(std::move(walk))
+    , m_walk(m_facts.repeats, m_facts.devices, plan.rounds)
     , m_pace(plan.perSecond)
 {
+    m_report.ledger().remember(m_facts.mostRemembered);
+    connect(m_events.get(), &host::EventSource::happened, this, &SessionRun::hear);
     m_nextTurn.setSingleShot(true);
     m_nextTurn.setTimerType(Qt::PreciseTimer);
     connect(&m_nextTurn, &QTimer::timeout, this, &SessionRun::giveSome);
@@ -49,7 +54,7 @@ SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
     m_outputFails.setSingleShot(true); // from the event loop: a sink may hear of things inside of the host's calls
     connect(&m_outputFails, &QTimer::timeout, this, [this] { breakOff(RunProblem::OutputFailed, outputFailedText()); });
     connect(&m_look, &QTimer::timeout, this, [this] {
-        if (repliesUnderWay() == 0) {
+        if (ask([](const auto &side) { return side.repliesUnderWay(); }) == 0) {
             finish();
         }
     });
@@ -63,25 +68,18 @@ SessionRun::SessionRun(SessionWalk walk, const RunPlan &plan, QTextStream &err)
 
 void SessionRun::start()
 {
-    QString error;
     m_clock.start();
-    m_report.start(description());
+    m_report.start(m_facts.start);
     m_report.ledger().setTotal(m_walk.total());
     m_limit.start(openLimitMs);
-    if (!startHost(&error)) {
-        breakOff(RunProblem::LinkFailed, error);
+    bool isStarted = ask([](auto &side) { return side.prepare(); });
+    if (isStarted && m_facts.givesBeforeOpen) {
+        giveSome();
     }
-}
-
-void SessionRun::follow(std::unique_ptr<host::EventSource> events)
-{
-    m_events = std::move(events);
-    connect(m_events.get(), &host::EventSource::happened, this, &SessionRun::hear);
-}
-
-void SessionRun::announce(const QString &name, const QString &which, const Expectation &expected)
-{
-    m_given = {name, which, expected};
+    isStarted = isStarted && ask([](auto &side) { return side.start(); });
+    if (!isStarted) {
+        breakOff(RunProblem::LinkFailed, ask([](const auto &side) { return side.error(); }));
+    }
 }
 
 void SessionRun::hear(host::Event event)
@@ -91,13 +89,22 @@ void SessionRun::hear(host::Event event)
     } else if (event.link && event.link->state == host::LinkState::Closed) {
         endOfReplies(); // or the run's own stop, of which the summary tells
     } else if (event.kind == host::EventKind::Given) {
-        event.name = m_given.name;
-        event.which = m_given.which;
-        m_report.tellGiven(event, m_given.expected);
-    } else if (complete(&event)) {
+        hearOfGiven(std::move(event));
+    } else if (ask([&event](auto &side) { return side.complete(&event); })) {
         m_report.tell(event);
         goOnBy(event);
     }
+}
+
+/** It is the command of the present step. */
+void SessionRun::hearOfGiven(host::Event event)
+{
+    const WalkStep &step = m_walk.step();
+    QStringList which{event.device, whichOf(step)};
+    which.removeAll(QString());
+    event.name = m_facts.names.at(step.command);
+    event.which = which.join(QStringLiteral(", "));
+    m_report.tellGiven(event, ask([&step](const auto &side) { return side.expectationOf(step); }));
 }
 
 void SessionRun::goOnBy(const host::Event &event)
@@ -161,12 +168,13 @@ void SessionRun::waitForLink()
  */
 void SessionRun::giveSome()
 {
-    QString error;
-    while ((m_phase == Phase::Opening || m_phase == Phase::Running) && pendingInHost() < commandsGivenAhead() &&
-           takeTurn()) {
-        const WalkStep step = m_walk.step();
-        if (!give(step, &error)) {
-            breakOff(RunProblem::CommandRefused, error);
+    const auto mayHaveMore = [this] {
+        return (m_phase == Phase::Opening || m_phase == Phase::Running) &&
+               ask([](const auto &side) { return side.pending(); }) < m_facts.mostGivenAhead;
+    };
+    while (mayHaveMore() && takeTurn()) {
+        if (!ask([this](auto &side) { return side.give(m_walk.step()); })) {
+            breakOff(RunProblem::CommandRefused, ask([](const auto &side) { return side.error(); }));
             return;
         }
         m_walk.advance();
@@ -190,6 +198,11 @@ bool SessionRun::takeTurn()
     return false;
 }
 
+host::HostMetrics SessionRun::metrics() const
+{
+    return ask([](const auto &side) { return side.metrics(); });
+}
+
 RunProgress SessionRun::progress() const
 {
     const CommandLedger &ledger = m_report.ledger();
@@ -198,14 +211,16 @@ RunProgress SessionRun::progress() const
     progress.round = m_walk.step().round;
     progress.total = ledger.total();
     progress.ended = ledger.total() - ledger.pending();
-    progress.waiting = ledger.total() - ledger.given() + waitingInHost();
-    progress.inFlight = pendingInHost() - waitingInHost();
-    progress.counters = counters();
+    const int waitingInHost = ask([](const auto &side) { return side.waiting(); });
+    progress.waiting = ledger.total() - ledger.given() + waitingInHost;
+    progress.inFlight = ask([](const auto &side) { return side.pending(); }) - waitingInHost;
+    progress.counters = ask([](const auto &side) { return side.counters(); });
     return progress;
 }
 
-QString SessionRun::whichOf(const WalkStep &step, int repeat) const
+QString SessionRun::whichOf(const WalkStep &step) const
 {
+    const int repeat = m_facts.repeats.at(static_cast<std::size_t>(step.command));
     QStringList which;
     if (repeat > 1) {
         which.append(QStringLiteral("%1 of %2").arg(step.number).arg(repeat));
@@ -221,7 +236,7 @@ void SessionRun::onLimit()
     switch (m_phase) {
     case Phase::Opening:
         breakOff(RunProblem::LinkFailed, QStringLiteral("%1 cannot be reached: no answer within %2 s")
-                                             .arg(whatIsOpened(), QString::number(openLimitMs / 1000)));
+                                             .arg(m_facts.opens, QString::number(openLimitMs / 1000)));
         return;
     case Phase::Grace:
         awaitLastReplies();
@@ -278,7 +293,6 @@ void SessionRun::breakOff(RunProblem problem, const QString &text)
 /** The ends of what is pending arrive as signals. */
 void SessionRun::stopAndClose()
 {
-    beforeStop();
     stop();
     m_limit.start(m_report.ledger().pending() > 0 ? lastSignalsLimitMs : 0);
 }
@@ -288,14 +302,15 @@ void SessionRun::countNeverGiven()
     for (int command = 0; command < m_walk.commands(); ++command) {
         const qint64 left = m_walk.left(command);
         if (left > 0) {
-            m_report.ledger().addNeverGiven(nameOf(command), left);
+            m_report.ledger().addNeverGiven(m_facts.names.at(command), left);
         }
     }
 }
 
 void SessionRun::stop()
 {
-    const host::StopReport stopped = stopHost(stopLimitMs);
+    m_devices = ask([](const auto &side) { return side.devices(); });
+    const host::StopReport stopped = ask([](auto &side) { return side.stop(stopLimitMs); });
     if (!stopped.clean()) {
         m_report.tellProblem(RunProblem::SlowStop,
                              QStringLiteral("did not stop in time: ") + stopped.slowSteps.join(QStringLiteral(", ")));
@@ -321,7 +336,8 @@ void SessionRun::finishIfDone()
 void SessionRun::awaitLastReplies()
 {
     m_phase = Phase::Ending;
-    m_limit.start(endWriting() ? endOfStreamLimitMs : longestWaitMs());
+    const bool isEndTold = ask([](auto &side) { return side.endWriting(); });
+    m_limit.start(isEndTold ? endOfStreamLimitMs : m_facts.longestWaitMs);
 }
 
 void SessionRun::endOfReplies()
@@ -346,11 +362,10 @@ void SessionRun::finish()
     m_limit.stop();
     m_look.stop();
     if (!isStopped) {
-        beforeStop();
         stop();
     }
     m_outputFails.stop();
-    Q_EMIT finished(m_report.close(counters(), deviceRows()));
+    Q_EMIT finished(m_report.close(ask([](const auto &side) { return side.counters(); }), m_devices));
 }
 
 int execute(SessionRun &run)

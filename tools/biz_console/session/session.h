@@ -72,6 +72,17 @@ int longestWaitOf(const QVector<Command> &commands)
     return longest;
 }
 
+/** How the session calls each command. */
+template<typename Command>
+QStringList commandNamesOf(const QVector<Command> &commands)
+{
+    QStringList names;
+    for (const Command &command : commands) {
+        names.append(command.name);
+    }
+    return names;
+}
+
 /** How often each command is repeated. */
 template<typename Command>
 std::vector<int> repeatsOf(const QVector<Command> &commands)

@@ -5,7 +5,7 @@
 #include <biz_console/cli/metrics_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
-#include <biz_console/run/osd_run.h>
+#include <biz_console/run/session_run.h>
 #include <biz_console/session/session_reader.h>
 #include <common/input_file.h>
 
@@ -63,7 +63,7 @@ int runOsd(const QStringList &arguments, const Output &output)
 
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
-    OsdRun run(std::move(session), options, plan, output.err);
+    SessionRun run(std::make_unique<OsdSide>(std::move(session), options), plan, output.err);
     recording.record(run);
     junit.report(run);
     EventPrinter::Options shown;

@@ -5,7 +5,7 @@
 #include <biz_console/cli/metrics_option.h>
 #include <biz_console/cli/record_option.h>
 #include <biz_console/cli/run_options.h>
-#include <biz_console/run/device_run.h>
+#include <biz_console/run/session_run.h>
 #include <biz_console/session/session_reader.h>
 #include <common/input_file.h>
 
@@ -41,7 +41,8 @@ int runDevice(const QStringList &arguments, const Output &output)
     MetricsFile metrics(parser, output);
     obeyLogDirOption(parser);
 
-    DeviceRun run(std::move(session), recording.wrap(std::move(link)), plan, output.err);
+    SessionRun run(std::make_unique<DeviceSide>(std::move(session), recording.wrap(std::move(link)), plan), plan,
+                   output.err);
     recording.record(run);
     junit.report(run);
     EventPrinter::Options shown;

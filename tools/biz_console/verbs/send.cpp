@@ -9,8 +9,7 @@
 #include <biz_console/output/json_sink.h>
 #include <biz_console/output/send_printer.h>
 #include <biz_console/replies/checked_reply.h>
-#include <biz_console/run/device_run.h>
-#include <biz_console/run/osd_run.h>
+#include <biz_console/run/session_run.h>
 #include <common/errors.h>
 #include <common/hex.h>
 #include <host/frame_codec.h>
@@ -178,7 +177,7 @@ int sendToDevice(const QCommandLineParser &parser, const Output &output)
     obeyLogDirOption(parser);
     RunPlan plan;
     plan.failsFast = true;
-    DeviceRun run(std::move(session), std::move(link), plan, output.err);
+    SessionRun run(std::make_unique<DeviceSide>(std::move(session), std::move(link), plan), plan, output.err);
     return play(run, parser, output);
 }
 
@@ -190,7 +189,7 @@ int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
     options.localAddress = osdLocalAddress(parser);
     OsdSession session = osdSession(parser);
     obeyTraceOption(parser);
-    OsdRun run(std::move(session), options, RunPlan(), output.err);
+    SessionRun run(std::make_unique<OsdSide>(std::move(session), options), RunPlan(), output.err);
     return play(run, parser, output);
 }
 

@@ -1,4 +1,4 @@
-#include <biz_console/run/device_run.h>
+#include <biz_console/run/device_side.h>
 
 #include <common/units.h>
 
@@ -9,15 +9,16 @@ namespace {
 /** More than the channel can send in ten seconds. */
 constexpr int mostGivenAhead = 1000;
 
+/** No reply finds an older command: it is known by its sequence byte, which repeats sooner. */
+constexpr int mostRemembered = 1024;
+
 /** Without --reconnect a lost link ends the run. */
 constexpr int neverReconnect = 0;
 
 } // namespace
 
-DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const RunPlan &plan,
-                     QTextStream &err)
-    : SessionRun(SessionWalk(repeatsOf(session.commands), 1, plan.rounds), plan, err)
-    , m_session(std::move(session))
+DeviceSide::DeviceSide(DeviceSession session, std::unique_ptr<host::DeviceLink> link, const RunPlan &plan)
+    : m_session(std::move(session))
     , m_link(std::move(link))
     , m_linkName(m_link->name())
     , m_reconnects(plan.reconnects)
@@ -25,49 +26,35 @@ DeviceRun::DeviceRun(DeviceSession session, std::unique_ptr<host::DeviceLink> li
     m_host.setDeviceType(m_session.deviceType);
     m_host.setPipelined(m_session.isPipelined);
     m_host.setWhileDown(plan.failsFast ? host::WhileDown::FailFast : host::WhileDown::Hold);
-    follow(host::eventsOf(&m_host));
 }
 
-RunStart DeviceRun::description() const
+RunFacts DeviceSide::facts() const
 {
-    RunStart run;
-    run.target = m_linkName;
-    run.deviceType = m_session.deviceType;
-    run.isPipelined = m_session.isPipelined;
-    return run;
+    RunFacts facts;
+    facts.start.target = m_linkName;
+    facts.start.deviceType = m_session.deviceType;
+    facts.start.isPipelined = m_session.isPipelined;
+    facts.opens = m_linkName;
+    facts.names = commandNamesOf(m_session.commands);
+    facts.repeats = repeatsOf(m_session.commands);
+    facts.longestWaitMs = longestWaitOf(m_session.commands);
+    facts.mostGivenAhead = mostGivenAhead;
+    facts.mostRemembered = mostRemembered;
+    facts.givesBeforeOpen = true;
+    return facts;
 }
 
-bool DeviceRun::startHost(QString *error)
+bool DeviceSide::prepare()
 {
-    bool isStarted = (m_reconnects || m_host.setReconnectInterval(neverReconnect)) && m_host.setLink(std::move(m_link));
-    if (isStarted) {
-        giveSome();
-        isStarted = m_host.start();
-    }
-    *error = m_host.errorString();
-    return isStarted;
+    return (m_reconnects || m_host.setReconnectInterval(neverReconnect)) && m_host.setLink(std::move(m_link));
 }
 
-int DeviceRun::longestWaitMs() const
+bool DeviceSide::give(const WalkStep &step)
 {
-    return longestWaitOf(m_session.commands);
+    return m_host.enqueue(m_session.commands.at(step.command).record) != 0;
 }
 
-int DeviceRun::commandsGivenAhead() const
-{
-    return mostGivenAhead;
-}
-
-bool DeviceRun::give(const WalkStep &step, QString *error)
-{
-    const DeviceSessionCommand &command = m_session.commands.at(step.command);
-    announce(command.name, whichOf(step, command.repeat), command.expected);
-    const bool isTaken = m_host.enqueue(command.record) != 0;
-    *error = m_host.errorString();
-    return isTaken;
-}
-
-bool DeviceRun::complete(host::Event *event)
+bool DeviceSide::complete(host::Event *event)
 {
     if (event->kind == host::EventKind::Sent || event->kind == host::EventKind::Resent) {
         m_lastSent = event->ticket;
@@ -80,7 +67,7 @@ bool DeviceRun::complete(host::Event *event)
 }
 
 /** Why the link is in its state, as far as there is something to say. */
-QString DeviceRun::reasonOf(const host::LinkStatus &status)
+QString DeviceSide::reasonOf(const host::LinkStatus &status)
 {
     if (status.state == host::LinkState::Lost) {
         m_lostSince = status.since;
