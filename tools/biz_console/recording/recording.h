@@ -27,7 +27,7 @@ struct RecordedCommand
     QStringList happenings;
 
     bool hasEnded = false; ///< a recording that was cut off lacks the ends of some
-    Expectation outcome;   ///< the same as far as a session can expect it
+    Expectation expected;  ///< what its session expected: a run waits for it, so the replay does too
 };
 
 /** One step of a recording that a device, or whoever watched the run, made. */

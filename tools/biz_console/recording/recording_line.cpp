@@ -53,6 +53,25 @@ bool RecordingLine::boolean(const char *name) const
     return value(name).boolean;
 }
 
+Expectation RecordingLine::expectation(const char *name) const
+{
+    Expectation expected;
+    if (!has(name)) {
+        return expected;
+    }
+    if (!host::outcomeFromName(value(name).member(QStringLiteral("outcome")).text, &expected.outcome)) {
+        failAt(name, QStringLiteral("an object with an outcome"));
+    }
+    for (const tools::JsonValue &event : value(name).member(QStringLiteral("events")).elements) {
+        const std::optional<host::EventKind> kind = expectableFromName(event.text);
+        if (!kind) {
+            failAt(name, QStringLiteral("events of a command"));
+        }
+        expected.events.add(*kind);
+    }
+    return expected;
+}
+
 double RecordingLine::milliseconds(const char *name) const
 {
     constexpr double longestRunMs = 1e9; // more than a week, and still a whole number of a timer

@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_RECORDING_LINE_H
 #define BIZ_CONSOLE_RECORDING_LINE_H
 
+#include <biz_console/session/expectation.h>
 #include <common/json_text.h>
 
 namespace biz::console {
@@ -23,6 +24,10 @@ public:
     int number(const char *name, int fallback) const;
     bool boolean(const char *name) const;
     double milliseconds(const char *name) const;
+
+    /** As given events have it; one that is not there is that of a session that says nothing. */
+    Expectation expectation(const char *name) const;
+
     QByteArray bytes(const char *name) const;
     QByteArray bytesOfSize(const char *name, int size) const;
 

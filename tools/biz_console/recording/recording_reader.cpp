@@ -167,6 +167,7 @@ void RecordingReader::readGiven(const RecordingLine &line)
     command.head = line.bytesOfSize("head", m_recording.isOfDevice ? deviceHeadSize : osdHeadSize);
     command.data = line.bytes("data");
     command.waitMs = line.number("waitMs");
+    command.expected = line.expectation("expect");
     if (!m_recording.isOfDevice) {
         command.device = line.text("device");
         command.text = line.text("text", {});
@@ -210,9 +211,6 @@ void RecordingReader::readSent(const RecordingLine &line)
         m_hasSent = true;
         m_recording.firstSequence = line.number("sequence", 1);
     }
-    if (line.event() == eventName(host::EventKind::Resent)) {
-        command->outcome.events.add(host::EventKind::Resent);
-    }
     if (!m_recording.isOfDevice) {
         Anchor &anchor = anchorOf(line);
         ++anchor.writes;
@@ -228,7 +226,6 @@ void RecordingReader::readReply(const RecordingLine &line)
     RecordedCommand *command = commandOf(line);
     if (command != nullptr) {
         command->happenings.append(text);
-        command->outcome.events.add(*expectableFromName(line.event()));
     } else {
         m_recording.strays.append(text);
     }
@@ -239,16 +236,17 @@ void RecordingReader::readEnd(const RecordingLine &line)
 {
     RecordedCommand *command = commandOf(line);
     const bool isPending = command != nullptr && !command->hasEnded;
-    if (!isPending || !host::outcomeFromName(line.event(), &command->outcome.outcome)) {
+    host::Outcome outcome{};
+    if (!isPending || !host::outcomeFromName(line.event(), &outcome)) {
         line.fail(QStringLiteral("ticket: that of a command that has not ended expected"));
     }
-    const bool isAnswered = command->outcome.outcome == host::Outcome::Answered;
+    const bool isAnswered = outcome == host::Outcome::Answered;
     command->hasEnded = true;
-    command->happenings.append(line.event() + attemptsText(command->outcome.outcome, line.number("attempts")) +
+    command->happenings.append(line.event() + attemptsText(outcome, line.number("attempts")) +
                                (isAnswered ? QStringLiteral(": ") + recordText(line) : QString()));
     Anchor &anchor = anchorOf(line);
     // An endless run that is ended by its user tells no problem: commands end as stopped.
-    if (command->outcome.outcome == host::Outcome::Stopped && !m_isBrokenOff) {
+    if (outcome == host::Outcome::Stopped && !m_isBrokenOff) {
         breakOff(line);
     }
     if (isAnswered) {

@@ -65,7 +65,7 @@ DeviceSession deviceSessionOf(const Recording &recording)
         std::copy(recorded.head.begin(), recorded.head.end(), command.record.ucHead);
         command.record.baData = recorded.data;
         command.record.iWaitTime = recorded.waitMs;
-        command.expected = recorded.outcome;
+        command.expected = recorded.expected;
         session.commands.append(command);
     }
     return session;
@@ -123,7 +123,7 @@ OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices
                                "gives them")
                     .arg(recorded.line));
         }
-        session.commands.last().expectedOf.insert(address, recorded.outcome);
+        session.commands.last().expectedOf.insert(address, recorded.expected);
     }
     return session;
 }

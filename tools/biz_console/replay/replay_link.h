@@ -23,6 +23,9 @@ public:
     bool keepsMessageBoundaries() const override { return m_name.startsWith(QLatin1String("udp:")); }
     QString name() const override { return m_name; }
 
+    /** As TcpLink, whose device then sends its last replies and closes: both are in the recording. */
+    bool endWriting() override { return m_isOpen && m_name.startsWith(QLatin1String("tcp:")); }
+
     /** A command has ended. */
     void noteEnd() { m_script.noteEnd(); }
 

@@ -128,7 +128,9 @@ void SessionRun::goOnByLink(const host::LinkStatus &link)
         opened();
         return;
     case host::LinkState::Lost:
-        if (m_reconnects) {
+        if (m_phase == Phase::Ending || m_phase == Phase::Judging) {
+            endOfReplies(); // those that came before are still told
+        } else if (m_reconnects) {
             waitForLink();
         } else {
             breakOff(RunProblem::LinkFailed, link.reason);
