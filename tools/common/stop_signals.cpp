@@ -24,18 +24,20 @@ extern "C" void writeToPipe(int /*signal*/)
     }
 }
 
-/** A signal that is ignored stays so: `nohup` asks for that. */
 void handle(int signal)
 {
-    struct sigaction before = {};
-    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) {
-        return;
-    }
     struct sigaction action = {};
     action.sa_handler = writeToPipe;
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
+}
+
+/** `nohup` asks for that. Of the other signals it says nothing: a shell ignores SIGINT for all that it runs behind. */
+bool isHangUpIgnored()
+{
+    struct sigaction before = {};
+    return sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
 }
 
 } // namespace
@@ -53,14 +55,18 @@ StopSignals::StopSignals(QObject *parent)
     });
     handle(SIGINT);
     handle(SIGTERM);
-    handle(SIGHUP);
+    if (!isHangUpIgnored()) {
+        handle(SIGHUP);
+    }
 }
 
 StopSignals::~StopSignals()
 {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
-    std::signal(SIGHUP, SIG_DFL);
+    if (!isHangUpIgnored()) {
+        std::signal(SIGHUP, SIG_DFL);
+    }
     delete m_notifier;
     close(pipeEnds[0]);
     close(pipeEnds[1]);
