@@ -26,7 +26,7 @@ LastPart::LastPart(int maxBytes)
 qint64 LastPart::writeData(const char *data, qint64 size)
 {
     m_unfinished.append(data, static_cast<int>(size));
-    for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
+    for (auto end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
         takeLine(m_unfinished.left(end + 1));
         m_unfinished.remove(0, end + 1);
     }

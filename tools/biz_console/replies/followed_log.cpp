@@ -19,7 +19,7 @@ void FollowedLog::readOn(const std::function<void(const QByteArray &line, const 
         throw tools::InputError(QStringLiteral("%1: cannot be read: %2").arg(path(), m_file.errorString()));
     }
     int begin = 0;
-    for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n', begin)) {
+    for (auto end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n', begin)) {
         tell(m_unfinished.mid(begin, end - begin),
              QStringLiteral("%1:%2").arg(path(), QString::number(++m_lineNumber)));
         begin = end + 1;

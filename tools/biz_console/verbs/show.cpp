@@ -93,7 +93,7 @@ private:
     /** Times are written so that later ones come later in the alphabet too. */
     bool isSince(const QString &time) const
     {
-        static const int dateWidth = QStringLiteral("2026-11-22 ").size();
+        static const auto dateWidth = QStringLiteral("2026-11-22 ").size();
         const bool hasDate = m_since.contains(QLatin1Char('-'));
         return m_since.isEmpty() || (hasDate ? time : time.mid(dateWidth)) >= m_since;
     }
