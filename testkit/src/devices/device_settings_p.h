@@ -10,6 +10,9 @@
 
 namespace biz::testkit {
 
+/** The most memory, roughly, that the delayed replies of a device or of a group take together. */
+constexpr qint64 mostDelayedBytes = qint64{32} << 20;
+
 /** A device of the device channel. */
 struct DeviceSettings
 {
@@ -18,6 +21,7 @@ struct DeviceSettings
     rules::Model model = rules::Model::OrlixA2;
     int delayMs = 0;
     FaultSettings faults;
+    qint64 mostDelayed = mostDelayedBytes; ///< at which it reads no further command
 };
 
 /** A row of OSD devices on consecutive addresses. */
@@ -29,6 +33,7 @@ struct OsdSettings
     quint16 port = host::OsdHost::defaultPort;
     int delayMs = 0;
     FaultSettings faults;
+    qint64 mostDelayed = mostDelayedBytes; ///< beyond which replies are lost
 
     /** Whether one of the devices has this address, in the spelling of QHostAddress. */
     bool plays(const QString &address) const;

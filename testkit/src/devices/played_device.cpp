@@ -1,5 +1,7 @@
 #include <devices/played_device_p.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <QtCore/QTimer>
@@ -15,6 +17,22 @@ constexpr int piecePauseMs = 20;
 
 /** Until the next try to listen at an address that somebody else has taken meanwhile. */
 constexpr int returnRetryMs = 500;
+
+/** What a delayed answer takes in memory beside its replies, with its timer and its host. */
+constexpr qint64 aroundAnswerBytes = 2048;
+
+/** What it takes in all, roughly. The replies of a burst share their payload. */
+qint64 costOf(const Answer &answer)
+{
+    const qint64 records = answer.replies.size() * static_cast<qint64>(sizeof(model_Protocoldata));
+    return aroundAnswerBytes + records + (answer.replies.isEmpty() ? 0 : answer.replies.constLast().baData.size());
+}
+
+bool isSame(const model_Protocoldata &left, const model_Protocoldata &right)
+{
+    return std::equal(std::begin(left.ucHead), std::end(left.ucHead), std::begin(right.ucHead)) &&
+           left.baData == right.baData;
+}
 
 QString hexByte(uchar byte)
 {
@@ -44,6 +62,7 @@ PlayedDevice::PlayedDevice(const DeviceSettings &settings, std::unique_ptr<Trans
 {
     connect(m_transport.get(), &Transport::received, this, &PlayedDevice::read);
     connect(m_transport.get(), &Transport::moved, this, &PlayedDevice::moved);
+    connect(m_transport.get(), &Transport::droppedHost, this, &PlayedDevice::droppedHost);
     connect(m_transport.get(), &Transport::told, this,
             [this](const QString &text) { m_log.write(QStringLiteral("%1 %2").arg(m_settings.label, text)); });
 }
@@ -147,7 +166,7 @@ void PlayedDevice::comeBack()
 void PlayedDevice::stall(int forMs)
 {
     m_isStalled = true;
-    m_transport->setReading(false);
+    applyReading();
     QTimer::singleShot(forMs, Qt::PreciseTimer, this, &PlayedDevice::readAgain);
 }
 
@@ -164,7 +183,13 @@ void PlayedDevice::readAgain()
             receive(each.peer, each.command);
         }
     }
-    m_transport->setReading(!m_isStalled);
+    applyReading();
+}
+
+/** A device whose delayed replies fill its memory leaves further commands on the line. */
+void PlayedDevice::applyReading()
+{
+    m_transport->setReading(!m_isStalled && !isFull());
 }
 
 void PlayedDevice::blackOut(int forMs)
@@ -181,8 +206,20 @@ void PlayedDevice::deliverLater(const Delivery &delivery)
     const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : m_settings.delayMs;
     if (delayMs == 0) {
         deliver(delivery);
-    } else {
-        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, delivery] { deliver(delivery); });
+        return;
+    }
+    const qint64 cost = costOf(delivery.answer);
+    QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, delivery, cost] {
+        deliver(delivery);
+        const bool wasFull = isFull();
+        m_delayedBytes -= cost;
+        if (wasFull && !isFull()) {
+            applyReading();
+        }
+    });
+    m_delayedBytes += cost;
+    if (isFull()) {
+        applyReading();
     }
 }
 
@@ -209,8 +246,14 @@ void PlayedDevice::deliver(const Delivery &delivery)
 QVector<QByteArray> PlayedDevice::framesOf(const Delivery &delivery)
 {
     QVector<QByteArray> frames;
+    QByteArray frame;
+    const model_Protocoldata *before = nullptr;
     for (const model_Protocoldata &reply : delivery.answer.replies) {
-        const QByteArray frame = delivery.peer->codec->encode(reply);
+        // The equal replies of a burst are one frame in memory.
+        if (before == nullptr || !isSame(*before, reply)) {
+            frame = delivery.peer->codec->encode(reply);
+        }
+        before = &reply;
         if (frame.isEmpty()) {
             ++m_tally.lost;
             m_log.write(
@@ -235,13 +278,19 @@ void PlayedDevice::write(const Delivery &delivery, const QVector<QByteArray> &pa
     all.first().prepend(held);
     const auto replies = static_cast<quint64>(delivery.answer.replies.size()) + (held.isEmpty() ? 0 : 1);
 
-    if (delivery.peer->send(all, delivery.has(FaultKind::SplitFrames) ? piecePauseMs : 0)) {
+    switch (delivery.peer->send(all, delivery.has(FaultKind::SplitFrames) ? piecePauseMs : 0)) {
+    case Peer::Sending::Done:
         m_tally.replies += replies;
         tellReplies(delivery);
-    } else {
-        m_tally.lost += replies;
+        return;
+    case Peer::Sending::HostIsGone:
         m_log.write(QStringLiteral("%1 reply not delivered: the host is gone").arg(delivery.who));
+        break;
+    case Peer::Sending::TooMuchWaits:
+        m_log.write(QStringLiteral("%1 reply not delivered: too many wait for their turn").arg(delivery.who));
+        break;
     }
+    m_tally.lost += replies;
 }
 
 void PlayedDevice::tellReplies(const Delivery &delivery)

@@ -43,6 +43,9 @@ Q_SIGNALS:
     /** Its address has been taken by somebody else while it had vanished; it tries on. */
     void cannotReturn(const QString &why);
 
+    /** A host was dropped for what it did. */
+    void droppedHost(const QString &why);
+
     /** A command has reached it. */
     void commandReceived(const model_Protocoldata &command);
 
@@ -66,6 +69,8 @@ private:
     void vanish(int forMs);
     void stall(int forMs);
     void readAgain();
+    void applyReading();
+    bool isFull() const { return m_delayedBytes >= m_settings.mostDelayed; }
     void blackOut(int forMs);
     void comeBack();
     void deliverLater(const Delivery &delivery);
@@ -87,6 +92,7 @@ private:
     const EventLog &m_log;
     std::unique_ptr<Transport> m_transport;
     QVector<HeldCommand> m_heldCommands;
+    qint64 m_delayedBytes = 0; ///< what the replies that wait for their time take
     bool m_isStalled = false;
     bool m_isDark = false; ///< in a blackout
     DeviceTally m_tally;

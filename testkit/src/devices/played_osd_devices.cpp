@@ -48,6 +48,16 @@ QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
     return {};
 }
 
+/** What delayed datagrams take in memory beside their bytes, with their timer. */
+constexpr qint64 aroundAnswerBytes = 1024;
+
+/** What they take in all, roughly. The datagrams of a burst share their bytes. */
+qint64 costOf(const QVector<QByteArray> &datagrams)
+{
+    return aroundAnswerBytes + datagrams.size() * static_cast<qint64>(sizeof(QByteArray)) +
+           datagrams.constLast().size();
+}
+
 } // namespace
 
 PlayedOsdDevices::PlayedOsdDevices(const OsdSettings &settings, std::unique_ptr<OsdNetwork> network,
@@ -199,9 +209,24 @@ void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByt
     };
     if (delayMs == 0) {
         sendAll();
-    } else {
-        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, sendAll);
+        return;
     }
+    const qint64 cost = costOf(datagrams);
+    if (m_delayedBytes + cost > m_settings.mostDelayed) {
+        lose(device, datagrams.size(), QStringLiteral("too many wait for their time"));
+        return;
+    }
+    m_delayedBytes += cost;
+    QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, sendAll, cost] {
+        m_delayedBytes -= cost;
+        sendAll();
+    });
+}
+
+void PlayedOsdDevices::lose(const Device &device, int replies, const QString &why)
+{
+    m_tally.lost += static_cast<quint64>(replies);
+    m_log.write(QStringLiteral("osd %1 reply not delivered: %2").arg(device.address.toString(), why));
 }
 
 void PlayedOsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
@@ -211,10 +236,7 @@ void PlayedOsdDevices::send(Device &device, const QByteArray &datagram, const Re
         ++m_tally.replies;
         return;
     }
-    ++m_tally.lost;
-    m_log.write(QStringLiteral("osd %1 reply not delivered: %2")
-                    .arg(device.address.toString(),
-                         isThere ? m_network->errorString() : QStringLiteral("the device has vanished")));
+    lose(device, 1, isThere ? m_network->errorString() : QStringLiteral("the device has vanished"));
 }
 
 void PlayedOsdDevices::vanish(Device &device, int forMs)

@@ -71,10 +71,12 @@ private:
                     const QString &who);
     void sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const ReturnAddress &from);
     void send(Device &device, const QByteArray &datagram, const ReturnAddress &from);
+    void lose(const Device &device, int replies, const QString &why);
     void vanish(Device &device, int forMs);
     void comeBack(Device &device);
 
     std::unique_ptr<OsdNetwork> m_network;
+    qint64 m_delayedBytes = 0; ///< what the replies that wait for their time take
     std::vector<Device> m_devices;
     OsdSettings m_settings;
     const EventLog &m_log;

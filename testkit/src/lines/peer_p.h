@@ -28,11 +28,17 @@ public:
     /** Ends the connection, where there is one. */
     virtual void hangUp() = 0;
 
+    /** The most that waits for pauses; what would be more is not sent. Each part counts with what surrounds it. */
+    static constexpr qint64 mostWaitingBytes = qint64{4} << 20;
+
+    /** What became of parts that were to be sent. */
+    enum class Sending { Done, HostIsGone, TooMuchWaits };
+
     /**
      * Writes each of the parts by itself, with a pause before each but the first. What is sent
-     * later waits for them. False when the peer is gone.
+     * later waits for them.
      */
-    bool send(const QVector<QByteArray> &parts, int pauseMs);
+    Sending send(const QVector<QByteArray> &parts, int pauseMs);
 
     const std::unique_ptr<host::FrameCodec> codec; ///< for what comes from the peer, and what goes to it
     QByteArray heldReply;                          ///< waits for the next one, to leave in one write with it
@@ -50,6 +56,7 @@ private:
     void sendParts();
 
     QQueue<Part> m_parts;
+    qint64 m_waitingBytes = 0; ///< of the parts
     QTimer m_pause;
 };
 

@@ -33,6 +33,9 @@ public:
 Q_SIGNALS:
     void received(const biz::testkit::PeerPointer &peer, const QByteArray &bytes);
 
+    /** A host was dropped for what it did; `why` is a sentence for people. */
+    void droppedHost(const QString &why);
+
     /** Something worth an event line happened. */
     void told(const QString &text);
 

@@ -114,8 +114,8 @@ protected:
 TEST(SimulatorPeer, WritesPartsApartAndWhatIsSentLaterAfterThem)
 {
     NotingPeer peer;
-    EXPECT_TRUE(peer.send({"a", "b", "c"}, 30));
-    EXPECT_TRUE(peer.send({"d"}, 0));
+    EXPECT_EQ(peer.send({"a", "b", "c"}, 30), Peer::Sending::Done);
+    EXPECT_EQ(peer.send({"d"}, 0), Peer::Sending::Done);
     ASSERT_TRUE(waitFor([&] { return peer.written.size() == 4; }));
     EXPECT_EQ(peer.written, (QVector<QByteArray>{"a", "b", "c", "d"}));
     EXPECT_GE(peer.times.at(1) - peer.times.at(0), 29);
@@ -126,7 +126,7 @@ TEST(SimulatorPeer, TakesNothingOnceItIsGone)
 {
     NotingPeer peer;
     peer.hangUp();
-    EXPECT_FALSE(peer.send({"a"}, 0));
+    EXPECT_EQ(peer.send({"a"}, 0), Peer::Sending::HostIsGone);
     EXPECT_TRUE(peer.written.isEmpty());
 }
 

@@ -47,6 +47,7 @@ Simulation::Simulation(const Settings &settings, const EventLog &log)
     for (const ListeningDevice &device : settings.devices) {
         m_devices.push_back(std::make_unique<PlayedDevice>(device, makeTransport(device.listen), log));
         QObject::connect(m_devices.back().get(), &PlayedDevice::cannotReturn, printTrouble);
+        QObject::connect(m_devices.back().get(), &PlayedDevice::droppedHost, printTrouble);
     }
     for (const OsdSettings &group : settings.osdGroups) {
         m_osdGroups.push_back(std::make_unique<PlayedOsdDevices>(group, std::make_unique<OsdSockets>(), log));

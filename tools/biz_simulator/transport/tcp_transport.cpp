@@ -4,14 +4,13 @@
 
 namespace biz::simulator {
 
-namespace {
-
 /** A connection; the socket is the server's. */
-class TcpPeer final : public Peer
+class TcpTransport::Connection final : public Peer
 {
 public:
-    explicit TcpPeer(QTcpSocket *socket)
+    Connection(TcpTransport *transport, QTcpSocket *socket)
         : Peer(std::make_unique<host::DemoFrameCodec>())
+        , m_transport(transport)
         , m_socket(socket)
     {
     }
@@ -32,17 +31,18 @@ protected:
             m_socket->write(bytes);
             // At once: what is a write here is to be one on the wire.
             m_socket->flush();
+            m_transport->boundUnread(m_socket);
         }
     }
 
 private:
+    TcpTransport *m_transport; ///< lives as long as the socket
     QPointer<QTcpSocket> m_socket;
 };
 
-} // namespace
-
-TcpTransport::TcpTransport(const ListenAddress &address)
+TcpTransport::TcpTransport(const ListenAddress &address, const TcpBounds &bounds)
     : m_address(address)
+    , m_bounds(bounds)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &TcpTransport::accept);
 }
@@ -76,8 +76,9 @@ void TcpTransport::accept()
 {
     while (QTcpSocket *socket = m_server.nextPendingConnection()) {
         const quint16 port = socket->peerPort();
-        if (m_address.oneClient && !m_peers.isEmpty()) {
-            Q_EMIT told(QStringLiteral("connection from port %1 refused: there is one").arg(port));
+        const QString reason = reasonToRefuse();
+        if (!reason.isEmpty()) {
+            Q_EMIT told(QStringLiteral("connection from port %1 refused: %2").arg(QString::number(port), reason));
             socket->abort();
             socket->deleteLater();
         } else {
@@ -87,17 +88,62 @@ void TcpTransport::accept()
     }
 }
 
+QString TcpTransport::reasonToRefuse() const
+{
+    if (m_address.oneClient && !m_peers.isEmpty()) {
+        return QStringLiteral("there is one");
+    }
+    const bool isFull = m_peers.size() >= m_bounds.connections;
+    return isFull ? QStringLiteral("there are %1").arg(m_peers.size()) : QString();
+}
+
 void TcpTransport::serve(QTcpSocket *socket)
 {
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     applyReading(socket);
-    m_peers.insert(socket, std::make_shared<TcpPeer>(socket));
+    m_peers.insert(socket, std::make_shared<Connection>(this, socket));
     connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
     connect(socket, &QTcpSocket::disconnected, this, [this, socket, port = socket->peerPort()] {
         Q_EMIT told(QStringLiteral("connection from port %1 closed").arg(port));
-        m_peers.remove(socket);
-        socket->deleteLater();
+        forget(socket);
     });
+}
+
+void TcpTransport::forget(QTcpSocket *socket)
+{
+    // Delayed replies may keep the peer for long: what it had begun to send is not kept with it.
+    const PeerPointer peer = m_peers.take(socket);
+    peer->codec->reset();
+    peer->heldReply.clear();
+    socket->deleteLater();
+}
+
+/** Keeps what clients leave unread within bounds. A client that reads leaves nothing, and costs nothing here. */
+void TcpTransport::boundUnread(QTcpSocket *written)
+{
+    if (written->bytesToWrite() == 0) {
+        return;
+    }
+    if (written->bytesToWrite() > m_bounds.unreadByOne) {
+        drop(written);
+        return;
+    }
+    qint64 all = 0;
+    QTcpSocket *most = written;
+    for (auto each = m_peers.keyBegin(); each != m_peers.keyEnd(); ++each) {
+        all += (*each)->bytesToWrite();
+        most = (*each)->bytesToWrite() > most->bytesToWrite() ? *each : most;
+    }
+    if (all > m_bounds.unreadByAll) {
+        drop(most);
+    }
+}
+
+void TcpTransport::drop(QTcpSocket *socket)
+{
+    Q_EMIT droppedHost(QStringLiteral("%1: the client at port %2 was disconnected: it left %3 bytes of replies unread")
+                           .arg(url(), QString::number(socket->peerPort()), QString::number(socket->bytesToWrite())));
+    socket->abort();
 }
 
 void TcpTransport::setReading(bool on)
@@ -113,15 +159,14 @@ void TcpTransport::setReading(bool on)
 /** A socket cannot be told not to read; one whose buffer is full does not. */
 void TcpTransport::applyReading(QTcpSocket *socket) const
 {
-    constexpr qint64 unlimited = 0;
     constexpr qint64 smallest = 1;
-    socket->setReadBufferSize(m_isReading ? unlimited : smallest);
+    socket->setReadBufferSize(m_isReading ? mostBytesAtOnce : smallest);
 }
 
 void TcpTransport::read(QTcpSocket *socket)
 {
-    if (m_isReading && socket->bytesAvailable() > 0) {
-        const PeerPointer peer = m_peers.value(socket);
+    const PeerPointer peer = m_peers.value(socket); // none: the connection has just ended
+    if (peer && m_isReading && socket->bytesAvailable() > 0) {
         Q_EMIT received(peer, socket->readAll());
     }
 }
