@@ -1,11 +1,38 @@
 #include <biz_simulator/transport/pty_transport.h>
 
+#include <tuple>
+
+#include <sys/stat.h>
+
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 #include <biz_simulator/transport/pty_line.h>
 
 namespace biz::simulator {
+
+namespace {
+
+/** Where the system keeps its pseudo-terminals. */
+constexpr QLatin1String terminals("/dev/pts/");
+
+/**
+ * Whether the terminal that the link leads to was made after the link. Then the link was meant for an earlier
+ * terminal of the same name, which is gone.
+ */
+bool isOlderThanItsTerminal(const QString &linkPath)
+{
+    const QByteArray path = QFile::encodeName(linkPath);
+    struct stat link = {};
+    struct stat terminal = {};
+    if (::lstat(path.constData(), &link) != 0 || ::stat(path.constData(), &terminal) != 0) {
+        return false;
+    }
+    return std::tie(link.st_mtim.tv_sec, link.st_mtim.tv_nsec) <
+           std::tie(terminal.st_ctim.tv_sec, terminal.st_ctim.tv_nsec);
+}
+
+} // namespace
 
 PtyTransport::PtyTransport(const QString &linkPath)
     : m_linkPath(linkPath)
@@ -20,6 +47,18 @@ PtyTransport::~PtyTransport()
 bool PtyTransport::open()
 {
     close();
+    if (!m_linkPath.isEmpty() && !m_claim.take(m_linkPath, &m_error)) {
+        return false;
+    }
+    if (!openLine()) {
+        m_claim.release();
+        return false;
+    }
+    return true;
+}
+
+bool PtyTransport::openLine()
+{
     const bool isFirst = m_port.isEmpty();
     const auto line = std::make_shared<PtyLine>();
     if (!line->open(&m_error)) {
@@ -51,6 +90,7 @@ void PtyTransport::close()
     }
     m_line->hangUp();
     m_line.reset();
+    m_claim.release();
 }
 
 void PtyTransport::setReading(bool on)
@@ -72,9 +112,8 @@ QString PtyTransport::url() const
 
 bool PtyTransport::makeLink()
 {
-    const QFileInfo old(m_linkPath);
-    if (old.isSymLink() && !old.exists()) {
-        QFile::remove(m_linkPath); // left over: it leads nowhere
+    if (isLeftOver()) {
+        QFile::remove(m_linkPath);
     }
     QFile port(m_port);
     if (!port.link(m_linkPath)) {
@@ -82,6 +121,20 @@ bool PtyTransport::makeLink()
         return false;
     }
     return true;
+}
+
+/**
+ * Whether there is a link that nobody removed, as when a simulator was killed. The system gives the name of its
+ * terminal to others then, often to the next simulator.
+ */
+bool PtyTransport::isLeftOver() const
+{
+    const QFileInfo old(m_linkPath);
+    if (!old.isSymLink()) {
+        return false;
+    }
+    const QString target = old.symLinkTarget();
+    return !old.exists() || target == m_port || (target.startsWith(terminals) && isOlderThanItsTerminal(m_linkPath));
 }
 
 } // namespace biz::simulator

@@ -1,6 +1,7 @@
 #ifndef BIZ_SIMULATOR_PTY_TRANSPORT_H
 #define BIZ_SIMULATOR_PTY_TRANSPORT_H
 
+#include <biz_simulator/transport/link_claim.h>
 #include <biz_simulator/transport/transport.h>
 
 namespace biz::simulator {
@@ -28,10 +29,13 @@ public:
     QString errorString() const override { return m_error; }
 
 private:
+    bool openLine();
     bool makeLink();
+    bool isLeftOver() const;
 
     QString m_linkPath;
-    QString m_port; ///< "/dev/pts/3"
+    LinkClaim m_claim; ///< held while open with a link
+    QString m_port;    ///< "/dev/pts/3"
     QString m_error;
     std::shared_ptr<PtyLine> m_line;
 };

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -409,6 +414,80 @@ TEST(SimulatorSerialLine, ReplacesALinkThatLeadsNowhere)
     ASSERT_TRUE(QFile::link("/dev/pts/no_such_terminal", path));
     RunningSimulator simulator("--model A2 --listen serial://" + path);
     EXPECT_EQ(simulator.listeningUrl(), "serial://" + path);
+}
+
+TEST(SimulatorSerialLine, ReplacesTheLinkOfASimulatorThatWasKilled)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("a2");
+    RunningSimulator killed("--model A2 --listen serial://" + path);
+    ASSERT_EQ(killed.listeningUrl(), "serial://" + path);
+    killed.sendSignal(SIGKILL);
+    ASSERT_EQ(killed.exitStatus(), -1);
+    ASSERT_TRUE(QFileInfo(path).isSymLink());
+    RunningSimulator next("--model A2 --listen serial://" + path);
+    EXPECT_EQ(next.listeningUrl(), "serial://" + path) << next.allErrors().toStdString();
+}
+
+/** A terminal of somebody else. */
+class ForeignTerminal
+{
+public:
+    ForeignTerminal()
+        : m_end(::posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        EXPECT_EQ(::grantpt(m_end), 0);
+        EXPECT_EQ(::unlockpt(m_end), 0);
+        name = QString::fromLocal8Bit(::ptsname(m_end));
+    }
+    ~ForeignTerminal() { ::close(m_end); }
+    Q_DISABLE_COPY_MOVE(ForeignTerminal)
+
+    QString name;
+
+private:
+    int m_end;
+};
+
+TEST(SimulatorSerialLine, ReplacesALinkWhoseTerminalIsSomebodyElsesByNow)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("a2");
+    const ForeignTerminal terminal;
+    ASSERT_TRUE(QFile::link(terminal.name, path));
+    const timespec longAgo[2] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, qPrintable(path), longAgo, AT_SYMLINK_NOFOLLOW), 0);
+    RunningSimulator simulator("--model A2 --listen serial://" + path);
+    EXPECT_EQ(simulator.listeningUrl(), "serial://" + path) << simulator.allErrors().toStdString();
+}
+
+TEST(SimulatorSerialLine, LeavesALinkThatSomebodyMadeForATerminalAlone)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("a2");
+    const ForeignTerminal terminal;
+    ASSERT_TRUE(QFile::link(terminal.name, path));
+    RunningSimulator simulator("--model A2 --listen serial://" + path);
+    EXPECT_EQ(simulator.exitStatus(), 3);
+    EXPECT_EQ(QFileInfo(path).symLinkTarget(), terminal.name);
+}
+
+TEST(SimulatorSerialLine, LeavesTheLinkOfARunningSimulatorAlone)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("a2");
+    RunningSimulator first("--model A2 --listen serial://" + path);
+    ASSERT_EQ(first.listeningUrl(), "serial://" + path);
+    // The terminal looks younger than its link after that.
+    ASSERT_EQ(::chmod(qPrintable(path), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP), 0);
+    RunningSimulator second("--model A2 --listen serial://" + path);
+    EXPECT_EQ(second.exitStatus(), 3);
+    EXPECT_EQ(second.allErrors(),
+              "biz_simulator: cannot listen on serial://" + path +
+                  ": the link belongs to a running biz_simulator; expected an address that is free\n");
+    LinkClient client("serial://" + path);
+    client.send(commandOf(1, 0x68, 0x12));
+    EXPECT_EQ(client.nextSequences(1), "1");
 }
 
 TEST(SimulatorSerialLine, HostsFollowEachOther)

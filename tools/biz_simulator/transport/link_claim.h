@@ -1,0 +1,30 @@
+#ifndef BIZ_SIMULATOR_LINK_CLAIM_H
+#define BIZ_SIMULATOR_LINK_CLAIM_H
+
+#include <QtCore/QString>
+
+namespace biz::simulator {
+
+/**
+ * Tells other simulators that a symbolic link belongs to this one. A claim ends with its process, however that
+ * ends, and leaves no file: it is a socket in the system's abstract name space that nobody sends to.
+ */
+class LinkClaim
+{
+public:
+    LinkClaim() = default;
+    ~LinkClaim();
+    Q_DISABLE_COPY_MOVE(LinkClaim)
+
+    /** False when it cannot be claimed; `error` says why. */
+    bool take(const QString &linkPath, QString *error);
+
+    void release();
+
+private:
+    int m_socket = -1;
+};
+
+} // namespace biz::simulator
+
+#endif
