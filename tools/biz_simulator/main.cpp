@@ -1,7 +1,7 @@
-#include <sys/resource.h>
-
 #include <QtCore/QCoreApplication>
 
+#include <biz_simulator/devices/cannot_listen.h>
+#include <biz_simulator/devices/open_files.h>
 #include <biz_simulator/devices/simulation.h>
 #include <biz_simulator/options/options.h>
 #include <common/stop_signals.h>
@@ -21,28 +21,20 @@ int fail(ExitStatus status, const QString &message)
     return status;
 }
 
-/** Each OSD device has a socket: as many as the system lets this process have. */
-void allowManySockets()
-{
-    rlimit limit{};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        // Without success the default stands, and a bind that fails for it says so.
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
-
 /** Plays what the options ask for until a signal ends it. */
 int play(const Options &options)
 {
-    const EventLog log(options.events);
-    Simulation simulation(options.settings, log);
-    if (!simulation.start()) {
-        return fail(CannotBind, simulation.errorString());
+    try {
+        allowOpenFiles(options.settings);
+        const EventLog log(options.events);
+        Simulation simulation(options.settings, log);
+        simulation.start();
+        QCoreApplication::exec();
+        simulation.printSummary();
+        return Success;
+    } catch (const CannotListen &error) {
+        return fail(CannotBind, error.text());
     }
-    QCoreApplication::exec();
-    simulation.printSummary();
-    return Success;
 }
 
 } // namespace
@@ -61,6 +53,5 @@ int main(int argc, char **argv)
     // Before anything listens: whoever reads that it does may send a signal at once.
     const biz::tools::StopSignals signals;
     QObject::connect(&signals, &biz::tools::StopSignals::stopRequested, &application, &QCoreApplication::quit);
-    allowManySockets();
     return play(line.options);
 }

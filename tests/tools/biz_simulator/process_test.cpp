@@ -6,6 +6,8 @@
 #include <sys/resource.h>
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryFile>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QTcpServer>
@@ -263,6 +265,40 @@ TEST(SimulatorProcess, PlaysMoreDevicesThanTheUsualLimitOfOpenFilesAllows)
     UdpClient client(port);
     client.send("127.1.2.88", 1);
     EXPECT_TRUE(client.reply());
+}
+
+/** What a simulator that may open so few files says of so many OSD devices, after its exit status. */
+QString ofFewOpenFiles(int limit, int osdDevices)
+{
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"),
+                                            QStringLiteral("ulimit -n %1; exec \"$0\" --osd %2 --port 0")
+                                                .arg(QString::number(limit), QString::number(osdDevices)),
+                                            QStringLiteral(BIZ_SIMULATOR)});
+    if (shell.waitForReadyRead(patienceMs)) { // it listens
+        shell.terminate();
+    }
+    EXPECT_TRUE(waitFor([&] { return shell.state() == QProcess::NotRunning; }));
+    return QStringLiteral("%1 ").arg(shell.exitCode()) + QString::fromLocal8Bit(shell.readAllStandardError());
+}
+
+TEST(SimulatorProcess, MoreDevicesThanTheSystemAllowsOpenFilesIsOneLineWithTheLimitAndStatusThree)
+{
+    static const QRegularExpression sentence(
+        QStringLiteral("^3 biz_simulator: these devices need [0-9]+ open files, and the limit is 64; expected fewer "
+                       "devices, or a higher limit \\(ulimit -n\\)\n$"));
+    for (const int devices : {60, 64, 100'000, 10'000'000}) {
+        const QString said = ofFewOpenFiles(64, devices);
+        EXPECT_TRUE(sentence.match(said).hasMatch()) << devices << ": " << said.toStdString();
+    }
+}
+
+TEST(SimulatorProcess, AsManyDevicesAsTheLimitOfOpenFilesAllowsArePlayed)
+{
+    static const QRegularExpression needed(QStringLiteral("need ([0-9]+) open files"));
+    const int tooMany = needed.match(ofFewOpenFiles(64, 64)).captured(1).toInt() - 64;
+    EXPECT_TRUE(ofFewOpenFiles(64, 64 - tooMany + 1).startsWith("3 "));
+    EXPECT_EQ(ofFewOpenFiles(64, 64 - tooMany), "0 ");
 }
 
 TEST(SimulatorProcess, RangeOfOsdDevicesIsPrinted)

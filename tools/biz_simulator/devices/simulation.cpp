@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <biz_simulator/devices/cannot_listen.h>
 #include <biz_simulator/transport/osd_sockets.h>
 
 namespace biz::simulator {
@@ -55,11 +56,9 @@ Simulation::Simulation(const Settings &settings, const EventLog &log)
     }
 }
 
-bool Simulation::start()
+void Simulation::start()
 {
-    if (!listenAll()) {
-        return false;
-    }
+    listenAll();
     for (std::size_t i = 0; i < m_devices.size(); ++i) {
         PlayedDevice *device = m_devices[i].get();
         const QString name = m_settings.namesDevices ? m_settings.devices.at(static_cast<int>(i)).name : QString();
@@ -72,25 +71,22 @@ bool Simulation::start()
     if (drawsFaults(m_settings)) {
         writeLine(stdout, QStringLiteral("seed %1").arg(m_settings.seed));
     }
-    return true;
 }
 
-bool Simulation::listenAll()
+void Simulation::listenAll()
 {
     for (const auto &device : m_devices) {
         if (!device->listen()) {
-            m_error = QStringLiteral("cannot listen on %1: %2; expected an address that is free")
-                          .arg(device->url(), device->errorString());
-            return false;
+            throw CannotListen(QStringLiteral("cannot listen on %1: %2; expected an address that is free")
+                                   .arg(device->url(), device->errorString()));
         }
     }
     for (const auto &group : m_osdGroups) {
         if (!group->listen()) {
-            m_error = QStringLiteral("cannot listen on udp %1; expected a free port").arg(group->errorString());
-            return false;
+            throw CannotListen(
+                QStringLiteral("cannot listen on udp %1; expected a free port").arg(group->errorString()));
         }
     }
-    return true;
 }
 
 void Simulation::printSummary() const

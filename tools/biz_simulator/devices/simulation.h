@@ -16,21 +16,18 @@ class Simulation
 public:
     Simulation(const Settings &settings, const EventLog &log);
 
-    /** Starts every device and prints where it listens; false: errorString() says which cannot, and why. */
-    bool start();
-
-    QString errorString() const { return m_error; }
+    /** Starts every device and prints where it listens; throws CannotListen when one cannot. */
+    void start();
 
     /** Prints a line for each device and for each group of OSD devices. */
     void printSummary() const;
 
 private:
-    bool listenAll();
+    void listenAll();
 
     std::vector<std::unique_ptr<PlayedDevice>> m_devices;
     std::vector<std::unique_ptr<PlayedOsdDevices>> m_osdGroups;
     Settings m_settings;
-    QString m_error;
 };
 
 } // namespace biz::simulator

@@ -388,10 +388,11 @@ private:
 CommandLine readCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Plays display devices: one of a checked model on TCP, UDP or a serial line, any number of OSD\n"
-                       "devices on UDP, or all that a file describes. Ends on SIGINT and SIGTERM, with a summary.\n"
-                       "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at."));
+    parser.setApplicationDescription(QStringLiteral(
+        "Plays display devices: one of a checked model on TCP, UDP or a serial line, any number of OSD\n"
+        "devices on UDP, or all that a file describes. Ends on SIGINT and SIGTERM, with a summary.\n"
+        "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at, or the limit of open\n"
+        "files is too low."));
     addDeviceOptions(parser);
     addFaultOptions(parser);
     // Qt's own help option would bring one for all its options along.
