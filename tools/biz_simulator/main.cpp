@@ -1,9 +1,10 @@
 #include <QtCore/QCoreApplication>
 
-#include <biz_simulator/devices/cannot_listen.h>
 #include <biz_simulator/devices/open_files.h>
 #include <biz_simulator/devices/simulation.h>
 #include <biz_simulator/options/options.h>
+#include <biz_simulator/transport/cannot_listen.h>
+#include <common/errors.h>
 #include <common/stop_signals.h>
 #include <devices/event_log_p.h>
 
@@ -42,9 +43,13 @@ int play(const Options &options)
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    const CommandLine line = readCommandLine(QCoreApplication::arguments());
-    if (!line.error.isEmpty()) {
-        return fail(BadUsage, line.error);
+    CommandLine line;
+    try {
+        line = readCommandLine(QCoreApplication::arguments());
+    } catch (const biz::tools::UsageError &error) {
+        return fail(BadUsage, error.text());
+    } catch (const biz::tools::InputError &error) {
+        return fail(BadUsage, error.text());
     }
     if (!line.text.isEmpty()) {
         std::fputs(qUtf8Printable(line.text), stdout);

@@ -22,18 +22,16 @@ QStringList modelNames()
     return names;
 }
 
-bool readModel(const QString &text, rules::Model *model, QString *name)
+std::optional<NamedModel> findModel(const QString &name)
 {
     const auto models = host::checkedModels();
     const auto known = std::find_if(models.begin(), models.end(), [&](const host::CheckedModel &each) {
-        return each.name.compare(text, Qt::CaseInsensitive) == 0;
+        return each.name.compare(name, Qt::CaseInsensitive) == 0;
     });
     if (known == models.end()) {
-        return false;
+        return std::nullopt;
     }
-    *model = *rules::modelOfDeviceType(known->deviceType);
-    *name = known->name;
-    return true;
+    return NamedModel{*rules::modelOfDeviceType(known->deviceType), known->name};
 }
 
 } // namespace biz::testkit

@@ -1,6 +1,8 @@
 #ifndef BIZ_TESTKIT_DEVICE_SETTINGS_P_H
 #define BIZ_TESTKIT_DEVICE_SETTINGS_P_H
 
+#include <optional>
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
@@ -44,8 +46,15 @@ struct OsdSettings
 /** The names of the models that can be played. */
 QStringList modelNames();
 
-/** Finds a model by its name, and writes the name as it is usual; false: there is none. */
-bool readModel(const QString &text, rules::Model *model, QString *name);
+/** A model, and its name as it is usual. */
+struct NamedModel
+{
+    rules::Model model;
+    QString name;
+};
+
+/** The model of this name, in whatever case it is written; none when there is none. */
+std::optional<NamedModel> findModel(const QString &name);
 
 } // namespace biz::testkit
 

@@ -12,12 +12,15 @@ namespace {
 
 DeviceSettings settingsOf(const QString &model, const FaultSettings &faults)
 {
-    DeviceSettings settings;
-    if (!readModel(model, &settings.model, &settings.name)) {
+    const auto known = findModel(model);
+    if (!known) {
         throw std::invalid_argument(QStringLiteral("\"%1\" is no model: expected one of %2")
                                         .arg(model, modelNames().join(QStringLiteral(", ")))
                                         .toStdString());
     }
+    DeviceSettings settings;
+    settings.model = known->model;
+    settings.name = known->name;
     settings.label = settings.name;
     settings.faults = faults;
     return settings;

@@ -135,9 +135,10 @@ TEST(SimulatorPeer, TakesNothingOnceItIsGone)
 QString readBack(const QString &url)
 {
     ListenAddress address;
-    QString error;
-    if (!readListenUrl(url, &address, &error)) {
-        return error;
+    try {
+        address = readListenUrl(url);
+    } catch (const biz::tools::UsageError &error) {
+        return error.text();
     }
     return address.scheme == Scheme::Serial ? QStringLiteral("serial %1").arg(address.path)
                                             : urlOf(address.scheme, address.host, address.port);
@@ -232,8 +233,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"{}", "devices: at least one device"}, BadFile{R"({"device": []})", "device: unknown key"},
         BadFile{R"({"devices": {}})", "devices: an array"}, BadFile{R"({"devices": [3]})", "devices[0]: an object"},
         BadFile{R"({"seed": -1})", "seed: a whole number"},
-        BadFile{R"({"devices": [{"listen": "serial:"}]})", "devices[0].model: one of A2, "},
-        BadFile{R"({"devices": [{"model": "A9", "listen": "serial:"}]})", "devices[0].model: one of A2, "},
+        BadFile{R"({"devices": [{"listen": "serial:"}]})", "devices[0].model: \"\" is no model: expected one of A2, "},
+        BadFile{R"({"devices": [{"model": "A9", "listen": "serial:"}]})",
+                "devices[0].model: \"A9\" is no model: expected one of A2, "},
         BadFile{R"({"devices": [{"model": "A2"}]})", "devices[0].listen: \"\": expected tcp://"},
         BadFile{R"({"devices": [{"model": "A2", "listen": "serial:", "port": 3}]})", "devices[0].port: unknown key"},
         BadFile{R"({"devices": [{"model": "A2", "listen": "serial:", "delay": 1.5}]})", "devices[0].delay: a whole"},
@@ -250,8 +252,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "devices[0]: close: a UDP device has no connection"},
         BadFile{R"({"devices": [{"model": "A2", "listen": "serial:"}, {"model": "A2", "listen": "serial:"}]})",
                 "devices[1]: a \"name\" of its own expected; another device is named \"A2\""},
-        BadFile{R"({"osd": [{"count": 3}]})", "osd[0].first: an address"},
-        BadFile{R"({"osd": [{"first": "10.0.0.1"}]})", "osd[0].first: an address"},
+        BadFile{R"({"osd": [{"count": 3}]})", "osd[0].first: \"\": expected an address"},
+        BadFile{R"({"osd": [{"first": "10.0.0.1"}]})", "osd[0].first: \"10.0.0.1\": expected an address"},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "count": 0}]})", "osd[0].count: a whole number from 1"},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "silent": ["127.1.0.2"]}]})",
                 "osd[0]: \"127.1.0.2\" is none of the OSD devices"},

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include <common/errors.h>
+#include <common/shown_text.h>
+#include <common/suggestion.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -15,34 +19,56 @@ bool mayClose(const FaultSettings &faults)
            std::any_of(faults.rates.begin(), faults.rates.end(), isClose);
 }
 
-QString nothingToClose(const QString &device)
+tools::UsageError nothingToClose(const QString &device)
 {
-    return QStringLiteral("close: %1 has no connection to close; expected another fault, such as vanish").arg(device);
+    return tools::UsageError(
+        QStringLiteral("close: %1 has no connection to close; expected another fault, such as vanish").arg(device));
 }
 
 } // namespace
 
-bool readFirstOsdAddress(const QString &text, quint32 *address)
+NamedModel readModel(const QString &name)
+{
+    const auto known = findModel(name);
+    if (!known) {
+        throw tools::UsageError(QStringLiteral("%1 is no model: expected one of %2")
+                                    .arg(tools::quotedText(name), modelNames().join(QStringLiteral(", "))) +
+                                tools::suggestionFor(name, modelNames()));
+    }
+    return *known;
+}
+
+quint32 readFirstOsdAddress(const QString &text)
 {
     const QHostAddress first(text);
-    *address = first.toIPv4Address();
-    return first.protocol() == QAbstractSocket::IPv4Protocol && first.isLoopback() && *address <= lastLoopbackAddress;
+    const quint32 address = first.toIPv4Address();
+    const bool isV4 = first.protocol() == QAbstractSocket::IPv4Protocol;
+    if (!isV4 || !first.isLoopback() || address > lastLoopbackAddress) {
+        throw tools::UsageError(
+            QStringLiteral("\"%1\": expected an address from 127.0.0.0 to 127.255.255.254").arg(text));
+    }
+    return address;
 }
 
-QString problemWith(const FaultSettings &faults, Scheme scheme)
+void requirePossible(const FaultSettings &faults, Scheme scheme)
 {
-    return scheme == Scheme::Udp && mayClose(faults) ? nothingToClose(QStringLiteral("a UDP device")) : QString();
+    if (scheme == Scheme::Udp && mayClose(faults)) {
+        throw nothingToClose(QStringLiteral("a UDP device"));
+    }
 }
 
-QString problemWith(const OsdSettings &group)
+void requirePossible(const OsdSettings &group)
 {
     for (const ScriptEntry &entry : group.faults.script) {
         if (!entry.device.isEmpty() && !group.plays(entry.device)) {
-            return QStringLiteral("\"%1\" is none of the OSD devices; expected an address from %2 to %3")
-                .arg(entry.device, QHostAddress(group.first).toString(), QHostAddress(group.last()).toString());
+            throw tools::UsageError(
+                QStringLiteral("\"%1\" is none of the OSD devices; expected an address from %2 to %3")
+                    .arg(entry.device, QHostAddress(group.first).toString(), QHostAddress(group.last()).toString()));
         }
     }
-    return mayClose(group.faults) ? nothingToClose(QStringLiteral("an OSD device")) : QString();
+    if (mayClose(group.faults)) {
+        throw nothingToClose(QStringLiteral("an OSD device"));
+    }
 }
 
 } // namespace biz::simulator

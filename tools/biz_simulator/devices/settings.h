@@ -30,14 +30,19 @@ constexpr int longestTimeMs = 3'600'000;
 constexpr int largestBurst = 10'000;
 constexpr quint32 lastLoopbackAddress = 0x7FFFFFFE; // 127.255.255.255 is a broadcast address
 
-/** Reads the first address of a row of OSD devices; false: it is not on the loopback network. */
-bool readFirstOsdAddress(const QString &text, quint32 *address);
+// What these functions cannot accept is a tools::UsageError.
 
-/** What the faults ask of a device at such an address that cannot be; empty: nothing. */
-QString problemWith(const FaultSettings &faults, Scheme scheme);
+/** The model of this name. */
+NamedModel readModel(const QString &name);
+
+/** The first address of a row of OSD devices, which is on the loopback network. */
+quint32 readFirstOsdAddress(const QString &text);
+
+/** Refuses faults that a device at such an address cannot have. */
+void requirePossible(const FaultSettings &faults, Scheme scheme);
 
 /** The same of OSD devices. */
-QString problemWith(const OsdSettings &group);
+void requirePossible(const OsdSettings &group);
 
 } // namespace biz::simulator
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <biz_simulator/devices/cannot_listen.h>
+#include <biz_simulator/transport/cannot_listen.h>
 #include <biz_simulator/transport/osd_sockets.h>
 
 namespace biz::simulator {

@@ -4,8 +4,8 @@
 #include <climits>
 
 #include <biz_simulator/options/fault_script.h>
+#include <common/errors.h>
 #include <common/shown_text.h>
-#include <common/suggestion.h>
 
 namespace biz::simulator {
 
@@ -34,25 +34,37 @@ FaultSettings readFaults(const ObjectReader &reader, quint32 seed)
     return faults;
 }
 
-void readModelOf(const ObjectReader &reader, ListeningDevice *device)
+/** What `read` cannot accept is noted at the key, and reading goes on. */
+template<typename Read>
+void noteProblems(const ObjectReader &reader, const char *key, Read read)
 {
-    const QString text = reader.text("model");
-    if (!readModel(text, &device->model, &device->name)) {
-        reader.note("model",
-                    QStringLiteral("one of %1 expected, not %2")
-                            .arg(modelNames().join(QStringLiteral(", ")), tools::shown(reader.value("model"))) +
-                        tools::suggestionFor(text, modelNames()));
+    try {
+        read();
+    } catch (const tools::UsageError &error) {
+        reader.note(key, error.text());
     }
-    device->name = reader.text("name", device->name);
-    device->label = device->name;
 }
 
-void readListen(const ObjectReader &reader, ListenAddress *address)
+/** The same at a place that has no key of its own. */
+template<typename Read>
+void noteProblemsAt(const ObjectReader &reader, const PlacedValue &place, Read read)
 {
-    QString error;
-    if (!readListenUrl(reader.text("listen"), address, &error)) {
-        reader.note("listen", error);
+    try {
+        read();
+    } catch (const tools::UsageError &error) {
+        reader.noteAt(place, error.text());
     }
+}
+
+void readModelOf(const ObjectReader &reader, ListeningDevice *device)
+{
+    noteProblems(reader, "model", [&] {
+        const NamedModel model = readModel(reader.text("model"));
+        device->model = model.model;
+        device->name = model.name;
+    });
+    device->name = reader.text("name", device->name);
+    device->label = device->name;
 }
 
 void refuseOsdEntries(const ObjectReader &reader)
@@ -76,7 +88,7 @@ ListeningDevice readDevice(const ObjectReader &file, const PlacedValue &value, q
                                "vanishFor", "burstSize", "outageFor"});
     ListeningDevice device;
     readModelOf(reader, &device);
-    readListen(reader, &device.listen);
+    noteProblems(reader, "listen", [&] { device.listen = readListenUrl(reader.text("listen")); });
     device.listen.oneClient = reader.boolean("oneClient", false);
     if (device.listen.oneClient && device.listen.scheme != Scheme::Tcp) {
         reader.note("oneClient", QStringLiteral("expected of a device on TCP only"));
@@ -84,19 +96,13 @@ ListeningDevice readDevice(const ObjectReader &file, const PlacedValue &value, q
     device.delayMs = reader.integer("delay", 0, longestTimeMs, 0);
     device.faults = readFaults(reader, seed);
     refuseOsdEntries(reader);
-    const QString problem = problemWith(device.faults, device.listen.scheme);
-    if (!problem.isEmpty()) {
-        reader.noteAt(value, problem);
-    }
+    noteProblemsAt(reader, value, [&] { requirePossible(device.faults, device.listen.scheme); });
     return device;
 }
 
 void readAddresses(const ObjectReader &reader, OsdSettings *group)
 {
-    if (!readFirstOsdAddress(reader.text("first"), &group->first)) {
-        reader.note("first", QStringLiteral("an address from 127.0.0.0 to 127.255.255.254 expected, not ") +
-                                 tools::shown(reader.value("first")));
-    }
+    noteProblems(reader, "first", [&] { group->first = readFirstOsdAddress(reader.text("first")); });
     const auto room = static_cast<int>(lastLoopbackAddress - group->first) + 1;
     group->count = reader.integer("count", 1, room, 1);
     group->port = static_cast<quint16>(reader.integer("port", 0, largestPort, group->port));
@@ -137,10 +143,7 @@ OsdSettings readOsdGroup(const ObjectReader &file, const PlacedValue &value, qui
     group.faults = readFaults(reader, seed);
     requireDevices(reader);
     readSilent(reader, &group);
-    const QString problem = problemWith(group);
-    if (!problem.isEmpty()) {
-        reader.noteAt(value, problem);
-    }
+    noteProblemsAt(reader, value, [&] { requirePossible(group); });
     return group;
 }
 

@@ -9,8 +9,6 @@
 #include <common/errors.h>
 #include <common/input_file.h>
 #include <common/option_errors.h>
-#include <common/shown_text.h>
-#include <common/suggestion.h>
 
 namespace biz::simulator {
 
@@ -86,7 +84,7 @@ void addFaultOptions(QCommandLineParser &parser)
     });
 }
 
-/** Turns a parsed command line into options. The first error is kept; later steps change nothing then. */
+/** Turns a parsed command line into options. */
 class OptionReader
 {
 public:
@@ -110,19 +108,23 @@ public:
         return m_options;
     }
 
-    QString error() const { return m_error; }
-
 private:
-    void fail(const QString &message)
-    {
-        if (m_error.isEmpty()) {
-            m_error = message;
-        }
-    }
+    [[noreturn]] static void fail(const QString &message) { throw tools::UsageError(message); }
 
-    void failOption(const QString &option, const QString &message)
+    [[noreturn]] static void failOption(const QString &option, const QString &message)
     {
         fail(QStringLiteral("--%1: %2").arg(option, message));
+    }
+
+    /** An error of `read` is one of the option. */
+    template<typename Read>
+    static void readOption(const QString &option, Read read)
+    {
+        try {
+            read();
+        } catch (const tools::UsageError &error) {
+            failOption(option, error.text());
+        }
     }
 
     qint64 number(const QString &option, qint64 least, qint64 most)
@@ -133,7 +135,6 @@ private:
         if (!isNumber || value < least || value > most) {
             failOption(option, QStringLiteral("\"%1\": expected a number from %2 to %3")
                                    .arg(text, QString::number(least), QString::number(most)));
-            return least;
         }
         return value;
     }
@@ -147,11 +148,7 @@ private:
                 failOption(name, QStringLiteral("expected in the file of --config, not beside it"));
             }
         }
-        try {
-            m_options.settings = readDeviceFile(tools::readInputFile(m_parser.value(option)));
-        } catch (const tools::InputError &error) {
-            fail(error.text());
-        }
+        m_options.settings = readDeviceFile(tools::readInputFile(m_parser.value(option)));
         if (m_parser.isSet(QStringLiteral("seed"))) {
             replaceSeed(readSeed());
         }
@@ -207,12 +204,11 @@ private:
     void readDeviceModel()
     {
         const QString option = QStringLiteral("model");
-        const QString wanted = m_parser.value(option);
-        if (!readModel(wanted, &m_device.model, &m_device.name)) {
-            failOption(option, QStringLiteral("%1 is no model: expected one of %2")
-                                       .arg(tools::quotedText(wanted), modelNames().join(QStringLiteral(", "))) +
-                                   tools::suggestionFor(wanted, modelNames()));
-        }
+        readOption(option, [&] {
+            const NamedModel model = readModel(m_parser.value(option));
+            m_device.model = model.model;
+            m_device.name = model.name;
+        });
     }
 
     void readListenAddress()
@@ -222,10 +218,7 @@ private:
         const QString bind = QStringLiteral("bind");
         ListenAddress &address = m_device.listen;
         if (m_parser.isSet(listen)) {
-            QString error;
-            if (!readListenUrl(m_parser.value(listen), &address, &error)) {
-                failOption(listen, error);
-            }
+            readOption(listen, [&] { address = readListenUrl(m_parser.value(listen)); });
             for (const QString &other : {port, bind}) {
                 if (m_parser.isSet(other)) {
                     failOption(other, QStringLiteral("expected in the URL of --listen, not beside it"));
@@ -247,11 +240,7 @@ private:
     void readOsdDevices()
     {
         const QString option = QStringLiteral("osd-first");
-        if (!readFirstOsdAddress(m_parser.value(option), &m_group.first)) {
-            failOption(option, QStringLiteral("\"%1\": expected an address from 127.0.0.0 to 127.255.255.254")
-                                   .arg(m_parser.value(option)));
-            return;
-        }
+        readOption(option, [&] { m_group.first = readFirstOsdAddress(m_parser.value(option)); });
         if (m_parser.isSet(QStringLiteral("osd"))) {
             const qint64 room = qint64{lastLoopbackAddress} - m_group.first + 1;
             m_group.count = static_cast<int>(number(QStringLiteral("osd"), 1, room));
@@ -285,17 +274,6 @@ private:
         readSilentDevices();
     }
 
-    /** An error of `read` is one of the option. */
-    template<typename Read>
-    void readOption(const QString &option, Read read)
-    {
-        try {
-            read();
-        } catch (const tools::UsageError &error) {
-            failOption(option, error.text());
-        }
-    }
-
     void readMeasures()
     {
         FaultMeasures &measures = m_faults.measures;
@@ -313,13 +291,8 @@ private:
     void readScript()
     {
         const QString option = QStringLiteral("script");
-        if (!m_parser.isSet(option)) {
-            return;
-        }
-        try {
+        if (m_parser.isSet(option)) {
             m_faults.script += readFaultScript(tools::readInputFile(m_parser.value(option)));
-        } catch (const tools::InputError &error) {
-            fail(error.text());
         }
     }
 
@@ -366,11 +339,11 @@ private:
                      .arg(m_group.faults.script.constFirst().device));
         }
         if (hasModel) {
-            fail(problemWith(m_device.faults, m_device.listen.scheme));
+            requirePossible(m_device.faults, m_device.listen.scheme);
             m_options.settings.devices.append(m_device);
         }
         if (hasOsd) {
-            fail(problemWith(m_group));
+            requirePossible(m_group);
             m_options.settings.osdGroups.append(m_group);
         }
     }
@@ -380,7 +353,6 @@ private:
     ListeningDevice m_device;
     OsdSettings m_group;
     FaultSettings m_faults;
-    QString m_error;
 };
 
 } // namespace
@@ -403,16 +375,15 @@ CommandLine readCommandLine(const QStringList &arguments)
 
     CommandLine line;
     if (!parser.parse(arguments)) {
-        line.error =
-            tools::optionError(parser, arguments.mid(1)) + QStringLiteral("; expected the options that --help lists");
-    } else if (parser.isSet(help)) {
+        throw tools::UsageError(tools::optionError(parser, arguments.mid(1)) +
+                                QStringLiteral("; expected the options that --help lists"));
+    }
+    if (parser.isSet(help)) {
         line.text = parser.helpText();
     } else if (parser.isSet(version)) {
         line.text = QStringLiteral("biz_simulator %1\n").arg(QStringLiteral(BIZ_VERSION));
     } else {
-        OptionReader reader(parser);
-        line.options = reader.read();
-        line.error = reader.error();
+        line.options = OptionReader(parser).read();
     }
     return line;
 }

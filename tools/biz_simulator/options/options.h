@@ -14,15 +14,17 @@ struct Options
     bool events = false;
 };
 
-/** A command line read: options, or a text to print instead, or an error. */
+/** A command line read: options, or a text to print instead. */
 struct CommandLine
 {
     Options options;
-    QString text;  ///< not empty: help or version, asked for
-    QString error; ///< not empty: bad usage; what was wrong, and what was expected
+    QString text; ///< not empty: help or version, asked for
 };
 
-/** `arguments` begins with the program's name. */
+/**
+ * `arguments` begins with the program's name. Throws tools::UsageError, or tools::InputError for a file: what was
+ * wrong, and what was expected.
+ */
 CommandLine readCommandLine(const QStringList &arguments);
 
 } // namespace biz::simulator

@@ -12,6 +12,8 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
+#include <biz_simulator/transport/cannot_listen.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -31,7 +33,7 @@ LinkClaim::~LinkClaim()
     release();
 }
 
-bool LinkClaim::take(const QString &linkPath, QString *error)
+void LinkClaim::take(const QString &linkPath)
 {
     release();
     const QByteArray name = nameOf(linkPath);
@@ -44,12 +46,12 @@ bool LinkClaim::take(const QString &linkPath, QString *error)
 
     m_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_socket >= 0 && ::bind(m_socket, reinterpret_cast<const sockaddr *>(&address), size) == 0) {
-        return true;
+        return;
     }
-    *error =
+    const QString problem =
         errno == EADDRINUSE ? QStringLiteral("the link belongs to a running biz_simulator") : qt_error_string(errno);
     release();
-    return false;
+    throw CannotListen(problem);
 }
 
 void LinkClaim::release()

@@ -16,8 +16,8 @@ public:
     ~LinkClaim();
     Q_DISABLE_COPY_MOVE(LinkClaim)
 
-    /** False when it cannot be claimed; `error` says why. */
-    bool take(const QString &linkPath, QString *error);
+    /** Throws CannotListen when it cannot be claimed. */
+    void take(const QString &linkPath);
 
     void release();
 

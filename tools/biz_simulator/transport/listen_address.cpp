@@ -5,6 +5,8 @@
 
 #include <QtCore/QUrl>
 
+#include <common/errors.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -65,19 +67,20 @@ QString urlOf(Scheme scheme, const QHostAddress &host, quint16 port)
              QString::number(port));
 }
 
-bool readListenUrl(const QString &text, ListenAddress *address, QString *error)
+ListenAddress readListenUrl(const QString &text)
 {
     const QUrl url(text, QUrl::StrictMode);
-    bool isGood = url.isValid() && hasNothingBesideAddress(url) && readScheme(url.scheme(), &address->scheme);
+    ListenAddress address;
+    bool isGood = url.isValid() && hasNothingBesideAddress(url) && readScheme(url.scheme(), &address.scheme);
     if (isGood) {
-        isGood = address->scheme == Scheme::Serial ? readSerialUrl(url, address) : readNetworkUrl(url, address);
+        isGood = address.scheme == Scheme::Serial ? readSerialUrl(url, &address) : readNetworkUrl(url, &address);
     }
     if (!isGood) {
-        *error =
+        throw tools::UsageError(
             QStringLiteral("\"%1\": expected tcp://ADDRESS[:PORT], udp://ADDRESS[:PORT], serial: or serial:///PATH")
-                .arg(text);
+                .arg(text));
     }
-    return isGood;
+    return address;
 }
 
 } // namespace biz::simulator

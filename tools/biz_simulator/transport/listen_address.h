@@ -26,11 +26,8 @@ QString schemeName(Scheme scheme);
 /** "tcp://127.0.0.1:15700": the URL by which hosts reach it. */
 QString urlOf(Scheme scheme, const QHostAddress &host, quint16 port);
 
-/**
- * Reads tcp://ADDRESS[:PORT], udp://ADDRESS[:PORT], serial: or serial:///PATH. False: `error`
- * says what was wrong, and what was expected.
- */
-bool readListenUrl(const QString &text, ListenAddress *address, QString *error);
+/** Reads tcp://ADDRESS[:PORT], udp://ADDRESS[:PORT], serial: or serial:///PATH; throws tools::UsageError. */
+ListenAddress readListenUrl(const QString &text);
 
 } // namespace biz::simulator
 

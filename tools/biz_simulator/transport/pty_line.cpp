@@ -10,6 +10,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <biz_simulator/transport/cannot_listen.h>
+
 namespace biz::simulator {
 
 namespace {
@@ -60,19 +62,18 @@ PtyLine::~PtyLine()
     hangUp();
 }
 
-bool PtyLine::open(QString *error)
+void PtyLine::open()
 {
     if (!openBothEnds()) {
-        *error = qt_error_string(errno);
+        const QString problem = qt_error_string(errno);
         hangUp();
-        return false;
+        throw CannotListen(problem);
     }
     m_readable = std::make_unique<QSocketNotifier>(m_far, QSocketNotifier::Read);
     connect(m_readable.get(), &QSocketNotifier::activated, this, &PtyLine::read);
     m_writable = std::make_unique<QSocketNotifier>(m_far, QSocketNotifier::Write);
     m_writable->setEnabled(false);
     connect(m_writable.get(), &QSocketNotifier::activated, this, &PtyLine::writePending);
-    return true;
 }
 
 bool PtyLine::openBothEnds()

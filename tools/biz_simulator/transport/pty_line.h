@@ -18,8 +18,8 @@ public:
     PtyLine();
     ~PtyLine() override;
 
-    /** False when the system gives none; `error` says why. */
-    bool open(QString *error);
+    /** Throws CannotListen when the system gives none. */
+    void open();
 
     /** The port's name, such as "/dev/pts/3". */
     QString port() const { return m_port; }

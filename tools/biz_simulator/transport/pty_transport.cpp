@@ -7,6 +7,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <biz_simulator/transport/cannot_listen.h>
 #include <biz_simulator/transport/pty_line.h>
 
 namespace biz::simulator {
@@ -47,26 +48,27 @@ PtyTransport::~PtyTransport()
 bool PtyTransport::open()
 {
     close();
-    if (!m_linkPath.isEmpty() && !m_claim.take(m_linkPath, &m_error)) {
-        return false;
-    }
-    if (!openLine()) {
+    try {
+        if (!m_linkPath.isEmpty()) {
+            m_claim.take(m_linkPath);
+        }
+        openLine();
+        return true;
+    } catch (const CannotListen &error) {
         m_claim.release();
+        m_error = error.text();
         return false;
     }
-    return true;
 }
 
-bool PtyTransport::openLine()
+void PtyTransport::openLine()
 {
     const bool isFirst = m_port.isEmpty();
     const auto line = std::make_shared<PtyLine>();
-    if (!line->open(&m_error)) {
-        return false;
-    }
+    line->open();
     m_port = line->port();
-    if (!m_linkPath.isEmpty() && !makeLink()) {
-        return false;
+    if (!m_linkPath.isEmpty()) {
+        makeLink();
     }
     m_line = line;
     // The line holds the connection, which must not hold the line.
@@ -77,7 +79,6 @@ bool PtyTransport::openLine()
     if (!isFirst && m_linkPath.isEmpty()) {
         Q_EMIT moved();
     }
-    return true;
 }
 
 void PtyTransport::close()
@@ -110,17 +111,15 @@ QString PtyTransport::url() const
     return QStringLiteral("serial://") + (m_linkPath.isEmpty() ? m_port : m_linkPath);
 }
 
-bool PtyTransport::makeLink()
+void PtyTransport::makeLink()
 {
     if (isLeftOver()) {
         QFile::remove(m_linkPath);
     }
     QFile port(m_port);
     if (!port.link(m_linkPath)) {
-        m_error = port.errorString();
-        return false;
+        throw CannotListen(port.errorString());
     }
-    return true;
 }
 
 /**

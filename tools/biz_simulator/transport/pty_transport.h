@@ -29,8 +29,8 @@ public:
     QString errorString() const override { return m_error; }
 
 private:
-    bool openLine();
-    bool makeLink();
+    void openLine();
+    void makeLink();
     bool isLeftOver() const;
 
     QString m_linkPath;
