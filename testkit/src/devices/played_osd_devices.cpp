@@ -213,7 +213,7 @@ void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByt
     }
     const qint64 cost = costOf(datagrams);
     if (m_delayedBytes + cost > m_settings.mostDelayed) {
-        lose(device, datagrams.size(), QStringLiteral("too many wait for their time"));
+        lose(device, static_cast<int>(datagrams.size()), QStringLiteral("too many wait for their time"));
         return;
     }
     m_delayedBytes += cost;

@@ -37,7 +37,7 @@ protected:
         QObject::connect(transport.get(), &TcpTransport::received,
                          [this](const PeerPointer &peer, const QByteArray &bytes) {
                              peers.append(peer);
-                             mostAtOnce = std::max(mostAtOnce, bytes.size());
+                             mostAtOnce = std::max(mostAtOnce, static_cast<qint64>(bytes.size()));
                              received += bytes.size();
                          });
         QObject::connect(transport.get(), &TcpTransport::droppedHost, [this](const QString &why) { dropped = why; });
@@ -52,14 +52,14 @@ protected:
         client->connectToHost(QHostAddress(QHostAddress::LocalHost),
                               static_cast<quint16>(QUrl(transport->url()).port()));
         client->write("x");
-        const int known = peers.size();
+        const auto known = peers.size();
         waitFor([&] { return peers.size() > known || client->state() == QAbstractSocket::UnconnectedState; });
         return client;
     }
 
     std::unique_ptr<TcpTransport> transport;
     QVector<PeerPointer> peers; ///< one for each time that something was received
-    int mostAtOnce = 0;
+    qint64 mostAtOnce = 0;
     qint64 received = 0;
     QString dropped;
 };
