@@ -42,7 +42,7 @@ TEST(WireFaults, FlippedBitsNeverLeaveAFrame)
 
 TEST(WireFaults, PiecesAreTwoToFourAndMakeUpTheFrame)
 {
-    std::set<int> counts;
+    std::set<qsizetype> counts;
     for (quint32 draw = 0; draw < draws; ++draw) {
         const QVector<QByteArray> pieces = piecesOf(someFrame(), draw);
         QByteArray all;
@@ -53,7 +53,7 @@ TEST(WireFaults, PiecesAreTwoToFourAndMakeUpTheFrame)
         EXPECT_EQ(all, someFrame());
         counts.insert(pieces.size());
     }
-    EXPECT_EQ(counts, (std::set<int>{2, 3, 4}));
+    EXPECT_EQ(counts, (std::set<qsizetype>{2, 3, 4}));
 }
 
 TEST(WireFaults, JunkIsTwoToSixtyFourBytesThatAreRefusedAndHideNoFrame)

@@ -85,7 +85,7 @@ QString LinkClient::nextSequences(int count)
     return sequences.join(QLatin1Char(' '));
 }
 
-bool LinkClient::waitForBytes(int count)
+bool LinkClient::waitForBytes(qsizetype count)
 {
     return waitFor([&] { return bytes().size() >= count; });
 }

@@ -36,7 +36,7 @@ public:
     QString nextSequences(int count);
 
     /** Waits until so many bytes came in all; false when they do not in time. */
-    bool waitForBytes(int count);
+    bool waitForBytes(qsizetype count);
 
     /** Whether a reply comes within a time that is short, but long for the loopback network. */
     bool staysSilent();

@@ -131,7 +131,7 @@ TEST(FaultPlan, ProbabilityIsMet)
     FaultSettings settings;
     settings.rates = {{FaultKind::Silence, 0.25}};
     FaultPlan plan(settings);
-    EXPECT_NEAR(nextFaults(plan, 10'000).count("silence"), 2500, 200);
+    EXPECT_NEAR(static_cast<double>(nextFaults(plan, 10'000).count("silence")), 2500.0, 200.0);
 }
 
 TEST(FaultPlan, ProbabilityOneStrikesAlwaysAndZeroNever)
