@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include <history/words.h>
-#include <report/chart_frame.h>
-#include <report/html.h>
+#include <report/drawing/chart_frame.h>
+#include <report/drawing/html.h>
 
 namespace biz::report {
 

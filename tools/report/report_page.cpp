@@ -7,8 +7,8 @@
 
 #include <history/words.h>
 #include <report/charts.h>
-#include <report/html.h>
-#include <report/style.h>
+#include <report/drawing/html.h>
+#include <report/drawing/style.h>
 #include <report/tables.h>
 #include <report/timeline.h>
 

@@ -5,8 +5,8 @@
 #include <set>
 
 #include <history/words.h>
-#include <report/chart_frame.h>
-#include <report/html.h>
+#include <report/drawing/chart_frame.h>
+#include <report/drawing/html.h>
 
 namespace biz::report {
 

@@ -5,8 +5,8 @@
 #include <common/hex.h>
 #include <history/findings.h>
 #include <history/words.h>
-#include <report/html.h>
-#include <report/table.h>
+#include <report/drawing/html.h>
+#include <report/drawing/table.h>
 
 namespace biz::report {
 

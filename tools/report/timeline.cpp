@@ -4,9 +4,9 @@
 #include <set>
 
 #include <history/words.h>
-#include <report/html.h>
-#include <report/lanes.h>
-#include <report/svg.h>
+#include <report/drawing/html.h>
+#include <report/drawing/lanes.h>
+#include <report/drawing/svg.h>
 
 namespace biz::report {
 

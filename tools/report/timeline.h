@@ -6,7 +6,7 @@
 #include <QtCore/QStringList>
 
 #include <history/findings.h>
-#include <report/scale.h>
+#include <report/drawing/scale.h>
 
 namespace biz::report {
 

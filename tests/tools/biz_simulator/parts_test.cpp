@@ -9,7 +9,7 @@
 
 #include <biz_simulator/options/device_file.h>
 #include <common/errors.h>
-#include <common/json_reader.h>
+#include <common/json/json_reader.h>
 #include <faults/fault_plan_p.h>
 #include <faults/wire_faults_p.h>
 #include <host/support/wait_for.h>

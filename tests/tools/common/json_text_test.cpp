@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <common/json_text.h>
+#include <common/json/json_text.h>
 
 using namespace biz::tools;
 

@@ -6,7 +6,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
-#include <report/html.h>
+#include <report/drawing/html.h>
 #include <report/report_page.h>
 #include <tools/history/log_lines.h>
 #include <tools/support/memory_use.h>

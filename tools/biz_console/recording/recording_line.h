@@ -2,7 +2,7 @@
 #define BIZ_CONSOLE_RECORDING_LINE_H
 
 #include <biz_console/session/expectation.h>
-#include <common/json_text.h>
+#include <common/json/json_text.h>
 
 namespace biz::console {
 

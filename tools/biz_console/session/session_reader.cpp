@@ -4,7 +4,7 @@
 
 #include <QtNetwork/QHostAddress>
 
-#include <common/json_reader.h>
+#include <common/json/json_reader.h>
 #include <common/shown_text.h>
 #include <common/suggestion.h>
 #include <host/frame_codec.h>

@@ -3,7 +3,7 @@
 
 #include <biz_simulator/devices/settings.h>
 #include <common/input_file.h>
-#include <common/json_reader.h>
+#include <common/json/json_reader.h>
 
 /**
  * Scripts of faults, as a JSON document or one by one from the command line.

@@ -1,7 +1,7 @@
 #ifndef BIZ_TOOLS_JSON_PARSER_H
 #define BIZ_TOOLS_JSON_PARSER_H
 
-#include <common/json_text.h>
+#include <common/json/json_text.h>
 
 namespace biz::tools {
 

@@ -1,4 +1,4 @@
-#include <report/chart_frame.h>
+#include <report/drawing/chart_frame.h>
 
 #include <algorithm>
 #include <cmath>

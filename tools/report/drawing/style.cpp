@@ -1,4 +1,4 @@
-#include <report/style.h>
+#include <report/drawing/style.h>
 
 namespace biz::report {
 

@@ -1,6 +1,6 @@
-#include <report/table.h>
+#include <report/drawing/table.h>
 
-#include <report/html.h>
+#include <report/drawing/html.h>
 
 namespace biz::report {
 

@@ -1,4 +1,4 @@
-#include <common/json_parser.h>
+#include <common/json/json_parser.h>
 
 #include <cmath>
 

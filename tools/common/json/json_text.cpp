@@ -1,10 +1,10 @@
-#include <common/json_text.h>
+#include <common/json/json_text.h>
 
 #include <algorithm>
 
 #include <QtCore/QHash>
 
-#include <common/json_parser.h>
+#include <common/json/json_parser.h>
 #include <common/shown_text.h>
 
 namespace biz::tools {

@@ -1,4 +1,4 @@
-#include <report/html.h>
+#include <report/drawing/html.h>
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include <common/json_reader.h>
+#include <common/json/json_reader.h>
 
 #include <climits>
 #include <cmath>

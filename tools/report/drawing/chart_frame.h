@@ -1,8 +1,8 @@
 #ifndef BIZ_REPORT_CHART_FRAME_H
 #define BIZ_REPORT_CHART_FRAME_H
 
-#include <report/scale.h>
-#include <report/svg.h>
+#include <report/drawing/scale.h>
+#include <report/drawing/svg.h>
 
 namespace biz::report {
 

@@ -1,4 +1,4 @@
-#include <report/scale.h>
+#include <report/drawing/scale.h>
 
 #include <algorithm>
 #include <cmath>

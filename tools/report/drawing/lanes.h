@@ -4,8 +4,8 @@
 #include <vector>
 
 #include <history/history.h>
-#include <report/scale.h>
-#include <report/style.h>
+#include <report/drawing/scale.h>
+#include <report/drawing/style.h>
 
 namespace biz::report {
 

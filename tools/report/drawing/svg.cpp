@@ -1,8 +1,8 @@
-#include <report/svg.h>
+#include <report/drawing/svg.h>
 
 #include <algorithm>
 
-#include <report/html.h>
+#include <report/drawing/html.h>
 
 namespace biz::report {
 

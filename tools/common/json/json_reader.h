@@ -8,7 +8,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <common/json_text.h>
+#include <common/json/json_text.h>
 
 namespace biz::tools {
 

@@ -1,4 +1,4 @@
-#include <report/lanes.h>
+#include <report/drawing/lanes.h>
 
 #include <algorithm>
 #include <array>
