@@ -6,7 +6,7 @@
 #include <QtCore/QStringList>
 
 #include <biz_console/cli/output.h>
-#include <biz_console/run/exit_codes.h>
+#include <biz_console/verdict/exit_codes.h>
 #include <common/errors.h>
 
 namespace biz::console {

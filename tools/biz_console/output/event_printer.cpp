@@ -2,7 +2,7 @@
 
 #include <QtCore/QLocale>
 
-#include <biz_console/output/closing_lines.h>
+#include <biz_console/summary/closing_lines.h>
 #include <common/shown_text.h>
 #include <common/units.h>
 

@@ -7,7 +7,7 @@
 #include <QtCore/QIODevice>
 #include <QtCore/QString>
 
-#include <biz_console/run/event_sink.h>
+#include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
 

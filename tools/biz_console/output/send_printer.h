@@ -3,8 +3,8 @@
 
 #include <QtCore/QTextStream>
 
-#include <biz_console/output/text_output.h>
-#include <biz_console/run/event_sink.h>
+#include <biz_console/summary/text_output.h>
+#include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
 

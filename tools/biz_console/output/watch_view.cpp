@@ -5,8 +5,8 @@
 
 #include <QtCore/QLocale>
 
-#include <biz_console/output/closing_lines.h>
 #include <biz_console/output/event_printer.h>
+#include <biz_console/summary/closing_lines.h>
 #include <common/shown_text.h>
 #include <common/units.h>
 

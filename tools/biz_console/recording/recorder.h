@@ -8,7 +8,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
-#include <biz_console/run/event_sink.h>
+#include <biz_console/verdict/event_sink.h>
 #include <host/device_link.h>
 
 namespace biz::console {

@@ -5,7 +5,7 @@
 #include <QtCore/QCryptographicHash>
 
 #include <biz_console/recording/recorder.h>
-#include <biz_console/run/run_problem.h>
+#include <biz_console/verdict/run_problem.h>
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/input_file.h>

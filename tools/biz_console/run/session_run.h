@@ -10,9 +10,9 @@
 #include <biz_console/run/device_side.h>
 #include <biz_console/run/osd_side.h>
 #include <biz_console/run/run_plan.h>
-#include <biz_console/run/run_report.h>
 #include <biz_console/session/pace.h>
 #include <biz_console/session/session_walk.h>
+#include <biz_console/verdict/run_report.h>
 
 namespace biz::console {
 

@@ -3,7 +3,7 @@
 
 #include <QtCore/QString>
 
-#include <biz_console/run/exit_codes.h>
+#include <biz_console/verdict/exit_codes.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/output/summary_lines.h>
+#include <biz_console/summary/summary_lines.h>
 
 #include <common/units.h>
 

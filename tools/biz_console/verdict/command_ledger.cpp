@@ -1,4 +1,4 @@
-#include <biz_console/run/command_ledger.h>
+#include <biz_console/verdict/command_ledger.h>
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 
 #include <QtCore/QStringList>
 
-#include <biz_console/run/run_summary.h>
+#include <biz_console/verdict/run_summary.h>
 
 namespace biz::console {
 

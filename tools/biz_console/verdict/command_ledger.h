@@ -9,7 +9,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-#include <biz_console/run/event_sink.h>
+#include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
 

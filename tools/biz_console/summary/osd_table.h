@@ -4,7 +4,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/run/osd_device_totals.h>
+#include <biz_console/verdict/osd_device_totals.h>
 
 namespace biz::console {
 

@@ -1,10 +1,10 @@
-#include <biz_console/output/closing_lines.h>
+#include <biz_console/summary/closing_lines.h>
 
 #include <algorithm>
 
-#include <biz_console/output/osd_table.h>
-#include <biz_console/output/summary_lines.h>
-#include <biz_console/output/text_output.h>
+#include <biz_console/summary/osd_table.h>
+#include <biz_console/summary/summary_lines.h>
+#include <biz_console/summary/text_output.h>
 
 namespace biz::console {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <biz_console/run/command_ledger.h>
+#include <biz_console/verdict/command_ledger.h>
 
 using namespace biz::console;
 using biz::host::EventKind;

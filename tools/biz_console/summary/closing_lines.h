@@ -1,7 +1,7 @@
 #ifndef BIZ_CONSOLE_CLOSING_LINES_H
 #define BIZ_CONSOLE_CLOSING_LINES_H
 
-#include <biz_console/run/event_sink.h>
+#include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
 

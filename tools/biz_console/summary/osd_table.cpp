@@ -1,9 +1,9 @@
-#include <biz_console/output/osd_table.h>
+#include <biz_console/summary/osd_table.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QLocale>
 
-#include <biz_console/output/text_output.h>
+#include <biz_console/summary/text_output.h>
 #include <common/units.h>
 
 namespace biz::console {

@@ -9,9 +9,9 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
 
-#include <biz_console/run/command_ledger.h>
-#include <biz_console/run/event_sink.h>
-#include <biz_console/run/run_times.h>
+#include <biz_console/verdict/command_ledger.h>
+#include <biz_console/verdict/event_sink.h>
+#include <biz_console/verdict/run_times.h>
 
 namespace biz::console {
 

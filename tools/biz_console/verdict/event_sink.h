@@ -6,11 +6,11 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-#include <biz_console/run/exit_codes.h>
-#include <biz_console/run/osd_device_totals.h>
-#include <biz_console/run/run_problem.h>
-#include <biz_console/run/run_summary.h>
 #include <biz_console/session/expectation.h>
+#include <biz_console/verdict/exit_codes.h>
+#include <biz_console/verdict/osd_device_totals.h>
+#include <biz_console/verdict/run_problem.h>
+#include <biz_console/verdict/run_summary.h>
 #include <host/event.h>
 
 namespace biz::console {

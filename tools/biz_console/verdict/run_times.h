@@ -3,7 +3,7 @@
 
 #include <QtCore/QHash>
 
-#include <biz_console/run/event_sink.h>
+#include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
 

@@ -1,4 +1,4 @@
-#include <biz_console/run/run_report.h>
+#include <biz_console/verdict/run_report.h>
 
 #include <biz_console/replies/error_log_file.h>
 #include <common/shown_text.h>

@@ -1,4 +1,4 @@
-#include <biz_console/output/text_output.h>
+#include <biz_console/summary/text_output.h>
 
 #include <QtCore/QFileDevice>
 

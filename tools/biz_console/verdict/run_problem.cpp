@@ -1,4 +1,4 @@
-#include <biz_console/run/run_problem.h>
+#include <biz_console/verdict/run_problem.h>
 
 namespace biz::console {
 

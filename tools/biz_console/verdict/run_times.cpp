@@ -1,4 +1,4 @@
-#include <biz_console/run/run_times.h>
+#include <biz_console/verdict/run_times.h>
 
 #include <common/units.h>
 
