@@ -135,7 +135,7 @@ constexpr milliseconds drainCheckPeriod{250};
 // --- Event logs ---------------------------------------------------------------------------
 
 /** Lines are collected for so long before they are written, so that a busy host wakes the writer rarely. */
-constexpr milliseconds eventLogDelay{50};
+constexpr milliseconds eventLogDelay{100};
 
 /** How long the end of a log waits for its last lines to be written. */
 constexpr milliseconds eventLogFarewell{1000};

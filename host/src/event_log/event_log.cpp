@@ -35,14 +35,14 @@ public:
 
 private:
     void onHappened(const Event &event);
-    void tellHead(LineQueue::Batch batch);
+    void tellHead(EventQueue::Batch batch);
     void beginWaiting();
     void wake();
 
     EventLog *const m_log;
     const std::unique_ptr<EventSource> m_source;
     std::vector<std::shared_ptr<LineSink>> m_waiting;
-    const std::shared_ptr<LineQueue> m_queue = std::make_shared<LineQueue>();
+    const std::shared_ptr<EventQueue> m_queue = std::make_shared<EventQueue>();
     QThread *const m_thread;
     LogWriter *const m_writer;
 };
@@ -55,7 +55,7 @@ EventLog::Private::Private(EventLog *log, std::unique_ptr<EventSource> source)
 {
     m_source->setParent(nullptr);
     QObject::connect(m_source.get(), &EventSource::happened, log, [this](const Event &event) { onHappened(event); });
-    QObject::connect(m_writer, &LogWriter::headWanted, log, [this](SinkId sink) { tellHead({sink, {}, nullptr}); });
+    QObject::connect(m_writer, &LogWriter::headWanted, log, [this](SinkId sink) { tellHead({sink, {}, {}, nullptr}); });
     QObject::connect(m_writer, &LogWriter::failed, log, &EventLog::failed);
     QObject::connect(m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
     m_thread->setObjectName(QStringLiteral("biz-event-log"));
@@ -85,13 +85,13 @@ void EventLog::Private::begin(std::shared_ptr<LineSink> place)
 void EventLog::Private::beginWaiting()
 {
     for (std::shared_ptr<LineSink> &place : std::exchange(m_waiting, {})) {
-        tellHead({everybody, {}, std::move(place)});
+        tellHead({everybody, {}, {}, std::move(place)});
     }
 }
 
-void EventLog::Private::tellHead(LineQueue::Batch batch)
+void EventLog::Private::tellHead(EventQueue::Batch batch)
 {
-    batch.lines = m_source->headLines();
+    batch.head = m_source->headLines();
     if (m_queue->append(std::move(batch))) {
         wake();
     }
@@ -100,7 +100,7 @@ void EventLog::Private::tellHead(LineQueue::Batch batch)
 void EventLog::Private::onHappened(const Event &event)
 {
     beginWaiting();
-    if (m_queue->append(jsonLine(event))) {
+    if (m_queue->append(event)) {
         wake();
     }
 }

@@ -11,6 +11,15 @@ namespace biz::host {
 
 namespace {
 
+QByteArray linesOf(const EventQueue::Batch &batch)
+{
+    QByteArray lines = batch.head;
+    for (const Event &event : batch.events) {
+        lines.append(jsonLine(event));
+    }
+    return lines;
+}
+
 /** More would be a mistake, and each may hold a megabyte. */
 constexpr int mostReaders = 16;
 
@@ -32,7 +41,7 @@ void removeStale(const QString &socket)
 
 } // namespace
 
-LogWriter::LogWriter(std::shared_ptr<LineQueue> queue)
+LogWriter::LogWriter(std::shared_ptr<EventQueue> queue)
     : m_queue(std::move(queue))
     , m_soon(this)
     , m_server(this)
@@ -52,12 +61,12 @@ void LogWriter::wake()
 
 void LogWriter::drain()
 {
-    const LineQueue::Taken taken = m_queue->takeAll();
-    for (const LineQueue::Batch &batch : taken.batches) {
+    const EventQueue::Taken taken = m_queue->takeAll();
+    for (const EventQueue::Batch &batch : taken.batches) {
         write(batch);
     }
     if (taken.lost > 0) {
-        write({everybody, lostLine(taken.lost), nullptr});
+        write({everybody, lostLine(taken.lost), {}, nullptr});
     }
     m_queue->noteWritten(taken.upTo);
 }
@@ -99,9 +108,10 @@ void LogWriter::acceptReaders()
 
 // --- Lines ----------------------------------------------------------------------------------------
 
-void LogWriter::write(const LineQueue::Batch &batch)
+void LogWriter::write(const EventQueue::Batch &batch)
 {
     SinkId meant = batch.sink;
+    const QByteArray lines = linesOf(batch);
     if (batch.begins) {
         meant = ++m_lastId;
         m_places[meant].sink = batch.begins;
@@ -113,8 +123,7 @@ void LogWriter::write(const LineQueue::Batch &batch)
         bool stays = true;
         if (isMeant) {
             place.hasBegun = true;
-            stays =
-                settle(entry->first, place, isHead ? place.sink->begin(batch.lines) : place.sink->write(batch.lines));
+            stays = settle(entry->first, place, isHead ? place.sink->begin(lines) : place.sink->write(lines));
         }
         entry = stays ? std::next(entry) : m_places.erase(entry);
     }

@@ -9,7 +9,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QLocalServer>
 
-#include <event_log/line_queue_p.h>
+#include <event_log/event_queue_p.h>
 #include <event_log/line_sink_p.h>
 
 namespace biz::host {
@@ -20,7 +20,7 @@ class LogWriter : public QObject
     Q_OBJECT
 
 public:
-    explicit LogWriter(std::shared_ptr<LineQueue> queue);
+    explicit LogWriter(std::shared_ptr<EventQueue> queue);
 
     /** Soon, together with what comes until then. */
     void wake();
@@ -46,11 +46,11 @@ private:
     };
 
     void acceptReaders();
-    void write(const LineQueue::Batch &batch);
+    void write(const EventQueue::Batch &batch);
     bool settle(SinkId id, Place &place, LineSink::Result result);
     void tellFailure(const QString &why);
 
-    const std::shared_ptr<LineQueue> m_queue;
+    const std::shared_ptr<EventQueue> m_queue;
     QTimer m_soon;
     std::map<SinkId, Place> m_places;
     SinkId m_lastId = everybody;

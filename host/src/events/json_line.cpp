@@ -40,7 +40,7 @@ double roundedMs(double milliseconds)
 JsonLine::JsonLine()
 {
     m_bytes.reserve(usualSize);
-    m_bytes.append('{');
+    m_bytes.push_back('{');
 }
 
 void JsonLine::text(const char *key, const QString &value)
@@ -53,7 +53,7 @@ void JsonLine::number(const char *key, qint64 value)
 {
     name(key);
     if (value < 0) {
-        m_bytes.append('-');
+        m_bytes.push_back('-');
     }
     decimal(value < 0 ? quint64{0} - static_cast<quint64>(value) : static_cast<quint64>(value), 1);
 }
@@ -63,15 +63,15 @@ void JsonLine::milliseconds(const char *key, double value)
     name(key);
     const qint64 microseconds = std::llround(value * static_cast<double>(microsecondsPerMillisecond));
     if (microseconds < 0) {
-        m_bytes.append('-');
+        m_bytes.push_back('-');
     }
     const qint64 size = std::abs(microseconds);
     decimal(static_cast<quint64>(size / microsecondsPerMillisecond), 1);
     if (size % microsecondsPerMillisecond != 0) {
-        m_bytes.append('.');
+        m_bytes.push_back('.');
         decimal(static_cast<quint64>(size % microsecondsPerMillisecond), fractionDigits);
-        while (m_bytes.endsWith('0')) {
-            m_bytes.chop(1);
+        while (m_bytes.back() == '0') {
+            m_bytes.pop_back();
         }
     }
 }
@@ -79,17 +79,18 @@ void JsonLine::milliseconds(const char *key, double value)
 void JsonLine::hex(const char *key, const QByteArray &bytes)
 {
     name(key);
-    m_bytes.append('"');
+    m_bytes.push_back('"');
     bool isFirst = true;
     for (const char byte : bytes) {
         if (!isFirst) {
-            m_bytes.append(' ');
+            m_bytes.push_back(' ');
         }
         isFirst = false;
         const auto value = static_cast<uchar>(byte);
-        m_bytes.append(hexDigits[value >> bitsOfDigit]).append(hexDigits[value & digitMask]);
+        m_bytes.push_back(hexDigits[value >> bitsOfDigit]);
+        m_bytes.push_back(hexDigits[value & digitMask]);
     }
-    m_bytes.append('"');
+    m_bytes.push_back('"');
 }
 
 void JsonLine::utc(const char *key, qint64 msSince1970)
@@ -101,9 +102,9 @@ void JsonLine::utc(const char *key, qint64 msSince1970)
     constexpr int firstYear = 1900;
     const auto number = [this](int value, int digits, char after) {
         decimal(static_cast<quint64>(value), digits);
-        m_bytes.append(after);
+        m_bytes.push_back(after);
     };
-    m_bytes.append('"');
+    m_bytes.push_back('"');
     number(parts.tm_year + firstYear, 4, '-');
     number(parts.tm_mon + 1, 2, '-');
     number(parts.tm_mday, 2, 'T');
@@ -111,33 +112,33 @@ void JsonLine::utc(const char *key, qint64 msSince1970)
     number(parts.tm_min, 2, ':');
     number(parts.tm_sec, 2, '.');
     number(static_cast<int>(msSince1970 % millisecondsPerSecond), fractionDigits, 'Z');
-    m_bytes.append('"');
+    m_bytes.push_back('"');
 }
 
 void JsonLine::beginArray(const char *key)
 {
     name(key);
-    m_bytes.append('[');
+    m_bytes.push_back('[');
 }
 
 void JsonLine::beginObject(bool isFirst)
 {
     if (!isFirst) {
-        m_bytes.append(',');
+        m_bytes.push_back(',');
     }
-    m_bytes.append('{');
+    m_bytes.push_back('{');
     m_isFirst = true;
 }
 
 void JsonLine::endObject()
 {
-    m_bytes.append('}');
+    m_bytes.push_back('}');
     m_isFirst = false;
 }
 
 void JsonLine::endArray()
 {
-    m_bytes.append(']');
+    m_bytes.push_back(']');
     m_isFirst = false;
 }
 
@@ -148,16 +149,16 @@ void JsonLine::more(const QJsonObject &keys)
     }
     const QByteArray object = QJsonDocument(keys).toJson(QJsonDocument::Compact);
     if (!m_isFirst) {
-        m_bytes.append(',');
+        m_bytes.push_back(',');
     }
     m_isFirst = false;
-    m_bytes.append(object.constData() + 1, object.size() - 2); // without its braces
+    m_bytes.append(object.constData() + 1, static_cast<std::size_t>(object.size() - 2)); // without its braces
 }
 
 QByteArray JsonLine::take()
 {
     m_bytes.append("}\n");
-    return std::move(m_bytes);
+    return QByteArray::fromStdString(m_bytes);
 }
 
 void JsonLine::name(const char *key)
@@ -168,22 +169,22 @@ void JsonLine::name(const char *key)
 
 void JsonLine::quoted(const QString &value)
 {
-    m_bytes.append('"');
+    m_bytes.push_back('"');
     const auto *const begin = value.utf16();
     const auto *const end = begin + value.size();
     for (const auto *at = begin; at != end;) {
         if (isPlain(*at)) {
-            m_bytes.append(static_cast<char>(*at++));
+            m_bytes.push_back(static_cast<char>(*at++));
         } else if (*at <= firstBeyondAscii) {
             escaped(*at++);
         } else {
             const auto *const next =
                 std::find_if(at, end, [](ushort character) { return character <= firstBeyondAscii; });
-            m_bytes.append(value.mid(static_cast<int>(at - begin), static_cast<int>(next - at)).toUtf8());
+            m_bytes.append(value.mid(static_cast<int>(at - begin), static_cast<int>(next - at)).toStdString());
             at = next;
         }
     }
-    m_bytes.append('"');
+    m_bytes.push_back('"');
 }
 
 void JsonLine::escaped(ushort character)
@@ -205,7 +206,9 @@ void JsonLine::escaped(ushort character)
         m_bytes.append("\\t");
         return;
     default: // a control character
-        m_bytes.append("\\u00").append(hexDigits[character >> bitsOfDigit]).append(hexDigits[character & digitMask]);
+        m_bytes.append("\\u00");
+        m_bytes.push_back(hexDigits[character >> bitsOfDigit]);
+        m_bytes.push_back(hexDigits[character & digitMask]);
     }
 }
 
@@ -220,7 +223,7 @@ void JsonLine::decimal(quint64 value, int digits)
         value /= base;
         --digits;
     } while (value != 0 || digits > 0);
-    m_bytes.append(at, static_cast<int>(end - at));
+    m_bytes.append(at, static_cast<std::size_t>(end - at));
 }
 
 } // namespace biz::host

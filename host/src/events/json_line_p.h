@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_JSON_LINE_P_H
 #define BIZ_HOST_JSON_LINE_P_H
 
+#include <string>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>
@@ -41,7 +43,7 @@ private:
     void escaped(ushort character);
     void decimal(quint64 value, int digits);
 
-    QByteArray m_bytes;
+    std::string m_bytes;
     bool m_isFirst = true; ///< of its object
 };
 

@@ -1,5 +1,5 @@
-#ifndef BIZ_HOST_LINE_QUEUE_P_H
-#define BIZ_HOST_LINE_QUEUE_P_H
+#ifndef BIZ_HOST_EVENT_QUEUE_P_H
+#define BIZ_HOST_EVENT_QUEUE_P_H
 
 #include <chrono>
 #include <condition_variable>
@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include <byte_count_p.h>
+#include <host/event.h>
+
 #include <event_log/line_sink_p.h>
 
 namespace biz::host {
@@ -17,44 +18,48 @@ namespace biz::host {
 using SinkId = quint64;
 constexpr SinkId everybody = 0;
 
-/** Lines on their way from the host's thread to the thread that writes them; bounded. */
-class LineQueue
+/**
+ * Events on their way from the host's thread to the thread that makes lines of them, and writes those; bounded. Lines
+ * are made many at a time: between the steps of a command each would find its code and data out of the caches.
+ */
+class EventQueue
 {
 public:
-    /** Whole lines that are meant for one place, or for all. */
+    /** What one place is told, or all are: how things stand, or what happened. */
     struct Batch
     {
         SinkId sink = everybody;
-        QByteArray lines;
+        QByteArray head; ///< whole lines
+        std::vector<Event> events;
         std::shared_ptr<LineSink> begins; ///< a new place, whose first lines these are
     };
 
     struct Taken
     {
         std::vector<Batch> batches;
-        qint64 lost = 0; ///< lines that had no room, told once
+        qint64 lost = 0; ///< events that had no room, told once
         quint64 upTo = 0;
     };
 
-    /** A disk that is stuck for seconds costs no line; then memory is worth more. */
-    static constexpr int mostBytes = 4 * 1024 * 1024;
+    /** A disk that is stuck for seconds costs no event; then memory is worth more. */
+    static constexpr qint64 mostBytes = 4 * 1024 * 1024;
 
     /** True when the queue had been empty: somebody is to look. */
-    bool append(const QByteArray &line)
+    bool append(const Event &event)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         ++m_appended;
-        if (m_bytes + line.size() > mostBytes) {
+        const qint64 size = roughSizeOf(event);
+        if (m_bytes + size > mostBytes) {
             ++m_lost;
             return false;
         }
         const bool wasEmpty = m_batches.empty();
-        if (!wasEmpty && m_batches.back().sink == everybody && !m_batches.back().begins) {
-            m_batches.back().lines.append(line);
-        } else {
-            m_batches.push_back({everybody, line, nullptr});
+        if (wasEmpty || m_batches.back().sink != everybody || m_batches.back().begins) {
+            m_batches.emplace_back();
         }
-        m_bytes += byteCount(line);
+        m_batches.back().events.push_back(event);
+        m_bytes += size;
         return wasEmpty;
     }
 
@@ -63,7 +68,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         ++m_appended;
-        m_bytes += byteCount(batch.lines);
+        m_bytes += batch.head.size();
         m_batches.push_back(std::move(batch));
         return m_batches.size() == 1;
     }
@@ -95,10 +100,19 @@ public:
     }
 
 private:
+    /** Of the event and of its line, which exist one after the other. */
+    static qint64 roughSizeOf(const Event &event)
+    {
+        constexpr qint64 hexDigitsOfByte = 3;
+        constexpr qint64 bytesOfNote = 128;
+        return qint64{sizeof event} + hexDigitsOfByte * (event.head.size() + event.data.size()) + event.text.size() +
+               event.reason.size() + bytesOfNote * event.history.size();
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Batch> m_batches;
-    int m_bytes = 0;
+    qint64 m_bytes = 0;
     qint64 m_lost = 0;
     quint64 m_appended = 0;
     quint64 m_written = 0;
