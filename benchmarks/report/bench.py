@@ -18,6 +18,7 @@ import time
 MODELS = ["A2", "A1MAX", "A3", "PVN410MAX", "K250", "PVN410MAX2", "A5"]
 SEND_PERIOD_MS = 3.0
 WORKING = ["send", "receive", "osd send"]
+RUNS_WITH_LOG = 7
 KNOWN_DEVICES = (1000, 10000)
 
 # Each takes a minute at most on an idle machine.
@@ -172,6 +173,15 @@ class Bench:
             figures[mode] = {line["role"]: line for process in processes for line in lines_of(self.output_of(process))}
         return figures
 
+    def event_log(self):
+        """What an event log in a file adds to the processor time of a command, as a ratio; kit and log side by side."""
+        ratios = []
+        for _ in range(RUNS_WITH_LOG):
+            processes = [self.start("bench_host_kit", role, "gated", self.commands // 3) for role in ("kit", "log")]
+            kit, log = (lines_of(self.output_of(process))[0]["cpu_us"] for process in processes)
+            ratios.append(log / kit)
+        return statistics.median(ratios)
+
 
 def with_loaded_core(measure):
     spinner = subprocess.Popen(["sh", "-c", "while :; do :; done"])
@@ -263,6 +273,7 @@ def measure_all(bench, even_if_loaded):
         "error log": lambda: results.update({"error log": bench.google("bench_error_log")}),
         "OSD passes": lambda: results.update({"osd": bench.osd_passes()}),
         "host kit": lambda: results.update({"host kit": bench.host_kit()}),
+        "event log": lambda: results.update({"event log": bench.event_log()}),
         "enqueuing in the host kit": lambda: results.update({"host enqueue": lines_of(bench.run("bench_host_enqueue"))[0]}),
     }
     for number, (name, step) in enumerate(steps.items(), 1):
@@ -392,6 +403,8 @@ def add_steps(table, results):
     row = results["host enqueue"]
     table.at_most(15, "enqueue in the host kit at a million waiting over ten waiting", row["many_ns"] / row["few_ns"],
                   1.5, 1.1, 2, f"{row['many_ns']:.0f} ns and {row['few_ns']:.0f} ns")
+    table.at_most(16, "CPU per command, host kit with an event log in a file over without", results["event log"], 1.1, 1.05,
+                  2)
 
 
 def devices_for(points, limit_us):
@@ -460,7 +473,7 @@ To repeat all of it: `scripts/bench`. To repeat one figure, run its program unde
 `build/bench/benchmarks/` (`bench_loops` and `bench_modbus` for 1, 2 and 5, `bench_device_passes` for
 the passes without sleeps of 5, `bench_osd_passes` for 3, 9, 10 and 13, `bench_reply_check` for 4,
 `bench_delays` for 6 and 11, `bench_queue_memory` for 7, `bench_error_log` for 8, `bench_host_kit`
-for 12 and 14, `bench_host_enqueue` for 15). *Next* is the goal that follows one that is met.
+for 12, 14 and 16, `bench_host_enqueue` for 15). *Next* is the goal that follows one that is met.
 
 """
 
