@@ -251,11 +251,12 @@ void OsdTraffic::onDatagram(const QHostAddress &sender, const QByteArray &datagr
     }
     m_commands->noteHeard(*device, byteCount(datagram));
     OsdCommand *const command = m_commands->inFlightTo(*device);
-    if (command != nullptr && belongsTo(command->record, reply)) {
+    const bool isAwaited = command != nullptr && command->isWritten; // else it waits for room in the transport
+    if (isAwaited && belongsTo(command->record, reply)) {
         onReply(*device, *command, reply);
         return;
     }
-    if (command != nullptr) {
+    if (isAwaited) {
         command->history.note(QStringLiteral("a datagram came that is not its reply"));
     }
     onUnmatchedReply(*device, reply);

@@ -121,6 +121,22 @@ TEST_F(OsdTransport, ThatIsFullIsWaitedFor)
     EXPECT_EQ(count("socketError"), 0);
 }
 
+TEST_F(OsdTransport, WhatComesWhileACommandWaitsForRoomIsNotItsReply)
+{
+    start();
+    const Ticket first = enqueueToNobody(endlessWaitMs);
+    ASSERT_TRUE(waitFor([this] { return count("sent") == 1; }));
+    transport->answer();
+    ASSERT_TRUE(waitForEnd(first));
+    transport->next = {DatagramTransport::Sent::Later, "full"};
+    transport->calls.clear();
+    const Ticket second = enqueueToNobody(endlessWaitMs);
+    ASSERT_TRUE(waitFor([this] { return transport->calls.contains("send"); }));
+    transport->answer();
+    ASSERT_TRUE(waitFor([this] { return count("duplicate") == 1 || count("ended") == 2; }));
+    EXPECT_EQ(outcomeOf(second), "none") << "it has not been sent";
+}
+
 TEST_F(OsdTransport, ThatStaysFullIsGivenAsTheReasonOfTheGiveUp)
 {
     transport->next = {DatagramTransport::Sent::Later, "full"};
