@@ -10,12 +10,16 @@
 namespace biz::console {
 
 /**
- * A file that others write to. Only whole lines are told: the rest of a line may still be on its way.
- * It may come into being later.
+ * A file that others write to, by its name: it may come into being later, be emptied, or be replaced
+ * by another file of the name, as programs do that rotate logs. Only whole lines are told as such: the
+ * rest of a line may still be on its way.
  */
 class FollowedLog
 {
 public:
+    /** `place` is that in the file of the moment: "today.log:3". */
+    using Tell = std::function<void(const QByteArray &line, const QString &place, bool isWhole)>;
+
     explicit FollowedLog(const QString &path)
         : m_file(path)
     {
@@ -23,10 +27,20 @@ public:
 
     QString path() const { return m_file.fileName(); }
 
-    /** Tells the lines that came since the last call, each with its place. Throws InputError. */
-    void readOn(const std::function<void(const QByteArray &line, const QString &place)> &tell);
+    /** Tells the lines that came since the last call. Throws InputError. */
+    void readOn(const Tell &tell);
+
+    /** Tells what there is of a line whose rest will not come. */
+    void finish(const Tell &tell);
 
 private:
+    bool openIfThere();
+    void read(const Tell &tell);
+    void tellWholeLines(const Tell &tell);
+    QString nextPlace();
+    bool isEmptied() const { return m_file.size() < m_file.pos(); }
+    bool isReplaced() const;
+
     QFile m_file;
     QByteArray m_unfinished;
     int m_lineNumber = 0;

@@ -31,10 +31,16 @@ void follow(const QString &givenFile, LogReport &report)
         return givenFile.isEmpty() ? errorLogOfToday(folder) : givenFile;
     };
     auto log = std::make_unique<FollowedLog>(pathNow());
+    const auto tell = [&report](const QByteArray &line, const QString &place, bool isWhole) {
+        report.line(line, place, isWhole);
+    };
     const auto readOn = [&] {
-        log->readOn([&report](const QByteArray &line, const QString &place) { report.line(line, place); });
-        if (log->path() != pathNow()) {
-            log = std::make_unique<FollowedLog>(pathNow());
+        const QString path = pathNow(); // before yesterday's log is read for the last time
+        log->readOn(tell);
+        if (log->path() != path) {
+            log->finish(tell);
+            log = std::make_unique<FollowedLog>(path);
+            log->readOn(tell);
         }
         report.flush();
     };

@@ -214,6 +214,61 @@ TEST_F(ConsoleLog, FollowingItShowsEachReplyWhenItIsLogged)
     EXPECT_TRUE(console.output().contains("\n2 rejected replies\n")) << qPrintable(console.output());
 }
 
+/** A log that is followed, and what becomes of it. */
+class ConsoleFollowedLog : public ConsoleLog
+{
+protected:
+    void append(const QByteArray &text) const
+    {
+        QFile target(log);
+        ASSERT_TRUE(target.open(QIODevice::Append));
+        target.write(text);
+    }
+
+    void expectTold(const char *reply) const
+    {
+        EXPECT_TRUE(console->waitForOutput(reply)) << qPrintable(console->output() + console->errors());
+    }
+
+    void SetUp() override
+    {
+        log = write(shortPayload("14:03:22 517"), "followed.log");
+        console = std::make_unique<RunningConsole>(QStringList{"log", "--follow", log});
+        expectTold("14:03:22.517  A2 F1/05");
+    }
+
+    QString log;
+    std::unique_ptr<RunningConsole> console;
+};
+
+TEST_F(ConsoleFollowedLog, IsReadOnWhereAnotherFileTookItsName)
+{
+    ASSERT_TRUE(QFile::rename(log, file("followed.log.1")));
+    append(highIndex("14:03:23 001"));
+    expectTold("14:03:23.001  A2 F1/08");
+    append(highIndex("14:03:24 001"));
+    expectTold("14:03:24.001  A2 F1/08");
+}
+
+TEST_F(ConsoleFollowedLog, IsReadFromItsBeginningWhenItWasEmptied)
+{
+    ASSERT_TRUE(QFile::resize(log, 0));
+    append(highIndex("14:03:23 001"));
+    expectTold("14:03:23.001  A2 F1/08");
+}
+
+TEST_F(ConsoleFollowedLog, ALineThatWillNotBeFinishedIsToldAsTorn)
+{
+    append(highIndex("14:03:23 001").chopped(3));
+    ASSERT_TRUE(QFile::rename(log, file("followed.log.1")));
+    append(highIndex("14:03:24 001"));
+    expectTold("14:03:24.001  A2 F1/08");
+    console->sendSignal(SIGINT);
+    EXPECT_EQ(console->exitStatus(), 0);
+    EXPECT_TRUE(console->output().endsWith("1 line is torn or not of this log: " + log + ":2\n"))
+        << qPrintable(console->output());
+}
+
 TEST_F(ConsoleLog, FollowingIsOfOneFile)
 {
     RunningConsole console({"log", "--follow", "a", "b"});
