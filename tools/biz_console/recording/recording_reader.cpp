@@ -173,6 +173,7 @@ void RecordingReader::readGiven(const RecordingLine &line)
         command.text = line.text("text", {});
         command.flag = line.number("flag");
     }
+    anchorOf(line);
     m_placeOfTicket.insert(line.number("ticket"), static_cast<int>(m_recording.commands.size()));
     m_recording.commands.append(command);
 }
@@ -267,7 +268,9 @@ void RecordingReader::readRefused(const RecordingLine &line)
 
 void RecordingReader::readProblem(const RecordingLine &line)
 {
-    if (line.text("problem") == problemName(RunProblem::Interrupted)) {
+    const QString problem = line.text("problem");
+    const bool endsByItself = problem == problemName(RunProblem::LinkFailed); // the link fails again
+    if (!endsByItself && problem != problemName(RunProblem::SlowStop) && !m_isBrokenOff) {
         breakOff(line);
     }
     m_isBrokenOff = true;
@@ -309,8 +312,7 @@ void RecordingReader::readSummary(const RecordingLine &line)
 void RecordingReader::breakOff(const RecordingLine &line)
 {
     m_isBrokenOff = true;
-    addStep(RecordedStep::Kind::Interrupted, line, line.milliseconds("atMs"));
-    m_recording.steps.last().device.clear();
+    addInterruption(line.milliseconds("atMs"));
     // A link that the run itself closes in the end was not closed by its device.
     const auto last = static_cast<int>(m_recording.steps.size()) - 1;
     if (last > 0 && m_recording.steps.at(last - 1).kind == RecordedStep::Kind::Closed) {
@@ -321,13 +323,29 @@ void RecordingReader::breakOff(const RecordingLine &line)
 void RecordingReader::addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs)
 {
     const Anchor anchor = anchorOf(line);
+    appendStep(kind, keyOf(line), anchor, atMs);
+}
+
+void RecordingReader::appendStep(RecordedStep::Kind kind, const QString &device, const Anchor &anchor, double atMs)
+{
     RecordedStep step;
     step.kind = kind;
-    step.device = keyOf(line);
+    step.device = device;
     step.writesBefore = anchor.writes;
     step.endsBefore = anchor.ends;
     step.delayMs = std::max(0.0, atMs - anchor.atMs);
     m_recording.steps.append(step);
+}
+
+/** A step of every device: what the run had come to with each of them when it was broken off. */
+void RecordingReader::addInterruption(double atMs)
+{
+    if (m_anchors.isEmpty()) {
+        m_anchors.insert({}, {});
+    }
+    for (auto anchor = m_anchors.constBegin(); anchor != m_anchors.constEnd(); ++anchor) {
+        appendStep(RecordedStep::Kind::Interrupted, anchor.key(), anchor.value(), atMs);
+    }
 }
 
 /** On the OSD channel, where a reply is one datagram, its event stands for its bytes. */
@@ -351,13 +369,7 @@ void RecordingReader::cutOff(int lastLine)
     // What the library does is a little later in the replay than it was, and all the same the same.
     constexpr double graceMs = 500.0;
     m_recording.cutInLine = lastLine;
-    const Anchor anchor = m_anchors.value({});
-    RecordedStep step;
-    step.kind = RecordedStep::Kind::Interrupted;
-    step.writesBefore = anchor.writes;
-    step.endsBefore = anchor.ends;
-    step.delayMs = std::max(0.0, m_lastAtMs - anchor.atMs) + graceMs;
-    m_recording.steps.append(step);
+    addInterruption(m_lastAtMs + graceMs);
 }
 
 Recording RecordingReader::take(int lastLine)

@@ -57,6 +57,8 @@ private:
     Anchor &anchorOf(const RecordingLine &line);
     QString recordText(const RecordingLine &line) const;
     void addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs);
+    void appendStep(RecordedStep::Kind kind, const QString &device, const Anchor &anchor, double atMs);
+    void addInterruption(double atMs);
     void addDatagram(const RecordingLine &line, double atMs);
 
     Recording m_recording;

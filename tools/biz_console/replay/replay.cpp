@@ -11,8 +11,8 @@
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/recording/recording_reader.h>
-#include <biz_console/replay/replay_devices.h>
 #include <biz_console/replay/replay_link.h>
+#include <biz_console/replay/replay_transport.h>
 #include <biz_console/run/session_run.h>
 #include <common/errors.h>
 
@@ -83,6 +83,7 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
         std::make_unique<DeviceSide>(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan());
     SessionRun run(std::move(side), RunPlan(), notes.problems);
     QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
+    run.setIsMoreToCome([device] { return device->isMoreToCome(); });
     hearAndShow(run, notes, show, [device](const host::Event &event) {
         if (host::outcomeOf(event.kind)) {
             device->noteEnd();
@@ -92,20 +93,18 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
 }
 
 /** The commands of a recording as a grid: each one for every device, in the order of the devices. */
-OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices)
+OsdSession osdSessionOf(const Recording &recording)
 {
     OsdSession session;
-    session.port = devices.port();
+    session.port = host::OsdHost::defaultPort; // of no network
     for (const RecordedCommand &command : recording.commands) {
-        const QString address = devices.addressOf(command.device);
-        if (session.devices.contains(address)) {
+        if (session.devices.contains(command.device)) {
             break;
         }
-        session.devices.append(address);
+        session.devices.append(command.device);
     }
     for (int i = 0; i < recording.commands.size(); ++i) {
         const RecordedCommand &recorded = recording.commands.at(i);
-        const QString address = devices.addressOf(recorded.device);
         const int place = i % static_cast<int>(session.devices.size());
         if (place == 0) {
             OsdSessionCommand command;
@@ -117,13 +116,13 @@ OsdSession osdSessionOf(const Recording &recording, const ReplayDevices &devices
             command.record.iWaitTime = recorded.waitMs;
             session.commands.append(command);
         }
-        if (session.devices.at(place) != address) {
+        if (session.devices.at(place) != recorded.device) {
             throw tools::InputError(
                 QStringLiteral("line %1: every command for every device expected, as 'biz_console osd' "
                                "gives them")
                     .arg(recorded.line));
         }
-        session.commands.last().expectedOf.insert(address, recorded.expected);
+        session.commands.last().expectedOf.insert(recorded.device, recorded.expected);
     }
     return session;
 }
@@ -144,16 +143,16 @@ void waitForPartOfSecond(const QDateTime &recorded)
 
 void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
 {
-    ReplayDevices devices(recording);
-    devices.listen();
-    auto side = std::make_unique<OsdSide>(osdSessionOf(recording, devices), OsdRunOptions());
-    SessionRun run(std::move(side), RunPlan(), notes.problems);
-    QObject::connect(&devices, &ReplayDevices::interrupted, &run, &SessionRun::interrupt);
-    hearAndShow(run, notes, show, [&devices](const host::Event &event) {
-        if (event.kind == host::EventKind::Opened) {
-            devices.start();
-        } else if (host::outcomeOf(event.kind)) {
-            devices.noteEnd(event.device);
+    OsdRunOptions options;
+    auto transport = std::make_unique<ReplayTransport>(recording);
+    ReplayTransport *devices = transport.get(); // lives as long as the run
+    options.transport = std::move(transport);
+    SessionRun run(std::make_unique<OsdSide>(osdSessionOf(recording), std::move(options)), RunPlan(), notes.problems);
+    QObject::connect(devices, &ReplayTransport::interrupted, &run, &SessionRun::interrupt);
+    run.setIsMoreToCome([devices] { return devices->isMoreToCome(); });
+    hearAndShow(run, notes, show, [devices](const host::Event &event) {
+        if (host::outcomeOf(event.kind)) {
+            devices->noteEnd(event.device);
         }
     });
     waitForPartOfSecond(recording.utc);

@@ -29,6 +29,9 @@ public:
     /** A command has ended. */
     void noteEnd() { m_script.noteEnd(); }
 
+    /** Whether the device has something to say or do that it has not yet. */
+    bool isMoreToCome() const { return !m_script.isOver(); }
+
 Q_SIGNALS:
     /** Here somebody broke the run off. */
     void interrupted();

@@ -35,10 +35,15 @@ void ReplayScript::noteEnd()
     schedule();
 }
 
+bool ReplayScript::isWriteDue() const
+{
+    return isOver() || m_writesAtMs.size() <= static_cast<std::size_t>(m_steps[m_next].writesBefore);
+}
+
 // By timer even when it is due: a device never answers from within a write.
 void ReplayScript::schedule()
 {
-    if (m_timer.isActive() || m_next == m_steps.size()) {
+    if (m_timer.isActive() || isOver()) {
         return;
     }
     const RecordedStep &step = m_steps[m_next];

@@ -32,6 +32,12 @@ public:
     void noteWrite();
     void noteEnd();
 
+    /** Whether the next write came before the next step. */
+    bool isWriteDue() const;
+
+    /** Whether all steps have been played. */
+    bool isOver() const { return m_next == m_steps.size(); }
+
 private:
     void schedule();
     void playNext();

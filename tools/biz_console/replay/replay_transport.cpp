@@ -1,104 +1,79 @@
-#include <biz_console/replay/replay_devices.h>
+#include <biz_console/replay/replay_transport.h>
 
-#include <QtNetwork/QNetworkDatagram>
-
-#include <common/errors.h>
+#include <algorithm>
+#include <utility>
 
 namespace biz::console {
 
-namespace {
-
-/** How many ports that are free on the first address are tried on the others. */
-constexpr int portAttempts = 50;
-
-/** Addresses for devices that were none of the loopback network: 127.100.0.1 and on. */
-constexpr quint32 firstSubstitute = 0x7F640001;
-
-} // namespace
-
-ReplayDevices::ReplayDevices(const Recording &recording)
+ReplayTransport::ReplayTransport(const Recording &recording)
 {
-    add({});
-    for (const RecordedCommand &command : recording.commands) {
-        add(command.device);
-    }
     for (const RecordedStep &step : recording.steps) {
-        add(step.device);
-        m_devices.at(step.device)->script->append(step);
+        deviceAt(step.device).script->append(step);
     }
 }
 
-void ReplayDevices::add(const QString &recordedAddress)
+ReplayTransport::Device &ReplayTransport::deviceAt(const QString &address)
 {
-    std::unique_ptr<Device> &device = m_devices[recordedAddress];
-    if (device) {
-        return;
+    Device &device = m_devices[address];
+    if (!device.script) {
+        device.script =
+            std::make_unique<ReplayScript>([this, address](const RecordedStep &step) { play(address, step); });
     }
-    device = std::make_unique<Device>();
-    device->address = QHostAddress(recordedAddress).isLoopback()
-                          ? recordedAddress
-                          : QHostAddress(firstSubstitute + static_cast<quint32>(m_devices.size())).toString();
-    device->script = std::make_unique<ReplayScript>(
-        [this, target = device.get()](const RecordedStep &step) { play(*target, step); });
+    return device;
 }
 
-void ReplayDevices::listen()
+QString ReplayTransport::open(const QHostAddress & /*local*/)
 {
-    for (int attempt = 0; attempt < portAttempts; ++attempt) {
-        if (bindAll(0)) {
-            return;
-        }
+    for (auto &[address, device] : m_devices) {
+        device.script->start();
     }
-    throw tools::InputError(QStringLiteral("no UDP port is free on the loopback addresses of all devices"));
+    return {};
 }
 
-bool ReplayDevices::bindAll(quint16 port)
+ReplayTransport::SendResult ReplayTransport::send(const QHostAddress &address, quint16 /*port*/,
+                                                  const QByteArray & /*datagram*/)
 {
-    m_port = port;
-    for (auto &entry : m_devices) {
-        Device &device = *entry.second;
-        device.socket = std::make_unique<QUdpSocket>();
-        if (!device.socket->bind(QHostAddress(device.address), m_port, QAbstractSocket::DontShareAddress)) {
-            return false;
-        }
-        m_port = device.socket->localPort();
-        connect(device.socket.get(), &QUdpSocket::readyRead, this, [this, &device] { read(device); });
+    const auto found = m_devices.find(address.toString());
+    if (found == m_devices.end()) {
+        return {}; // a device that never said anything
     }
-    return true;
+    Device &device = found->second;
+    if (device.isAtInterruption || !device.script->isWriteDue()) {
+        m_isHoldingBack = true;
+        return {Sent::Later, QStringLiteral("the recording has a reply before it")};
+    }
+    device.script->noteWrite();
+    return {};
 }
 
-void ReplayDevices::start()
+void ReplayTransport::noteEnd(const QString &address)
 {
-    for (auto &entry : m_devices) {
-        entry.second->script->start();
+    const auto found = m_devices.find(address);
+    if (found != m_devices.end()) {
+        found->second.script->noteEnd();
     }
 }
 
-void ReplayDevices::noteEnd(const QString &address)
+bool ReplayTransport::isMoreToCome() const
 {
-    for (auto &entry : m_devices) {
-        if (entry.second->address == address) {
-            entry.second->script->noteEnd();
-        }
-    }
+    return std::any_of(m_devices.begin(), m_devices.end(),
+                       [](const auto &entry) { return !entry.second.script->isOver(); });
 }
 
-void ReplayDevices::read(Device &device)
-{
-    while (device.socket->hasPendingDatagrams()) {
-        const QNetworkDatagram datagram = device.socket->receiveDatagram();
-        m_hostAddress = datagram.senderAddress();
-        m_hostPort = static_cast<quint16>(datagram.senderPort());
-        device.script->noteWrite();
-    }
-}
-
-void ReplayDevices::play(Device &device, const RecordedStep &step)
+/** The run is broken off when it is where it was with every device. */
+void ReplayTransport::play(const QString &address, const RecordedStep &step)
 {
     if (step.kind == RecordedStep::Kind::Interrupted) {
-        Q_EMIT interrupted();
-    } else if (m_hostPort != 0) {
-        device.socket->writeDatagram(step.bytes, m_hostAddress, m_hostPort);
+        m_devices.at(address).isAtInterruption = true;
+        if (std::all_of(m_devices.begin(), m_devices.end(),
+                        [](const auto &entry) { return entry.second.isAtInterruption; })) {
+            Q_EMIT interrupted();
+        }
+        return;
+    }
+    Q_EMIT received(QHostAddress(address), step.bytes);
+    if (std::exchange(m_isHoldingBack, false)) {
+        Q_EMIT writable();
     }
 }
 

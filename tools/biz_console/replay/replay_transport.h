@@ -1,39 +1,37 @@
-#ifndef BIZ_CONSOLE_REPLAY_DEVICES_H
-#define BIZ_CONSOLE_REPLAY_DEVICES_H
+#ifndef BIZ_CONSOLE_REPLAY_TRANSPORT_H
+#define BIZ_CONSOLE_REPLAY_TRANSPORT_H
 
 #include <map>
 #include <memory>
 
-#include <QtNetwork/QHostAddress>
-#include <QtNetwork/QUdpSocket>
-
 #include <biz_console/replay/replay_script.h>
+#include <host/datagram_transport.h>
 
 namespace biz::console {
 
 /**
- * The OSD devices of a recording, on addresses of the loopback network: those that they had where
- * these were of it, else others. They answer as they did.
+ * The OSD devices of a recording in place of the network: they answer as they did.
+ *
+ * A command is not sent before everything that came before it in the recording: a late or duplicate
+ * reply would be taken for the reply of the next command otherwise.
  */
-class ReplayDevices : public QObject
+class ReplayTransport : public host::DatagramTransport
 {
     Q_OBJECT
 
 public:
-    explicit ReplayDevices(const Recording &recording);
+    explicit ReplayTransport(const Recording &recording);
 
-    /** Takes a port that is free on all addresses. Throws InputError when there is none. */
-    void listen();
-
-    quint16 port() const { return m_port; }
-
-    /** The address that a recorded one has here. */
-    QString addressOf(const QString &recordedAddress) const { return m_devices.at(recordedAddress)->address; }
-
-    void start();
+    QString open(const QHostAddress &local) override;
+    void close() override {}
+    SendResult send(const QHostAddress &address, quint16 port, const QByteArray &datagram) override;
+    void readPending() override {}
 
     /** A command of the device at this address has ended. */
     void noteEnd(const QString &address);
+
+    /** Whether a device has something to say that it has not said yet. */
+    bool isMoreToCome() const;
 
 Q_SIGNALS:
     /** Here somebody broke the run off. */
@@ -42,20 +40,15 @@ Q_SIGNALS:
 private:
     struct Device
     {
-        QString address;
-        std::unique_ptr<QUdpSocket> socket;
         std::unique_ptr<ReplayScript> script;
+        bool isAtInterruption = false; ///< nothing is sent to it any more
     };
 
-    void add(const QString &recordedAddress);
-    bool bindAll(quint16 port);
-    void read(Device &device);
-    void play(Device &device, const RecordedStep &step);
+    Device &deviceAt(const QString &address);
+    void play(const QString &address, const RecordedStep &step);
 
-    std::map<QString, std::unique_ptr<Device>> m_devices; ///< by recorded address; "": who watched the run
-    quint16 m_port = 0;
-    QHostAddress m_hostAddress;
-    quint16 m_hostPort = 0;
+    std::map<QString, Device> m_devices; ///< by address
+    bool m_isHoldingBack = false;        ///< a datagram that was not taken
 };
 
 } // namespace biz::console

@@ -33,7 +33,8 @@ RunFacts OsdSide::facts() const
 
 bool OsdSide::prepare()
 {
-    return m_host.setPort(m_session.port) &&
+    return (!m_options.transport || m_host.setTransport(std::move(m_options.transport))) &&
+           m_host.setPort(m_session.port) &&
            (m_options.localAddress.isEmpty() || m_host.setLocalAddress(m_options.localAddress));
 }
 

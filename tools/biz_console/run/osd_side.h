@@ -8,6 +8,7 @@
 #include <biz_console/run/run_plan.h>
 #include <biz_console/session/session.h>
 #include <biz_console/session/session_walk.h>
+#include <host/datagram_transport.h>
 #include <host/event_source.h>
 #include <host/metrics.h>
 #include <host/osd_host.h>
@@ -16,7 +17,8 @@ namespace biz::console {
 
 struct OsdRunOptions
 {
-    QString localAddress; ///< to send from; empty: any
+    QString localAddress;                               ///< to send from; empty: any
+    std::unique_ptr<host::DatagramTransport> transport; ///< in place of UDP
 };
 
 /** A session against many OSD devices at once, as SessionRun plays it. DeviceSide has the same functions. */

@@ -54,7 +54,7 @@ SessionRun::SessionRun(RunSide channel, const RunPlan &plan, QTextStream &err)
     m_outputFails.setSingleShot(true); // from the event loop: a sink may hear of things inside of the host's calls
     connect(&m_outputFails, &QTimer::timeout, this, [this] { breakOff(RunProblem::OutputFailed, outputFailedText()); });
     connect(&m_look, &QTimer::timeout, this, [this] {
-        if (ask([](const auto &side) { return side.repliesUnderWay(); }) == 0) {
+        if (ask([](const auto &side) { return side.repliesUnderWay(); }) == 0 && !m_isMoreToCome()) {
             finish();
         }
     });

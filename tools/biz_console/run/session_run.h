@@ -1,6 +1,7 @@
 #ifndef BIZ_CONSOLE_SESSION_RUN_H
 #define BIZ_CONSOLE_SESSION_RUN_H
 
+#include <functional>
 #include <memory>
 #include <variant>
 
@@ -32,6 +33,9 @@ public:
 
     /** Who hears of the run; before start(). */
     void addSink(std::unique_ptr<EventSink> sink) { m_report.addSink(std::move(sink)); }
+
+    /** `isMoreToCome` tells of replies that are known to come: the verdict waits for them, within limits. */
+    void setIsMoreToCome(std::function<bool()> isMoreToCome) { m_isMoreToCome = std::move(isMoreToCome); }
 
     /** Starts; finished() follows. */
     void start();
@@ -116,7 +120,10 @@ private:
     QTimer m_progress;
     QTimer m_limit; ///< of the phase
     QTimer m_outputFails;
-    QTimer m_look;                      ///< at what the host has not told of
+    QTimer m_look; ///< at what the host has not told of
+    std::function<bool()> m_isMoreToCome = [] {
+        return false;
+    };
     QVector<OsdDeviceTotals> m_devices; ///< as they stood when the host was stopped
 };
 

@@ -63,7 +63,7 @@ int runOsd(const QStringList &arguments, const Output &output)
 
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
-    SessionRun run(std::make_unique<OsdSide>(std::move(session), options), plan, output.err);
+    SessionRun run(std::make_unique<OsdSide>(std::move(session), std::move(options)), plan, output.err);
     recording.record(run);
     junit.report(run);
     EventPrinter::Options shown;

@@ -189,7 +189,7 @@ int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
     options.localAddress = osdLocalAddress(parser);
     OsdSession session = osdSession(parser);
     obeyTraceOption(parser);
-    SessionRun run(std::make_unique<OsdSide>(std::move(session), options), RunPlan(), output.err);
+    SessionRun run(std::make_unique<OsdSide>(std::move(session), std::move(options)), RunPlan(), output.err);
     return play(run, parser, output);
 }
 

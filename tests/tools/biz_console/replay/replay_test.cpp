@@ -166,7 +166,7 @@ TEST_F(ConsoleRecord, FaultsOfOsdDevicesAreReplayedFromTheTree)
     expectReplayed(recordingFile("osd_faults.jsonl"), "4 commands went as recorded\n");
 }
 
-TEST_F(ConsoleRecord, DevicesThatWereNotOfTheLoopbackNetworkGetOtherAddresses)
+TEST_F(ConsoleRecord, DevicesOfAnyNetworkAreReplayedWithoutIt)
 {
     const QString elsewhere =
         write("site.jsonl", contentOf(recordingFile("osd_faults.jsonl")).replace("127.1.0.", "192.0.2."));
@@ -217,6 +217,72 @@ TEST_F(ConsoleRecord, ARecordingMayComeFromTheStandardInput)
     EXPECT_EQ(replay.exitStatus(), 0);
     EXPECT_TRUE(replay.output().contains("give bytes")) << qPrintable(replay.output());
     EXPECT_TRUE(replay.output().endsWith("1 command went as recorded\n"));
+}
+
+// --- Replaying OSD devices, whose replies are known by the moment at which they come only --
+
+const QByteArray osdHead =
+    R"({"event":"recording","format":2,"channel":"osd","link":"x","utc":"2026-01-01T00:00:00.000Z"})"
+    "\n";
+
+/** A line about a command of the device 192.0.2.1. */
+QByteArray osdLine(const char *event, int ticket, double atMs, const QByteArray &more = {})
+{
+    return R"({"event":")" + QByteArray(event) + R"(","ticket":)" + QByteArray::number(ticket) + R"(,"atMs":)" +
+           QByteArray::number(atMs) + R"(,"device":"192.0.2.1","flag":0,"attempts":1,)" + more +
+           R"("head":"0D 01 00 00 00 00 00 00 00 00 00"})" + "\n";
+}
+
+QByteArray osdGiven(int ticket, double atMs)
+{
+    return osdLine("given", ticket, atMs, R"("name":"show","waitMs":1000,)");
+}
+
+QByteArray osdAnswered(int ticket, double atMs)
+{
+    return osdLine("answered", ticket, atMs, R"("roundTripMs":1,)");
+}
+
+const QByteArray summaryLine = R"({"event":"summary"})";
+
+TEST_F(ConsoleRecord, ADuplicateThatCameBeforeTheNextCommandComesBeforeItAgain)
+{
+    expectReplayed(write("rec.jsonl", osdHead + osdGiven(1, 1) + osdGiven(2, 1) + osdLine("sent", 1, 3) +
+                                          osdAnswered(1, 4) + osdLine("duplicate", 1, 60) + osdLine("sent", 2, 70) +
+                                          osdAnswered(2, 71) + summaryLine),
+                   "2 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AnOsdReplyThatCameAtTheVeryEndOfTheRunIsPlayed)
+{
+    expectReplayed(write("rec.jsonl", osdHead + osdGiven(1, 1) + osdLine("sent", 1, 3) + osdAnswered(1, 4) +
+                                          osdLine("duplicate", 1, 1300) + summaryLine),
+                   "1 command went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AnEndlessOsdRunThatItsUserEndedEndsAtTheSameCommand)
+{
+    expectReplayed(write("rec.jsonl", osdHead + osdGiven(1, 1) + osdLine("sent", 1, 3) + osdAnswered(1, 4) +
+                                          osdGiven(2, 5) + osdLine("sent", 2, 7) + osdLine("stopped", 2, 50) +
+                                          summaryLine),
+                   "2 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, ACommandThatWasNotSentBeforeAnInterruptionIsNotSentInTheReplay)
+{
+    expectReplayed(write("rec.jsonl", osdHead + osdGiven(1, 1) + osdGiven(2, 1) + osdLine("sent", 1, 3) +
+                                          osdAnswered(1, 4) +
+                                          "{\"event\":\"problem\",\"problem\":\"interrupted\",\"atMs\":50}\n" +
+                                          osdLine("stopped", 2, 51) + summaryLine),
+                   "2 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, ARunWhoseOutputFailedEndsAtTheSameCommand)
+{
+    expectReplayed(write("rec.jsonl", osdHead + osdGiven(1, 1) + osdLine("sent", 1, 3) +
+                                          "{\"event\":\"problem\",\"problem\":\"outputFailed\",\"atMs\":50}\n" +
+                                          osdLine("stopped", 1, 51) + summaryLine),
+                   "1 command went as recorded\n");
 }
 
 // --- Replaying something else ---------------------------------------------------------
