@@ -50,12 +50,13 @@ model_Protocoldata readDeviceCommand(JsonFields &fields)
     return command;
 }
 
-model_OsdParam readOsdCommand(JsonFields &fields)
+/** The device is a member of the object unless it is known already. */
+model_OsdParam readOsdCommand(JsonFields &fields, const QString &knownDevice)
 {
-    fields.allowOnly(optionKeys() +
-                     QStringList{QStringLiteral("device"), QStringLiteral("text"), QStringLiteral("flag")});
+    const QStringList keys = optionKeys() + QStringList{QStringLiteral("text"), QStringLiteral("flag")};
+    fields.allowOnly(knownDevice.isEmpty() ? keys + QStringList{QStringLiteral("device")} : keys);
     model_OsdParam command;
-    command.qsIp = fields.name("device", longestRequestId);
+    command.qsIp = knownDevice.isEmpty() ? fields.name("device", longestRequestId) : knownDevice;
     const QByteArray head = fields.bytes("head", osdHeadBytes, "0D 01 00 00 00 00 00 00 00 00 00");
     std::copy(head.begin(), head.end(), std::begin(command.ucOsdHead));
     command.baData = fields.bytesUpTo("data", OsdDatagramCodec::maxPayload);
@@ -65,7 +66,7 @@ model_OsdParam readOsdCommand(JsonFields &fields)
     return command;
 }
 
-void readCommand(JsonFields &fields, ServedChannel channel, Request *request)
+void readCommand(JsonFields &fields, ServedChannel channel, const QString &knownDevice, Request *request)
 {
     request->id = fields.name("id", longestRequestId);
     switch (channel) {
@@ -73,7 +74,7 @@ void readCommand(JsonFields &fields, ServedChannel channel, Request *request)
         request->device = readDeviceCommand(fields);
         break;
     case ServedChannel::Osd:
-        request->osd = readOsdCommand(fields);
+        request->osd = readOsdCommand(fields, knownDevice);
         break;
     }
     request->options = readOptions(fields);
@@ -107,21 +108,17 @@ void readWhat(JsonFields &fields, Request *request)
     fields.fail("do", QStringLiteral("one of %1 expected").arg(names.join(QStringLiteral(", "))));
 }
 
-} // namespace
-
-ReadRequest readRequest(const QByteArray &line, ServedChannel channel)
+/** What is asked for is in `read` already. */
+void readRest(JsonFields &fields, ServedChannel channel, const QString &knownDevice, ReadRequest *read)
 {
-    ReadRequest read;
-    JsonFields fields(line);
-    read.id = fields.textIfAny("id").left(longestRequestId);
-    readWhat(fields, &read.request);
-    switch (read.request.what) {
+    read->id = fields.textIfAny("id").left(longestRequestId);
+    switch (read->request.what) {
     case Request::Do::Command:
-        readCommand(fields, channel, &read.request);
+        readCommand(fields, channel, knownDevice, &read->request);
         break;
     case Request::Do::Cancel:
         fields.allowOnly({QStringLiteral("do"), QStringLiteral("id")});
-        read.request.id = fields.name("id", longestRequestId);
+        read->request.id = fields.name("id", longestRequestId);
         break;
     case Request::Do::Clear:
     case Request::Do::Counters:
@@ -129,7 +126,29 @@ ReadRequest readRequest(const QByteArray &line, ServedChannel channel)
         fields.allowOnly({QStringLiteral("do")});
         break;
     }
-    read.problem = fields.problem();
+    read->problem = fields.problem();
+}
+
+} // namespace
+
+ReadRequest readRequest(const QByteArray &line, ServedChannel channel)
+{
+    ReadRequest read;
+    JsonFields fields(line);
+    readWhat(fields, &read.request);
+    readRest(fields, channel, {}, &read);
+    return read;
+}
+
+ReadRequest readMessage(const QByteArray &json, ServedChannel channel, const QString &osdDevice)
+{
+    ReadRequest read;
+    JsonFields fields(json);
+    read.request.what = Request::Do::Command;
+    if (fields.has("do")) {
+        readWhat(fields, &read.request);
+    }
+    readRest(fields, channel, osdDevice, &read);
     return read;
 }
 

@@ -51,6 +51,12 @@ constexpr int longestRequestMs = 3'600'000;
 /** Reads one line strictly: whatever is missing, unknown or out of bounds makes it none. */
 ReadRequest readRequest(const QByteArray &line, ServedChannel channel);
 
+/**
+ * The same of a message that was sent to one device: it names no `device`, and without `do` it is a command. An OSD
+ * command is for `osdDevice`.
+ */
+ReadRequest readMessage(const QByteArray &json, ServedChannel channel, const QString &osdDevice);
+
 } // namespace biz::host
 
 #endif

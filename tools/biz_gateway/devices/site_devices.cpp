@@ -1,0 +1,259 @@
+#include <biz_gateway/devices/site_devices.h>
+
+#include <algorithm>
+
+#include <QtCore/QJsonObject>
+
+namespace biz::gateway {
+
+using host::Event;
+using host::EventKind;
+
+namespace {
+
+QString timeText(const QDateTime &time)
+{
+    return time.toUTC().toString(Qt::ISODateWithMs);
+}
+
+} // namespace
+
+SiteDevices::SiteDevices(const QString &folder, QObject *parent)
+    : QObject(parent)
+    , m_fleet(folder)
+    , m_fleetEvents(host::eventsOf(&m_fleet))
+{
+    connect(
+        m_fleetEvents.get(), &host::EventSource::happened, this, [this](const Event &event) { onFleetEvent(event); },
+        Qt::DirectConnection);
+}
+
+SiteDevices::~SiteDevices() = default;
+
+// --- Which devices there are ------------------------------------------------------------------
+
+QStringList SiteDevices::apply(const QVector<ServedDevice> &devices, const OsdDevices &osd)
+{
+    QStringList problems;
+    applyDevices(devices, &problems);
+    applyOsd(osd, &problems);
+    return problems;
+}
+
+void SiteDevices::applyDevices(const QVector<ServedDevice> &devices, QStringList *problems)
+{
+    const QVector<ServedDevice> before = m_devices;
+    for (const ServedDevice &device : before) {
+        if (!devices.contains(device)) {
+            m_devices.removeOne(device);
+            m_fleet.remove(device.name);
+            Q_EMIT removed({Channel::Device, device.name});
+        }
+    }
+    for (const ServedDevice &device : devices) {
+        if (m_devices.contains(device)) {
+            continue;
+        }
+        if (m_fleet.add(device.name, device.settings)) {
+            m_devices.append(device);
+            Q_EMIT added({Channel::Device, device.name});
+        } else {
+            problems->append(QStringLiteral("device %1: %2").arg(device.name, m_fleet.errorString()));
+        }
+    }
+}
+
+void SiteDevices::applyOsd(const OsdDevices &osd, QStringList *problems)
+{
+    if (m_osdHost == nullptr && !osd.addresses.isEmpty() && !startOsd(osd, problems)) {
+        return;
+    }
+    if (m_osdHost != nullptr && (osd.port != m_osd.port || osd.localAddress != m_osd.localAddress) &&
+        !osd.addresses.isEmpty()) {
+        problems->append(QStringLiteral("the port and the local address of OSD devices change with a restart only"));
+    }
+    const QStringList before = m_osd.addresses;
+    for (const QString &ip : before) {
+        if (!osd.addresses.contains(ip)) {
+            m_osd.addresses.removeOne(ip);
+            m_osdHost->forget(ip);
+            m_silent.remove(ip);
+            Q_EMIT removed({Channel::Osd, ip});
+        }
+    }
+    for (const QString &ip : osd.addresses) {
+        if (!m_osd.addresses.contains(ip)) {
+            m_osd.addresses.append(ip);
+            Q_EMIT added({Channel::Osd, ip});
+        }
+    }
+}
+
+bool SiteDevices::startOsd(const OsdDevices &osd, QStringList *problems)
+{
+    auto host = std::make_unique<host::OsdHost>();
+    const bool isStarted = host->setPort(osd.port) && host->setDefaultWaitTime(osd.defaultWaitMs) &&
+                           (osd.localAddress.isEmpty() || host->setLocalAddress(osd.localAddress)) && host->start();
+    if (!isStarted) {
+        problems->append(QStringLiteral("OSD devices: ") + host->errorString());
+        return false;
+    }
+    m_osdHost = std::move(host);
+    m_osd.port = osd.port;
+    m_osd.localAddress = osd.localAddress;
+    m_osdEvents = host::eventsOf(m_osdHost.get());
+    connect(
+        m_osdEvents.get(), &host::EventSource::happened, this, [this](const Event &event) { onOsdEvent(event); },
+        Qt::DirectConnection);
+    return true;
+}
+
+void SiteDevices::end()
+{
+    for (const ServedDevice &device : m_devices) {
+        m_fleet.remove(device.name);
+    }
+    if (m_osdHost != nullptr) {
+        m_osdHost->stop();
+    }
+}
+
+bool SiteDevices::has(const Address &address) const
+{
+    switch (address.channel) {
+    case Channel::Device:
+        return std::any_of(m_devices.begin(), m_devices.end(),
+                           [&address](const ServedDevice &device) { return device.name == address.name; });
+    case Channel::Osd:
+        return m_osd.addresses.contains(address.name);
+    }
+    return false;
+}
+
+QVector<Address> SiteDevices::all() const
+{
+    QVector<Address> addresses;
+    for (const ServedDevice &device : m_devices) {
+        addresses.append({Channel::Device, device.name});
+    }
+    for (const QString &ip : m_osd.addresses) {
+        addresses.append({Channel::Osd, ip});
+    }
+    return addresses;
+}
+
+// --- Commands ---------------------------------------------------------------------------------
+
+host::Ticket SiteDevices::give(const Address &address, const host::Request &request,
+                               const host::CommandOptions &options)
+{
+    host::Ticket ticket = 0;
+    switch (address.channel) {
+    case Channel::Device:
+        ticket = m_fleet.enqueue(address.name, request.device, options);
+        m_errorString = m_fleet.errorString();
+        break;
+    case Channel::Osd:
+        ticket = m_osdHost->enqueue(request.osd, options);
+        m_errorString = m_osdHost->errorString();
+        break;
+    }
+    return ticket;
+}
+
+void SiteDevices::cancel(const Address &address, host::Ticket ticket)
+{
+    switch (address.channel) {
+    case Channel::Device:
+        m_fleet.cancel(ticket);
+        break;
+    case Channel::Osd:
+        m_osdHost->cancel(ticket);
+        break;
+    }
+}
+
+// --- What happens -----------------------------------------------------------------------------
+
+void SiteDevices::onFleetEvent(const Event &event)
+{
+    const Address address{Channel::Device, event.device};
+    Q_EMIT happened(address, event);
+    if (event.kind == EventKind::LinkStateChanged && has(address)) {
+        Q_EMIT stateChanged(address);
+    }
+}
+
+/** Whether a device answers can change with the end of a command only. */
+void SiteDevices::onOsdEvent(const Event &event)
+{
+    const Address address{Channel::Osd, event.device};
+    Q_EMIT happened(address, event);
+    const auto outcome = host::outcomeOf(event.kind);
+    if (!outcome || !has(address)) {
+        return;
+    }
+    const bool hasAnswered = *outcome == host::Outcome::Answered;
+    const bool wasSilent = m_silent.contains(event.device);
+    const bool isFirstSilence = *outcome == host::Outcome::GaveUp && !wasSilent;
+    if (isFirstSilence) {
+        m_silent.insert(event.device);
+    } else if (hasAnswered) {
+        m_silent.remove(event.device);
+    }
+    if (isFirstSilence || (hasAnswered && wasSilent)) {
+        Q_EMIT stateChanged(address);
+    }
+}
+
+QJsonObject SiteDevices::state(const Address &address) const
+{
+    if (address.channel == Channel::Osd) {
+        return osdState(address.name);
+    }
+    const host::LinkStatus status = m_fleet.linkStatus(address.name);
+    QJsonObject keys{{QStringLiteral("state"), host::linkStateName(status.state)}};
+    if (status.since.isValid()) {
+        keys.insert(QStringLiteral("since"), timeText(status.since));
+    }
+    if (status.error != host::Error::None) {
+        keys.insert(QStringLiteral("error"), host::errorName(status.error));
+    }
+    if (!status.reason.isEmpty()) {
+        keys.insert(QStringLiteral("reason"), status.reason);
+    }
+    return keys;
+}
+
+/** A device without a command has not been heard of, which says nothing about it. */
+QJsonObject SiteDevices::osdState(const QString &ip) const
+{
+    QJsonObject keys{{QStringLiteral("state"), QStringLiteral("unknown")}};
+    if (m_osdHost == nullptr) {
+        return keys;
+    }
+    for (const host::OsdDeviceStatus &status : m_osdHost->devices()) {
+        if (status.ip == ip && status.reachable) {
+            keys.insert(QStringLiteral("state"), QStringLiteral("up"));
+        } else if (status.ip == ip && status.silentSinceUtcMs != 0) {
+            keys.insert(QStringLiteral("state"), QStringLiteral("silent"));
+            keys.insert(QStringLiteral("since"), timeText(QDateTime::fromMSecsSinceEpoch(status.silentSinceUtcMs)));
+        }
+    }
+    return keys;
+}
+
+host::Counters SiteDevices::counters(const Address &address) const
+{
+    if (address.channel == Channel::Device) {
+        return m_fleet.counters(address.name);
+    }
+    for (const host::OsdDeviceStatus &status : m_osdHost->devices()) {
+        if (status.ip == address.name) {
+            return status.counters;
+        }
+    }
+    return {};
+}
+
+} // namespace biz::gateway
