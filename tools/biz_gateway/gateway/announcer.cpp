@@ -83,9 +83,9 @@ Publication Announcer::will(const QString &site)
     return statusOf(Topics(site).status(), offlineKeys(QStringLiteral("the connection to the gateway was lost")));
 }
 
-void Announcer::sayGoodBye()
+Publication Announcer::lastWord() const
 {
-    m_session->publish(statusOf(m_topics.status(), offlineKeys(QStringLiteral("the gateway was stopped"))), nobodyAsks);
+    return statusOf(m_topics.status(), offlineKeys(QStringLiteral("the gateway was stopped")));
 }
 
 void Announcer::onOnline()

@@ -93,7 +93,7 @@ void CommandDesk::read(const Message &message, std::vector<Asked> *asked)
         refusal = refusalOf(message, one);
     }
     if (refusal) {
-        m_outbox->answer(one.reply, refusalPayload(one.client, one.command.id, addressText(one.address), *refusal));
+        m_outbox->answer(one.reply, refusalPayload(one.client, one.command.id, one.address.name, *refusal));
     } else {
         asked->push_back(one);
     }
@@ -134,7 +134,7 @@ ReplyPath CommandDesk::replyPathOf(const Message &message, const Address &addres
 void CommandDesk::refuse(const Asked &asked, const Refusal &refusal, Round *round)
 {
     round->answers.emplace_back(asked.reply,
-                                refusalPayload(asked.client, asked.command.id, addressText(asked.address), refusal));
+                                refusalPayload(asked.client, asked.command.id, asked.address.name, refusal));
 }
 
 void CommandDesk::decide(Asked *asked, Round *round)
@@ -186,7 +186,7 @@ void CommandDesk::accept(Asked *asked, Round *round)
     entry.client = asked->client;
     entry.id = asked->command.request.id;
     entry.digest = asked->command.digest;
-    entry.device = addressText(asked->address);
+    entry.device = asked->address.name;
     entry.reply = asked->reply;
     asked->number = m_journal->add(entry);
     round->accepted.push_back(asked);
@@ -232,33 +232,36 @@ void CommandDesk::give(const Asked &asked)
     m_limits.noteGiven(asked.client);
     if (ticket == 0) {
         const Refusal refusal{RefusalCode::DeviceRefuses, m_devices->errorString()};
-        m_ends.push_back({asked.number, asked.client,
-                          refusalPayload(asked.client, options.id, addressText(asked.address), refusal), true});
+        m_ends.push_back(
+            {asked.number, asked.client, refusalPayload(asked.client, options.id, asked.address.name, refusal), true});
         m_outbox->answer(asked.reply, m_ends.back().payload);
         m_flushing.start(0);
         return;
     }
-    m_given.insert(ticket, {asked.number, asked.client, asked.address});
-    m_numbers.insert(asked.number, ticket);
+    const GivenKey key(asked.address.channel, ticket);
+    m_given[key] = {asked.number, asked.client, asked.address};
+    m_numbers.insert(asked.number, key);
 }
 
 /** One that has ended meanwhile has an outcome on its way. */
 void CommandDesk::cancel(const Asked &asked)
 {
-    const host::Ticket ticket = m_numbers.value(asked.number);
-    if (ticket != 0) {
-        m_devices->cancel(m_given.value(ticket).address, ticket);
+    const auto key = m_numbers.constFind(asked.number);
+    if (key != m_numbers.constEnd()) {
+        m_devices->cancel(m_given[*key].address, key->second);
     }
 }
 
 // --- And back ---------------------------------------------------------------------------------
 
-void CommandDesk::onHappened(const Address & /*address*/, const host::Event &event)
+void CommandDesk::onHappened(const Address &address, const host::Event &event)
 {
-    if (!host::outcomeOf(event.kind) || !m_given.contains(event.ticket)) {
+    const auto found = m_given.find({address.channel, event.ticket});
+    if (!host::outcomeOf(event.kind) || found == m_given.end()) {
         return;
     }
-    const Given ended = m_given.take(event.ticket);
+    const Given ended = found->second;
+    m_given.erase(found);
     m_numbers.remove(ended.number);
     m_ends.push_back({ended.number, ended.client, payloadOf(event, ended.client), false});
     if (!m_flushing.isActive()) {

@@ -1,6 +1,8 @@
 #ifndef BIZ_GATEWAY_COMMAND_DESK_H
 #define BIZ_GATEWAY_COMMAND_DESK_H
 
+#include <map>
+#include <utility>
 #include <vector>
 
 #include <QtCore/QHash>
@@ -68,6 +70,9 @@ private:
         std::vector<std::pair<ReplyPath, QByteArray>> answers;
     };
 
+    /** Each host numbers its commands by itself. */
+    using GivenKey = std::pair<Channel, host::Ticket>;
+
     /** A command that a device has. */
     struct Given
     {
@@ -106,8 +111,8 @@ private:
     const Topics m_topics;
     QStringList m_responseTopics;
     ClientLimits m_limits;
-    QHash<host::Ticket, Given> m_given;
-    QHash<qint64, host::Ticket> m_numbers; ///< of what is given, by its number in the journal
+    std::map<GivenKey, Given> m_given;
+    QHash<qint64, GivenKey> m_numbers; ///< of what is given, by its number in the journal
     std::vector<End> m_ends;
     QTimer m_flushing;
     bool m_isStopping = false;

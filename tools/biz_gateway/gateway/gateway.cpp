@@ -85,8 +85,7 @@ void Gateway::lookWhetherDone()
     }
     m_looking.stop();
     m_outbox.flush();
-    m_announcer.sayGoodBye();
-    m_session.close();
+    m_session.close(m_announcer.lastWord());
 }
 
 void Gateway::forgetOld()

@@ -47,7 +47,7 @@ struct JournalEntry
     QString client;    ///< whose id it is
     QString id;
     QByteArray digest; ///< tells the command from another one
-    QString device;    ///< as people read it
+    QString device;    ///< its name
     State state = State::Given;
     ReplyPath reply;
     QByteArray outcome; ///< once it has ended
