@@ -3,10 +3,13 @@
 
 #include <optional>
 
+#include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
 namespace biz::testkit {
+
+Q_NAMESPACE
 
 /** What a simulated device, or the line to it, can do wrong with one command. */
 enum class FaultKind {
@@ -27,6 +30,7 @@ enum class FaultKind {
     Stall,           ///< no reply; the connection stays, and nothing is read from it for a while
     Blackout,        ///< no reply, nor to any command for a while; nothing is closed
 };
+Q_ENUM_NS(FaultKind)
 
 constexpr int faultKinds = static_cast<int>(FaultKind::Blackout) + 1;
 

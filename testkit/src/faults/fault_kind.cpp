@@ -1,67 +1,44 @@
 #include <testkit/fault_kind.h>
 
-#include <array>
+#include <QtCore/QMetaEnum>
 
 namespace biz::testkit {
 
 namespace {
 
-struct NamedFault
+/** Enumerators begin with a capital letter; the names that scripts write do not. */
+QString writtenName(const char *enumerator)
 {
-    FaultKind kind;
-    const char *name;
-};
-
-constexpr std::array namedFaults = {
-    NamedFault{FaultKind::Silence, "silence"},
-    NamedFault{FaultKind::Late, "late"},
-    NamedFault{FaultKind::DeclaredLength, "declaredLength"},
-    NamedFault{FaultKind::ShortPayload, "shortPayload"},
-    NamedFault{FaultKind::IndexOutOfRange, "indexOutOfRange"},
-    NamedFault{FaultKind::Duplicate, "duplicate"},
-    NamedFault{FaultKind::WrongSequence, "wrongSequence"},
-    NamedFault{FaultKind::FlippedBits, "flippedBits"},
-    NamedFault{FaultKind::SplitFrames, "splitFrames"},
-    NamedFault{FaultKind::MergedFrames, "mergedFrames"},
-    NamedFault{FaultKind::Junk, "junk"},
-    NamedFault{FaultKind::Close, "close"},
-    NamedFault{FaultKind::Vanish, "vanish"},
-    NamedFault{FaultKind::Burst, "burst"},
-    NamedFault{FaultKind::Stall, "stall"},
-    NamedFault{FaultKind::Blackout, "blackout"},
-};
-
-static_assert(namedFaults.size() == faultKinds, "every kind has a name");
+    QString name = QString::fromLatin1(enumerator);
+    name[0] = name.at(0).toLower();
+    return name;
+}
 
 } // namespace
 
 QString faultName(FaultKind kind)
 {
-    for (const NamedFault &named : namedFaults) {
-        if (named.kind == kind) {
-            return QString::fromLatin1(named.name);
-        }
-    }
-    return {};
+    return faultNames().value(static_cast<int>(kind));
 }
 
 std::optional<FaultKind> faultFromName(const QString &name)
 {
-    for (const NamedFault &named : namedFaults) {
-        if (name == QLatin1String(named.name)) {
-            return named.kind;
-        }
-    }
-    return std::nullopt;
+    const auto index = static_cast<int>(faultNames().indexOf(name));
+    return index < 0 ? std::nullopt : std::make_optional(static_cast<FaultKind>(index));
 }
 
+/** Made once: each fault that meets a command is told by its name. */
 QStringList faultNames()
 {
-    QStringList names;
-    for (const NamedFault &named : namedFaults) {
-        names << QString::fromLatin1(named.name);
-    }
-    return names;
+    static const QStringList all = [] {
+        const QMetaEnum kinds = QMetaEnum::fromType<FaultKind>();
+        QStringList names;
+        for (int i = 0; i < kinds.keyCount(); ++i) {
+            names.append(writtenName(kinds.key(i)));
+        }
+        return names;
+    }();
+    return all;
 }
 
 } // namespace biz::testkit
