@@ -15,12 +15,10 @@ EventLog::EventLog(bool on)
     m_clock.start();
 }
 
-void EventLog::write(const QString &text) const
+void EventLog::writeTimed(const QString &text) const
 {
-    if (m_on) {
-        const double seconds = static_cast<double>(m_clock.elapsed()) / 1000.0;
-        writeLine(stdout, QStringLiteral("%1 ").arg(seconds, 9, 'f', 3) + text);
-    }
+    const double seconds = static_cast<double>(m_clock.elapsed()) / 1000.0;
+    writeLine(stdout, QStringLiteral("%1 ").arg(seconds, 9, 'f', 3) + text);
 }
 
 } // namespace biz::testkit

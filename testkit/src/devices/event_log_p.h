@@ -17,11 +17,18 @@ class EventLog
 public:
     explicit EventLog(bool on);
 
-    bool isOn() const { return m_on; }
-
-    void write(const QString &text) const;
+    /** `makeText` is called only when the lines are asked for: most that happens is told to nobody. */
+    template<typename MakeText>
+    void write(const MakeText &makeText) const
+    {
+        if (m_on) {
+            writeTimed(makeText());
+        }
+    }
 
 private:
+    void writeTimed(const QString &text) const;
+
     bool m_on;
     QElapsedTimer m_clock;
 };

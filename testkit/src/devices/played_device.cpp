@@ -63,8 +63,9 @@ PlayedDevice::PlayedDevice(const DeviceSettings &settings, std::unique_ptr<Trans
     connect(m_transport.get(), &Transport::received, this, &PlayedDevice::read);
     connect(m_transport.get(), &Transport::moved, this, &PlayedDevice::moved);
     connect(m_transport.get(), &Transport::droppedHost, this, &PlayedDevice::droppedHost);
-    connect(m_transport.get(), &Transport::told, this,
-            [this](const QString &text) { m_log.write(QStringLiteral("%1 %2").arg(m_settings.label, text)); });
+    connect(m_transport.get(), &Transport::told, this, [this](const QString &text) {
+        m_log.write([&] { return QStringLiteral("%1 %2").arg(m_settings.label, text); });
+    });
 }
 
 PlayedDevice::~PlayedDevice() = default;
@@ -96,7 +97,9 @@ void PlayedDevice::read(const PeerPointer &peer, const QByteArray &bytes)
 void PlayedDevice::refuse(int bytes, const QString &reason)
 {
     ++m_tally.refused;
-    m_log.write(QStringLiteral("%1 refused %2 bytes: %3").arg(m_settings.label, QString::number(bytes), reason));
+    m_log.write([&] {
+        return QStringLiteral("%1 refused %2 bytes: %3").arg(m_settings.label, QString::number(bytes), reason);
+    });
 }
 
 void PlayedDevice::receive(const PeerPointer &peer, const model_Protocoldata &command)
@@ -105,7 +108,7 @@ void PlayedDevice::receive(const PeerPointer &peer, const model_Protocoldata &co
     Q_EMIT commandReceived(command);
     const auto fault = m_plan.next({command.ucHead[1], command.ucHead[2]});
     const QString who = QStringLiteral("%1 #%2").arg(m_settings.label, QString::number(m_plan.receptions()));
-    m_log.write(QStringLiteral("%1 received %2").arg(who, recordText(command)));
+    m_log.write([&] { return QStringLiteral("%1 received %2").arg(who, recordText(command)); });
 
     const Delivery delivery{peer, who, answerTo(m_settings.model, command, fault), fault};
     if (m_isDark) {
@@ -132,9 +135,11 @@ void PlayedDevice::tellFault(const Delivery &delivery)
     m_tally.count(delivery.fault->kind);
     const bool applies = delivery.answer.faultApplies;
     m_tally.unfit += applies ? 0 : 1;
-    m_log.write(QStringLiteral("%1 fault %2%3")
-                    .arg(delivery.who, faultName(delivery.fault->kind),
-                         applies ? QString() : QStringLiteral(" does not apply")));
+    m_log.write([&] {
+        return QStringLiteral("%1 fault %2%3")
+            .arg(delivery.who, faultName(delivery.fault->kind),
+                 applies ? QString() : QStringLiteral(" does not apply"));
+    });
 }
 
 void PlayedDevice::hangUp(const PeerPointer &peer)
@@ -155,7 +160,7 @@ void PlayedDevice::vanish(int forMs)
 void PlayedDevice::comeBack()
 {
     if (m_transport->open()) {
-        m_log.write(QStringLiteral("%1 listens again").arg(m_settings.label));
+        m_log.write([&] { return QStringLiteral("%1 listens again").arg(m_settings.label); });
         return;
     }
     Q_EMIT cannotReturn(
@@ -173,7 +178,7 @@ void PlayedDevice::stall(int forMs)
 void PlayedDevice::readAgain()
 {
     m_isStalled = false;
-    m_log.write(QStringLiteral("%1 reads again").arg(m_settings.label));
+    m_log.write([&] { return QStringLiteral("%1 reads again").arg(m_settings.label); });
     QVector<HeldCommand> held;
     held.swap(m_heldCommands);
     for (const HeldCommand &each : qAsConst(held)) {
@@ -197,7 +202,7 @@ void PlayedDevice::blackOut(int forMs)
     m_isDark = true;
     QTimer::singleShot(forMs, Qt::PreciseTimer, this, [this] {
         m_isDark = false;
-        m_log.write(QStringLiteral("%1 answers again").arg(m_settings.label));
+        m_log.write([&] { return QStringLiteral("%1 answers again").arg(m_settings.label); });
     });
 }
 
@@ -256,8 +261,10 @@ QVector<QByteArray> PlayedDevice::framesOf(const Delivery &delivery)
         before = &reply;
         if (frame.isEmpty()) {
             ++m_tally.lost;
-            m_log.write(
-                QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame").arg(delivery.who));
+            m_log.write([&] {
+                return QStringLiteral("%1 reply not delivered: its payload cannot be put into a frame")
+                    .arg(delivery.who);
+            });
         } else {
             frames.append(frame);
         }
@@ -268,7 +275,7 @@ QVector<QByteArray> PlayedDevice::framesOf(const Delivery &delivery)
 void PlayedDevice::hold(const Delivery &delivery, const QByteArray &frame)
 {
     delivery.peer->heldReply = frame;
-    m_log.write(QStringLiteral("%1 holds its reply for the next one").arg(delivery.who));
+    m_log.write([&] { return QStringLiteral("%1 holds its reply for the next one").arg(delivery.who); });
 }
 
 void PlayedDevice::write(const Delivery &delivery, const QVector<QByteArray> &parts)
@@ -284,10 +291,11 @@ void PlayedDevice::write(const Delivery &delivery, const QVector<QByteArray> &pa
         tellReplies(delivery);
         return;
     case Peer::Sending::HostIsGone:
-        m_log.write(QStringLiteral("%1 reply not delivered: the host is gone").arg(delivery.who));
+        m_log.write([&] { return QStringLiteral("%1 reply not delivered: the host is gone").arg(delivery.who); });
         break;
     case Peer::Sending::TooMuchWaits:
-        m_log.write(QStringLiteral("%1 reply not delivered: too many wait for their turn").arg(delivery.who));
+        m_log.write(
+            [&] { return QStringLiteral("%1 reply not delivered: too many wait for their turn").arg(delivery.who); });
         break;
     }
     m_tally.lost += replies;
@@ -297,11 +305,14 @@ void PlayedDevice::tellReplies(const Delivery &delivery)
 {
     const Answer &answer = delivery.answer;
     if (answer.unrequested > 0) {
-        m_log.write(QStringLiteral("%1 sends %2 replies that nobody asked for")
-                        .arg(delivery.who, QString::number(answer.unrequested)));
+        m_log.write([&] {
+            return QStringLiteral("%1 sends %2 replies that nobody asked for")
+                .arg(delivery.who, QString::number(answer.unrequested));
+        });
     }
     for (int i = answer.unrequested; i < answer.replies.size(); ++i) {
-        m_log.write(QStringLiteral("%1 answers %2").arg(delivery.who, recordText(answer.replies.at(i))));
+        m_log.write(
+            [&] { return QStringLiteral("%1 answers %2").arg(delivery.who, recordText(answer.replies.at(i))); });
     }
 }
 

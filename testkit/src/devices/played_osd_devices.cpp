@@ -147,7 +147,9 @@ void PlayedOsdDevices::receive(Device &device, const QByteArray &datagram, const
     QString reason;
     if (!host::OsdDatagramCodec::decode(datagram, &command, &reason)) {
         ++m_tally.refused;
-        m_log.write(QStringLiteral("osd %1 refused %2 bytes: %3").arg(ip, QString::number(datagram.size()), reason));
+        m_log.write([&] {
+            return QStringLiteral("osd %1 refused %2 bytes: %3").arg(ip, QString::number(datagram.size()), reason);
+        });
         return;
     }
     ++m_tally.received;
@@ -169,7 +171,7 @@ void PlayedOsdDevices::answer(Device &device, const model_OsdParam &command, con
         answerWith(*fault, device, reply, from, who);
         return;
     }
-    m_log.write(QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())));
+    m_log.write([&] { return QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())); });
     sendAfter(device, m_settings.delayMs, {reply}, from);
 }
 
@@ -177,7 +179,7 @@ void PlayedOsdDevices::answerWith(const Fault &fault, Device &device, const QByt
                                   const ReturnAddress &from, const QString &who)
 {
     m_tally.count(fault.kind);
-    m_log.write(QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)));
+    m_log.write([&] { return QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)); });
     if (fault.kind == FaultKind::Silence) {
         return;
     }
@@ -192,7 +194,7 @@ void PlayedOsdDevices::answerWith(const Fault &fault, Device &device, const QByt
     QVector<QByteArray> datagrams = datagramsWith(fault, reply);
     if (datagrams.isEmpty()) {
         ++m_tally.unfit;
-        m_log.write(QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)));
+        m_log.write([&] { return QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)); });
         datagrams = {reply};
     }
     const int delayMs = fault.kind == FaultKind::Late ? fault.measures.lateByMs : m_settings.delayMs;
@@ -226,7 +228,7 @@ void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByt
 void PlayedOsdDevices::lose(const Device &device, int replies, const QString &why)
 {
     m_tally.lost += static_cast<quint64>(replies);
-    m_log.write(QStringLiteral("osd %1 reply not delivered: %2").arg(device.address.toString(), why));
+    m_log.write([&] { return QStringLiteral("osd %1 reply not delivered: %2").arg(device.address.toString(), why); });
 }
 
 void PlayedOsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
@@ -248,7 +250,7 @@ void PlayedOsdDevices::vanish(Device &device, int forMs)
 void PlayedOsdDevices::comeBack(Device &device)
 {
     if (bind(device, m_port)) {
-        m_log.write(QStringLiteral("osd %1 listens again").arg(device.address.toString()));
+        m_log.write([&] { return QStringLiteral("osd %1 listens again").arg(device.address.toString()); });
         return;
     }
     Q_EMIT cannotReturn(QStringLiteral("cannot listen again on udp %1; trying on").arg(m_error));
