@@ -330,10 +330,12 @@ Ticket DeviceHost::Private::enqueue(const model_Protocoldata &command, const Com
 
 bool DeviceHost::Private::canBeSent(const model_Protocoldata &command)
 {
+    const bool isDatagrams = link.link() != nullptr && link.link()->keepsMessageBoundaries();
     return traffic.codec().canEncode(command) ||
-           refusal.refuse(
-               Error::CannotEncode,
-               QStringLiteral("a command of %1 payload bytes does not fit into a frame").arg(command.baData.size()));
+           refusal.refuse(Error::CannotEncode,
+                          QStringLiteral("a command of %1 payload bytes does not fit into a %2")
+                              .arg(QString::number(command.baData.size()),
+                                   isDatagrams ? QStringLiteral("datagram") : QStringLiteral("frame")));
 }
 
 bool DeviceHost::cancel(Ticket ticket)

@@ -1,9 +1,29 @@
 #include <link/serial_link_p.h>
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <unistd.h>
+
+#include <QtCore/QFile>
 
 namespace biz::host {
+
+namespace {
+
+/** Whether there is something of this name that can be opened and is no terminal, as a port is. */
+bool isOtherThanTerminal(const QString &device)
+{
+    const int file = ::open(QFile::encodeName(device).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file < 0) {
+        return false;
+    }
+    const bool isTerminal = isatty(file) == 1;
+    ::close(file);
+    return !isTerminal;
+}
+
+} // namespace
 
 SerialLink::SerialLink(const SerialSettings &settings)
     : m_settings(settings)
@@ -94,7 +114,9 @@ QString SerialLink::name() const
 void SerialLink::openPort()
 {
     if (!m_port.open(QIODevice::ReadWrite)) {
-        end(QStringLiteral("cannot open %1: %2").arg(name(), m_port.errorString()));
+        const QString why =
+            isOtherThanTerminal(m_settings.device) ? QStringLiteral("it is no serial port") : m_port.errorString();
+        end(QStringLiteral("cannot open %1: %2").arg(name(), why));
         return;
     }
     m_open = true;
@@ -117,7 +139,8 @@ void SerialLink::onError(QSerialPort::SerialPortError error)
             return; // whoever got the last bytes has closed the link, and may have opened it anew
         }
         // The system's own text depends on which call was the first to find out.
-        end(QStringLiteral("%1 was closed: the port is gone").arg(name()));
+        end(QStringLiteral("%1 was closed: it hung up; its adapter, or the program at its other end, is gone")
+                .arg(name()));
     }
 }
 

@@ -211,6 +211,13 @@ TEST_F(DeviceHostOutcomes, ACommandThatFitsNoFrameIsRefusedAtOnceAndTheNextGoesO
     EXPECT_EQ(seen.outcomeOf(largest), "answered");
 }
 
+TEST_F(DeviceHostOutcomes, ACommandThatFitsNoDatagramIsRefusedAsSuch)
+{
+    ASSERT_TRUE(host->setLink(QUrl(QStringLiteral("udp://127.0.0.1:15700"))));
+    EXPECT_EQ(host->enqueue(command(longWaitMs, QByteArray(DemoDatagramCodec::maxPayload + 1, 'x'))), 0U);
+    EXPECT_TRUE(host->errorString().endsWith("does not fit into a datagram")) << host->errorString().toStdString();
+}
+
 TEST_F(DeviceHostOutcomes, CommandsGivenBeforeTheStartGoOutInOrderAfterIt)
 {
     answerEverything();

@@ -134,13 +134,23 @@ TEST_F(SerialLink, APortThatIsNotThereIsReportedOnceAndAfterOpenHasReturned)
     EXPECT_FALSE(journal.link->isOpen());
 }
 
+TEST_F(SerialLink, WhatIsNoTerminalIsNoPort)
+{
+    journal.make(QStringLiteral("serial:///dev/null"));
+    journal.link->open();
+    ASSERT_TRUE(waitFor([this] { return !journal.closed.isEmpty(); }));
+    EXPECT_TRUE(journal.closed.first().endsWith(QStringLiteral(": it is no serial port")))
+        << journal.closed.first().toStdString();
+}
+
 TEST_F(SerialLink, APortThatGoesAwayIsReportedOnce)
 {
     open();
     line.hangUp();
 
     ASSERT_TRUE(waitFor([this] { return !journal.closed.isEmpty(); }));
-    EXPECT_EQ(journal.closed.first(), journal.link->name() + QStringLiteral(" was closed: the port is gone"));
+    EXPECT_TRUE(journal.closed.first().startsWith(journal.link->name() + QStringLiteral(" was closed: it hung up; ")))
+        << journal.closed.first().toStdString();
     EXPECT_FALSE(journal.link->isOpen());
     EXPECT_FALSE(journal.link->write("too late"));
     EXPECT_EQ(journal.closed.size(), 1);

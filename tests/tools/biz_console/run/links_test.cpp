@@ -89,7 +89,7 @@ TEST_F(ConsoleLinks, ASerialPortThatGoesAwayIsStatusThree)
     device.hangUpAfter(2);
     RunningConsole console(runArguments(session(getVolumeTimes(1000)), device.url()));
     EXPECT_EQ(console.exitStatus(), 3) << qPrintable(console.output());
-    EXPECT_TRUE(console.errors().contains("was closed")) << qPrintable(console.errors());
+    EXPECT_TRUE(console.errors().contains("was closed: it hung up")) << qPrintable(console.errors());
 }
 
 TEST_F(ConsoleLinks, WithReconnectTheRunStaysThroughAnOutageAndTellsIt)
