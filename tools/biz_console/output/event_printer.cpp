@@ -1,5 +1,7 @@
 #include <biz_console/output/event_printer.h>
 
+#include <utility>
+
 #include <QtCore/QLocale>
 
 #include <biz_console/summary/closing_lines.h>
@@ -210,12 +212,34 @@ void EventPrinter::started(const RunStart & /*run*/)
 
 void EventPrinter::happened(const host::Event &event)
 {
+    if (repeatsRefusal(event)) {
+        ++m_refusalRepeats;
+        return;
+    }
     const bool isTrouble = event.kind == host::EventKind::Refused || event.kind == host::EventKind::Failed;
     const QString text = isTrouble || m_options.events ? eventLine(event) : QString();
     if (event.kind == host::EventKind::Problem) {
         line({}); // a gap: the problem itself goes to the error stream
     } else if (!text.isEmpty()) {
         line(text, colourOf(event.kind));
+    }
+    if (event.kind == host::EventKind::Refused) {
+        m_refusal = event;
+    }
+}
+
+bool EventPrinter::repeatsRefusal(const host::Event &event) const
+{
+    return event.kind == host::EventKind::Refused && m_refusal && m_refusal->bytes == event.bytes &&
+           m_refusal->device == event.device && m_refusal->reason == event.reason;
+}
+
+void EventPrinter::tellRepeats()
+{
+    m_refusal.reset();
+    const qint64 repeats = std::exchange(m_refusalRepeats, 0);
+    if (repeats > 0) {
+        write(QStringLiteral("    and %1 more of the kind").arg(repeats));
     }
 }
 
@@ -252,6 +276,12 @@ void EventPrinter::ended(const RunEnd &end)
 }
 
 void EventPrinter::line(const QString &text, const char *colour)
+{
+    tellRepeats();
+    write(text, colour);
+}
+
+void EventPrinter::write(const QString &text, const char *colour)
 {
     eraseProgress();
     const bool isColoured = m_hasColours && *colour != '\0';

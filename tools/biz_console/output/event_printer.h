@@ -1,6 +1,8 @@
 #ifndef BIZ_CONSOLE_EVENT_PRINTER_H
 #define BIZ_CONSOLE_EVENT_PRINTER_H
 
+#include <optional>
+
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
@@ -15,7 +17,8 @@ QString eventLine(const host::Event &event);
 
 /**
  * Writes event lines for people, and below them a progress line that a terminal shows in
- * place. Where the output is no terminal, a progress line is a line like any other.
+ * place. Where the output is no terminal, a progress line is a line like any other. Refused
+ * bytes of one kind in a row, as noise on a line makes them, have one line and their number.
  */
 class EventPrinter : public EventSink
 {
@@ -36,7 +39,10 @@ public:
     bool hasFailed() const override { return console::hasFailed(m_out); }
 
 private:
+    bool repeatsRefusal(const host::Event &event) const;
+    void tellRepeats();
     void line(const QString &text, const char *colour = "");
+    void write(const QString &text, const char *colour = "");
     void eraseProgress();
     bool isProgressDue();
 
@@ -46,6 +52,8 @@ private:
     Options m_options;
     bool m_progressShown = false;
     QElapsedTimer m_sinceProgress;
+    std::optional<host::Event> m_refusal; ///< the last line, where it told of one
+    qint64 m_refusalRepeats = 0;          ///< equal ones that came since
 };
 
 } // namespace biz::console

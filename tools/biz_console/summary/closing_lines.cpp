@@ -40,9 +40,12 @@ void appendDevices(QStringList &lines, const QVector<OsdDeviceTotals> &devices, 
 
 QString verdict(const RunEnd &end)
 {
-    return end.allAsExpected ? QStringLiteral("  all %1 ended as expected").arg(counted(end.total, "command"))
-                             : QStringLiteral("  %1 of %2 did not end as expected")
-                                   .arg(QString::number(end.mismatchCount), counted(end.total, "command"));
+    if (end.allAsExpected) {
+        return QStringLiteral("  %1%2 ended as expected")
+            .arg(end.total == 1 ? QString() : QStringLiteral("all "), counted(end.total, "command"));
+    }
+    return QStringLiteral("  %1 of %2 did not end as expected")
+        .arg(QString::number(end.mismatchCount), counted(end.total, "command"));
 }
 
 } // namespace

@@ -53,6 +53,20 @@ protected:
     QTextStream stream{&written};
 };
 
+TEST_F(ConsolePrinter, EqualRefusalsInARowAreOneLineAndTheirNumber)
+{
+    EventPrinter lines = printer(false);
+    for (int i = 0; i < 1000; ++i) {
+        lines.happened(refused());
+    }
+    host::Event other = refused();
+    other.bytes = 4;
+    lines.happened(other);
+    EXPECT_EQ(text(), "3 received bytes refused: no frame\n"
+                      "    and 999 more of the kind\n"
+                      "4 received bytes refused: no frame\n");
+}
+
 TEST_F(ConsolePrinter, AnEventIsALineOfColumns)
 {
     host::Event event = ended(host::EventKind::Answered);
@@ -88,11 +102,12 @@ TEST_F(ConsolePrinter, ATerminalShowsProgressInPlace)
     onTerminal.progressed(progress(1));
     onTerminal.progressed(progress(0));
     onTerminal.happened(refused());
-    onTerminal.happened(refused());
+    onTerminal.happened(ended(host::EventKind::Opened)); // has no line
+    onTerminal.progressed(progress(0));
     EXPECT_EQ(text(), "... 4 of 9 ended, 1 waiting, 1 awaiting a reply\r\033[K"
                       "... 4 of 9 ended, 0 waiting, 1 awaiting a reply\r\033[K"
                       "\033[33m3 received bytes refused: no frame\033[0m\n"
-                      "\033[33m3 received bytes refused: no frame\033[0m\n");
+                      "... 4 of 9 ended, 0 waiting, 1 awaiting a reply");
 }
 
 TEST_F(ConsolePrinter, ATerminalShowsEndsWithoutAnAnswerInRed)

@@ -129,7 +129,7 @@ TEST_F(ConsoleVerdict, OfOneCommandIsWordedForOne)
     FakeDevice device(FakeDevice::echo);
     RunningConsole console(runArguments(session(getVolume), device.url()));
     EXPECT_EQ(console.exitStatus(), 0);
-    EXPECT_TRUE(console.output().contains("all 1 command ended as expected")) << qPrintable(console.output());
+    EXPECT_TRUE(console.output().contains("\n  1 command ended as expected\n")) << qPrintable(console.output());
 }
 
 class ConsoleOsdVerdict : public ConsoleOsd
