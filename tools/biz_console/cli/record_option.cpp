@@ -24,11 +24,6 @@ constexpr int lastPartBytes = 16 * bytesPerMegabyte;
 
 } // namespace
 
-QStringList recordOptions()
-{
-    return {recordOption(), recordOnFailureOption()};
-}
-
 void addRecordOptions(QCommandLineParser &parser)
 {
     parser.addOption(

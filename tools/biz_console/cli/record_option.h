@@ -13,7 +13,6 @@
 namespace biz::console {
 
 /** --record and --record-on-failure. */
-QStringList recordOptions();
 void addRecordOptions(QCommandLineParser &parser);
 
 /**

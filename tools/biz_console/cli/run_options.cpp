@@ -141,12 +141,6 @@ RunPlan runPlan(const QCommandLineParser &parser)
         }
     }
     plan.reconnects = parser.optionNames().contains(reconnectOption());
-    for (const QString &option : recordOptions()) {
-        if (plan.reconnects && parser.optionNames().contains(option)) {
-            throw tools::UsageError(
-                QStringLiteral("--%1: a run without --reconnect expected; a lost link ends it").arg(option));
-        }
-    }
     return plan;
 }
 

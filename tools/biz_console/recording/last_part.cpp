@@ -51,6 +51,10 @@ void LastPart::follow(const QByteArray &line)
     const QString event = object.value(QStringLiteral("event")).toString();
     const auto ticket = static_cast<qint64>(object.value(QStringLiteral("ticket")).toDouble());
     host::Outcome outcome{};
+    if (event == eventName(host::EventKind::LinkStateChanged)) {
+        const QString state = object.value(QStringLiteral("state")).toString();
+        m_isLinkLost = state == host::linkStateName(host::LinkState::Lost);
+    }
     if (event == QLatin1String("given")) {
         m_waiting.insert(ticket, line);
     } else if (event == eventName(host::EventKind::Writing)) {
@@ -68,7 +72,7 @@ void LastPart::follow(const QByteArray &line)
 void LastPart::beginChunkIfFull()
 {
     const int most = m_maxBytes / 2;
-    const bool isQuiet = m_inFlight.isEmpty() && m_isOpened;
+    const bool isQuiet = m_inFlight.isEmpty() && m_isOpened && !m_isLinkLost;
     if (m_now.lines.size() >= (isQuiet ? most / 2 : most)) {
         m_hasLost = m_hasLost || !m_before.lines.isEmpty();
         m_before = m_now;

@@ -10,7 +10,7 @@ namespace biz::console {
 
 /**
  * Keeps the last part of a recording in memory, however long the run is: a Recorder writes its
- * lines here. The part begins between two commands wherever the run has such a moment, so that it
+ * lines here. The part begins between two commands, with the link up, wherever the run has such a moment, so that it
  * can be replayed: the commands that waited then are given first.
  */
 class LastPart : public QIODevice
@@ -46,6 +46,7 @@ private:
     QByteArray m_head;
     QByteArray m_opening; ///< how the link was opened, once it is
     bool m_isOpened = false;
+    bool m_isLinkLost = false;
     bool m_hasLost = false; ///< the run is longer than what is kept
     QMap<qint64, QByteArray> m_waiting;
     QSet<qint64> m_inFlight;

@@ -1,5 +1,7 @@
 #include <biz_console/recording/recorder.h>
 
+#include <utility>
+
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonDocument>
 
@@ -64,7 +66,13 @@ public:
         connect(m_inner.get(), &host::DeviceLink::writable, this, &host::DeviceLink::writable);
     }
 
-    void open() override { m_inner->open(); }
+    void open() override
+    {
+        if (std::exchange(m_wasOpened, true)) {
+            m_recorder.noteLink(recorded::linkOpening, {});
+        }
+        m_inner->open();
+    }
     void close() override { m_inner->close(); }
     bool isOpen() const override { return m_inner->isOpen(); }
     bool canWrite() const override { return m_inner->canWrite(); }
@@ -86,6 +94,7 @@ public:
 private:
     Recorder &m_recorder;
     std::unique_ptr<host::DeviceLink> m_inner;
+    bool m_wasOpened = false;
 };
 
 Recorder::Recorder(QIODevice &device)
@@ -125,6 +134,9 @@ void Recorder::start(const RunStart &run)
     if (run.isOfDevice) {
         object.insert(key("deviceType"), run.deviceType);
         object.insert(key("pipelined"), run.isPipelined);
+        if (run.reconnects) {
+            object.insert(key(recorded::reconnects), true);
+        }
     }
     line(object);
 }

@@ -53,10 +53,14 @@ private:
 /** The keys that a recording has beyond those of the events of `--json`. */
 namespace recorded {
 constexpr char head[] = "recording";
+constexpr char linkOpening[] = "linkOpening"; ///< once more; that of the start goes without saying
 constexpr char linkOpened[] = "linkOpened";
 constexpr char linkClosed[] = "linkClosed";
 constexpr char bytesOut[] = "bytesOut";
 constexpr char bytesIn[] = "bytesIn";
+
+/** Of the head. */
+constexpr char reconnects[] = "reconnects";
 
 /** Of the head, where the recording is the last part of a longer run. */
 constexpr char part[] = "part";

@@ -42,11 +42,12 @@ struct RecordedStep
 
     /**
      * What had happened before it: so many writes and ends of commands, of its device on the
-     * OSD channel. It follows so long after the later of them, however long they themselves
+     * OSD channel. It follows so long after the last of them, however long they themselves
      * take when they are played again.
      */
     int writesBefore = 0;
     int endsBefore = 0;
+    int reopeningsBefore = 0; ///< how often the link was opened once more
     double delayMs = 0.0;
 };
 
@@ -58,6 +59,7 @@ struct Recording
     QDateTime utc; ///< when it began
     int deviceType = -1;
     bool isPipelined = false;
+    bool reconnects = false; ///< a lost link did not end it
     QVector<RecordedCommand> commands;
     QVector<RecordedStep> steps;
     QVector<QByteArray> writes; ///< of the device channel: the bytes of each

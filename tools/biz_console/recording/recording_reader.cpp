@@ -65,7 +65,8 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
         {QLatin1String(recorded::bytesIn), &RecordingReader::readLink},
         {QLatin1String(recorded::bytesOut), &RecordingReader::readBytesOut},
         {QStringLiteral("opened"), &RecordingReader::readOpened},
-        {QStringLiteral("linkStateChanged"), &RecordingReader::passOver},
+        {QLatin1String(recorded::linkOpening), &RecordingReader::readLinkOpening},
+        {QStringLiteral("linkStateChanged"), &RecordingReader::readLinkState},
         {QStringLiteral("failed"), &RecordingReader::passOver},
         {QStringLiteral("given"), &RecordingReader::readGiven},
         {QStringLiteral("refused"), &RecordingReader::readRefused},
@@ -126,7 +127,7 @@ RecordingReader::Anchor &RecordingReader::anchorOf(const RecordingLine &line)
 {
     const QString key = keyOf(line);
     if (!m_anchors.contains(key)) {
-        m_anchors.insert(key, {0, 0, m_beginMs});
+        m_anchors.insert(key, {0, 0, 0, m_beginMs});
     }
     return m_anchors[key];
 }
@@ -154,6 +155,7 @@ void RecordingReader::readHead(const RecordingLine &line)
     if (m_recording.isOfDevice) {
         m_recording.deviceType = line.number("deviceType");
         m_recording.isPipelined = line.boolean("pipelined");
+        m_recording.reconnects = line.has(recorded::reconnects) && line.boolean(recorded::reconnects);
     }
 }
 
@@ -287,6 +289,26 @@ void RecordingReader::readLink(const RecordingLine &line)
     addStep(kind, line, line.milliseconds("atMs"));
     m_recording.steps.last().bytes = line.bytes("data");
     m_recording.steps.last().reason = line.text("reason", {});
+    m_isLinkUp = kind == RecordedStep::Kind::Opened || (m_isLinkUp && kind != RecordedStep::Kind::Closed);
+}
+
+void RecordingReader::readLinkOpening(const RecordingLine &line)
+{
+    Anchor &anchor = anchorOf(line);
+    ++anchor.reopenings;
+    anchor.atMs = line.milliseconds("atMs");
+}
+
+/** A link whose device had fallen silent was closed by the host itself: the replay closes it in the device's place. */
+void RecordingReader::readLinkState(const RecordingLine &line)
+{
+    const QString state = line.text("state");
+    m_isLinkLost = state == host::linkStateName(host::LinkState::Lost);
+    if (m_isLinkLost && m_isLinkUp) {
+        addStep(RecordedStep::Kind::Closed, line, line.milliseconds("atMs"));
+        m_recording.steps.last().reason = line.text("reason", {});
+        m_isLinkUp = false;
+    }
 }
 
 void RecordingReader::readBytesOut(const RecordingLine &line)
@@ -313,9 +335,9 @@ void RecordingReader::breakOff(const RecordingLine &line)
 {
     m_isBrokenOff = true;
     addInterruption(line.milliseconds("atMs"));
-    // A link that the run itself closes in the end was not closed by its device.
+    // A link that the run itself closes in the end was not closed by its device, and is not lost.
     const auto last = static_cast<int>(m_recording.steps.size()) - 1;
-    if (last > 0 && m_recording.steps.at(last - 1).kind == RecordedStep::Kind::Closed) {
+    if (!m_isLinkLost && last > 0 && m_recording.steps.at(last - 1).kind == RecordedStep::Kind::Closed) {
         std::swap(m_recording.steps[last - 1], m_recording.steps[last]);
     }
 }
@@ -333,6 +355,7 @@ void RecordingReader::appendStep(RecordedStep::Kind kind, const QString &device,
     step.device = device;
     step.writesBefore = anchor.writes;
     step.endsBefore = anchor.ends;
+    step.reopeningsBefore = anchor.reopenings;
     step.delayMs = std::max(0.0, atMs - anchor.atMs);
     m_recording.steps.append(step);
 }

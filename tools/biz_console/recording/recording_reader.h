@@ -30,6 +30,7 @@ private:
     {
         int writes = 0;
         int ends = 0;
+        int reopenings = 0;
         double atMs = 0.0;
     };
 
@@ -44,6 +45,8 @@ private:
     void readRefused(const RecordingLine &line);
     void readProblem(const RecordingLine &line);
     void readLink(const RecordingLine &line);
+    void readLinkOpening(const RecordingLine &line);
+    void readLinkState(const RecordingLine &line);
     void breakOff(const RecordingLine &line);
     void cutOff(int lastLine);
     void readBytesOut(const RecordingLine &line);
@@ -69,6 +72,8 @@ private:
     double m_beginMs = 0.0; ///< what steps follow that nothing precedes
     bool m_isOpened = false;
     bool m_hasSent = false;
+    bool m_isLinkUp = false;    ///< a step has opened it
+    bool m_isLinkLost = false;  ///< as the host has told
     bool m_isBrokenOff = false; ///< a step ends the run before all commands have ended by themselves
     bool m_hasSummary = false;
 };

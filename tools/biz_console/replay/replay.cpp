@@ -79,9 +79,10 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
     }
     auto link = std::make_unique<ReplayLink>(recording);
     ReplayLink *device = link.get(); // lives as long as the run
-    auto side =
-        std::make_unique<DeviceSide>(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), RunPlan());
-    SessionRun run(std::move(side), RunPlan(), notes.problems);
+    RunPlan plan;
+    plan.reconnects = recording.reconnects;
+    auto side = std::make_unique<DeviceSide>(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), plan);
+    SessionRun run(std::move(side), plan, notes.problems);
     QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
     run.setIsMoreToCome([device] { return device->isMoreToCome(); });
     hearAndShow(run, notes, show, [device](const host::Event &event) {

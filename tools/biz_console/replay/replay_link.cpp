@@ -1,5 +1,7 @@
 #include <biz_console/replay/replay_link.h>
 
+#include <utility>
+
 namespace biz::console {
 
 ReplayLink::ReplayLink(const Recording &recording)
@@ -8,6 +10,15 @@ ReplayLink::ReplayLink(const Recording &recording)
 {
     for (const RecordedStep &step : recording.steps) {
         m_script.append(step);
+    }
+}
+
+void ReplayLink::open()
+{
+    if (std::exchange(m_wasOpened, true)) {
+        m_script.noteReopening();
+    } else {
+        m_script.start();
     }
 }
 

@@ -16,7 +16,7 @@ class ReplayLink : public host::DeviceLink
 public:
     explicit ReplayLink(const Recording &recording);
 
-    void open() override { m_script.start(); }
+    void open() override;
     void close() override { m_isOpen = false; }
     bool isOpen() const override { return m_isOpen; }
     bool write(const QByteArray &bytes) override;
@@ -42,6 +42,7 @@ private:
     QString m_name;
     ReplayScript m_script;
     bool m_isOpen = false;
+    bool m_wasOpened = false;
 };
 
 } // namespace biz::console

@@ -18,20 +18,28 @@ ReplayScript::ReplayScript(std::function<void(const RecordedStep &)> play)
 void ReplayScript::start()
 {
     m_clock.start();
-    m_writesAtMs.push_back(0.0);
-    m_endsAtMs.push_back(0.0);
+    m_writesAtMs = m_endsAtMs = m_reopeningsAtMs = {0.0};
     schedule();
 }
 
 void ReplayScript::noteWrite()
 {
-    m_writesAtMs.push_back(tools::elapsedMs(m_clock));
-    schedule();
+    note(m_writesAtMs);
 }
 
 void ReplayScript::noteEnd()
 {
-    m_endsAtMs.push_back(tools::elapsedMs(m_clock));
+    note(m_endsAtMs);
+}
+
+void ReplayScript::noteReopening()
+{
+    note(m_reopeningsAtMs);
+}
+
+void ReplayScript::note(Moments &moments)
+{
+    moments.push_back(tools::elapsedMs(m_clock));
     schedule();
 }
 
@@ -49,8 +57,10 @@ void ReplayScript::schedule()
     const RecordedStep &step = m_steps[m_next];
     const auto writes = static_cast<std::size_t>(step.writesBefore);
     const auto ends = static_cast<std::size_t>(step.endsBefore);
-    if (writes < m_writesAtMs.size() && ends < m_endsAtMs.size()) {
-        const double dueMs = std::max(m_writesAtMs[writes], m_endsAtMs[ends]) + step.delayMs;
+    const auto reopenings = static_cast<std::size_t>(step.reopeningsBefore);
+    if (writes < m_writesAtMs.size() && ends < m_endsAtMs.size() && reopenings < m_reopeningsAtMs.size()) {
+        const double lastMs = std::max({m_writesAtMs[writes], m_endsAtMs[ends], m_reopeningsAtMs[reopenings]});
+        const double dueMs = lastMs + step.delayMs;
         m_timer.start(std::max(0, static_cast<int>(std::lround(dueMs - tools::elapsedMs(m_clock)))));
     }
 }

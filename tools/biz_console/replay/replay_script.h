@@ -13,8 +13,8 @@
 namespace biz::console {
 
 /**
- * Plays the steps of one device in their order: each when as many writes and ends of commands
- * have happened as before it in the recording, and so long after the later of them. The library
+ * Plays the steps of one device in their order: each when as many writes, ends of commands and openings
+ * of the link have happened as before it in the recording, and so long after the last of them. The library
  * is never the same to the millisecond; what a reply followed stays the same nevertheless.
  */
 class ReplayScript : public QObject
@@ -32,6 +32,9 @@ public:
     void noteWrite();
     void noteEnd();
 
+    /** The host opens the link once more. */
+    void noteReopening();
+
     /** Whether the next write came before the next step. */
     bool isWriteDue() const;
 
@@ -39,6 +42,9 @@ public:
     bool isOver() const { return m_next == m_steps.size(); }
 
 private:
+    using Moments = std::vector<double>; ///< when the n-th happened, from 1 on; the first is the start
+
+    void note(Moments &moments);
     void schedule();
     void playNext();
 
@@ -46,8 +52,9 @@ private:
     std::vector<RecordedStep> m_steps;
     std::size_t m_next = 0;
     QElapsedTimer m_clock;
-    std::vector<double> m_writesAtMs; ///< when the n-th happened, from 1 on; the first is the start
-    std::vector<double> m_endsAtMs;
+    Moments m_writesAtMs;
+    Moments m_endsAtMs;
+    Moments m_reopeningsAtMs;
     QTimer m_timer;
 };
 

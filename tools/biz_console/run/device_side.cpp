@@ -34,6 +34,7 @@ RunFacts DeviceSide::facts() const
     facts.start.target = m_linkName;
     facts.start.deviceType = m_session.deviceType;
     facts.start.isPipelined = m_session.isPipelined;
+    facts.start.reconnects = m_reconnects;
     facts.opens = m_linkName;
     facts.names = commandNamesOf(m_session.commands);
     facts.repeats = repeatsOf(m_session.commands);

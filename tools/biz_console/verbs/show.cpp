@@ -33,6 +33,7 @@ QStringList knownEvents()
 {
     return host::outcomeNames() + expectableNames() +
            QStringList{QLatin1String(recorded::head),
+                       QLatin1String(recorded::linkOpening),
                        QLatin1String(recorded::linkOpened),
                        QLatin1String(recorded::linkClosed),
                        QLatin1String(recorded::bytesOut),

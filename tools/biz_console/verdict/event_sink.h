@@ -22,6 +22,7 @@ struct RunStart
     QString target;           ///< "tcp://127.0.0.1:15700"; of the OSD channel "127.0.0.1, UDP port 15701"
     int deviceType = -1;      ///< of the device channel
     bool isPipelined = false; ///< of the device channel
+    bool reconnects = false;  ///< a lost link does not end it
     QDateTime utc;            ///< the report fills it in
 };
 

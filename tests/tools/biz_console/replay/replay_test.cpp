@@ -187,6 +187,47 @@ TEST_F(ConsoleRecord, ALinkThatBrokeBreaksAgain)
     expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
 }
 
+TEST_F(ConsoleRecord, AnOutageThatARunOutlastedComesAgain)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+        if (self.commands() == 2) {
+            self.closeLink();
+        } else {
+            self.send(command);
+        }
+    });
+    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes + "," + giveBytes) +
+                           QStringList{"--reconnect"});
+    EXPECT_EQ(console.exitStatus(), 1);
+    ASSERT_TRUE(console.output().contains("  link up: after an outage of")) << qPrintable(console.output());
+    expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AnOutageInWhichTheUserEndedTheRunComesAgain)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata & /*command*/) { self.closeLink(); });
+    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes) + QStringList{"--reconnect"});
+    ASSERT_TRUE(console.waitForOutput("  link lost: "));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 1);
+    expectReplayed(file("rec.jsonl"), "2 commands went as recorded\n");
+}
+
+/** As in a run whose device took nothing any more, so that the host closed the link itself. */
+TEST_F(ConsoleRecord, ALinkThatTheHostClosedIsClosedInTheReplay)
+{
+    FakeDevice device([](FakeDevice &self, const model_Protocoldata & /*command*/) { self.closeLink(); });
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 3);
+    QByteArray altered;
+    for (const QByteArray &line : contentOf(file("rec.jsonl")).split('\n')) {
+        if (!line.contains(R"("event":"linkClosed")")) {
+            altered += line + '\n';
+        }
+    }
+    expectReplayed(write("altered.jsonl", altered.trimmed()), "1 command went as recorded\n");
+}
+
 TEST_F(ConsoleRecord, ADeviceThatCouldNotBeReachedCannotBeReachedAgain)
 {
     FakeDevice device(FakeDevice::echo);
