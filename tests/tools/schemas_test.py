@@ -9,6 +9,7 @@ which means "skipped", where python3-jsonschema is missing.
 """
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -99,10 +100,9 @@ def check_what_is_refused(folder):
 
 def check_faults():
     """A fault that the simulator knows and the schema does not would be refused in silence."""
-    names = set()
-    for line in (tree / "testkit/src/faults/fault_kind.cpp").read_text().splitlines():
-        if "NamedFault{" in line and '"' in line:
-            names.add(line.split('"')[1])
+    header = (tree / "testkit/include/testkit/fault_kind.h").read_text()
+    enumerators = re.search(r"enum class FaultKind \{(.*?)\};", header, re.DOTALL).group(1)
+    names = {name[0].lower() + name[1:] for name in re.findall(r"^\s*([A-Z]\w+),", enumerators, re.MULTILINE)}
     text = json.loads((tree / "tools/schemas/fault_script.schema.json").read_text())
     listed = set(text["properties"]["faults"]["items"]["properties"]["fault"]["enum"])
     if names != listed:
