@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include <QtCore/QByteArrayList>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
@@ -14,6 +15,51 @@ namespace {
 /** As much of a value as a message shows. */
 constexpr int shownCharacters = 40;
 
+/** The keys of the outermost object as they stand there, with their quotes; the text is good JSON. */
+QByteArrayList writtenKeys(const QByteArray &json)
+{
+    QByteArrayList keys;
+    int depth = 0;
+    int textBegin = 0;
+    bool isInText = false;
+    QByteArray lastText;
+    for (int i = 0; i < json.size(); ++i) {
+        const char letter = json.at(i);
+        if (isInText) {
+            if (letter == '\\') {
+                ++i; // what is escaped ends no text
+            } else if (letter == '"') {
+                isInText = false;
+                lastText = json.mid(textBegin, i + 1 - textBegin);
+            }
+        } else if (letter == '"') {
+            isInText = true;
+            textBegin = i;
+        } else if (letter == '{' || letter == '[') {
+            ++depth;
+        } else if (letter == '}' || letter == ']') {
+            --depth;
+        } else if (letter == ':' && depth == 1) {
+            keys.append(lastText);
+        }
+    }
+    return keys;
+}
+
+/** Empty when each stands once: the parser takes the last of those that stand twice, without a word. */
+QString repeatedKey(const QByteArrayList &written)
+{
+    QStringList keys;
+    for (const QByteArray &one : written) {
+        const QString key = QJsonDocument::fromJson('[' + one + ']').array().at(0).toString();
+        if (keys.contains(key)) {
+            return key;
+        }
+        keys.append(key);
+    }
+    return {};
+}
+
 } // namespace
 
 JsonFields::JsonFields(const QByteArray &json)
@@ -21,11 +67,15 @@ JsonFields::JsonFields(const QByteArray &json)
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError) {
-        fail(QStringLiteral("a JSON object expected, but at byte %1: %2").arg(error.offset).arg(error.errorString()));
+        fail(QStringLiteral("a JSON object expected, but at byte %1 the line is none").arg(error.offset));
     } else if (!document.isObject()) {
         fail(QStringLiteral("a JSON object expected, not an array"));
     }
     m_object = document.object();
+    const QByteArrayList keys = isGood() ? writtenKeys(json) : QByteArrayList();
+    if (keys.size() > m_object.size()) {
+        fail(QStringLiteral("%1: the key stands twice").arg(repeatedKey(keys).left(shownCharacters)));
+    }
 }
 
 void JsonFields::allowOnly(const QStringList &names)

@@ -83,6 +83,13 @@ TEST(RequestTest, WhatIsNoJsonObjectIsRefusedWithTheByte)
     EXPECT_FALSE(device("{\"do\":\"stop\"} x").problem.isEmpty());
 }
 
+TEST(RequestTest, AKeyThatStandsTwiceIsRefused)
+{
+    EXPECT_EQ(device(R"({"do":"cancel","id":"a","id":"b"})").problem, QStringLiteral("id: the key stands twice"));
+    EXPECT_EQ(device(R"({"do":"cancel","id":"a","i\u0064":"b"})").problem, QStringLiteral("id: the key stands twice"));
+    EXPECT_EQ(device(R"({"do":"cancel","id":"a\":{\"id\":"})").problem, QString());
+}
+
 TEST(RequestTest, AProblemSaysWhatWasExpected)
 {
     EXPECT_EQ(device(R"({"do":"fly"})").problem,
