@@ -5,6 +5,7 @@
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/report/history_files.h>
+#include <common/shown_text.h>
 #include <history/findings.h>
 #include <report/report_page.h>
 
@@ -25,10 +26,10 @@ void print(QTextStream &out, const std::vector<history::Finding> &findings, cons
 {
     for (const history::Finding &finding : findings) {
         if (!finding.sentence.isEmpty()) {
-            out << finding.headline << ": " << finding.sentence << '\n';
+            out << tools::shownText(finding.headline + QStringLiteral(": ") + finding.sentence) << '\n';
         }
     }
-    out << path << '\n';
+    out << tools::shownText(path) << '\n';
 }
 
 } // namespace

@@ -45,6 +45,13 @@ TEST_F(ConsoleReport, PrintsTheVerdictThatStandsOnThePage)
     EXPECT_TRUE(page().contains("A2 at tcp://10.0.0.1:15700 never replied"));
 }
 
+TEST_F(ConsoleReport, TextsOfALogAreShownEscaped)
+{
+    const QString printed = report({write("log.jsonl", start().replace("10.0.0.1", "\\u001b[31m") + gaveUp())});
+    EXPECT_FALSE(printed.contains(QChar(0x1b))) << printed.toStdString();
+    EXPECT_TRUE(printed.contains("never replied")) << printed.toStdString();
+}
+
 TEST_F(ConsoleReport, MixesEventLogsRecordingsAndErrorLogs)
 {
     report({write("20240506.log", "[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00 81 00>0000\n"),
