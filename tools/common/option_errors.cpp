@@ -8,11 +8,12 @@ namespace biz::tools {
 
 namespace {
 
-/** The long names of the options; the parser lists them in its help only. */
-QStringList optionNames(const QCommandLineParser &parser)
+/** The long names of the options, or of those that take a value; the parser lists them in its help only. */
+QStringList optionNames(const QCommandLineParser &parser, bool takingValues = false)
 {
-    static const QRegularExpression form(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)"),
-                                         QRegularExpression::MultilineOption);
+    const QRegularExpression form(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)") +
+                                      (takingValues ? QStringLiteral(" <") : QString()),
+                                  QRegularExpression::MultilineOption);
     QStringList names;
     QRegularExpressionMatchIterator matches = form.globalMatch(parser.helpText());
     while (matches.hasNext()) {
@@ -37,12 +38,25 @@ QString wrongArgument(const QCommandLineParser &parser, const QStringList &argum
     return QString(name.size() == 1 ? 1 : 2, QLatin1Char('-')) + name;
 }
 
+/** A value where none belongs, or none where one does, which can be behind the last argument only. */
+QString valueError(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    const QStringList takingValues = optionNames(parser, true);
+    for (const QString &argument : arguments) {
+        const QString name = argument.section(QLatin1Char('='), 0, 0);
+        if (name != argument && name.startsWith(QLatin1String("--")) && !takingValues.contains(name)) {
+            return name + QStringLiteral(": no value expected");
+        }
+    }
+    return arguments.value(arguments.size() - 1) + QStringLiteral(": a value expected");
+}
+
 } // namespace
 
 QString optionError(const QCommandLineParser &parser, const QStringList &arguments)
 {
     if (parser.unknownOptionNames().isEmpty()) {
-        return parser.errorText();
+        return valueError(parser, arguments);
     }
     const QString wrong = wrongArgument(parser, arguments);
     const bool isShort = !wrong.startsWith(QLatin1String("--"));

@@ -376,7 +376,7 @@ CommandLine readCommandLine(const QStringList &arguments)
     CommandLine line;
     if (!parser.parse(arguments)) {
         throw tools::UsageError(tools::optionError(parser, arguments.mid(1)) +
-                                QStringLiteral("; expected the options that --help lists"));
+                                QStringLiteral(" (expected: the options that --help lists)"));
     }
     if (parser.isSet(help)) {
         line.text = parser.helpText();

@@ -223,6 +223,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "serial:///dev/NAME[?baud=115200&parity=none&data=8&stop=1&flow=none]"},
         BadUsage{{"run", "a", "--device", "tcp://h", "--repeat", "-1"},
                  "--repeat: a number from 0 to 1000000 expected, not '-1'"},
+        BadUsage{{"run", "a", "--device"}, "--device: a value expected"},
+        BadUsage{{"run", "--quiet=1", "a", "--watch"}, "--quiet: no value expected"},
         BadUsage{{"osd", "a", "--rate", "0"}, "--rate: a number from 0.001 to 100000 expected, not '0'"},
         BadUsage{{"osd", "a", "--rate", "nan"}, "--rate: a number from 0.001 to 100000 expected, not 'nan'"},
         BadUsage{{"send"}, "--device is missing, such as --device tcp://127.0.0.1:15700"},
