@@ -174,7 +174,7 @@ private:
             value->kind = JsonValue::Kind::Null;
         } else if (isNumber(word)) {
             value->kind = JsonValue::Kind::Number;
-            value->number = word.toDouble();
+            value->number = doubleOf(word);
         } else {
             failAtWord(start, word);
         }
@@ -196,6 +196,9 @@ private:
         return isDigit(character) || (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
                character == '+' || character == '-' || character == '.' || character == '_';
     }
+
+    /** Infinite where a double is too small for the number; of a QByteArray Qt 6 makes zero then. */
+    static double doubleOf(const QByteArray &word) { return QString::fromLatin1(word).toDouble(); }
 
     /** JSON's numbers have no leading zero, and digits on both sides of a point. */
     static bool isNumber(const QByteArray &word)
@@ -220,7 +223,7 @@ private:
             at += at < word.size() && (word.at(at) == '+' || word.at(at) == '-') ? 1 : 0;
             good = skipDigits() > 0 && good;
         }
-        return good && at == word.size() && std::isfinite(word.toDouble());
+        return good && at == word.size() && std::isfinite(doubleOf(word));
     }
 
     QString text()
