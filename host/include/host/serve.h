@@ -17,8 +17,9 @@ class OsdHost;
  *  2. `return biz::host::serve(host);`
  *
  * It starts the host and runs an event loop of its own. It returns when the client asks for it, when the input
- * ends, when nobody can read the output any more, or on QCoreApplication::quit(); at most a second after that,
- * with the host stopped. What it returns is for main(): 0, or 1 when the host could not be started.
+ * ends, when nobody can read the output any more, or on QCoreApplication::exit(); at most a second after that,
+ * with the host stopped. What it returns is for main(): 0, or 1 when the host could not be started. Qt 6's quit() ends
+ * QCoreApplication::exec() alone, and does nothing here.
  *
  * ## Promises
  *  - Each command that is not refused has exactly one end on the output, which bears its id.

@@ -207,7 +207,7 @@ void Session::stop()
     waitUntil(deadline, [this] { return m_output.hasLeft(); });
 }
 
-/** Also after QCoreApplication::quit(), which lets no event loop run any more. */
+/** Also after QCoreApplication::exit(), which lets no event loop run any more. */
 template<typename Condition>
 void Session::waitUntil(TimePoint deadline, Condition isDone)
 {

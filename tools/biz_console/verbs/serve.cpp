@@ -105,7 +105,7 @@ int serve(Host &host, const QCommandLineParser &parser)
     obeyTraceOption(parser);
     const tools::StopSignals signalsToStop;
     QObject::connect(&signalsToStop, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
-                     &QCoreApplication::quit);
+                     [] { QCoreApplication::exit(); });
     return host::serve(host) == 0 ? AsExpected : LinkFailed;
 }
 
