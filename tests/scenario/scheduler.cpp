@@ -11,7 +11,9 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 namespace biz::scenario {
 
@@ -400,19 +402,25 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec * /*remaining*/)
     return 0;
 }
 
-BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
+BIZ_INTERPOSED int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
-    std::chrono::nanoseconds now{};
-    if (Scheduler::isTask()) {
-        now = Scheduler::instance()->wallClock();
-    } else {
-        timespec real{};
-        clock_gettime(CLOCK_REALTIME, &real);
-        now = std::chrono::seconds(real.tv_sec) + std::chrono::nanoseconds(real.tv_nsec);
+    if (clock != CLOCK_REALTIME || !Scheduler::isTask()) {
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
     }
+    const std::chrono::nanoseconds now = Scheduler::instance()->wallClock();
     const auto wholeSeconds = std::chrono::floor<std::chrono::seconds>(now);
     time->tv_sec = wholeSeconds.count();
-    time->tv_usec = std::chrono::duration_cast<std::chrono::microseconds>(now - wholeSeconds).count();
+    time->tv_nsec = (now - wholeSeconds).count();
+    return 0;
+}
+
+BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    time->tv_sec = now.tv_sec;
+    time->tv_usec =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::nanoseconds(now.tv_nsec)).count();
     return 0;
 }
 

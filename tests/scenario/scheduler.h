@@ -16,8 +16,8 @@
  * Runs a whole system deterministically: one thread at a time, in virtual time, all
  * choices by one chooser.
  *
- * The program that links this file brings its own nanosleep, gettimeofday, pthread_create,
- * pthread_mutex_lock and pthread_mutex_unlock. Threads that are made inside run() are
+ * The program that links this file brings its own nanosleep, gettimeofday, clock_gettime,
+ * pthread_create, pthread_mutex_lock and pthread_mutex_unlock. Threads that are made inside run() are
  * tasks. A task goes on until it sleeps, starts a task, or locks or unlocks a watched
  * mutex, or passes a point of the host's own; there the chooser says who goes on among all
  * tasks that could run now. Virtual time moves only when every task sleeps. So whatever

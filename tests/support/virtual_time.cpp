@@ -617,20 +617,25 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec *remaining)
     return static_cast<int>(syscall(SYS_nanosleep, &real, remaining));
 }
 
-BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
+BIZ_INTERPOSED int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
     using namespace biz::test;
-    nanoseconds now{};
-    if (isOn && (isFollowed() || isTestThread)) {
-        now = readWallClock();
-    } else {
-        timespec real{};
-        clock_gettime(CLOCK_REALTIME, &real);
-        now = seconds(real.tv_sec) + nanoseconds(real.tv_nsec);
+    if (clock != CLOCK_REALTIME || !isOn || !(isFollowed() || isTestThread)) {
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
     }
+    const nanoseconds now = readWallClock();
     const auto wholeSeconds = std::chrono::floor<seconds>(now);
     time->tv_sec = wholeSeconds.count();
-    time->tv_usec = std::chrono::duration_cast<std::chrono::microseconds>(now - wholeSeconds).count();
+    time->tv_nsec = (now - wholeSeconds).count();
+    return 0;
+}
+
+BIZ_INTERPOSED int gettimeofday(timeval *time, void * /*zone*/) noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    time->tv_sec = now.tv_sec;
+    time->tv_usec = std::chrono::duration_cast<std::chrono::microseconds>(biz::test::nanoseconds(now.tv_nsec)).count();
     return 0;
 }
 

@@ -10,10 +10,10 @@
 
 /**
  * Virtual time for the shipped library: a test program that links this file defines
- * nanosleep, gettimeofday and pthread_create itself. The library's sleeps, Qt's clock and
- * the threads that the library starts then obey the test.
+ * nanosleep, gettimeofday, clock_gettime and pthread_create itself. The library's sleeps, Qt's
+ * clock, whichever of the two it reads, and the threads that the library starts then obey the test.
  *
- * While no VirtualTime object exists, all three calls go to the system. There may be one
+ * While no VirtualTime object exists, all these calls go to the system. There may be one
  * object at a time; the thread that makes it is the test thread.
  *
  *     VirtualTime time;

@@ -64,6 +64,14 @@ TEST(VirtualTime, QtsClockShowsTheVirtualWallClock)
     EXPECT_EQ(time.now(), milliseconds(1483));
 }
 
+TEST(VirtualTime, TheStandardLibrarysClockShowsTheVirtualWallClock)
+{
+    VirtualTime time;
+    const QDateTime moment(QDate(2024, 5, 6), QTime(14, 3, 22, 517));
+    time.setWallClock(moment);
+    EXPECT_EQ(std::chrono::system_clock::now().time_since_epoch(), milliseconds(moment.toMSecsSinceEpoch()));
+}
+
 TEST(VirtualTime, PreparedReadingsComeFirst)
 {
     VirtualTime time;
