@@ -1,5 +1,5 @@
-# Compares what a library exports with a checked-in list.
-#   cmake -DNM=nm -DLIBRARY=libX.so -DLIST=list.txt -DINTERNAL=regex [-DIGNORED=regex] [-DWRITE=ON] -P this_file
+# Compares what a library exports with a checked-in list. The list has the names of Qt 5; with Qt 6 a QVector is a QList.
+#   cmake -DNM=nm -DLIBRARY=libX.so -DLIST=list.txt -DQT=5 -DINTERNAL=regex [-DIGNORED=regex] [-DWRITE=ON] -P this_file
 # What matches INTERNAL must not be exported at all; what matches IGNORED is no part of the interface.
 # Weak symbols are the compiler's: inline code and templates, which differ between compilers
 # and levels of optimisation. Of these only the classes' own tables and types are listed.
@@ -38,7 +38,9 @@ endif()
 list(SORT exported)
 list(REMOVE_DUPLICATES exported)
 
-if(WRITE)
+if(WRITE AND QT EQUAL 6)
+    message(FATAL_ERROR "The list is written by a build with Qt 5.")
+elseif(WRITE)
     string(REPLACE ";" "\n" text "${exported}")
     get_filename_component(library ${LIBRARY} NAME_WE)
     file(WRITE ${LIST} "# What ${library}.so exports. Write it anew, then read the difference:\n"
@@ -49,6 +51,9 @@ endif()
 
 file(STRINGS ${LIST} listed)
 list(FILTER listed EXCLUDE REGEX "^#")
+if(QT EQUAL 6)
+    list(TRANSFORM listed REPLACE "QVector<" "QList<")
+endif()
 set(missing ${listed})
 set(added ${exported})
 list(REMOVE_ITEM missing ${exported})

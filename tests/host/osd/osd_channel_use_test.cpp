@@ -37,7 +37,7 @@ TEST_F(OsdChannelUse, OneCommandOfEachDeviceIsInTheChannelAtMost)
         enqueue(one);
     }
     const Lock lock(biz_Osd_CMDSWork::HexCmdlock);
-    const int slot = biz_Osd_CMDSWork::m_qsIp.indexOf(one.ip);
+    const auto slot = biz_Osd_CMDSWork::m_qsIp.indexOf(one.ip);
     ASSERT_GE(slot, 0);
     EXPECT_TRUE(biz_Osd_CMDSWork::queueHexCmd.at(slot).empty());
 }

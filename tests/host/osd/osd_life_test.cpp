@@ -16,7 +16,8 @@ class OsdLife : public OsdHostFixture
 
 int threadsOfThisProcess()
 {
-    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+    const QDir threads(QStringLiteral("/proc/self/task"));
+    return static_cast<int>(threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
 }
 
 } // namespace

@@ -69,7 +69,7 @@ TEST(WireFormat, TheDocumentedCheckValueIsTheOneOfTheCrc)
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     const quint16 check = qChecksum("123456789", 9, Qt::ChecksumIso3309);
 #else
-    const quint16 check = qChecksum("123456789", Qt::ChecksumIso3309);
+    const quint16 check = qChecksum(QByteArrayView("123456789"), Qt::ChecksumIso3309);
 #endif
     const QByteArray crc = QByteArray::number(check, 16).toUpper();
 

@@ -168,18 +168,19 @@ public:
     void run(int commands, double perSecond)
     {
         const int before = m_given;
+        const auto givenPerSecond = perSecond * static_cast<double>(m_names.size());
         QElapsedTimer since;
         since.start();
         QTimer tick;
         tick.setTimerType(Qt::PreciseTimer);
         QObject::connect(&tick, &QTimer::timeout, &m_fleet, [&] {
-            const double due = static_cast<double>(since.elapsed()) / 1000.0 * perSecond * m_names.size();
+            const double due = static_cast<double>(since.elapsed()) / 1000.0 * givenPerSecond;
             while (m_given - before < std::min(static_cast<int>(due), commands)) {
                 give(m_names.at(m_given % m_names.size()));
             }
         });
         tick.start(tickMs);
-        const double expectedMs = commands * 1000.0 / (perSecond * m_names.size());
+        const double expectedMs = commands * 1000.0 / givenPerSecond;
         waitUntil([&] { return m_given - before == commands; }, patienceMs + static_cast<int>(expectedMs));
         tick.stop();
         waitUntil([this] { return m_ended.size() == m_commands.size(); });

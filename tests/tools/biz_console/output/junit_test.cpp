@@ -27,7 +27,7 @@ protected:
             if (xml.readNext() == QXmlStreamReader::StartElement) {
                 const QXmlStreamAttributes attributes = xml.attributes();
                 const QString what = (attributes.value("name").toString() + attributes.value("message").toString());
-                elements.append(xml.name() + " " + what);
+                elements.append(xml.name().toString() + " " + what);
             }
         }
         EXPECT_FALSE(xml.hasError()) << qPrintable(xml.errorString());
