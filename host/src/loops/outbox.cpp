@@ -44,6 +44,7 @@ void Outbox::customEvent(QEvent *event)
 {
     if (event->type() == releaseEvent) {
         m_isHeld = false;
+        disconnect(m_wakingWhileHeld);
     } else {
         m_isAwake = false;
     }
@@ -109,7 +110,11 @@ void Outbox::emitBeforeOthers(const Emission &emission)
     disconnect(beforeTurn);
 }
 
-/** Whether the next thing is an end whose own callback hears of it first: by an event before ours. */
+/**
+ * Whether the next thing is an end whose own callback hears of it first: by an event before ours. A callback that runs
+ * an event loop of its own gets ours there, too: GLib's loops look at what was posted before they began only when
+ * they are woken.
+ */
 bool Outbox::holdForCallback()
 {
     const std::shared_ptr<PendingEnds> ends = m_entries.front().ends;
@@ -117,6 +122,9 @@ bool Outbox::holdForCallback()
         return false;
     }
     m_isHeld = true;
+    auto *const dispatcher = QAbstractEventDispatcher::instance();
+    m_wakingWhileHeld =
+        connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [dispatcher] { dispatcher->wakeUp(); });
     QCoreApplication::postEvent(this, new QEvent(releaseEvent));
     return true;
 }

@@ -83,7 +83,8 @@ private:
     Emission takeNext();
 
     std::deque<Entry> m_entries;
-    bool m_isAwake = false;   ///< an event is under way
+    bool m_isAwake = false; ///< an event is under way
+    QMetaObject::Connection m_wakingWhileHeld;
     bool m_isHeld = false;    ///< until an event that is behind the callback's, which hears of an end first
     bool m_emitsSoon = false; ///< the event that is being handled emits at its end
 };

@@ -1,6 +1,8 @@
 #include <atomic>
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QThread>
+#include <QtCore/QTimer>
 
 #include "device_host_fixture.h"
 #include <host/support/thread_sanitizer.h>
@@ -63,6 +65,30 @@ TEST_F(DeviceHostCallbacks, TheCallbackHearsOfTheEndBeforeEverybodyElse)
     ASSERT_EQ(called(), std::vector<Ticket>{ticket});
     EXPECT_EQ(calls.front().second.outcome, Outcome::Answered);
     EXPECT_EQ(calls.front().second.reason, seen.endOf(ticket).reason);
+}
+
+/** Of a host that does not run, so that no loop's report wakes the event loop. */
+TEST_F(DeviceHostCallbacks, AnEventLoopInACallbackTellsWhatElseHasEnded)
+{
+    QEventLoop loop;
+    const Ticket first =
+        host->enqueue(command(longWaitMs), {}, context.get(), [&](Ticket, const CommandResult &) { loop.exec(); });
+    const Ticket second = enqueue();
+    note(first);
+    QObject::connect(host.get(), &DeviceHost::ended, &loop, [&](Ticket ticket) {
+        if (ticket == second) {
+            loop.quit();
+        }
+    });
+    host->clear();
+    bool isLate = false;
+    constexpr int patienceOfLoopMs = 2000;
+    QTimer::singleShot(patienceOfLoopMs, &loop, [&] {
+        isLate = true;
+        loop.quit();
+    });
+    ASSERT_TRUE(waitForEnd(second));
+    EXPECT_FALSE(isLate);
 }
 
 TEST_F(DeviceHostCallbacks, ManyThatEndTogetherAreEachHeardOnceAndInOrder)
