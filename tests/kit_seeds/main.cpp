@@ -13,8 +13,9 @@
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
 
-#include <kit_seeds/device_world.h>
-#include <kit_seeds/osd_world.h>
+#include <kit_seeds/model/journal.h>
+#include <kit_seeds/worlds/device_world.h>
+#include <kit_seeds/worlds/osd_world.h>
 
 // Kit, library and simulated devices in virtual time, with an application that does whatever it may. Each seed
 // runs in a process of its own, so that it runs alone as among others.
@@ -24,7 +25,6 @@ namespace {
 using namespace biz;
 using namespace biz::kit_seeds;
 using namespace std::chrono_literals;
-using std::chrono::milliseconds;
 
 /** However much went wrong, this is enough for every command to end. */
 constexpr milliseconds calmTime = 10min;
@@ -62,9 +62,9 @@ void note(Report &report, const std::vector<std::unique_ptr<World>> &worlds, con
     report.writes = 0;
     std::string violation = more;
     for (const auto &world : worlds) {
-        report.commands += world->ledger().commands();
-        report.writes += world->ledger().writes();
-        violation = violation.empty() ? world->ledger().violation() : violation;
+        report.commands += world->commands();
+        report.writes += world->writes();
+        violation = violation.empty() ? world->violation().text() : violation;
     }
     std::snprintf(report.violation, sizeof report.violation, "%s", violation.c_str());
 }
@@ -74,26 +74,36 @@ bool areQuiet(const std::vector<std::unique_ptr<World>> &worlds)
     return std::all_of(worlds.begin(), worlds.end(), [](const auto &world) { return world->isQuiet(); });
 }
 
+void checkAll(const std::vector<std::unique_ptr<World>> &worlds)
+{
+    for (const auto &world : worlds) {
+        world->check();
+    }
+}
+
 void runSteps(Dice &dice, testkit::TestClock &clock, std::vector<std::unique_ptr<World>> &worlds, int steps,
               Report &report)
 {
     for (int step = 0; step < steps && report.violation[0] == '\0'; ++step) {
         World &world = *worlds[static_cast<std::size_t>(dice.below(static_cast<int>(worlds.size())))];
-        world.act();
-        world.check();
+        world.step();
+        checkAll(worlds);
         if (dice.chance(60)) {
             clock.advance(milliseconds(dice.chance(5) ? dice.between(100, 4000) : dice.between(0, 100)));
-            world.check();
+            checkAll(worlds);
         }
         note(report, worlds);
     }
 }
 
-Report runSeed(quint64 seed, int steps)
+Report runSeed(quint64 seed, int steps, bool isTold)
 {
     Report report;
     Dice dice(seed);
     testkit::TestClock clock(seed);
+    if (isTold) {
+        journal.begin();
+    }
     auto worlds = worldsOf(seed, dice, clock);
     runSteps(dice, clock, worlds, steps, report);
     for (const auto &world : worlds) {
@@ -111,7 +121,7 @@ Report runSeed(quint64 seed, int steps)
 }
 
 /** Runs the seed in a process of its own; the pipe brings its report, or nothing when it crashed. */
-Report runInOwnProcess(quint64 seed, int steps)
+Report runInOwnProcess(quint64 seed, int steps, bool isTold)
 {
     int ends[2];
     Report report;
@@ -122,7 +132,8 @@ Report runInOwnProcess(quint64 seed, int steps)
     std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child == 0) {
-        const Report own = runSeed(seed, steps);
+        const Report own = runSeed(seed, steps, isTold);
+        std::fflush(nullptr);
         std::_Exit(::write(ends[1], &own, sizeof own) == static_cast<ssize_t>(sizeof own) ? 0 : 1);
     }
     ::close(ends[1]);
@@ -135,7 +146,7 @@ Report runInOwnProcess(quint64 seed, int steps)
     return report;
 }
 
-struct Totals
+struct Sums
 {
     unsigned long long commands = 0;
     unsigned long long writes = 0;
@@ -143,13 +154,13 @@ struct Totals
     unsigned long long failed = 0;
 };
 
-void add(Totals &totals, quint64 seed, int steps, const Report &report)
+void add(Sums &sums, quint64 seed, int steps, const Report &report)
 {
-    totals.commands += report.commands;
-    totals.writes += report.writes;
-    totals.virtualMs += report.virtualMs;
+    sums.commands += report.commands;
+    sums.writes += report.writes;
+    sums.virtualMs += report.virtualMs;
     if (report.violation[0] != '\0') {
-        ++totals.failed;
+        ++sums.failed;
         std::printf("FAILED seed %llu: %s\n  repeat with: --seed %llu --steps %d\n",
                     static_cast<unsigned long long>(seed), report.violation, static_cast<unsigned long long>(seed),
                     steps);
@@ -182,12 +193,17 @@ int main(int argc, char **argv)
     const QCommandLineOption count = option("count", "How many seeds to run.", "500");
     const QCommandLineOption stepsOption = option("steps", "Calls and misfortunes of each seed.", "80");
     const QCommandLineOption traces({QStringLiteral("traces")}, QStringLiteral("Show each seed's trace."));
-    parser.addOptions({only, first, count, stepsOption, traces});
+    const QCommandLineOption told({QStringLiteral("tell")}, QStringLiteral("Tell what happens in each seed."));
+    const QCommandLineOption untilFailure({QStringLiteral("until-failure")},
+                                          QStringLiteral("Run no further seed when one has failed."));
+    parser.addOptions({only, first, count, stepsOption, traces, told, untilFailure});
     if (!parser.parse(arguments)) {
         std::fprintf(stderr, "%s\n", qPrintable(parser.errorText()));
         return 2;
     }
-    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\nbiz.host*=false"));
+    if (!parser.isSet(told)) {
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\nbiz.host*=false"));
+    }
     const QTemporaryDir scratch; // the error log follows the working directory
     QDir::setCurrent(scratch.path());
 
@@ -195,18 +211,21 @@ int main(int argc, char **argv)
     const quint64 from = parser.value(isOne ? only : first).toULongLong();
     const quint64 runs = isOne ? 1 : parser.value(count).toULongLong();
     const int steps = parser.value(stepsOption).toInt();
-    Totals totals;
+    Sums sums;
     for (quint64 seed = from; seed < from + runs; ++seed) {
-        const Report report = runInOwnProcess(seed, steps);
+        const Report report = runInOwnProcess(seed, steps, parser.isSet(told));
         if (parser.isSet(traces)) {
             std::printf("seed %llu: %016llx\n", static_cast<unsigned long long>(seed), report.trace);
         }
-        add(totals, seed, steps, report);
+        add(sums, seed, steps, report);
+        if (sums.failed > 0 && parser.isSet(untilFailure)) {
+            break;
+        }
     }
     QDir::setCurrent(QDir::rootPath());
     std::printf("%llu seeds, %llu commands, %llu writes, %.1f hours of virtual time, %ld MiB at most\n",
-                static_cast<unsigned long long>(runs), totals.commands, totals.writes,
-                static_cast<double>(totals.virtualMs) / 3'600'000.0, largestMemoryMiB());
-    std::printf("%llu failed\n", totals.failed);
-    return totals.failed == 0 ? 0 : 1;
+                static_cast<unsigned long long>(runs), sums.commands, sums.writes,
+                static_cast<double>(sums.virtualMs) / 3'600'000.0, largestMemoryMiB());
+    std::printf("%llu failed\n", sums.failed);
+    return sums.failed == 0 ? 0 : 1;
 }
