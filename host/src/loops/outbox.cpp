@@ -1,5 +1,7 @@
 #include <loops/outbox_p.h>
 
+#include <utility>
+
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QPointer>
@@ -80,11 +82,7 @@ void Outbox::emitWaiting()
         }
         isEnd = m_entries.front().ends != nullptr;
         const Emission emission = takeNext();
-        if (m_entries.empty()) {
-            emission();
-        } else {
-            emitBeforeOthers(emission);
-        }
+        emitOne(emission);
     }
     if (self && !m_entries.empty()) {
         wake();
@@ -93,14 +91,19 @@ void Outbox::emitWaiting()
 
 /**
  * A slot that runs an event loop of its own gets the rest from there, by an event that is posted when that
- * loop begins a turn: an event in advance would wake the thread for nothing where no slot does so.
+ * loop begins a turn: an event in advance would wake the thread for nothing where no slot does so. GLib's loops look at
+ * what was posted before they began only when they are woken.
  */
-void Outbox::emitBeforeOthers(const Emission &emission)
+void Outbox::emitOne(const Emission &emission)
 {
-    const auto *const dispatcher = QAbstractEventDispatcher::instance();
-    const auto wakeForRest = [this] {
+    auto *const dispatcher = QAbstractEventDispatcher::instance();
+    bool isWoken = false;
+    const auto wakeForRest = [this, dispatcher, &isWoken] {
         if (!m_entries.empty()) {
             wake();
+        }
+        if (!std::exchange(isWoken, true)) {
+            dispatcher->wakeUp();
         }
     };
     const auto beforeWait = connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, wakeForRest);
@@ -112,8 +115,7 @@ void Outbox::emitBeforeOthers(const Emission &emission)
 
 /**
  * Whether the next thing is an end whose own callback hears of it first: by an event before ours. A callback that runs
- * an event loop of its own gets ours there, too: GLib's loops look at what was posted before they began only when
- * they are woken.
+ * an event loop of its own gets ours there, too.
  */
 bool Outbox::holdForCallback()
 {

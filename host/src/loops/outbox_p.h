@@ -78,7 +78,7 @@ private:
     void add(Entry entry);
     void wake();
     void emitWaiting();
-    void emitBeforeOthers(const Emission &emission);
+    void emitOne(const Emission &emission);
     bool holdForCallback();
     Emission takeNext();
 

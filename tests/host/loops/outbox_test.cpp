@@ -1,5 +1,7 @@
 #include <memory>
 
+#include <QtCore/QEventLoop>
+
 #include <gtest/gtest.h>
 
 #include <host/support/wait_for.h>
@@ -86,6 +88,29 @@ TEST(Outbox, ASlotsOwnEventLoopGetsTheEmissionsThatFollow)
     outbox.post([&] { emitted.push_back(3); });
     ASSERT_TRUE(waitFor([&] { return emitted.size() == 3; }));
     EXPECT_EQ(emitted, (std::vector<int>{2, 3, 1}));
+}
+
+TEST(Outbox, ASlotsOwnEventLoopGetsWhatHadBeenPostedBeforeItBegan)
+{
+    Outbox outbox(nullptr);
+    QEventLoop loop;
+    bool hasRun = false;
+    bool isInside = false;
+    // This event runs the slot; the outbox's own event stands behind it, and is the one that the loop has to see.
+    QMetaObject::invokeMethod(
+        &loop, [&] { outbox.emitAfter([] {}); }, Qt::QueuedConnection);
+    outbox.post([&] {
+        constexpr int limitMs = 2000;
+        QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
+        loop.exec();
+    });
+    outbox.post([&] {
+        hasRun = true;
+        isInside = loop.isRunning();
+        loop.quit();
+    });
+    ASSERT_TRUE(waitFor([&] { return hasRun; }));
+    EXPECT_TRUE(isInside);
 }
 
 TEST(Outbox, ASlotThatLooksForEventsAndDoesNotWaitGetsTheEmissionsThatFollow)
