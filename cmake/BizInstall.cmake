@@ -125,3 +125,21 @@ if(BIZ_BUILD_TOOLS)
         COMPONENT biz_tools
         FILES_MATCHING PATTERN "*.schema.json")
 endif()
+
+if(BIZ_BUILD_GATEWAY)
+    set_target_properties(biz_gateway PROPERTIES INSTALL_RPATH ${libraries})
+    install(TARGETS biz_gateway RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT biz_gateway)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/biz_gateway/biz_gateway.8
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man8
+        COMPONENT biz_gateway)
+    # systemd looks below lib whatever the folder of the libraries is.
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/biz_gateway/service/biz-gateway.service
+        DESTINATION lib/systemd/system
+        COMPONENT biz_gateway)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/biz_gateway/service/biz-gateway.sysusers
+        DESTINATION lib/sysusers.d RENAME biz-gateway.conf
+        COMPONENT biz_gateway)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/biz_gateway/service/biz-gateway.tmpfiles
+        DESTINATION lib/tmpfiles.d RENAME biz-gateway.conf
+        COMPONENT biz_gateway)
+endif()

@@ -54,6 +54,7 @@ def check_examples():
         expect(kind_of(session), session, path.name)
     for path in sorted((tree / "examples/devices").glob("*.json")):
         expect("device_file", json.loads(path.read_text()), path.name)
+    expect("gateway", json.loads((tree / "examples/gateway/gateway.json").read_text()), "the gateway's example")
     for path in sorted((tree / "tests/data/recordings").glob("*.jsonl")):
         for number, line in enumerate(path.read_text().splitlines(), 1):
             expect("recording_line", json.loads(line), f"{path.name}:{number}")
@@ -94,6 +95,8 @@ def check_what_is_refused(folder):
         if run("run", str(path), "--device", "tcp://127.0.0.1:1").returncode != 2:
             findings.append(f"the console takes {what}")
     expect("fault_script", {"faults": [{"fault": "slience"}]}, "an unknown fault", fits=False)
+    expect("gateway", {"site": "hall"}, "a gateway without devices", fits=False)
+    expect("gateway", {"site": "a/b", "osd": {}}, "a site that is no level of a topic", fits=False)
     expect("device_file", {"devices": [{"model": "A2"}]}, "a device that listens nowhere", fits=False)
     expect("recording_line", {"event": "danced"}, "an unknown line", fits=False)
 

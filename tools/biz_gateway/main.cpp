@@ -60,11 +60,11 @@ void describe(QCommandLineParser &parser)
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOption(
-        {QStringLiteral("config"), QStringLiteral("The configuration, required."), QStringLiteral("file")});
+        {QStringLiteral("config"), QStringLiteral("The configuration, required."), QStringLiteral("FILE")});
     parser.addOption({QStringLiteral("state"),
                       QStringLiteral("The folder of the journal and of the devices' error logs; by default that of "
                                      "$STATE_DIRECTORY, else /var/lib/biz-gateway."),
-                      QStringLiteral("folder")});
+                      QStringLiteral("FOLDER")});
     parser.addOption(
         {QStringLiteral("check"), QStringLiteral("Reads the configuration, says what is wrong, and ends.")});
 }
