@@ -31,6 +31,9 @@ mkdir -p "$scratch/root" "$scratch/run" "$scratch/unpacked"
     exit 1
 }
 
+# The gateway's package is made where the gateway is built.
+gateway=$(cd "$scratch/build/packages" && find . -name 'biz-gateway_*.deb')
+[ -z "$gateway" ] || names+=' biz-gateway'
 for name in $names; do
     file=$(find "$scratch/build/packages" -maxdepth 1 -name "${name}_*.deb")
     [ -n "$file" ] || fail "there is no package $name"
@@ -55,6 +58,18 @@ needs "$manage$number" "$core \\("
 needs "$host-dev" "$manage-dev \\(= "
 needs "$manage-dev" "$qt_dev"
 needs "$testkit-dev" "$host-dev \\(= "
+# Whoever wants MQTT gets it with the gateway, and nobody else does.
+for name in $names; do
+    [ "$name" = biz-gateway ] || ! grep -q '^Depends:.*mosquitto' "$scratch/unpacked/$name/DEBIAN/control" ||
+        fail "$name depends on MQTT"
+done
+if [ -n "$gateway" ]; then
+    needs biz-gateway 'biz-tools \(= '
+    needs biz-gateway 'libqt[56]sql[56]-sqlite'
+    needs biz-gateway libmosquitto1
+    find "$scratch/unpacked/biz-gateway" -name biz-gateway.service | grep -q . || fail 'biz-gateway has no service'
+    [ -f "$scratch/root/usr/share/man/man8/biz_gateway.8.gz" ] || fail 'biz-gateway has no manual page'
+fi
 # Run-time packages hold nothing that a program is built with, and the other way round.
 for name in "$manage" "$host"; do
     holds_none "$name$number" '\.(h|pc|cmake|so)$'
