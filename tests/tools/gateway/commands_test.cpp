@@ -143,7 +143,7 @@ TEST_F(Gateway, StatesOfDevicesAreRetainedAndFollowTheirLinks)
 {
     addDevice("hall-1");
     startGateway();
-    MqttClient later(ClientSettings{broker->port(), {}, {}, {}, {}});
+    MqttClient later(settingsOfClient());
     EXPECT_FALSE(later.waitFor(topic("hall-1", "state"), "state", "up").isEmpty());
     EXPECT_TRUE(later.on(topic("hall-1", "state")).front().isRetained);
     devices["hall-1"].reset();

@@ -27,8 +27,15 @@ protected:
             GTEST_SKIP() << "the package mosquitto is not installed";
         }
         broker = std::make_unique<RunningBroker>(folder.path());
-        client = std::make_unique<MqttClient>(ClientSettings{broker->port(), {}, {}, {}, {}});
+        client = std::make_unique<MqttClient>(settingsOfClient());
         ASSERT_TRUE(client->waitUntilReady());
+    }
+
+    ClientSettings settingsOfClient() const
+    {
+        ClientSettings settings;
+        settings.port = broker->port();
+        return settings;
     }
 
     QJsonObject config() const

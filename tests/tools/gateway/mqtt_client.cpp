@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include <QtCore/QJsonDocument>
 
@@ -18,7 +19,8 @@ QJsonObject Got::json() const
 }
 
 MqttClient::MqttClient(const ClientSettings &settings)
-    : m_client(nullptr, &mosquitto_destroy)
+    : m_filter(settings.filter.toUtf8())
+    , m_client(nullptr, &mosquitto_destroy)
 {
     mosquitto_lib_init();
     const QByteArray id = settings.clientId.toUtf8();
@@ -49,11 +51,13 @@ MqttClient::~MqttClient()
 
 void MqttClient::connectCallbacks(mosquitto *client)
 {
-    mosquitto_connect_v5_callback_set(client, [](mosquitto *self, void *, int code, int, const mosquitto_property *) {
-        if (code == 0) {
-            mosquitto_subscribe_v5(self, nullptr, "#", 1, MQTT_SUB_OPT_RETAIN_AS_PUBLISHED, nullptr);
-        }
-    });
+    mosquitto_connect_v5_callback_set(
+        client, [](mosquitto *self, void *object, int code, int, const mosquitto_property *) {
+            if (code == 0) {
+                const QByteArray &filter = static_cast<MqttClient *>(object)->m_filter;
+                mosquitto_subscribe_v5(self, nullptr, filter.constData(), 1, MQTT_SUB_OPT_RETAIN_AS_PUBLISHED, nullptr);
+            }
+        });
     mosquitto_subscribe_callback_set(client, [](mosquitto *, void *object, int, int, const int *) {
         auto &self = *static_cast<MqttClient *>(object);
         const std::lock_guard<std::mutex> lock(self.m_mutex);
@@ -75,7 +79,8 @@ void MqttClient::connectCallbacks(mosquitto *client)
             Got got{QString::fromUtf8(message->topic),
                     QByteArray(static_cast<const char *>(message->payload), message->payloadlen),
                     {},
-                    message->retain};
+                    message->retain,
+                    std::chrono::steady_clock::now()};
             void *data = nullptr;
             uint16_t size = 0;
             if (mosquitto_property_read_binary(list, MQTT_PROP_CORRELATION_DATA, &data, &size, false) != nullptr) {
@@ -112,6 +117,12 @@ void MqttClient::publish(const QString &topic, const QByteArray &payload, const 
     mosquitto_publish_v5(m_client.get(), nullptr, topic.toUtf8().constData(), static_cast<int>(payload.size()),
                          payload.constData(), 1, extras.isRetained, list);
     mosquitto_property_free_all(&list);
+}
+
+std::vector<Got> MqttClient::take()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return std::exchange(m_got, {});
 }
 
 std::vector<Got> MqttClient::on(const QString &topic) const

@@ -1,6 +1,7 @@
 #ifndef BIZ_TEST_MQTT_CLIENT_H
 #define BIZ_TEST_MQTT_CLIENT_H
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -20,6 +21,7 @@ struct Got
     QByteArray payload;
     QByteArray correlation;
     bool isRetained = false;
+    std::chrono::steady_clock::time_point at;
 
     QJsonObject json() const;
 };
@@ -41,9 +43,10 @@ struct ClientSettings
     QString password;
     QString authorities; ///< not empty: with TLS
     QString clientId;
+    QString filter = QStringLiteral("#"); ///< what it subscribes to
 };
 
-/** A client of a broker, made of its library and nothing of the gateway's. It subscribes to all that there is. */
+/** A client of a broker, made of its library and nothing of the gateway's. */
 class MqttClient
 {
 public:
@@ -56,6 +59,9 @@ public:
     bool waitUntilReady();
 
     void publish(const QString &topic, const QByteArray &payload, const Extras &extras = {});
+
+    /** All that has come since the last call; it is found no more. */
+    std::vector<Got> take();
 
     /** All that came on a topic so far. */
     std::vector<Got> on(const QString &topic) const;
@@ -75,6 +81,7 @@ public:
 private:
     static void connectCallbacks(mosquitto *client);
 
+    const QByteArray m_filter;
     std::unique_ptr<mosquitto, void (*)(mosquitto *)> m_client;
     mutable std::mutex m_mutex;
     std::vector<Got> m_got; ///< from here on guarded by m_mutex

@@ -1,6 +1,8 @@
 #ifndef BIZ_TEST_RUNNING_BROKER_H
 #define BIZ_TEST_RUNNING_BROKER_H
 
+#include <csignal>
+
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
 #include <QtCore/QStandardPaths>
@@ -36,7 +38,7 @@ public:
         , m_port(freePort())
     {
         // The last lines are for the listener.
-        write("per_listener_settings false\nlistener " + QByteArray::number(m_port) + " 127.0.0.1\n" + settings);
+        write("per_listener_settings false\nset_tcp_nodelay true\nlistener " + QByteArray::number(m_port) + " 127.0.0.1\n" + settings);
         start();
     }
     ~RunningBroker() { kill(); }
