@@ -150,8 +150,9 @@ int serve(const Options &options, const GatewayConfig &config)
         connectManager(&gateway, &manager);
         QObject::connect(&gateway, &Gateway::ended, &gateway, [] { QCoreApplication::exit(Success); });
         QObject::connect(&gateway, &Gateway::takenOver, &gateway, [&config] {
-            fail(TakenOver, QStringLiteral("another client has taken the client id %1: this gateway ends")
-                                .arg(config.broker.clientId));
+            fail(TakenOver, QStringLiteral("another client has taken the client id %1, or serves the site %2: this "
+                                           "gateway ends")
+                                .arg(config.broker.clientId, config.site));
             QCoreApplication::exit(TakenOver);
         });
         QObject::connect(&stopSignals, &biz::tools::StopSignals::stopRequested, &gateway, [&gateway, &manager] {

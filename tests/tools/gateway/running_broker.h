@@ -38,7 +38,8 @@ public:
         , m_port(freePort())
     {
         // The last lines are for the listener.
-        write("per_listener_settings false\nset_tcp_nodelay true\nlistener " + QByteArray::number(m_port) + " 127.0.0.1\n" + settings);
+        write("per_listener_settings false\nset_tcp_nodelay true\nlistener " + QByteArray::number(m_port) +
+              " 127.0.0.1\n" + settings);
         start();
     }
     ~RunningBroker() { kill(); }

@@ -36,7 +36,10 @@ void BrokerSession::start()
 
 void BrokerSession::open()
 {
-    m_connection = std::make_unique<MqttConnection>(m_settings, m_introduction);
+    Introduction introduction = m_introduction;
+    // What was kept before the first connection is of earlier times; later it may be a rival's.
+    introduction.readsWill = m_hasBeenOnline;
+    m_connection = std::make_unique<MqttConnection>(m_settings, introduction);
     MqttConnection *const connection = m_connection.get();
     connect(connection, &MqttConnection::opened, this, [this] { onOpened(); });
     connect(connection, &MqttConnection::received, this, &BrokerSession::received);
@@ -48,6 +51,7 @@ void BrokerSession::onOpened()
 {
     m_pauseMs = shortestPauseMs;
     m_isOnline = true;
+    m_hasBeenOnline = true;
     m_problem.clear();
     Q_EMIT online();
 }
@@ -116,17 +120,31 @@ void BrokerSession::onEnded(const ConnectionEnd &end)
         Q_EMIT closed();
         return;
     }
-    const bool isNews = m_problem != end.reason;
-    m_problem = end.reason;
     if (end.isTakenOver) {
         Q_EMIT takenOver();
         return;
     }
-    if (isNews) {
-        Q_EMIT offline(end.reason);
-    }
     m_retry.start(m_pauseMs);
     m_pauseMs = std::min(2 * m_pauseMs, longestPauseMs);
+    if (!end.isCertificateRefused) {
+        tellProblem(end.reason);
+        return;
+    }
+    m_probe = std::make_unique<CertificateProbe>(m_settings);
+    connect(m_probe.get(), &CertificateProbe::ended, this, [this, reason = end.reason](const QString &problem) {
+        m_probe.release()->deleteLater();
+        tellProblem(problem.isEmpty() ? reason
+                                      : QStringLiteral("the broker's certificate is not accepted: ") + problem);
+    });
+}
+
+/** The same problem is told once, however often it is met. */
+void BrokerSession::tellProblem(const QString &problem)
+{
+    if (m_problem != problem && !m_isOnline) {
+        m_problem = problem;
+        Q_EMIT offline(problem);
+    }
 }
 
 } // namespace biz::gateway

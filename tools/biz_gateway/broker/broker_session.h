@@ -8,6 +8,7 @@
 #include <QtCore/QSet>
 #include <QtCore/QTimer>
 
+#include <biz_gateway/broker/certificate_probe.h>
 #include <biz_gateway/broker/mqtt_connection.h>
 
 namespace biz::gateway {
@@ -65,14 +66,17 @@ private:
     void onOpened();
     void onPublished(int number, const QString &refusal);
     void onEnded(const ConnectionEnd &end);
+    void tellProblem(const QString &problem);
 
     const BrokerSettings m_settings;
     const Introduction m_introduction;
     std::unique_ptr<MqttConnection> m_connection;
+    std::unique_ptr<CertificateProbe> m_probe; ///< while the broker's certificate is looked into
     QTimer m_retry;
     QTimer m_closing;
     int m_pauseMs;
     bool m_isOnline = false;
+    bool m_hasBeenOnline = false;
     bool m_isClosing = false;
     int m_lastWord = 0; ///< the number of the last publication
     QString m_problem;

@@ -148,6 +148,7 @@ int MqttConnection::publish(const Publication &publication, Care care)
 
 void MqttConnection::unsubscribe()
 {
+    mosquitto_unsubscribe(m_client.get(), nullptr, m_introduction.will.topic.toUtf8().constData());
     for (const QString &filter : m_introduction.filters) {
         mosquitto_unsubscribe(m_client.get(), nullptr, filter.toUtf8().constData());
     }
@@ -181,7 +182,8 @@ void MqttConnection::run()
     } else {
         reason = code == MOSQ_ERR_ERRNO ? QString::fromLocal8Bit(std::strerror(systemError)) : whyEnded(code);
     }
-    post([this, end = ConnectionEnd{m_isTakenOver, reason}] { Q_EMIT ended(end); });
+    const bool isCertificateRefused = m_tlsProblem.contains(QLatin1String("certificate verify failed"));
+    post([this, end = ConnectionEnd{m_isTakenOver, isCertificateRefused, reason}] { Q_EMIT ended(end); });
 }
 
 /** Returns the code with which the connection ended. */
@@ -226,13 +228,15 @@ void MqttConnection::onConnect(int code, const mqtt5__property *properties)
 void MqttConnection::subscribe()
 {
     // A command that was kept for whoever comes is nobody's wish any more; one that is sent to be kept is told apart.
-    constexpr int options = MQTT_SUB_OPT_RETAIN_AS_PUBLISHED | MQTT_SUB_OPT_SEND_RETAIN_NEVER;
-    m_subscriptionsLeft = static_cast<int>(m_introduction.filters.size());
-    for (const QString &filter : m_introduction.filters) {
+    constexpr int ofCommands = MQTT_SUB_OPT_RETAIN_AS_PUBLISHED | MQTT_SUB_OPT_SEND_RETAIN_NEVER;
+    const int ofWill = m_introduction.readsWill ? MQTT_SUB_OPT_SEND_RETAIN_ALWAYS : MQTT_SUB_OPT_SEND_RETAIN_NEVER;
+    const auto subscribeTo = [this](const QString &filter, int options) {
         mosquitto_subscribe_v5(m_client.get(), nullptr, filter.toUtf8().constData(), atLeastOnce, options, nullptr);
-    }
-    if (m_subscriptionsLeft == 0) {
-        onSubscribe(0, nullptr);
+    };
+    m_subscriptionsLeft = static_cast<int>(m_introduction.filters.size()) + 1;
+    subscribeTo(m_introduction.will.topic, ofWill);
+    for (const QString &filter : m_introduction.filters) {
+        subscribeTo(filter, ofCommands);
     }
 }
 
@@ -240,7 +244,7 @@ void MqttConnection::onSubscribe(int count, const int *granted)
 {
     for (int at = 0; at < count; ++at) {
         if (granted[at] >= firstRefusal) {
-            m_refusal = QStringLiteral("the broker does not let the gateway subscribe to its commands: ") +
+            m_refusal = QStringLiteral("the broker does not let the gateway subscribe: ") +
                         QString::fromUtf8(mosquitto_reason_string(granted[at]));
         }
     }

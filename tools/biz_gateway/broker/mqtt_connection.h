@@ -23,15 +23,17 @@ namespace biz::gateway {
 /** How a connection ended. */
 struct ConnectionEnd
 {
-    bool isTakenOver = false; ///< another client has connected with the same client id
+    bool isTakenOver = false;          ///< another client has connected with the same client id
+    bool isCertificateRefused = false; ///< the broker's
     QString reason;
 };
 
 /** What a client says of itself when it connects. */
 struct Introduction
 {
-    Publication will;
-    QStringList filters;    ///< what it subscribes to
+    Publication will;       ///< its topic is subscribed to, so that a rival is heard of
+    bool readsWill = false; ///< what is kept on that topic is wanted as well
+    QStringList filters;    ///< of commands
     qint64 mostPayload = 0; ///< of a message that is taken
 };
 

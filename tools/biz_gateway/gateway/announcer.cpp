@@ -27,9 +27,17 @@ Publication statusOf(const QString &topic, const QJsonObject &keys)
     return {topic, jsonOf(keys), isRetained, {}};
 }
 
-QJsonObject offlineKeys(const QString &reason)
+QString onlineState()
 {
-    return {{QStringLiteral("state"), QStringLiteral("offline")}, {QStringLiteral("reason"), reason}};
+    return QStringLiteral("online");
+}
+
+QJsonObject offlineKeys(const QString &reason, const Instance &instance)
+{
+    QJsonObject keys = instance.keys();
+    keys.insert(QStringLiteral("state"), QStringLiteral("offline"));
+    keys.insert(QStringLiteral("reason"), reason);
+    return keys;
 }
 
 /** What happens on the way to its end is told by the end's history, too. */
@@ -40,12 +48,13 @@ bool isForOthers(host::EventKind kind)
 
 } // namespace
 
-Announcer::Announcer(SiteDevices *devices, BrokerSession *session, const GatewayConfig &config, QObject *parent)
+Announcer::Announcer(SiteDevices *devices, BrokerSession *session, const GatewayConfig &config,
+                     const Instance &instance, QObject *parent)
     : QObject(parent)
     , m_devices(devices)
     , m_session(session)
     , m_topics(config.site)
-    , m_since(QDateTime::currentDateTimeUtc())
+    , m_instance(instance)
     , m_tellsEvents(config.tellsEvents)
 {
     m_flushing.setSingleShot(true);
@@ -55,6 +64,7 @@ Announcer::Announcer(SiteDevices *devices, BrokerSession *session, const Gateway
     m_statusTimer.start(statusPeriodMs);
     connect(&m_countersTimer, &QTimer::timeout, this, &Announcer::tellCounters);
     connect(session, &BrokerSession::online, this, &Announcer::onOnline);
+    connect(session, &BrokerSession::received, this, &Announcer::onReceived);
     connect(devices, &SiteDevices::added, this, &Announcer::announceState);
     connect(devices, &SiteDevices::stateChanged, this, &Announcer::announceState);
     connect(devices, &SiteDevices::removed, this, &Announcer::onRemoved);
@@ -78,14 +88,35 @@ void Announcer::apply(const GatewayConfig &config)
     }
 }
 
-Publication Announcer::will(const QString &site)
+Publication Announcer::will(const QString &site, const Instance &instance)
 {
-    return statusOf(Topics(site).status(), offlineKeys(QStringLiteral("the connection to the gateway was lost")));
+    return statusOf(Topics(site).status(),
+                    offlineKeys(QStringLiteral("the connection to the gateway was lost"), instance));
 }
 
 Publication Announcer::lastWord() const
 {
-    return statusOf(m_topics.status(), offlineKeys(QStringLiteral("the gateway was stopped")));
+    return statusOf(m_topics.status(), offlineKeys(QStringLiteral("the gateway was stopped"), m_instance));
+}
+
+/**
+ * Not every broker says that a client id was taken, and a rival may have one of its own. Of two gateways the younger
+ * one stays: it is what somebody wanted last. What an older one leaves on the topic is put right.
+ *
+ * One that says good-bye is no rival; but what is kept when this one comes back tells who was there meanwhile.
+ */
+void Announcer::onReceived(const QVector<Message> &messages)
+{
+    for (const Message &message : messages) {
+        const bool isStatus = message.topic == m_topics.status();
+        const QJsonObject status = isStatus ? QJsonDocument::fromJson(message.payload).object() : QJsonObject();
+        const bool isThere = message.isRetained || status.value(QStringLiteral("state")) == onlineState();
+        if (isThere && m_instance.isYounger(status)) {
+            Q_EMIT rivalAppeared();
+        } else if (m_instance.isOther(status)) {
+            tellStatus();
+        }
+    }
 }
 
 void Announcer::onOnline()
@@ -154,11 +185,11 @@ void Announcer::tellCounters()
 
 void Announcer::tellStatus()
 {
-    QJsonObject keys{{QStringLiteral("state"), QStringLiteral("online")},
-                     {QStringLiteral("version"), QStringLiteral(BIZ_GATEWAY_VERSION)},
-                     {QStringLiteral("since"), m_since.toString(Qt::ISODate)},
-                     {QStringLiteral("devices"), static_cast<int>(m_devices->all().size())},
-                     {QStringLiteral("eventsLost"), m_session->lost()}};
+    QJsonObject keys = m_instance.keys();
+    keys.insert(QStringLiteral("state"), onlineState());
+    keys.insert(QStringLiteral("version"), QStringLiteral(BIZ_GATEWAY_VERSION));
+    keys.insert(QStringLiteral("devices"), static_cast<int>(m_devices->all().size()));
+    keys.insert(QStringLiteral("eventsLost"), m_session->lost());
     if (m_journal != nullptr && m_outbox != nullptr) {
         keys.insert(QStringLiteral("journal"),
                     m_journal->hasRoom() ? QStringLiteral("hasRoom") : QStringLiteral("full"));

@@ -3,12 +3,12 @@
 
 #include <set>
 
-#include <QtCore/QDateTime>
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
 #include <biz_gateway/broker/broker_session.h>
 #include <biz_gateway/devices/site_devices.h>
+#include <biz_gateway/gateway/instance.h>
 #include <biz_gateway/gateway/outbox.h>
 #include <biz_gateway/journal/journal.h>
 #include <biz_gateway/topics/topics.h>
@@ -21,7 +21,8 @@ class Announcer : public QObject
     Q_OBJECT
 
 public:
-    Announcer(SiteDevices *devices, BrokerSession *session, const GatewayConfig &config, QObject *parent = nullptr);
+    Announcer(SiteDevices *devices, BrokerSession *session, const GatewayConfig &config, const Instance &instance,
+              QObject *parent = nullptr);
 
     /** Where the numbers of the status come from. */
     void watch(const Journal *journal, const Outbox *outbox);
@@ -29,12 +30,17 @@ public:
     void apply(const GatewayConfig &config);
 
     /** That the gateway has ended, for the broker to tell when it does not hear of it any more. */
-    static Publication will(const QString &site);
+    static Publication will(const QString &site, const Instance &instance);
 
     /** That the gateway ends because it was asked to. */
     Publication lastWord() const;
 
+Q_SIGNALS:
+    /** A gateway that began later serves this site. */
+    void rivalAppeared();
+
 private:
+    void onReceived(const QVector<Message> &messages);
     void onOnline();
     void onHappened(const Address &address, const host::Event &event);
     void onRemoved(const Address &address);
@@ -48,7 +54,7 @@ private:
     const Journal *m_journal = nullptr;
     const Outbox *m_outbox = nullptr;
     const Topics m_topics;
-    const QDateTime m_since;
+    const Instance m_instance;
     bool m_tellsEvents;
     std::set<Address> m_changed; ///< devices whose state is to be told
     std::set<Address> m_removed; ///< devices whose state is to be taken back

@@ -22,16 +22,17 @@ Gateway::Gateway(const GatewayConfig &config, const QString &stateFolder, QObjec
     , m_config(config)
     , m_journal(stateFolder + QStringLiteral("/journal.sqlite"), config.journal)
     , m_devices(stateFolder + QStringLiteral("/devices"))
-    , m_session(config.broker, introductionOf(config))
+    , m_session(config.broker, introductionOf(config, m_instance))
     , m_outbox(&m_journal, &m_session)
     , m_desk(&m_journal, &m_devices, &m_outbox, config)
-    , m_announcer(&m_devices, &m_session, config)
+    , m_announcer(&m_devices, &m_session, config, m_instance)
 {
     m_announcer.watch(&m_journal, &m_outbox);
     connect(&m_session, &BrokerSession::received, &m_desk, &CommandDesk::take);
     connect(&m_session, &BrokerSession::online, this, &Gateway::online);
     connect(&m_session, &BrokerSession::offline, this, &Gateway::offline);
     connect(&m_session, &BrokerSession::takenOver, this, &Gateway::takenOver);
+    connect(&m_announcer, &Announcer::rivalAppeared, this, &Gateway::takenOver);
     connect(&m_session, &BrokerSession::closed, this, &Gateway::ended);
     connect(&m_forgetting, &QTimer::timeout, this, &Gateway::forgetOld);
     connect(&m_looking, &QTimer::timeout, this, &Gateway::lookWhetherDone);
@@ -39,9 +40,13 @@ Gateway::Gateway(const GatewayConfig &config, const QString &stateFolder, QObjec
 
 Gateway::~Gateway() = default;
 
-Introduction Gateway::introductionOf(const GatewayConfig &config)
+Introduction Gateway::introductionOf(const GatewayConfig &config, const Instance &instance)
 {
-    return {Announcer::will(config.site), Topics(config.site).commandFilters(), mostPayloadRead};
+    Introduction introduction;
+    introduction.will = Announcer::will(config.site, instance);
+    introduction.filters = Topics(config.site).commandFilters();
+    introduction.mostPayload = mostPayloadRead;
+    return introduction;
 }
 
 void Gateway::start()

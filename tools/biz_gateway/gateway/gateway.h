@@ -40,16 +40,17 @@ Q_SIGNALS:
     void online();
     void offline(const QString &reason);
 
-    /** Another client has taken the client id. */
+    /** Another client has taken the client id, or another gateway serves the site. */
     void takenOver();
     void ended();
 
 private:
-    static Introduction introductionOf(const GatewayConfig &config);
+    static Introduction introductionOf(const GatewayConfig &config, const Instance &instance);
     void lookWhetherDone();
     void forgetOld();
 
     GatewayConfig m_config;
+    const Instance m_instance;
     Journal m_journal;
     SiteDevices m_devices;
     BrokerSession m_session;
