@@ -9,8 +9,8 @@
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/replies/error_log_file.h>
-#include <biz_console/replies/followed_log.h>
 #include <biz_console/replies/log_report.h>
+#include <common/followed_file.h>
 #include <common/stop_signals.h>
 
 namespace biz::console {
@@ -19,6 +19,9 @@ namespace {
 
 /** As soon as people would notice. */
 constexpr int followPeriodMs = 200;
+
+/** A file that never ends is not to keep the console from hearing of a signal. */
+constexpr int linesAtOnce = 100000;
 
 /**
  * Prints what comes, until it is interrupted. Without a file it is today's log, of which there
@@ -30,17 +33,21 @@ void follow(const QString &givenFile, LogReport &report)
     const auto pathNow = [&] {
         return givenFile.isEmpty() ? errorLogOfToday(folder) : givenFile;
     };
-    auto log = std::make_unique<FollowedLog>(pathNow());
-    const auto tell = [&report](const QByteArray &line, const QString &place, bool isWhole) {
-        report.line(line, place, isWhole);
+    auto log = std::make_unique<tools::FollowedFile>(pathNow());
+    const auto tellNew = [&] {
+        QByteArray line;
+        for (int i = 0; i < linesAtOnce && log->next(&line); ++i) {
+            report.line(line, log->place(), log->isWholeLine());
+        }
     };
     const auto readOn = [&] {
         const QString path = pathNow(); // before yesterday's log is read for the last time
-        log->readOn(tell);
+        tellNew();
         if (log->path() != path) {
-            log->finish(tell);
-            log = std::make_unique<FollowedLog>(path);
-            log->readOn(tell);
+            log->giveUpRest();
+            tellNew();
+            log = std::make_unique<tools::FollowedFile>(path);
+            tellNew();
         }
         report.flush();
     };

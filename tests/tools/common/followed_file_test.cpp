@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <QtCore/QFile>
+
+#include <common/followed_file.h>
+#include <support/scratch_folder.h>
+
+namespace {
+
+using biz::tools::FollowedFile;
+
+class FollowedFileTest : public testing::Test
+{
+protected:
+    void append(const QByteArray &text, const QString &name = QStringLiteral("log"))
+    {
+        QFile written(folder.path(name));
+        ASSERT_TRUE(written.open(QIODevice::WriteOnly | QIODevice::Append));
+        written.write(text);
+    }
+
+    void rename(const char *from, const char *to)
+    {
+        ASSERT_TRUE(QFile::rename(folder.path(QLatin1String(from)), folder.path(QLatin1String(to))));
+    }
+
+    QByteArrayList newLines()
+    {
+        QByteArrayList lines;
+        for (QByteArray line; file.next(&line);) {
+            lines << line;
+        }
+        return lines;
+    }
+
+    const biz::test::ScratchFolder folder;
+    FollowedFile file{folder.path(QStringLiteral("log"))};
+};
+
+TEST_F(FollowedFileTest, FileThatComesLaterIsReadThen)
+{
+    EXPECT_EQ(newLines(), QByteArrayList());
+    append("one\ntwo\n");
+    EXPECT_EQ(newLines(), (QByteArrayList{"one", "two"}));
+}
+
+TEST_F(FollowedFileTest, LineIsToldWhenItsEndIsThere)
+{
+    append("half");
+    EXPECT_EQ(newLines(), QByteArrayList());
+    append(" a line\r\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"half a line"});
+}
+
+TEST_F(FollowedFileTest, RotatedFileIsReadToItsEndAndTheNewOneAfterIt)
+{
+    append("one\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"one"});
+    append("two\n");
+    rename("log", "log.1");
+    append("three\n");
+    EXPECT_EQ(newLines(), (QByteArrayList{"two", "three"}));
+}
+
+TEST_F(FollowedFileTest, FilesThatWereRotatedMeanwhileAreReadInTheirOrder)
+{
+    append("one\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"one"});
+    rename("log", "log.2");
+    append("two\n", QStringLiteral("log.1"));
+    append("three\n");
+    EXPECT_EQ(newLines(), (QByteArrayList{"two", "three"}));
+}
+
+TEST_F(FollowedFileTest, FileThatIsEmptiedIsReadFromItsBegin)
+{
+    append("one\ntwo\n");
+    EXPECT_EQ(newLines().size(), 2);
+    ASSERT_TRUE(QFile::resize(folder.path(QStringLiteral("log")), 0));
+    EXPECT_EQ(newLines(), QByteArrayList());
+    append("new\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"new"});
+}
+
+TEST_F(FollowedFileTest, LineThatNeverEndsIsToldAsTornBeforeItFillsTheMemory)
+{
+    append(QByteArray(5 * 1024 * 1024, 'x'));
+    QByteArray line;
+    ASSERT_TRUE(file.next(&line));
+    EXPECT_FALSE(file.isWholeLine());
+    append("rest\nnext\n");
+    EXPECT_EQ(newLines().last(), QByteArray("next"));
+    EXPECT_TRUE(file.isWholeLine());
+}
+
+TEST_F(FollowedFileTest, LineThatWasNotFinishedBeforeARotationIsTorn)
+{
+    append("half");
+    EXPECT_EQ(newLines(), QByteArrayList());
+    rename("log", "log.1");
+    append("new\n");
+    QByteArray line;
+    ASSERT_TRUE(file.next(&line));
+    EXPECT_EQ(line, QByteArray("half"));
+    EXPECT_FALSE(file.isWholeLine());
+    EXPECT_EQ(newLines(), QByteArrayList{"new"});
+}
+
+TEST_F(FollowedFileTest, RestThatIsGivenUpIsTorn)
+{
+    append("half");
+    EXPECT_EQ(newLines(), QByteArrayList());
+    file.giveUpRest();
+    EXPECT_EQ(newLines(), QByteArrayList{"half"});
+    EXPECT_EQ(newLines(), QByteArrayList());
+}
+
+TEST_F(FollowedFileTest, PlaceIsTheNumberOfTheLine)
+{
+    append("one\ntwo\n");
+    newLines();
+    EXPECT_EQ(file.place(), folder.path(QStringLiteral("log")) + QStringLiteral(":2"));
+}
+
+} // namespace

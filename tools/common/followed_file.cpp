@@ -1,0 +1,139 @@
+#include <common/followed_file.h>
+
+#include <sys/stat.h>
+
+#include <common/errors.h>
+
+namespace biz::tools {
+
+namespace {
+
+constexpr qint64 pieceSize = 256 * 1024;
+
+/** Several times as long as any line of a log: what goes on for longer is none. */
+constexpr qsizetype longestLine = 4 * 1024 * 1024;
+
+/** Logs have fewer files than this, and no gap among them. */
+constexpr int mostFiles = 1000;
+
+} // namespace
+
+FollowedFile::FollowedFile(const QString &path)
+    : m_path(path)
+{
+}
+
+std::optional<FollowedFile::Identity> FollowedFile::identityOf(const QString &path)
+{
+    struct stat status = {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0) {
+        return std::nullopt;
+    }
+    return Identity{static_cast<quint64>(status.st_dev), static_cast<quint64>(status.st_ino)};
+}
+
+bool FollowedFile::next(QByteArray *line)
+{
+    while (!takeLine(line)) {
+        if (!readOn()) {
+            return false;
+        }
+    }
+    ++m_lineNumber;
+    return true;
+}
+
+bool FollowedFile::takeLine(QByteArray *line)
+{
+    const auto end = m_read.indexOf('\n', static_cast<int>(m_taken));
+    if (end < 0) {
+        m_isWholeLine = m_torn.isEmpty();
+        line->swap(m_torn);
+        m_torn.clear();
+        return !m_isWholeLine;
+    }
+    const bool hasReturn = end > m_taken && m_read.at(end - 1) == '\r';
+    *line = m_read.mid(static_cast<int>(m_taken), static_cast<int>(end - m_taken - (hasReturn ? 1 : 0)));
+    m_taken = end + 1;
+    m_isWholeLine = true;
+    return true;
+}
+
+void FollowedFile::giveUpRest()
+{
+    m_torn = m_read.mid(static_cast<int>(m_taken));
+    m_read.clear();
+    m_taken = 0;
+}
+
+QString FollowedFile::place() const
+{
+    return QStringLiteral("%1:%2").arg(m_path, QString::number(m_lineNumber));
+}
+
+QString FollowedFile::numbered(int number) const
+{
+    return number == 0 ? m_path : QStringLiteral("%1.%2").arg(m_path, QString::number(number));
+}
+
+bool FollowedFile::open(const QString &path)
+{
+    const std::optional<Identity> identity = identityOf(path);
+    if (!identity) {
+        return false;
+    }
+    m_file.close();
+    m_file.setFileName(path);
+    if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        throw InputError(QStringLiteral("%1: cannot be read: %2").arg(path, m_file.errorString()));
+    }
+    m_identity = *identity;
+    m_read.clear();
+    m_taken = 0;
+    m_lineNumber = 0;
+    return true;
+}
+
+/** The file that was begun after this one; empty while this one is the newest. */
+QString FollowedFile::successor() const
+{
+    QString newer;
+    for (int number = 0; number < mostFiles; ++number) {
+        const std::optional<Identity> identity = identityOf(numbered(number));
+        if (!identity) {
+            break; // what was read last is gone: the oldest one that is there goes on
+        }
+        if (identity->device == m_identity.device && identity->number == m_identity.number) {
+            return newer;
+        }
+        newer = numbered(number);
+    }
+    return newer;
+}
+
+/** Reads a piece more, of this file or of the next one; false when there is nothing. */
+bool FollowedFile::readOn()
+{
+    if (!m_file.isOpen()) {
+        return open(m_path);
+    }
+    // Asked for before reading, so that what was written until the renaming is read.
+    const QString newer = successor();
+    const bool isEmptied = m_file.size() < m_file.pos();
+    m_read.remove(0, static_cast<int>(m_taken));
+    m_taken = 0;
+    const QByteArray piece = isEmptied ? QByteArray() : m_file.read(pieceSize);
+    if (m_file.error() != QFileDevice::NoError) {
+        throw InputError(QStringLiteral("%1: cannot be read: %2").arg(m_path, m_file.errorString()));
+    }
+    m_read += piece;
+    const bool isTooLong = m_read.size() > longestLine && m_read.indexOf('\n') < 0;
+    const bool isOver = piece.isEmpty() && (isEmptied || !newer.isEmpty());
+    if (isTooLong || (isOver && !m_read.isEmpty())) {
+        giveUpRest();
+        return true;
+    }
+    return isOver ? open(isEmptied ? m_file.fileName() : newer) : !piece.isEmpty();
+}
+
+} // namespace biz::tools
