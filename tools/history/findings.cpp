@@ -353,13 +353,7 @@ Finding countOf(const History &history, bool allWell)
 {
     Tally all;
     for (const Device &device : history.devices) {
-        const Tally tally = tallyOf(device);
-        all.commands += tally.commands;
-        all.answered += tally.answered;
-        all.givenUp += tally.givenUp;
-        all.unreachable += tally.unreachable;
-        all.notEnded += tally.notEnded;
-        all.others += tally.others;
+        all += tallyOf(device);
     }
     const bool areAllAnswered = all.commands > 0 && all.answered == all.commands;
     QStringList parts{areAllAnswered ? QStringLiteral("all of %1 answered").arg(commandsText(all.commands))
@@ -414,31 +408,6 @@ void gather(std::vector<Finding> &found, const History &history)
 }
 
 } // namespace
-
-Tally tallyOf(const Device &device)
-{
-    using host::Outcome;
-    Tally tally;
-    tally.commands = device.commands.size();
-    for (const Command &command : device.commands) {
-        tally.resent += command.resentMs >= 0.0 ? 1 : 0;
-        if (!command.hasEnded) {
-            ++tally.notEnded;
-        } else if (command.isAnswered()) {
-            ++tally.answered;
-        } else if (command.isGivenUp()) {
-            ++tally.givenUp;
-        } else {
-            ++(command.outcome == Outcome::Unreachable ? tally.unreachable : tally.others);
-        }
-    }
-    for (const Incident &incident : device.incidents) {
-        tally.late += incident.kind == Incident::Kind::Late ? 1 : 0;
-        tally.duplicate += incident.kind == Incident::Kind::Duplicate ? 1 : 0;
-        tally.foreign += incident.kind == Incident::Kind::Foreign ? 1 : 0;
-    }
-    return tally;
-}
 
 std::vector<Finding> findingsOf(const History &history)
 {

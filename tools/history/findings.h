@@ -7,6 +7,7 @@
 #include <QtCore/QString>
 
 #include <history/history.h>
+#include <history/tally.h>
 
 namespace biz::history {
 
@@ -36,22 +37,6 @@ struct Finding
     QString sentence; ///< empty where a sentence about several devices tells of it
     QString advice;   ///< what to try; may be empty
 };
-
-/** The commands of a device by what became of them. */
-struct Tally
-{
-    quint64 commands = 0;
-    quint64 answered = 0;
-    quint64 resent = 0;
-    quint64 givenUp = 0;
-    quint64 unreachable = 0;
-    quint64 notEnded = 0;
-    quint64 others = 0; ///< cleared, skipped, stopped and the like: what the host itself wanted
-    quint64 late = 0;
-    quint64 duplicate = 0;
-    quint64 foreign = 0;
-};
-Tally tallyOf(const Device &device);
 
 /** A stretch in which commands were given up and nothing was heard of the device. */
 struct Silence

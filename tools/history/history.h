@@ -8,6 +8,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
+#include <history/tally.h>
 #include <host/vocabulary.h>
 
 /**
@@ -25,6 +26,7 @@ struct Command
     double sentMs = never;
     double resentMs = never;
     double endMs = never;
+    quint64 ticket = 0; ///< names it within its run
     float roundTripMs = -1.0F;
     float lateAfterMs = -1.0F; ///< how long after it was sent its first late reply came
     int waitMs = -1;
@@ -120,6 +122,12 @@ struct Device
     std::vector<ReplyShape> acceptedShapes;
     std::vector<Trouble> troubles; ///< bytes that were no reply, failed sending and receiving
     quint64 refusedReplies = 0;
+
+    // Of a history that goes on.
+    Tally forgotten;            ///< what is not held any more
+    int openCommands = 0;       ///< of the run that goes on, those that have not ended
+    double lastReplyMs = never; ///< when anything was heard of it last
+    quint64 events = 0;         ///< grows with each line about it
 };
 
 /** One start of a host, or one recording. */

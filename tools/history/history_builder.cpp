@@ -14,6 +14,11 @@ constexpr std::size_t mostRefusals = 200;
 constexpr std::size_t mostTroubles = 50;
 constexpr int mostNames = 10000;
 
+// What a history holds that goes on for ever.
+constexpr std::size_t mostRuns = 100;
+constexpr std::size_t mostLinkSpans = 1000;
+constexpr std::size_t mostDevices = 2000;
+
 /** Logs of one run begin at the same time, but for the noise of two clocks. */
 constexpr double sameStartMs = 1000.0;
 
@@ -67,6 +72,25 @@ QString titleOf(const Run &run)
 {
     const QString place = run.link.isEmpty() ? QStringLiteral("a device") : run.link;
     return run.model.isEmpty() ? place : QStringLiteral("%1 at %2").arg(run.model, place);
+}
+
+QString clauseOf(const Refusal &refusal)
+{
+    return refusal.codes + QLatin1Char('\n') + refusal.rule + QLatin1Char('\n') + refusal.broken;
+}
+
+/** Ends what is still open, and puts everything into the order of time. */
+void finish(History &history)
+{
+    for (Device &device : history.devices) {
+        for (LinkSpan &span : device.link) {
+            span.toMs = span.toMs < 0.0 ? history.toMs : span.toMs;
+        }
+        std::stable_sort(device.commands.begin(), device.commands.end(),
+                         [](const Command &a, const Command &b) { return a.beginMs() < b.beginMs(); });
+        std::stable_sort(device.incidents.begin(), device.incidents.end(),
+                         [](const Incident &a, const Incident &b) { return a.atMs < b.atMs; });
+    }
 }
 
 constexpr char refusedSide = 'r';
@@ -139,7 +163,16 @@ void HistoryBuilder::add(const Event &event)
     reach(atMs);
     Run &run = m_history.runs[static_cast<std::size_t>(m_open.run)];
     run.toMs = std::max(run.toMs, atMs);
+    m_current = -1;
     readKind(event, atMs);
+    if (m_current < 0) {
+        return;
+    }
+    Device &device = m_history.devices[static_cast<std::size_t>(m_current)];
+    ++device.events;
+    if (isBounded()) {
+        forgetEarly(device);
+    }
 }
 
 void HistoryBuilder::readKind(const Event &event, double atMs)
@@ -176,6 +209,7 @@ void HistoryBuilder::readKind(const Event &event, double atMs)
     case Kind::Summary:
         run.isComplete = true;
         closeLink(atMs);
+        closeCommands();
         break;
     case Kind::Lost:
         run.lostLines += static_cast<quint64>(std::max(event.lines, 0));
@@ -224,10 +258,21 @@ void HistoryBuilder::closeLink(double atMs)
     }
 }
 
+void HistoryBuilder::closeCommands()
+{
+    for (Device &device : m_history.devices) {
+        device.openCommands = 0;
+    }
+}
+
 void HistoryBuilder::beginRun(const Event &event)
 {
     if (m_hasRun) {
         closeLink(m_history.runs.back().toMs);
+        closeCommands();
+    }
+    if (isBounded() && m_history.runs.size() >= mostRuns) {
+        m_history.runs.erase(m_history.runs.begin());
     }
     m_open = OpenRun();
     m_open.startMs = event.utcMs;
@@ -273,6 +318,13 @@ int HistoryBuilder::deviceNamed(const QString &key, const Device &made)
     if (known != m_devices.constEnd()) {
         return *known;
     }
+    const QString furtherKey = QStringLiteral("further devices");
+    if (isBounded() && m_history.devices.size() >= mostDevices && key != furtherKey) {
+        Device further;
+        further.title = furtherKey;
+        further.isOfDevice = made.isOfDevice;
+        return deviceNamed(furtherKey, further);
+    }
     const int place = static_cast<int>(m_history.devices.size());
     m_history.devices.push_back(made);
     m_shapes.emplace_back();
@@ -282,6 +334,12 @@ int HistoryBuilder::deviceNamed(const QString &key, const Device &made)
 }
 
 int HistoryBuilder::deviceOf(const Event &event)
+{
+    m_current = placeOf(event);
+    return m_current;
+}
+
+int HistoryBuilder::placeOf(const Event &event)
 {
     if (event.device.isEmpty() && m_open.onlyDevice >= 0) {
         return m_open.onlyDevice;
@@ -315,6 +373,7 @@ Command *HistoryBuilder::commandOf(const Event &event, double atMs)
 {
     const auto known = m_open.commands.constFind(event.ticket);
     if (known != m_open.commands.constEnd()) {
+        m_current = known->device;
         return &m_history.devices[static_cast<std::size_t>(known->device)].commands[known->command];
     }
     const int place = deviceOf(event);
@@ -324,6 +383,8 @@ Command *HistoryBuilder::commandOf(const Event &event, double atMs)
     command.givenMs = atMs;
     command.name = nameOf(event);
     command.waitMs = event.waitMs;
+    command.ticket = event.ticket;
+    ++device.openCommands;
     device.commands.push_back(command);
     return &device.commands.back();
 }
@@ -341,6 +402,7 @@ void HistoryBuilder::readReply(const Event &event, double atMs)
     Device &device = m_history.devices[static_cast<std::size_t>(place)];
     Incident incident;
     incident.atMs = atMs;
+    device.lastReplyMs = atMs;
     if (event.kind == Event::Kind::Rejected) {
         incident.kind = Incident::Kind::Rejected;
         ++commandOf(event, atMs)->rejections;
@@ -351,7 +413,9 @@ void HistoryBuilder::readReply(const Event &event, double atMs)
         refusal.firstMs = atMs;
         const model_Protocoldata reply = replyOf(event);
         addRefusal(device, refusal, reply, device.deviceType);
-        m_rejected.emplace(loggedBytes(reply), atMs);
+        if (!isBounded()) {
+            m_rejected.emplace(loggedBytes(reply), atMs);
+        }
     } else if (event.kind == Event::Kind::Late) {
         incident.kind = Incident::Kind::Late;
         Command *command = commandOf(event, atMs);
@@ -367,13 +431,20 @@ void HistoryBuilder::readReply(const Event &event, double atMs)
 void HistoryBuilder::readEnd(const Event &event, double atMs)
 {
     Command *command = commandOf(event, atMs);
+    Device &device = m_history.devices[static_cast<std::size_t>(m_current)];
+    if (!command->hasEnded && device.openCommands > 0) {
+        --device.openCommands;
+    }
     command->endMs = atMs;
     command->hasEnded = true;
     command->outcome = event.outcome;
     command->roundTripMs = static_cast<float>(event.roundTripMs);
-    if (event.outcome == host::Outcome::Answered && !event.head.isEmpty()) {
-        const auto place = static_cast<std::size_t>(deviceOf(event));
-        noteShape(m_history.devices[place].acceptedShapes, m_shapes[place], acceptedSide, event.head,
+    if (event.outcome != host::Outcome::Answered) {
+        return;
+    }
+    device.lastReplyMs = atMs;
+    if (!event.head.isEmpty()) {
+        noteShape(device.acceptedShapes, m_shapes[static_cast<std::size_t>(m_current)], acceptedSide, event.head,
                   static_cast<int>(event.data.size()));
     }
 }
@@ -405,7 +476,7 @@ void HistoryBuilder::addRefusal(Device &device, const Refusal &refusal, const mo
     const QByteArray head(reinterpret_cast<const char *>(reply.ucHead), headSize);
     ++device.refusedReplies;
     noteShape(device.refusedShapes, m_shapes[place], refusedSide, head, static_cast<int>(reply.baData.size()));
-    const QString clause = refusal.codes + QLatin1Char('\n') + refusal.rule + QLatin1Char('\n') + refusal.broken;
+    const QString clause = clauseOf(refusal);
     const auto known = m_refusals[place].find(clause);
     if (known != m_refusals[place].end()) {
         Refusal &counted = device.refusals[known->second];
@@ -414,7 +485,10 @@ void HistoryBuilder::addRefusal(Device &device, const Refusal &refusal, const mo
         return;
     }
     if (device.refusals.size() >= mostRefusals) {
-        return;
+        if (!isBounded()) {
+            return;
+        }
+        forgetRefusal(device);
     }
     m_refusals[place].emplace(clause, device.refusals.size());
     const host::ReplyJudgement judgement = host::judgeReply(deviceType, reply);
@@ -469,18 +543,79 @@ void HistoryBuilder::reach(double atMs)
     m_history.toMs = std::max(m_history.toMs, atMs);
 }
 
+/** The half that is older, at once, so that this costs little for each command. */
+void HistoryBuilder::forgetEarly(Device &device)
+{
+    if (device.commands.size() >= 2 * m_kept) {
+        forgetCommands(device);
+    }
+    if (device.incidents.size() >= 2 * m_kept) {
+        const auto early = device.incidents.end() - static_cast<std::ptrdiff_t>(m_kept);
+        std::for_each(device.incidents.begin(), early,
+                      [&device](const Incident &incident) { device.forgotten.count(incident); });
+        device.incidents.erase(device.incidents.begin(), early);
+    }
+    if (device.link.size() >= 2 * mostLinkSpans) {
+        device.link.erase(device.link.begin(), device.link.end() - static_cast<std::ptrdiff_t>(mostLinkSpans));
+    }
+}
+
+// Commands of the run that goes on stay until they have ended, unless there are so many that their ends were lost.
+void HistoryBuilder::forgetCommands(Device &device)
+{
+    const int place = static_cast<int>(&device - m_history.devices.data());
+    const std::size_t early = device.commands.size() - m_kept;
+    std::size_t kept = 0;
+    for (std::size_t from = 0; from < device.commands.size(); ++from) {
+        const Command &command = device.commands[from];
+        const auto known = m_open.commands.find(command.ticket);
+        const bool isOfRun = known != m_open.commands.end() && known->device == place && known->command == from;
+        const bool mayEnd = isOfRun && !command.hasEnded;
+        if (from >= early || (mayEnd && kept < m_kept / 2)) {
+            if (isOfRun) {
+                known->command = kept;
+            }
+            device.commands[kept++] = command;
+            continue;
+        }
+        device.forgotten.count(command);
+        if (isOfRun) {
+            m_open.commands.erase(known);
+        }
+        if (mayEnd && device.openCommands > 0) {
+            --device.openCommands;
+        }
+    }
+    device.commands.resize(kept);
+}
+
+/** The kind of refusal that was not seen for longest. */
+void HistoryBuilder::forgetRefusal(Device &device)
+{
+    std::vector<Refusal> &refusals = device.refusals;
+    const auto oldest = std::min_element(refusals.begin(), refusals.end(),
+                                         [](const Refusal &a, const Refusal &b) { return a.lastMs < b.lastMs; });
+    const auto place = static_cast<std::size_t>(oldest - refusals.begin());
+    std::map<QString, std::size_t> &known = m_refusals[static_cast<std::size_t>(&device - m_history.devices.data())];
+    known.erase(clauseOf(*oldest));
+    if (place + 1 < refusals.size()) {
+        refusals[place] = refusals.back();
+        known[clauseOf(refusals[place])] = place;
+    }
+    refusals.pop_back();
+}
+
 History HistoryBuilder::take()
 {
-    for (Device &device : m_history.devices) {
-        for (LinkSpan &span : device.link) {
-            span.toMs = span.toMs < 0.0 ? m_history.toMs : span.toMs;
-        }
-        std::stable_sort(device.commands.begin(), device.commands.end(),
-                         [](const Command &a, const Command &b) { return a.beginMs() < b.beginMs(); });
-        std::stable_sort(device.incidents.begin(), device.incidents.end(),
-                         [](const Incident &a, const Incident &b) { return a.atMs < b.atMs; });
-    }
+    finish(m_history);
     return std::move(m_history);
+}
+
+History HistoryBuilder::snapshot() const
+{
+    History copy = m_history;
+    finish(copy);
+    return copy;
 }
 
 } // namespace biz::history

@@ -1,6 +1,7 @@
 #ifndef BIZ_HISTORY_HISTORY_BUILDER_H
 #define BIZ_HISTORY_HISTORY_BUILDER_H
 
+#include <limits>
 #include <map>
 #include <set>
 
@@ -26,6 +27,17 @@ struct LoggedReply
 class HistoryBuilder
 {
 public:
+    static constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+
+    /**
+     * Of each device so many commands are kept, and never more than twice as many held: memory is bounded
+     * then, whatever comes. What is forgotten is counted in Device::forgotten.
+     */
+    explicit HistoryBuilder(std::size_t keptCommands = all)
+        : m_kept(keptCommands)
+    {
+    }
+
     /** What is read next is of this file. */
     void beginFile(const QString &name);
 
@@ -42,6 +54,12 @@ public:
 
     /** What has been read so far; the builder is of no further use. */
     History take();
+
+    /** What has been read so far, while more is to come: the last state of a link has no end yet. */
+    const History &soFar() const { return m_history; }
+
+    /** A copy of what has been read so far, as take() would have it. */
+    History snapshot() const;
 
 private:
     struct Place
@@ -60,6 +78,7 @@ private:
         int onlyDevice = -1;
     };
 
+    bool isBounded() const { return m_kept != all; }
     double timeOf(const Event &event) const;
     void beginRun(const Event &event);
     bool belongsToOpenRun(const Event &event) const;
@@ -69,6 +88,7 @@ private:
     void continueRun(const Event &event);
     void readKind(const Event &event, double atMs);
     int deviceOf(const Event &event);
+    int placeOf(const Event &event);
     int deviceNamed(const QString &key, const Device &made);
     Command *commandOf(const Event &event, double atMs);
     int nameOf(const Event &event);
@@ -79,9 +99,15 @@ private:
     void addTrouble(const Event &event, double atMs);
     void addRefusal(Device &device, const Refusal &refusal, const model_Protocoldata &reply, int deviceType);
     void reach(double atMs);
+    void closeCommands();
+    void forgetEarly(Device &device);
+    void forgetCommands(Device &device);
+    void forgetRefusal(Device &device);
 
+    std::size_t m_kept;
     History m_history;
     OpenRun m_open;
+    int m_current = -1; ///< the device that the event which is read is about
     bool m_hasRun = false;
     bool m_isFirstOfFile = false;
     quint64 m_lineNumber = 0;

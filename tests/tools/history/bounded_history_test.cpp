@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <tools/history/log_lines.h>
+
+using namespace biz::history;
+
+namespace {
+
+constexpr std::size_t kept = 10;
+
+class BoundedHistory : public testing::Test
+{
+protected:
+    void read(const LogLines &part)
+    {
+        for (const QByteArray &line : part.lines) {
+            builder.readEventLine(line);
+        }
+    }
+
+    void SetUp() override { builder.beginFile(QStringLiteral("log.jsonl")); }
+
+    const Device &device() const { return builder.soFar().devices.at(0); }
+
+    /** Of all commands, those that are held and those that are not. */
+    Tally all() const
+    {
+        Tally tally = device().forgotten;
+        tally += tallyOf(device());
+        return tally;
+    }
+
+    HistoryBuilder builder{kept};
+    LogLines log;
+};
+
+TEST_F(BoundedHistory, HoldsTheLastCommandsAndCountsAll)
+{
+    log.start();
+    for (int i = 1; i <= 1000; ++i) {
+        log.answeredCommand(i * 100.0, i, 5.0);
+    }
+    read(log);
+    EXPECT_GE(device().commands.size(), kept);
+    EXPECT_LT(device().commands.size(), 2 * kept);
+    EXPECT_EQ(device().commands.back().givenMs, LogLines::startMs() + 100000.0);
+    EXPECT_EQ(all().commands, 1000U);
+    EXPECT_EQ(all().answered, 1000U);
+}
+
+TEST_F(BoundedHistory, CommandThatWaitsForLongStaysUntilItEnds)
+{
+    log.start();
+    log.given(1.0, 1, QStringLiteral("patient"));
+    for (int i = 2; i <= 100; ++i) {
+        log.answeredCommand(i * 100.0, i, 5.0);
+    }
+    log.sent(20000.0, 1);
+    log.answered(20005.0, 1, 5.0);
+    read(log);
+    EXPECT_EQ(all().commands, 100U);
+    EXPECT_EQ(all().answered, 100U);
+    EXPECT_EQ(all().notEnded, 0U);
+}
+
+TEST_F(BoundedHistory, OpenCommandsAreThoseThatHaveNotEnded)
+{
+    log.start();
+    log.given(1.0, 1);
+    log.given(2.0, 2);
+    log.sent(3.0, 1);
+    read(log);
+    EXPECT_EQ(device().openCommands, 2);
+    LogLines later;
+    later.answered(9.0, 1, 6.0);
+    read(later);
+    EXPECT_EQ(device().openCommands, 1);
+}
+
+TEST_F(BoundedHistory, CommandsWhoseEndsWereLostDoNotFillTheMemory)
+{
+    log.start();
+    for (int i = 1; i <= 1000; ++i) {
+        log.given(i * 100.0, i);
+    }
+    read(log);
+    EXPECT_LT(device().commands.size(), 2 * kept);
+    EXPECT_EQ(all().commands, 1000U);
+}
+
+TEST_F(BoundedHistory, CommandsOfARunThatEndedAreNotOpen)
+{
+    log.start();
+    log.given(1.0, 1);
+    log.end(5.0);
+    read(log);
+    EXPECT_EQ(device().openCommands, 0);
+}
+
+TEST_F(BoundedHistory, KindOfRefusalThatWasNotSeenForLongestIsForgotten)
+{
+    log.start();
+    const auto clause = [](int number) {
+        return QStringLiteral("payload holds %1 bytes").arg(number);
+    };
+    for (int i = 0; i < 300; ++i) {
+        log.rejected(i, 1, QStringLiteral("F1/08"), "01 F1 08 03 62 01 00", 10, clause(i));
+    }
+    read(log);
+    LogLines again;
+    again.rejected(400, 1, QStringLiteral("F1/08"), "01 F1 08 03 62 01 00", 10, clause(299));
+    read(again);
+    quint64 ofLast = 0;
+    for (const Refusal &refusal : device().refusals) {
+        EXPECT_NE(refusal.broken, clause(0));
+        ofLast += refusal.broken == clause(299) ? refusal.count : 0;
+    }
+    EXPECT_EQ(ofLast, 2U);
+    EXPECT_EQ(device().refusedReplies, 301U);
+}
+
+TEST_F(BoundedHistory, SnapshotIsWhatTakeWouldGiveAndReadingGoesOn)
+{
+    log.start();
+    log.link(1.0, QStringLiteral("up"));
+    log.answeredCommand(100.0, 1, 5.0);
+    read(log);
+    const History snapshot = builder.snapshot();
+    EXPECT_EQ(snapshot.devices.at(0).link.at(0).toMs, LogLines::startMs() + 105.0);
+    EXPECT_EQ(device().link.at(0).toMs, never);
+    LogLines later;
+    later.answeredCommand(200.0, 2, 5.0);
+    read(later);
+    EXPECT_EQ(device().commands.size(), 2U);
+}
+
+} // namespace
