@@ -1,5 +1,7 @@
 #include <report/drawing/style.h>
 
+#include <report/drawing/inks.h>
+
 namespace biz::report {
 
 Look lookOf(const history::Command &command)
@@ -67,18 +69,25 @@ QString nameOf(Look look)
     Q_UNREACHABLE();
 }
 
+namespace {
+
+QString inkVariables(const char *InkRow::*page)
+{
+    QString variables;
+    for (const InkRow &row : inks) {
+        variables += QStringLiteral(" --%1: %2;").arg(QString::fromLatin1(row.name), QString::fromLatin1(row.*page));
+    }
+    return variables;
+}
+
+} // namespace
+
 QString styleSheet()
 {
-    return QStringLiteral(R"css(
-:root {
-  --page: #ffffff; --text: #1b1f24; --quiet: #57606a; --rule: #d0d7de; --band: #f3f5f7; --card: #f6f8fa;
-  --good: #0072b2; --bad: #c04a00; --bad-soft: #fbe3d4; --late: #8a5a00; --odd: #8f4375; --down: #3b4046;
-  --down-soft: #e1e4e8; --neutral: #8b949e; --sky: #56b4e9; --mark: #ffd8b5; }
-@media screen and (prefers-color-scheme: dark) { :root { color-scheme: dark;
-  --page: #14171a; --text: #e8eaed; --quiet: #a3abb3; --rule: #3a4149; --band: #1d2227; --card: #1d2227;
-  --good: #58a9e0; --bad: #ff8a4c; --bad-soft: #4a2a18; --late: #f0b43c; --odd: #dd95c0; --down: #b9c0c8;
-  --down-soft: #2f353c; --neutral: #7d8790; --sky: #8fd0f5; --mark: #6b3a14; } }
-@media print {
+    return QStringLiteral("\n:root {%1 }\n"
+                          "@media screen and (prefers-color-scheme: dark) { :root { color-scheme: dark;%2 } }\n")
+               .arg(inkVariables(&InkRow::light), inkVariables(&InkRow::dark)) +
+           QStringLiteral(R"css(@media print {
   body { max-width: none; padding: 0; font-size: 10pt; } nav { display: none; }
   figure, .finding, tr { break-inside: avoid; } h2, h3 { break-after: avoid; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; } }
