@@ -61,9 +61,9 @@ bool FollowedFile::takeLine(QByteArray *line)
 
 void FollowedFile::giveUpRest()
 {
-    m_torn = m_read.mid(static_cast<int>(m_taken));
-    m_read.clear();
-    m_taken = 0;
+    const auto begin = m_read.lastIndexOf('\n') + 1;
+    m_torn = m_read.mid(begin);
+    m_read.truncate(begin);
 }
 
 QString FollowedFile::place() const

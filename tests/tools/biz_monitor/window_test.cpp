@@ -1,0 +1,127 @@
+#include <tools/biz_monitor/window_fixture.h>
+
+#include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTextBrowser>
+
+namespace {
+
+enum ListColumn { Name, State, Waiting, RoundTrip, NotAnswered, Refused };
+
+TEST_F(WindowTest, FollowedLogFillsTheListAndThePage)
+{
+    log.start();
+    log.answeredCommand(10, 1, 5);
+    log.given(20, 2);
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Devices") == 1; }));
+    EXPECT_EQ(cell("Devices", 0, Name), QStringLiteral("A2 at tcp://10.0.0.1:15700"));
+    EXPECT_EQ(cell("Devices", 0, State), QStringLiteral("answers"));
+    EXPECT_EQ(cell("Devices", 0, Waiting), QStringLiteral("1"));
+    EXPECT_EQ(cell("Devices", 0, RoundTrip), QStringLiteral("5.00 ms"));
+    EXPECT_EQ(textOf("Device"), QStringLiteral("A2 at tcp://10.0.0.1:15700"));
+    EXPECT_EQ(textOf("Queue"), QStringLiteral("1 command waits"));
+}
+
+TEST_F(WindowTest, LinesThatComeLaterAreShown)
+{
+    log.start();
+    log.answeredCommand(10, 1, 5);
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return cell("Devices", 0, State) == QLatin1String("answers"); }));
+    log.unansweredCommand(1000, 2);
+    log.unansweredCommand(2000, 3);
+    write();
+    EXPECT_TRUE(comesTrue([this] { return cell("Devices", 0, State) == QLatin1String("silent"); }));
+    EXPECT_EQ(cell("Devices", 0, NotAnswered), QStringLiteral("2"));
+}
+
+TEST_F(WindowTest, CommandInFlightIsNamed)
+{
+    log.start();
+    log.given(1, 1, QStringLiteral("get scene"));
+    log.sent(2, 1);
+    write();
+    watch();
+    EXPECT_TRUE(comesTrue([this] { return textOf("Command in flight").startsWith(QLatin1String("get scene, for ")); }));
+    EXPECT_TRUE(textOf("Command in flight").endsWith(QStringLiteral("of 500 ms")));
+}
+
+TEST_F(WindowTest, RefusedReplyShowsItsClauseAndItsMarkedBytes)
+{
+    log.start();
+    log.given(1, 1);
+    log.sent(2, 1);
+    // The index, byte 3 of the head, is too great.
+    log.rejected(5, 1, QStringLiteral("F1/08"), "01 F1 08 10 62 01 00", 354, QStringLiteral("index 16, at most 15"));
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Refused replies") == 1; }));
+    EXPECT_EQ(cell("Refused replies", 0, 3), QStringLiteral("index 16, at most 15"));
+    const auto *const reply = part<QTextBrowser>("The refused reply that is chosen");
+    part<QAbstractItemView>("Refused replies")
+        ->setCurrentIndex(part<QAbstractItemView>("Refused replies")->model()->index(0, 0));
+    EXPECT_TRUE(reply->toPlainText().contains(QStringLiteral("01 F1 08 [10] 62 01 00")))
+        << qPrintable(reply->toPlainText());
+    EXPECT_TRUE(reply->toPlainText().contains(QStringLiteral("index at most 15, then length 354")));
+}
+
+TEST_F(WindowTest, HostileTextsAreShownAsTheyAre)
+{
+    log.start();
+    log.given(1, 1, QStringLiteral("<b>bold</b>"));
+    log.sent(2, 1);
+    log.rejected(5, 1, QStringLiteral("F1/08"), "01 F1 08 10 62 01 00", 354, QStringLiteral("<img src=x>"));
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Refused replies") == 1; }));
+    part<QAbstractItemView>("Refused replies")
+        ->setCurrentIndex(part<QAbstractItemView>("Refused replies")->model()->index(0, 0));
+    EXPECT_TRUE(
+        part<QTextBrowser>("The refused reply that is chosen")->toPlainText().contains(QStringLiteral("<img src=x>")));
+    EXPECT_TRUE(textOf("Command in flight").startsWith(QStringLiteral("<b>bold</b>")));
+    EXPECT_EQ(part<QLabel>("Command in flight")->textFormat(), Qt::PlainText);
+}
+
+TEST_F(WindowTest, FileThatIsNoLogIsSaidToBeNone)
+{
+    log.lines << "what is this";
+    write();
+    watch();
+    EXPECT_TRUE(comesTrue([this] { return textOf("Log").contains(QLatin1String("an event log or a recording")); }));
+}
+
+TEST_F(WindowTest, DevicesOfOneLogStandInTheOrderOfTheirNumbers)
+{
+    log.start(-1, QStringLiteral("osd"));
+    for (const char *const address : {"10.0.0.10", "10.0.0.2", "10.0.0.1"}) {
+        log.line(1, {{"event", "given"}, {"ticket", 1 + written + log.lines.size()}, {"device", address}});
+    }
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Devices") == 3; }));
+    EXPECT_EQ(cell("Devices", 0, Name), QStringLiteral("10.0.0.1"));
+    EXPECT_EQ(cell("Devices", 1, Name), QStringLiteral("10.0.0.2"));
+    EXPECT_EQ(cell("Devices", 2, Name), QStringLiteral("10.0.0.10"));
+}
+
+TEST_F(WindowTest, OneCallSavesAReportBesideTheLog)
+{
+    log.start();
+    log.answeredCommand(10, 1, 5);
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Devices") == 1; }));
+    QString saved;
+    QObject::connect(&window, &biz::monitor::MonitorWindow::reportSaved, &window,
+                     [&saved](const QString &file) { saved = file; });
+    window.saveReport();
+    ASSERT_TRUE(biz::test::waitFor([&saved] { return !saved.isEmpty(); }));
+    EXPECT_TRUE(saved.startsWith(folder.path())) << qPrintable(saved);
+    QFile page(saved);
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(page.readAll().contains("A2 at tcp://10.0.0.1:15700"));
+}
+
+} // namespace
