@@ -40,16 +40,19 @@ public:
         return read >= 0.0 && read <= highest ? static_cast<int>(read) : -1;
     }
 
-    quint64 ticket() const
-    {
-        constexpr double highest = 9007199254740992.0; // what a JSON number holds exactly
-        const double read = number("ticket");
-        return read >= 0.0 && read <= highest ? static_cast<quint64>(read) : 0;
-    }
-
     QByteArray bytes(const char *name) const
     {
         return tools::bytesFromHex(value(name).toString()).value_or(QByteArray());
+    }
+
+    Line object(const QString &name) const { return Line(m_object.value(name).toObject()); }
+    QStringList names() const { return m_object.keys(); }
+
+    quint64 count(const char *name) const
+    {
+        constexpr double highest = 9007199254740992.0; // what a JSON number holds exactly
+        const double read = number(name);
+        return read >= 0.0 && read <= highest ? static_cast<quint64>(read) : 0;
     }
 
     double time(const char *name) const
@@ -74,6 +77,7 @@ Kind kindOf(const QString &name)
         {QStringLiteral("foreign"), Kind::Foreign}, {QStringLiteral("linkStateChanged"), Kind::LinkState},
         {QStringLiteral("refused"), Kind::Refused}, {QStringLiteral("failed"), Kind::Failed},
         {QStringLiteral("problem"), Kind::Problem}, {QStringLiteral("summary"), Kind::Summary},
+        {QStringLiteral("state"), Kind::State},     {QStringLiteral("lost"), Kind::Lost},
     };
     return kinds.value(name, Kind::Other);
 }
@@ -103,7 +107,7 @@ void readStart(const Line &line, Event *event)
 
 void readCommand(const Line &line, Event *event)
 {
-    event->ticket = line.ticket();
+    event->ticket = line.count("ticket");
     event->name = line.text("name");
     event->device = line.text("device");
     event->codes = line.text("command");
@@ -113,6 +117,48 @@ void readCommand(const Line &line, Event *event)
     event->afterEndMs = line.number("afterEndMs");
     event->bytes = line.integer("bytes");
     event->lines = line.integer("lines");
+}
+
+/** Of the device of this name; the commands that are pending have not ended, and their ends are still to come. */
+Standing standingOf(const QString &device, const Line &line)
+{
+    Standing standing;
+    standing.device = bounded(device);
+    const QString state = line.text("state");
+    if (!state.isEmpty()) {
+        standing.linkState = linkStateNamed(state);
+    }
+    standing.sinceMs = line.time("since");
+    standing.reason = line.text("reason");
+    const Line counters = line.object(QStringLiteral("counters"));
+    Tally &before = standing.before;
+    before.answered = counters.count("answered");
+    before.resent = counters.count("resent");
+    before.givenUp = counters.count("gaveUp") + counters.count("released");
+    before.unreachable = counters.count("unreachable");
+    for (const char *const other :
+         {"cleared", "skipped", "stopped", "expired", "superseded", "cancelled", "interrupted"}) {
+        before.others += counters.count(other);
+    }
+    before.commands = before.answered + before.givenUp + before.unreachable + before.others;
+    before.late = counters.count("late");
+    before.duplicate = counters.count("duplicate");
+    before.foreign = counters.count("foreign");
+    standing.refusedBefore = counters.count("rejected");
+    return standing;
+}
+
+/** A fleet tells of each of its devices by its name. */
+void readState(const Line &line, Event *event)
+{
+    const Line devices = line.object(QStringLiteral("devices"));
+    const QStringList names = devices.names();
+    for (const QString &name : names) {
+        event->standings.push_back(standingOf(name, devices.object(name)));
+    }
+    if (names.isEmpty()) {
+        event->standings.push_back(standingOf(QString(), line));
+    }
 }
 
 void readWhy(const Line &line, Event *event)
@@ -153,6 +199,10 @@ bool readEvent(const QByteArray &json, Event *event)
     if (event->kind == Kind::Start) {
         event->atMs = 0.0;
         readStart(line, event);
+        return event->utcMs >= 0.0;
+    }
+    if (event->kind == Kind::State) {
+        readState(line, event);
         return event->utcMs >= 0.0;
     }
     readCommand(line, event);

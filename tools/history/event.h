@@ -1,15 +1,30 @@
 #ifndef BIZ_HISTORY_EVENT_H
 #define BIZ_HISTORY_EVENT_H
 
+#include <optional>
+#include <vector>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
+#include <history/tally.h>
 #include <host/vocabulary.h>
 
 namespace biz::history {
 
 /** What a text holds at most once it is read: a message may come from anybody. */
 constexpr int longestText = 400;
+
+/** How a device stands when a log begins, which is not when its host began. */
+struct Standing
+{
+    QString device; ///< empty: the only one
+    std::optional<host::LinkState> linkState;
+    double sinceMs = -1.0; ///< that the link is in this state
+    QString reason;
+    Tally before; ///< the commands that had ended
+    quint64 refusedBefore = 0;
+};
 
 /** One line of an event log or of a recording. What a kind does not have is empty or negative. */
 struct Event
@@ -29,6 +44,7 @@ struct Event
         Failed,    ///< sending or receiving failed
         Problem,   ///< the run ended early
         Summary,   ///< the run was over
+        State,     ///< how things stand where a log, or a file of it, begins
         Lost,      ///< `lines` of the log could not be written
         Other,     ///< of no concern here: bytes of a recording, and kinds of later versions
     };
@@ -64,6 +80,8 @@ struct Event
     QString link;
     QString tool;
     QString library;
+
+    std::vector<Standing> standings; ///< of a state
 };
 
 /** Reads one line; false when it is none of an event log. */

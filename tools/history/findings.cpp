@@ -116,8 +116,10 @@ void DeviceFindings::lookForLostLink()
 {
     std::vector<LinkSpan> outages;
     bool wasUp = false;
+    bool wasTried = false;
     for (const LinkSpan &span : m_device.link) {
         wasUp = wasUp || span.state == host::LinkState::Up;
+        wasTried = wasTried || span.state != host::LinkState::Closed;
         if (span.state != host::LinkState::Lost) {
             continue;
         }
@@ -139,7 +141,7 @@ void DeviceFindings::lookForLostLink()
             QStringLiteral("The link to %1 was lost %2 more times, each time for less than that.")
                 .arg(m_device.title, countText(outages.size() - told)));
     }
-    if (!m_device.link.empty() && !wasUp) {
+    if (wasTried && !wasUp) {
         add(Kind::LinkLost, Severity::Fault, QStringLiteral("Never connected"),
             QStringLiteral("The link to %1 was never open.").arg(m_device.title),
             QStringLiteral("Look at the address first, then at the device's power."));
@@ -349,6 +351,22 @@ void lookAtRuns(const History &history, std::vector<Finding> &found)
     }
 }
 
+/** A log may begin later than its host, and a monitor keeps the last commands only. */
+void lookForEarlierCommands(const History &history, std::vector<Finding> &found)
+{
+    Tally earlier;
+    for (const Device &device : history.devices) {
+        earlier += device.forgotten;
+    }
+    if (earlier.commands == 0) {
+        return;
+    }
+    found.push_back(finding(Kind::Cut, Severity::Note, -1, QStringLiteral("Earlier"),
+                            QStringLiteral("%1 came before what stands here: %2 answered, %3 not.")
+                                .arg(commandsText(earlier.commands), countText(earlier.answered),
+                                     countText(earlier.givenUp + earlier.unreachable))));
+}
+
 Finding countOf(const History &history, bool allWell)
 {
     Tally all;
@@ -417,6 +435,7 @@ std::vector<Finding> findingsOf(const History &history)
     }
     gather(found, history);
     lookAtRuns(history, found);
+    lookForEarlierCommands(history, found);
     std::stable_sort(found.begin(), found.end(),
                      [](const Finding &a, const Finding &b) { return a.severity < b.severity; });
     const bool allWell = found.empty() || found.front().severity >= Severity::Note;

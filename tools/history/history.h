@@ -124,7 +124,7 @@ struct Device
     quint64 refusedReplies = 0;
 
     // Of a history that goes on.
-    Tally forgotten;            ///< what is not held any more
+    Tally forgotten;            ///< what is not held any more, or was before the log began
     int openCommands = 0;       ///< of the run that goes on, those that have not ended
     double lastReplyMs = never; ///< when anything was heard of it last
     quint64 events = 0;         ///< grows with each line about it

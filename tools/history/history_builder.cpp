@@ -199,6 +199,11 @@ void HistoryBuilder::readKind(const Event &event, double atMs)
     case Kind::LinkState:
         readLink(event, atMs);
         break;
+    case Kind::State:
+        for (const Standing &standing : event.standings) {
+            readStanding(standing, atMs);
+        }
+        break;
     case Kind::Refused:
     case Kind::Failed:
         addTrouble(event, atMs);
@@ -385,6 +390,7 @@ Command *HistoryBuilder::commandOf(const Event &event, double atMs)
     command.waitMs = event.waitMs;
     command.ticket = event.ticket;
     ++device.openCommands;
+    m_open.hasCommands = true;
     device.commands.push_back(command);
     return &device.commands.back();
 }
@@ -456,6 +462,31 @@ void HistoryBuilder::readLink(const Event &event, double atMs)
         device.link.back().toMs = atMs;
     }
     device.link.push_back({event.linkState, atMs, never, event.reason});
+}
+
+// A log that is rotated tells at the begin of each file what is known already, unless lines were lost.
+void HistoryBuilder::readStanding(const Standing &standing, double atMs)
+{
+    if (standing.device.isEmpty() && m_open.onlyDevice < 0) {
+        return; // of all devices together
+    }
+    Event about;
+    about.device = standing.device;
+    Device &device = m_history.devices[static_cast<std::size_t>(deviceOf(about))];
+    if (!m_open.hasCommands) {
+        device.forgotten += standing.before;
+        device.refusedReplies += standing.refusedBefore;
+    }
+    const bool isKnown = !device.link.empty() && device.link.back().toMs < 0.0;
+    if (!standing.linkState || (isKnown && device.link.back().state == *standing.linkState)) {
+        return;
+    }
+    double fromMs = standing.sinceMs >= 0.0 ? std::min(standing.sinceMs, atMs) : atMs;
+    if (isKnown) {
+        fromMs = std::max(fromMs, device.link.back().fromMs);
+        device.link.back().toMs = fromMs;
+    }
+    device.link.push_back({*standing.linkState, fromMs, never, standing.reason});
 }
 
 void HistoryBuilder::addTrouble(const Event &event, double atMs)

@@ -74,8 +74,8 @@ private:
         int run = 0;
         double startMs = never; ///< what `atMs` counts from
         QHash<quint64, Place> commands;
-        QHash<QString, int> devices;
         int onlyDevice = -1;
+        bool hasCommands = false;
     };
 
     bool isBounded() const { return m_kept != all; }
@@ -96,6 +96,7 @@ private:
     void readReply(const Event &event, double atMs);
     void readEnd(const Event &event, double atMs);
     void readLink(const Event &event, double atMs);
+    void readStanding(const Standing &standing, double atMs);
     void addTrouble(const Event &event, double atMs);
     void addRefusal(Device &device, const Refusal &refusal, const model_Protocoldata &reply, int deviceType);
     void reach(double atMs);

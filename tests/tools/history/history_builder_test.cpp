@@ -172,4 +172,86 @@ TEST(HistoryBuilder, NumbersThatNobodyWritesAreNone)
     EXPECT_EQ(history.devices.at(0).commands.at(0).waitMs, -1);
 }
 
+TEST(HistoryBuilder, LinesThatWereLostAreCounted)
+{
+    LogLines log;
+    log.start();
+    log.line(10, {{"event", "lost"}, {"lines", 12}});
+    EXPECT_EQ(log.history().runs.at(0).lostLines, 12U);
+}
+
+/** How the host of one device stands, as a log tells it where it begins. */
+QJsonObject standing(const QString &state, double sinceMs, const QJsonObject &counters = {})
+{
+    const auto since = static_cast<qint64>(LogLines::startMs() + sinceMs);
+    return {{"event", "state"},
+            {"state", state},
+            {"since", QDateTime::fromMSecsSinceEpoch(since, Qt::UTC).toString(Qt::ISODateWithMs)},
+            {"reason", "the cable is out"},
+            {"counters", counters}};
+}
+
+TEST(HistoryBuilder, LinkThatWasLostBeforeTheLogBeganIsLost)
+{
+    LogLines log;
+    log.start();
+    log.line(1, standing(QStringLiteral("lost"), -60000));
+    log.link(5000, QStringLiteral("up"));
+    const Device device = log.history().devices.at(0);
+    ASSERT_EQ(device.link.size(), 2U);
+    EXPECT_EQ(device.link.at(0).state, biz::host::LinkState::Lost);
+    EXPECT_EQ(device.link.at(0).fromMs, LogLines::startMs() - 60000);
+    EXPECT_EQ(device.link.at(0).reason, QStringLiteral("the cable is out"));
+}
+
+TEST(HistoryBuilder, StateThatIsKnownAlreadyChangesNothing)
+{
+    LogLines log;
+    log.start();
+    log.link(100, QStringLiteral("up"));
+    log.answeredCommand(200, 1, 5);
+    log.line(300, standing(QStringLiteral("up"), 100, {{"answered", 1}}));
+    const Device device = log.history().devices.at(0);
+    EXPECT_EQ(device.link.size(), 1U);
+    EXPECT_EQ(device.forgotten.commands, 0U);
+}
+
+TEST(HistoryBuilder, CommandsFromBeforeTheLogAreCountedAndToldOf)
+{
+    LogLines log;
+    log.start();
+    log.line(1, standing(QStringLiteral("up"), 0, {{"enqueued", 12}, {"answered", 7}, {"gaveUp", 2}, {"rejected", 3}}));
+    log.answeredCommand(200, 8, 5);
+    const History history = log.history();
+    EXPECT_EQ(history.devices.at(0).forgotten.commands, 9U);
+    EXPECT_EQ(history.devices.at(0).refusedReplies, 3U);
+    const std::vector<Finding> findings = findingsOf(history);
+    EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), [](const Finding &finding) {
+        return finding.sentence == QLatin1String("9 commands came before what stands here: 7 answered, 2 not.");
+    }));
+}
+
+TEST(HistoryBuilder, HostThatWasNeverStartedIsNoFault)
+{
+    LogLines log;
+    log.start();
+    log.line(1, standing(QStringLiteral("closed"), 0));
+    EXPECT_EQ(findingsOf(log.history()).at(0).severity, Finding::Severity::Note);
+}
+
+TEST(HistoryBuilder, FleetTellsOfEachDeviceByItsName)
+{
+    LogLines log;
+    log.start(-1, QStringLiteral("fleet"));
+    log.line(
+        1, {{"event", "state"},
+            {"devices", QJsonObject{{"hall", QJsonObject{{"state", "up"}, {"counters", QJsonObject{{"answered", 4}}}}},
+                                    {"lobby", QJsonObject{{"state", "lost"}}}}}});
+    const History history = log.history();
+    ASSERT_EQ(history.devices.size(), 2U);
+    EXPECT_EQ(history.devices.at(0).title, QStringLiteral("hall"));
+    EXPECT_EQ(history.devices.at(0).forgotten.answered, 4U);
+    EXPECT_EQ(history.devices.at(1).link.at(0).state, biz::host::LinkState::Lost);
+}
+
 } // namespace
