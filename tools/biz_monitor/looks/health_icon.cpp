@@ -120,23 +120,30 @@ void draw(QPainter &painter, Health health, const QColor &page)
     }
 }
 
+QPixmap picture(Health health, int pictureSide, const QColor &colour, const QColor &page)
+{
+    QPixmap pixmap(pictureSide, pictureSide);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(pictureSide / side, pictureSide / side);
+    painter.setPen(colour);
+    painter.setBrush(colour);
+    draw(painter, health, page);
+    return pixmap;
+}
+
 } // namespace
 
 QIcon healthIcon(Health health, const QPalette &palette)
 {
     const Colours colours(palette);
-    const QColor colour = colours(inkOf(health));
     QIcon icon;
     for (const int pictureSide : pictureSides) {
-        QPixmap pixmap(pictureSide, pictureSide);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.scale(pictureSide / side, pictureSide / side);
-        painter.setPen(colour);
-        painter.setBrush(colour);
-        draw(painter, health, colours(Ink::Page));
-        icon.addPixmap(pixmap);
+        icon.addPixmap(picture(health, pictureSide, colours(inkOf(health)), colours(Ink::Page)));
+        icon.addPixmap(
+            picture(health, pictureSide, palette.color(QPalette::HighlightedText), palette.color(QPalette::Highlight)),
+            QIcon::Selected);
     }
     return icon;
 }

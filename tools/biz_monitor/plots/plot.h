@@ -24,7 +24,7 @@ public:
     void show(const history::History *history, int device);
 
 protected:
-    static constexpr double leftMargin = 66.0;
+    static constexpr double leftMargin = 78.0;
     static constexpr double rightMargin = 10.0;
     static constexpr double axisHeight = 20.0;
 

@@ -20,7 +20,7 @@ using report::TimeScale;
 constexpr double linkHeight = 16.0;
 constexpr double marksHeight = 16.0;
 constexpr double narrowestBar = 2.0;
-constexpr double thickestLane = 30.0;
+constexpr double thickestLane = 44.0;
 constexpr int mostLanes = 4;
 constexpr int mostBars = 400;
 
@@ -78,9 +78,22 @@ QRectF TimelinePlot::rectOf(const Bar &bar, const Lanes &lanes, const TimeScale 
 
 void TimelinePlot::paintPlot(QPainter &painter, const QRectF &area, const Colours &colours)
 {
+    paintNames(painter, area, colours);
     paintLink(painter, area, colours);
     paintBars(painter, colours);
     paintMarks(painter, area, colours);
+}
+
+void TimelinePlot::paintNames(QPainter &painter, const QRectF &area, const Colours &colours) const
+{
+    painter.setPen(colours(Ink::Quiet));
+    const auto name = [&](double top, double bottom, const QString &text) {
+        painter.drawText(QRectF(0.0, top, leftMargin - 6.0, bottom - top), Qt::AlignRight | Qt::AlignVCenter, text);
+    };
+    const QRectF bars = barsArea(area);
+    name(area.top(), bars.top(), device()->link.empty() ? QString() : QStringLiteral("link"));
+    name(bars.top(), bars.bottom(), QStringLiteral("commands"));
+    name(bars.bottom(), area.bottom(), QStringLiteral("marks"));
 }
 
 /** Bands where the link was not up, with the state in words where there is room. */

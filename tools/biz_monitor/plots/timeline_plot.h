@@ -25,6 +25,7 @@ private:
     QRectF barsArea(const QRectF &area) const;
     QRectF rectOf(const report::Bar &bar, const report::Lanes &lanes, const report::TimeScale &time) const;
     report::Lanes lanes() const;
+    void paintNames(QPainter &painter, const QRectF &area, const Colours &colours) const;
     void paintLink(QPainter &painter, const QRectF &area, const Colours &colours) const;
     void paintBars(QPainter &painter, const Colours &colours) const;
     void paintMarks(QPainter &painter, const QRectF &area, const Colours &colours) const;

@@ -46,6 +46,13 @@ QLabel *readableLabel(const QString &name)
     return label;
 }
 
+QLabel *heading(const QString &text)
+{
+    auto *const label = new QLabel(text);
+    label->setFont(scaled(label->font(), smaller));
+    return label;
+}
+
 /** A value under its name. */
 QWidget *withName(const QString &name, QLabel *value)
 {
@@ -53,9 +60,7 @@ QWidget *withName(const QString &name, QLabel *value)
     auto *const layout = new QVBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    auto *const title = new QLabel(name);
-    title->setFont(scaled(title->font(), smaller));
-    layout->addWidget(title);
+    layout->addWidget(heading(name));
     layout->addWidget(value);
     return box;
 }
@@ -103,8 +108,10 @@ DevicePage::DevicePage(TimeAxis *axis, QWidget *parent)
     auto *const plots = new QWidget;
     auto *const plotLayout = new QVBoxLayout(plots);
     plotLayout->setContentsMargins(0, 0, 0, 0);
+    plotLayout->addWidget(heading(QStringLiteral("What became of the commands")));
     plotLayout->addWidget(m_timeline, 3);
     plotLayout->addWidget(new Legend);
+    plotLayout->addWidget(heading(QStringLiteral("How long replies took, by when their commands were sent")));
     plotLayout->addWidget(m_roundTrips, 4);
     auto *const splitter = new QSplitter(Qt::Vertical);
     splitter->addWidget(plots);

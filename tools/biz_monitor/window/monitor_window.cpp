@@ -15,6 +15,7 @@
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QSplitter>
 #include <QtWidgets/QStatusBar>
+#include <QtWidgets/QStyle>
 #include <QtWidgets/QTableView>
 #include <QtWidgets/QToolBar>
 #include <QtWidgets/QVBoxLayout>
@@ -35,6 +36,9 @@ constexpr int refreshPeriodMs = 250;
 constexpr int ticksOfList = 2;
 
 constexpr int ticksOfStatus = 4;
+
+constexpr int usualListWidth = 500;
+constexpr int usualPageWidth = 780;
 
 constexpr double secondMs = 1000.0;
 constexpr double minuteMs = 60.0 * secondMs;
@@ -73,7 +77,7 @@ MonitorWindow::MonitorWindow(QWidget *parent)
     splitter->setChildrenCollapsible(false);
     splitter->setStretchFactor(0, 2);
     splitter->setStretchFactor(1, 3);
-    splitter->setSizes({2, 3});
+    splitter->setSizes({usualListWidth, usualPageWidth});
     setCentralWidget(splitter);
     buildStatusBar();
     connect(&m_saver, &ReportSaver::saved, this, [this](const QString &path) {
@@ -97,11 +101,14 @@ void MonitorWindow::buildActions()
     QMenu *const file = menuBar()->addMenu(QStringLiteral("&File"));
     QAction *const open = file->addAction(QStringLiteral("&Open log or recording…"), this, &MonitorWindow::chooseFile);
     open->setShortcut(QKeySequence::Open);
+    open->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
     QAction *const socket =
         file->addAction(QStringLiteral("&Connect to application…"), this, &MonitorWindow::chooseSocket);
+    socket->setIcon(style()->standardIcon(QStyle::SP_DriveNetIcon));
     socket->setShortcut(QKeySequence(QStringLiteral("Ctrl+L")));
     file->addSeparator();
     m_save = file->addAction(QStringLiteral("&Save report"), this, &MonitorWindow::saveReport);
+    m_save->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
     m_save->setShortcut(QKeySequence::Save);
     m_save->setToolTip(QStringLiteral("Write a report of what is shown beside the log (Ctrl+S)"));
     m_saveAs = file->addAction(QStringLiteral("Save report &as…"), this, &MonitorWindow::chooseReportFile);
@@ -112,6 +119,7 @@ void MonitorWindow::buildActions()
     QMenu *const view = menuBar()->addMenu(QStringLiteral("&View"));
     m_follow = view->addAction(QStringLiteral("&Follow the log"));
     m_follow->setShortcut(QKeySequence(QStringLiteral("F5")));
+    m_follow->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
     m_follow->setCheckable(true);
     m_follow->setChecked(true);
     connect(m_follow, &QAction::toggled, &m_axis, &TimeAxis::setFollowing);
