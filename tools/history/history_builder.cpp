@@ -55,6 +55,22 @@ QByteArray loggedBytes(const model_Protocoldata &reply)
            QByteArray::number(reply.baData.size());
 }
 
+/** By the rules of the device's model, or of the model whose rules say the same, where a log does not name it. */
+host::ReplyJudgement judgementOf(const Refusal &refusal, const model_Protocoldata &reply, int deviceType)
+{
+    host::ReplyJudgement own = host::judgeReply(deviceType, reply);
+    if (deviceType >= 0) {
+        return own;
+    }
+    for (const host::CheckedModel &model : host::checkedModels()) {
+        host::ReplyJudgement judgement = host::judgeReply(model.deviceType, reply);
+        if (!judgement.accepted && judgement.rule == refusal.rule && judgement.broken == refusal.broken) {
+            return judgement;
+        }
+    }
+    return own;
+}
+
 /** Notes a reply that is not known yet; its sequence byte is all the same to the rules. */
 void noteShape(std::vector<ReplyShape> &shapes, std::set<QByteArray> &known, char side, const QByteArray &head,
                int payloadSize)
@@ -522,7 +538,7 @@ void HistoryBuilder::addRefusal(Device &device, const Refusal &refusal, const mo
         forgetRefusal(device);
     }
     m_refusals[place].emplace(clause, device.refusals.size());
-    const host::ReplyJudgement judgement = host::judgeReply(deviceType, reply);
+    const host::ReplyJudgement judgement = judgementOf(refusal, reply, deviceType);
     Refusal first = refusal;
     first.count = 1;
     first.lastMs = refusal.firstMs;
@@ -530,7 +546,7 @@ void HistoryBuilder::addRefusal(Device &device, const Refusal &refusal, const mo
     first.data = reply.baData;
     first.brokenHeadBytes = judgement.brokenHeadBytes;
     first.brokenPayload = judgement.brokenPayload;
-    first.isAcceptedNow = judgement.accepted;
+    first.isAcceptedNow = deviceType >= 0 && judgement.accepted;
     device.refusals.push_back(first);
 }
 

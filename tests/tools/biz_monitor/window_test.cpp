@@ -20,7 +20,7 @@ TEST_F(WindowTest, FollowedLogFillsTheListAndThePage)
     EXPECT_EQ(cell("Devices", 0, Waiting), QStringLiteral("1"));
     EXPECT_EQ(cell("Devices", 0, RoundTrip), QStringLiteral("5.00 ms"));
     EXPECT_EQ(textOf("Device"), QStringLiteral("A2 at tcp://10.0.0.1:15700"));
-    EXPECT_EQ(textOf("Queue"), QStringLiteral("1 command waits"));
+    EXPECT_EQ(textOf("Queue"), QStringLiteral("1 waiting"));
 }
 
 TEST_F(WindowTest, LinesThatComeLaterAreShown)

@@ -190,8 +190,8 @@ QVariant DeviceModel::data(const QModelIndex &index, int role) const
 QVariant DeviceModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     static const QStringList titles{
-        QStringLiteral("Device"),     QStringLiteral("State"),      QStringLiteral("Queue"),
-        QStringLiteral("Round trip"), QStringLiteral("Unanswered"), QStringLiteral("Refused"),
+        QStringLiteral("Device"),     QStringLiteral("State"),    QStringLiteral("Queue"),
+        QStringLiteral("Round trip"), QStringLiteral("No reply"), QStringLiteral("Refused"),
     };
     static const QStringList explanations{
         QStringLiteral("The device, or the place that the host is connected to"),

@@ -7,6 +7,8 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QToolTip>
 
+#include <biz_monitor/looks/fonts.h>
+
 namespace biz::monitor {
 
 namespace {
@@ -18,12 +20,17 @@ constexpr double page = 0.9;
 constexpr double closer = 0.5;
 constexpr double further = 2.0;
 
+constexpr double rightMargin = 10.0;
+constexpr double topMargin = 4.0;
+constexpr double gap = 6.0;
+
 } // namespace
 
 Plot::Plot(TimeAxis *axis, QWidget *parent)
     : QWidget(parent)
     , m_axis(axis)
 {
+    setFont(scaled(font(), smallerFont));
     setFocusPolicy(Qt::StrongFocus);
     setBackgroundRole(QPalette::Base);
     setAutoFillBackground(true);
@@ -45,9 +52,16 @@ const history::Device *Plot::device() const
     return &m_history->devices[static_cast<std::size_t>(m_device)];
 }
 
+double Plot::leftMargin() const
+{
+    return fontMetrics().horizontalAdvance(QLatin1String("commands")) + 2.0 * gap;
+}
+
 QRectF Plot::area() const
 {
-    return QRectF(leftMargin, 4.0, std::max(width() - leftMargin - rightMargin, 1.0), height() - axisHeight - 4.0);
+    const double left = leftMargin();
+    return {left, topMargin, std::max(width() - left - rightMargin, 1.0),
+            std::max(height() - lineHeight() - gap - topMargin, 1.0)};
 }
 
 report::TimeScale Plot::timeScale() const
@@ -74,16 +88,21 @@ void Plot::paintEvent(QPaintEvent *)
 
 void Plot::paintAxis(QPainter &painter, const Colours &colours) const
 {
-    constexpr double labelWidth = 110.0;
     const QRectF plot = area();
-    const int most = std::max(static_cast<int>(plot.width() / labelWidth), 1);
-    const report::TimeScale scale = timeScale();
-    for (const report::Tick &tick : scale.ticks(most)) {
+    const double usualWidth = fontMetrics().horizontalAdvance(QLatin1String("00:00:00")) + 4.0 * gap;
+    const int most = std::max(static_cast<int>(plot.width() / usualWidth), 1);
+    double free = 0.0;
+    for (const report::Tick &tick : timeScale().ticks(most)) {
         painter.setPen(colours(Ink::Rule));
         painter.drawLine(QPointF(tick.position, plot.top()), QPointF(tick.position, plot.bottom()));
-        const double left = std::clamp(tick.position - labelWidth / 2.0, 0.0, std::max(width() - labelWidth, 0.0));
+        const double labelWidth = fontMetrics().horizontalAdvance(tick.label);
+        const double left = std::min(tick.position - labelWidth / 2.0, width() - labelWidth - 2.0);
+        if (left < free) {
+            continue;
+        }
+        free = left + labelWidth + gap;
         painter.setPen(colours(Ink::Quiet));
-        painter.drawText(QRectF(left, plot.bottom() + 2.0, labelWidth, axisHeight - 2.0), Qt::AlignCenter, tick.label);
+        painter.drawText(QRectF(left, plot.bottom() + 2.0, labelWidth, lineHeight()), Qt::AlignCenter, tick.label);
     }
     painter.setPen(colours(Ink::Rule));
     painter.drawLine(plot.bottomLeft(), plot.bottomRight());

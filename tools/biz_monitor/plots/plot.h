@@ -24,9 +24,9 @@ public:
     void show(const history::History *history, int device);
 
 protected:
-    static constexpr double leftMargin = 78.0;
-    static constexpr double rightMargin = 10.0;
-    static constexpr double axisHeight = 20.0;
+    /** Beside the plot, for the names of what is drawn. */
+    double leftMargin() const;
+    double lineHeight() const { return fontMetrics().height(); }
 
     /** Between the margins, above the axis of time. */
     virtual void paintPlot(QPainter &painter, const QRectF &area, const Colours &colours) = 0;

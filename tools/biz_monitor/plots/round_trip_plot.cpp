@@ -19,8 +19,7 @@ using report::DurationScale;
 using report::Ink;
 using report::TimeScale;
 
-constexpr double aboveHeight = 16.0; ///< where commands without a reply stand
-constexpr double dotSize = 3.6;
+constexpr double dotSize = 4.4;
 
 } // namespace
 
@@ -50,9 +49,10 @@ QSize RoundTripPlot::minimumSizeHint() const
     return {240, 100};
 }
 
-QRectF RoundTripPlot::dotsArea(const QRectF &area)
+/** Above it is a line for commands without a reply. */
+QRectF RoundTripPlot::dotsArea(const QRectF &area) const
 {
-    return area.adjusted(0.0, aboveHeight, 0.0, 0.0);
+    return area.adjusted(0.0, 1.5 * lineHeight(), 0.0, 0.0);
 }
 
 RoundTripPlot::Shown RoundTripPlot::shown() const
@@ -81,19 +81,23 @@ void RoundTripPlot::paintScale(QPainter &painter, const QRectF &area, const Colo
 {
     const QRectF dots = dotsArea(area);
     const DurationScale scale(shown.shortestMs, shown.longestMs, dots.bottom(), dots.top());
-    const double labelHeight = painter.fontMetrics().height();
+    const double labelHeight = lineHeight();
     const auto label = [&](double y, const QString &text, Ink ink) {
         painter.setPen(colours(ink));
-        painter.drawText(QRectF(0.0, y - labelHeight / 2.0, leftMargin - 6.0, labelHeight),
+        painter.drawText(QRectF(0.0, y - labelHeight / 2.0, leftMargin() - 6.0, labelHeight),
                          Qt::AlignRight | Qt::AlignVCenter, text);
     };
+    double free = dots.bottom() + labelHeight;
     for (const report::Tick &tick : scale.ticks()) {
         painter.setPen(colours(Ink::Rule));
         painter.drawLine(QPointF(area.left(), tick.position), QPointF(area.right(), tick.position));
-        label(tick.position, tick.label, Ink::Quiet);
+        if (tick.position + labelHeight / 2.0 <= free) {
+            label(tick.position, tick.label, Ink::Quiet);
+            free = tick.position - labelHeight / 2.0;
+        }
     }
     if (!shown.unanswered.empty()) {
-        label(area.top() + aboveHeight / 2.0, QStringLiteral("no reply"), Ink::Bad);
+        label(area.top() + lineHeight() / 2.0, QStringLiteral("no reply"), Ink::Bad);
     }
     if (shown.waitMs <= 0) {
         return;
@@ -124,7 +128,7 @@ void RoundTripPlot::paintPlot(QPainter &painter, const QRectF &area, const Colou
     painter.drawPoints(points.constData(), static_cast<int>(points.size()));
     painter.setRenderHint(QPainter::Antialiasing);
     for (const Command *command : drawn.unanswered) {
-        drawMark(painter, report::Mark::Cross, {time.at(command->sentMs), area.top() + aboveHeight / 2.0}, colours);
+        drawMark(painter, report::Mark::Cross, {time.at(command->sentMs), area.top() + lineHeight() / 2.0}, colours);
     }
 }
 

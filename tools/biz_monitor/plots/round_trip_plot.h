@@ -24,7 +24,7 @@ protected:
 private:
     struct Shown;
     Shown shown() const;
-    static QRectF dotsArea(const QRectF &area);
+    QRectF dotsArea(const QRectF &area) const;
     void paintScale(QPainter &painter, const QRectF &area, const Colours &colours, const Shown &shown) const;
 };
 

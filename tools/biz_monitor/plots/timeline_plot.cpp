@@ -17,9 +17,8 @@ using report::Ink;
 using report::Lanes;
 using report::TimeScale;
 
-constexpr double linkHeight = 16.0;
-constexpr double marksHeight = 16.0;
-constexpr double narrowestBar = 2.0;
+constexpr double narrowestBar = 1.6;
+constexpr double narrowestPattern = 4.0;
 constexpr double thickestLane = 44.0;
 constexpr int mostLanes = 4;
 constexpr int mostBars = 400;
@@ -59,7 +58,7 @@ QSize TimelinePlot::minimumSizeHint() const
 
 QRectF TimelinePlot::barsArea(const QRectF &area) const
 {
-    return area.adjusted(0.0, linkHeight, 0.0, -marksHeight);
+    return area.adjusted(0.0, lineHeight(), 0.0, -lineHeight());
 }
 
 Lanes TimelinePlot::lanes() const
@@ -88,7 +87,7 @@ void TimelinePlot::paintNames(QPainter &painter, const QRectF &area, const Colou
 {
     painter.setPen(colours(Ink::Quiet));
     const auto name = [&](double top, double bottom, const QString &text) {
-        painter.drawText(QRectF(0.0, top, leftMargin - 6.0, bottom - top), Qt::AlignRight | Qt::AlignVCenter, text);
+        painter.drawText(QRectF(0.0, top, leftMargin() - 6.0, bottom - top), Qt::AlignRight | Qt::AlignVCenter, text);
     };
     const QRectF bars = barsArea(area);
     name(area.top(), bars.top(), device()->link.empty() ? QString() : QStringLiteral("link"));
@@ -113,7 +112,7 @@ void TimelinePlot::paintLink(QPainter &painter, const QRectF &area, const Colour
         painter.drawLine(band.topLeft(), band.topRight());
         const QString state = QStringLiteral("link ") + host::linkStateName(span.state);
         if (painter.fontMetrics().horizontalAdvance(state) < band.width()) {
-            painter.drawText(QRectF(left, area.top(), band.width(), linkHeight), Qt::AlignCenter, state);
+            painter.drawText(QRectF(left, area.top(), band.width(), lineHeight()), Qt::AlignCenter, state);
         }
     }
 }
@@ -127,6 +126,10 @@ void TimelinePlot::paintBars(QPainter &painter, const Colours &colours) const
         const double given = time.at(bar.fromMs);
         if (rect.left() - given >= 1.0) {
             painter.fillRect(QRectF(given, rect.center().y() - 1.0, rect.left() - given, 2.0), colours(Ink::Neutral));
+        }
+        if (rect.width() < narrowestPattern) {
+            painter.fillRect(rect, colours.edgeOf(bar.look));
+            continue;
         }
         if (bar.look == report::Look::GivenUp) {
             painter.fillRect(rect, colours(Ink::BadSoft));
@@ -142,7 +145,7 @@ void TimelinePlot::paintBars(QPainter &painter, const Colours &colours) const
 void TimelinePlot::paintMarks(QPainter &painter, const QRectF &area, const Colours &colours) const
 {
     const TimeScale time = timeScale();
-    const double y = area.bottom() - marksHeight / 2.0;
+    const double y = area.bottom() - lineHeight() / 2.0;
     painter.setRenderHint(QPainter::Antialiasing);
     for (const history::Command &command : device()->commands) {
         if (command.resentMs >= 0.0 && time.stretch().contains(command.resentMs)) {

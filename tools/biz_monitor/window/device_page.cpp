@@ -9,6 +9,7 @@
 #include <QtWidgets/QTextBrowser>
 #include <QtWidgets/QVBoxLayout>
 
+#include <biz_monitor/looks/fonts.h>
 #include <biz_monitor/looks/health_icon.h>
 #include <biz_monitor/window/legend.h>
 #include <history/words.h>
@@ -20,20 +21,6 @@ namespace {
 enum Tab { RefusalTab, CommandTab, CounterTab };
 
 constexpr int iconSide = 32;
-
-constexpr double larger = 1.25;
-constexpr double smaller = 0.85;
-
-/** Whether the desktop gives its sizes in points or in pixels. */
-QFont scaled(QFont font, double factor)
-{
-    if (font.pointSizeF() > 0.0) {
-        font.setPointSizeF(font.pointSizeF() * factor);
-    } else {
-        font.setPixelSize(static_cast<int>(font.pixelSize() * factor));
-    }
-    return font;
-}
 
 /** A text that a keyboard and a screen reader reach, and that can be copied. */
 QLabel *readableLabel(const QString &name)
@@ -49,7 +36,7 @@ QLabel *readableLabel(const QString &name)
 QLabel *heading(const QString &text)
 {
     auto *const label = new QLabel(text);
-    label->setFont(scaled(label->font(), smaller));
+    label->setFont(scaled(label->font(), smallerFont));
     return label;
 }
 
@@ -82,10 +69,11 @@ DevicePage::DevicePage(TimeAxis *axis, QWidget *parent)
     , m_inFlight(readableLabel(QStringLiteral("Command in flight")))
     , m_lastReply(readableLabel(QStringLiteral("Last reply")))
     , m_timeline(new TimelinePlot(axis))
+    , m_legend(new Legend)
     , m_roundTrips(new RoundTripPlot(axis))
     , m_tabs(new QTabWidget)
 {
-    QFont large = scaled(m_title->font(), larger);
+    QFont large = scaled(m_title->font(), largerFont);
     large.setBold(true);
     m_title->setFont(large);
     m_sentence->setWordWrap(true);
@@ -98,19 +86,21 @@ DevicePage::DevicePage(TimeAxis *axis, QWidget *parent)
     head->addLayout(texts, 1);
     auto *const now = new QHBoxLayout;
     now->addWidget(withName(QStringLiteral("Queue"), m_queue), 1);
-    now->addWidget(withName(QStringLiteral("In flight"), m_inFlight), 2);
+    now->addWidget(withName(QStringLiteral("In flight"), m_inFlight), 3);
     now->addWidget(withName(QStringLiteral("Last reply"), m_lastReply), 1);
     m_tabs->addTab(buildRefusals(), QString());
-    m_tabs->addTab(buildTable(&m_commands, QStringLiteral("Last commands"), CommandModel::Name),
-                   QStringLiteral("&Commands"));
+    QTableView *const commands = buildTable(&m_commands, QStringLiteral("Last commands"), CommandModel::Name);
+    const int digit = commands->fontMetrics().horizontalAdvance(QLatin1Char('0'));
+    commands->setColumnWidth(CommandModel::Given, digit * 26);
+    commands->setColumnWidth(CommandModel::End, digit * 24);
+    m_tabs->addTab(commands, QStringLiteral("&Commands"));
     m_tabs->addTab(buildTable(&m_counters, QStringLiteral("Counters"), 0), QStringLiteral("Coun&ters"));
     connect(m_tabs, &QTabWidget::currentChanged, this, &DevicePage::refresh);
     auto *const plots = new QWidget;
     auto *const plotLayout = new QVBoxLayout(plots);
     plotLayout->setContentsMargins(0, 0, 0, 0);
-    plotLayout->addWidget(heading(QStringLiteral("What became of the commands")));
     plotLayout->addWidget(m_timeline, 3);
-    plotLayout->addWidget(new Legend);
+    plotLayout->addWidget(m_legend);
     plotLayout->addWidget(heading(QStringLiteral("How long replies took, by when their commands were sent")));
     plotLayout->addWidget(m_roundTrips, 4);
     auto *const splitter = new QSplitter(Qt::Vertical);
@@ -147,6 +137,10 @@ QTableView *DevicePage::buildTable(SnapshotModel *model, const QString &name, in
 QWidget *DevicePage::buildRefusals()
 {
     m_refusalTable = buildTable(&m_refusals, QStringLiteral("Refused replies"), RefusalModel::Broken);
+    for (const int column : {RefusalModel::LastSeen, RefusalModel::Replies, RefusalModel::Command}) {
+        m_refusalTable->setColumnWidth(column,
+                                       m_refusalTable->fontMetrics().horizontalAdvance(QLatin1String("00:00:00  ")));
+    }
     m_refusal = new QTextBrowser;
     m_refusal->setAccessibleName(QStringLiteral("The refused reply that is chosen"));
     m_refusal->setOpenLinks(false);
@@ -184,6 +178,7 @@ void DevicePage::refresh()
     showState(device, glance);
     showNow(device, glance);
     showTab(device, glance);
+    m_legend->show(device);
     m_timeline->update();
     m_roundTrips->update();
 }
@@ -215,7 +210,7 @@ void DevicePage::showNow(const history::Device &device, const Glance &glance)
 {
     m_queue->setText(glance.waiting == 0
                          ? QStringLiteral("empty")
-                         : history::countText(static_cast<quint64>(glance.waiting), "command waits", "commands wait"));
+                         : QStringLiteral("%1 waiting").arg(history::countText(static_cast<quint64>(glance.waiting))));
     QString inFlight = QStringLiteral("none");
     if (glance.inFlight > 0) {
         const double forMs = qMax(m_log->nowMs() - glance.inFlightSinceMs, 0.0);

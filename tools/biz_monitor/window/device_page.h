@@ -17,6 +17,8 @@ class QTextBrowser;
 
 namespace biz::monitor {
 
+class Legend;
+
 /** All about the device that was chosen. */
 class DevicePage : public QWidget
 {
@@ -50,6 +52,7 @@ private:
     QLabel *m_inFlight;
     QLabel *m_lastReply;
     TimelinePlot *m_timeline;
+    Legend *m_legend;
     RoundTripPlot *m_roundTrips;
     QTabWidget *m_tabs;
     CommandModel m_commands;

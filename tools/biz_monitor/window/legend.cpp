@@ -1,10 +1,12 @@
 #include <biz_monitor/window/legend.h>
 
-#include <optional>
+#include <algorithm>
+#include <array>
 
 #include <QtGui/QPainter>
 
 #include <biz_monitor/looks/colours.h>
+#include <biz_monitor/looks/fonts.h>
 #include <biz_monitor/looks/marks.h>
 
 namespace biz::monitor {
@@ -22,38 +24,71 @@ constexpr double between = 14.0;
 
 } // namespace
 
-/** A sample and its words. */
-struct Legend::Entry
-{
-    QString text;
-    std::optional<Look> look;
-    Mark mark = Mark::Cross;
-};
-
 Legend::Legend(QWidget *parent)
     : QWidget(parent)
 {
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
+    setFont(scaled(font(), smallerFont));
     setAccessibleName(QStringLiteral("Legend of the timeline"));
+}
+
+std::vector<Legend::Entry> Legend::entriesFor(const history::Device &device)
+{
+    std::array<bool, std::size(report::looks)> hasLook{};
+    bool hasResent = false;
+    for (const history::Command &command : device.commands) {
+        hasLook[static_cast<std::size_t>(report::lookOf(command))] = true;
+        hasResent = hasResent || command.resentMs >= 0.0;
+    }
+    std::vector<Entry> entries;
+    for (const Look look : report::looks) {
+        if (hasLook[static_cast<std::size_t>(look)]) {
+            entries.push_back({report::nameOf(look), look, Mark::Cross});
+        }
+    }
+    if (hasResent) {
+        entries.push_back({QStringLiteral("sent again"), std::nullopt, Mark::Triangle});
+    }
+    const auto add = [&](history::Incident::Kind kind, Mark mark, const char *text) {
+        const bool occurs = std::any_of(device.incidents.begin(), device.incidents.end(),
+                                        [kind](const history::Incident &incident) { return incident.kind == kind; });
+        if (occurs) {
+            entries.push_back({QString::fromLatin1(text), std::nullopt, mark});
+        }
+    };
+    add(history::Incident::Kind::Rejected, Mark::Cross, "refused reply");
+    add(history::Incident::Kind::Late, Mark::Diamond, "late reply");
+    add(history::Incident::Kind::Duplicate, Mark::Square, "second reply");
+    add(history::Incident::Kind::Foreign, Mark::Plus, "reply to nothing");
+    return entries;
+}
+
+void Legend::show(const history::Device &device)
+{
+    std::vector<Entry> entries = entriesFor(device);
+    const bool isSame = std::equal(entries.begin(), entries.end(), m_entries.begin(), m_entries.end(),
+                                   [](const Entry &a, const Entry &b) { return a.text == b.text; });
+    if (isSame) {
+        return;
+    }
+    m_entries = std::move(entries);
+    QStringList texts;
+    for (const Entry &entry : m_entries) {
+        texts << entry.text;
+    }
+    setAccessibleDescription(texts.join(QStringLiteral(", ")));
+    updateGeometry();
+    update();
 }
 
 /** Puts one entry behind the other, in as many lines as it takes; the height of these. */
 int Legend::layOut(int width, const std::function<void(const Entry &, const QPointF &)> &place) const
 {
-    std::vector<Entry> entries;
-    for (const Look look : report::looks) {
-        entries.push_back({report::nameOf(look), look, Mark::Cross});
-    }
-    entries.push_back({QStringLiteral("refused reply"), std::nullopt, Mark::Cross});
-    entries.push_back({QStringLiteral("sent again"), std::nullopt, Mark::Triangle});
-    entries.push_back({QStringLiteral("late reply"), std::nullopt, Mark::Diamond});
-    entries.push_back({QStringLiteral("second reply"), std::nullopt, Mark::Square});
-    entries.push_back({QStringLiteral("reply to nothing"), std::nullopt, Mark::Plus});
     const double lineHeight = fontMetrics().height() + 2.0;
     QPointF at(0.0, 0.0);
-    for (const Entry &entry : entries) {
+    for (const Entry &entry : m_entries) {
         const double needed = sampleWidth + gap + fontMetrics().horizontalAdvance(entry.text);
         if (at.x() > 0.0 && at.x() + needed > width) {
             at = QPointF(0.0, at.y() + lineHeight);

@@ -1,27 +1,23 @@
 #include <biz_monitor/window/monitor_window.h>
 
-#include <algorithm>
-
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtGui/QKeySequence>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QFileDialog>
-#include <QtWidgets/QHeaderView>
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QSplitter>
 #include <QtWidgets/QStatusBar>
-#include <QtWidgets/QStyle>
-#include <QtWidgets/QTableView>
 #include <QtWidgets/QToolBar>
 #include <QtWidgets/QVBoxLayout>
 
 #include <biz_monitor/sources/file_source.h>
 #include <biz_monitor/sources/socket_source.h>
+#include <biz_monitor/window/device_list.h>
 #include <biz_monitor/window/device_page.h>
 #include <history/words.h>
 
@@ -42,9 +38,6 @@ constexpr int usualPageWidth = 780;
 
 constexpr double secondMs = 1000.0;
 constexpr double minuteMs = 60.0 * secondMs;
-
-/** What the columns of the list have room for. */
-constexpr const char *widestTexts[DeviceModel::ColumnCount] = {"", "connecting", "9,999", "99.9 ms", "9,999", "9,999"};
 
 struct Length
 {
@@ -101,14 +94,14 @@ void MonitorWindow::buildActions()
     QMenu *const file = menuBar()->addMenu(QStringLiteral("&File"));
     QAction *const open = file->addAction(QStringLiteral("&Open log or recording…"), this, &MonitorWindow::chooseFile);
     open->setShortcut(QKeySequence::Open);
-    open->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
+    open->setIcon(QIcon::fromTheme(QStringLiteral("document-open")));
     QAction *const socket =
         file->addAction(QStringLiteral("&Connect to application…"), this, &MonitorWindow::chooseSocket);
-    socket->setIcon(style()->standardIcon(QStyle::SP_DriveNetIcon));
+    socket->setIcon(QIcon::fromTheme(QStringLiteral("network-connect")));
     socket->setShortcut(QKeySequence(QStringLiteral("Ctrl+L")));
     file->addSeparator();
     m_save = file->addAction(QStringLiteral("&Save report"), this, &MonitorWindow::saveReport);
-    m_save->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
+    m_save->setIcon(QIcon::fromTheme(QStringLiteral("document-save")));
     m_save->setShortcut(QKeySequence::Save);
     m_save->setToolTip(QStringLiteral("Write a report of what is shown beside the log (Ctrl+S)"));
     m_saveAs = file->addAction(QStringLiteral("Save report &as…"), this, &MonitorWindow::chooseReportFile);
@@ -119,7 +112,7 @@ void MonitorWindow::buildActions()
     QMenu *const view = menuBar()->addMenu(QStringLiteral("&View"));
     m_follow = view->addAction(QStringLiteral("&Follow the log"));
     m_follow->setShortcut(QKeySequence(QStringLiteral("F5")));
-    m_follow->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
+    m_follow->setIcon(QIcon::fromTheme(QStringLiteral("go-last")));
     m_follow->setCheckable(true);
     m_follow->setChecked(true);
     connect(m_follow, &QAction::toggled, &m_axis, &TimeAxis::setFollowing);
@@ -137,6 +130,7 @@ void MonitorWindow::buildActions()
     QToolBar *const bar = addToolBar(QStringLiteral("Tools"));
     bar->setMovable(false);
     bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    bar->setContextMenuPolicy(Qt::PreventContextMenu); // it would offer to hide the bar for good
     bar->addAction(open);
     bar->addAction(socket);
     bar->addAction(m_save);
@@ -152,27 +146,7 @@ QWidget *MonitorWindow::buildList()
     m_filter->setAccessibleName(QStringLiteral("Find a device"));
     m_filter->setClearButtonEnabled(true);
     connect(m_filter, &QLineEdit::textChanged, &m_sorted, &QSortFilterProxyModel::setFilterFixedString);
-    m_list = new QTableView;
-    m_list->setModel(&m_sorted);
-    m_list->setAccessibleName(QStringLiteral("Devices"));
-    m_list->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_list->setTabKeyNavigation(false);
-    m_list->setShowGrid(false);
-    m_list->setWordWrap(false);
-    m_list->setSortingEnabled(true);
-    m_list->sortByColumn(DeviceModel::Name, Qt::AscendingOrder);
-    m_list->verticalHeader()->hide();
-    m_list->verticalHeader()->setDefaultSectionSize(m_list->fontMetrics().height() + 8);
-    QHeaderView *const header = m_list->horizontalHeader();
-    header->setHighlightSections(false);
-    // Widths of their own: headers that fit themselves to their rows measure all of them at every change.
-    for (int column = DeviceModel::State; column < DeviceModel::ColumnCount; ++column) {
-        const int title = header->sectionSizeHint(column);
-        const int widest = m_list->fontMetrics().horizontalAdvance(QLatin1String(widestTexts[column]));
-        m_list->setColumnWidth(column, std::max(title, widest + 2 * m_list->fontMetrics().height()));
-    }
-    header->setSectionResizeMode(DeviceModel::Name, QHeaderView::Stretch);
+    m_list = new DeviceList(&m_sorted);
     connect(m_list->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &MonitorWindow::showChosen);
     auto *const box = new QWidget;
     auto *const layout = new QVBoxLayout(box);
@@ -185,6 +159,7 @@ void MonitorWindow::buildStatusBar()
 {
     m_source = new QLabel;
     m_source->setTextFormat(Qt::PlainText);
+    m_source->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long path does not widen the window
     m_source->setAccessibleName(QStringLiteral("Log"));
     m_rate = new QLabel;
     m_rate->setAccessibleName(QStringLiteral("Events"));
@@ -197,8 +172,11 @@ void MonitorWindow::watch(std::unique_ptr<LineSource> source)
     m_page->show(nullptr, -1);
     m_devices.setLog(nullptr);
     m_log = std::make_unique<WatchedLog>(std::move(source));
+    m_log->readOn();
     m_devices.setLog(m_log.get());
     m_shownEvents = 0;
+    m_hasStatus = false;
+    m_ticks = 0;
     m_shownAtMs = QDateTime::currentMSecsSinceEpoch();
     m_axis.setFollowing(true);
     setWindowTitle(QStringLiteral("%1 – device monitor").arg(QFileInfo(m_log->name()).fileName()));
@@ -239,9 +217,11 @@ void MonitorWindow::showStatus()
     const double rate = seconds > 0.0 ? static_cast<double>(events - m_shownEvents) / seconds : 0.0;
     m_shownEvents = events;
     m_shownAtMs = nowMs;
-    m_rate->setText(
-        QStringLiteral("%1, %2 a second")
-            .arg(history::countText(events, "event", "events"), history::countText(static_cast<quint64>(rate))));
+    const QString count = history::countText(events, "event", "events");
+    m_rate->setText(m_log->isLive() && m_hasStatus
+                        ? QStringLiteral("%1, %2 a second").arg(count, history::countText(static_cast<quint64>(rate)))
+                        : count);
+    m_hasStatus = true;
 }
 
 void MonitorWindow::chooseFile()

@@ -16,10 +16,10 @@ class QAction;
 class QComboBox;
 class QLabel;
 class QLineEdit;
-class QTableView;
 
 namespace biz::monitor {
 
+class DeviceList;
 class DevicePage;
 
 /** The window: the devices of a log, and all about the one that is chosen. It only looks. */
@@ -63,7 +63,7 @@ private:
     QSortFilterProxyModel m_sorted;
     ReportSaver m_saver;
     QTimer m_timer;
-    QTableView *m_list = nullptr;
+    DeviceList *m_list = nullptr;
     QLineEdit *m_filter = nullptr;
     DevicePage *m_page = nullptr;
     QAction *m_save = nullptr;
@@ -74,6 +74,7 @@ private:
     QLabel *m_rate = nullptr;
     quint64 m_shownEvents = 0;
     qint64 m_shownAtMs = 0;
+    bool m_hasStatus = false; ///< there is a rate since the last one
     int m_ticks = 0;
 };
 
