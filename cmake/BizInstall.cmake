@@ -120,6 +120,16 @@ if(BIZ_BUILD_TOOLS)
     install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools.zsh
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _biz_tools
         COMPONENT biz_tools)
+    if(TARGET biz_monitor)
+        set_target_properties(biz_monitor PROPERTIES INSTALL_RPATH ${libraries})
+        install(TARGETS biz_monitor
+            RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT biz_monitor)
+        set(monitor ${PROJECT_SOURCE_DIR}/tools/biz_monitor/biz_monitor)
+        install(FILES ${monitor}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT biz_monitor)
+        install(FILES ${monitor}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT biz_monitor)
+        install(FILES ${monitor}.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
+            COMPONENT biz_monitor)
+    endif()
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/tools/schemas
         DESTINATION ${CMAKE_INSTALL_DATADIR}/biz_manage
         COMPONENT biz_tools

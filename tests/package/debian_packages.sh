@@ -16,7 +16,7 @@ fi
 manage=libbiz-manage$infix
 host=libbiz-host$infix
 testkit=libbiz-testkit$infix
-names="$manage$number $manage-dev $host$number $host-dev $testkit-dev biz-tools"
+names="$manage$number $manage-dev $host$number $host-dev $testkit-dev biz-tools biz-monitor"
 
 fail() {
     echo "$*" >&2
@@ -102,6 +102,12 @@ for tool in biz_console biz_simulator; do
     bash -c 'source "$0" && complete -p "$1"' "$share/bash-completion/completions/$tool" "$tool" >/dev/null ||
         fail "biz-tools completes no $tool"
     [ -f "$share/fish/vendor_completions.d/$tool.fish" ] || fail "biz-tools completes no $tool for fish"
+done
+# The monitor comes apart, for machines that have a screen.
+needs biz-monitor "$host$number \\(= "
+holds_none biz-tools 'biz_monitor'
+for file in man/man1/biz_monitor.1.gz applications/biz_monitor.desktop icons/hicolor/scalable/apps/biz_monitor.svg; do
+    [ -f "$share/$file" ] || fail "biz-monitor has no $file"
 done
 [ -f "$share/zsh/vendor-completions/_biz_tools" ] || fail 'biz-tools completes nothing for zsh'
 [ -f "$share/biz_manage/schemas/session.schema.json" ] || fail 'biz-tools has no schemas'

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <cstdio>
 
 #include <QtCore/QCommandLineParser>
+#include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtWidgets/QApplication>
 
@@ -8,6 +10,7 @@
 #include <biz_monitor/sources/socket_source.h>
 #include <biz_monitor/window/monitor_window.h>
 #include <common/errors.h>
+#include <common/option_errors.h>
 
 namespace {
 
@@ -36,40 +39,90 @@ std::unique_ptr<LineSource> sourceFrom(const QCommandLineParser &parser, const Q
     return std::make_unique<FileSource>(files.front());
 }
 
+/** What the command line may hold. */
+struct CommandLine
+{
+    CommandLine()
+    {
+        parser.setApplicationDescription(
+            QStringLiteral("Shows what happens between an application and its devices: follows an event log, a file or "
+                           "a local socket, or opens a recording."));
+        parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Prints this help.")});
+        parser.addVersionOption();
+        parser.addPositionalArgument(QStringLiteral("file"),
+                                     QStringLiteral("An event log, which may not be there yet, or a recording."),
+                                     QStringLiteral("[FILE]"));
+        parser.addOption({socketOption,
+                          QStringLiteral("Follows the event log that an application serves on this local socket."),
+                          QStringLiteral("name")});
+    }
+
+    const QString socketOption = QStringLiteral("socket");
+    QCommandLineParser parser;
+};
+
+void nameApplication()
+{
+    QCoreApplication::setApplicationName(QStringLiteral("biz_monitor"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BIZ_VERSION));
+}
+
+/** Whether the help or the version is all that is asked for, which needs no screen. */
+bool printsOnly(int argc, char **argv)
+{
+    return std::any_of(argv, argv + argc, [](const char *argument) {
+        const QLatin1String text(argument);
+        return text == QLatin1String("--help") || text == QLatin1String("-h") || text == QLatin1String("--version") ||
+               text == QLatin1String("-v");
+    });
+}
+
+int print(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    nameApplication();
+    CommandLine line;
+    line.parser.parse(QCoreApplication::arguments());
+    const QString text = line.parser.isSet(QStringLiteral("help"))
+                             ? line.parser.helpText()
+                             : QStringLiteral("biz_monitor %1\n").arg(QCoreApplication::applicationVersion());
+    std::fputs(qUtf8Printable(text), stdout);
+    return Success;
+}
+
+int show(const QStringList &arguments)
+{
+    CommandLine line;
+    if (!line.parser.parse(arguments)) {
+        throw biz::tools::UsageError(biz::tools::optionError(line.parser, arguments));
+    }
+    MonitorWindow window;
+    std::unique_ptr<LineSource> source = sourceFrom(line.parser, line.socketOption);
+    if (source) {
+        window.watch(std::move(source));
+    }
+    window.show();
+    return QApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    if (printsOnly(argc, argv)) {
+        return print(argc, argv);
+    }
     QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("biz_monitor"));
-    QApplication::setApplicationVersion(QStringLiteral(BIZ_VERSION));
+    nameApplication();
+    QApplication::setApplicationDisplayName(QStringLiteral("Device Monitor"));
     QApplication::setDesktopFileName(QStringLiteral("biz_monitor"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("biz_monitor")));
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Shows what happens between an application and its devices: follows an event log, a file or a "
-                       "local socket, or opens a recording."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("file"),
-                                 QStringLiteral("An event log, which may not be there yet, or a recording."),
-                                 QStringLiteral("[FILE]"));
-    const QString socketOption = QStringLiteral("socket");
-    parser.addOption({socketOption,
-                      QStringLiteral("Follows the event log that an application serves on a local socket."),
-                      QStringLiteral("name")});
-    parser.process(application);
-    MonitorWindow window;
     try {
-        std::unique_ptr<LineSource> source = sourceFrom(parser, socketOption);
-        if (source) {
-            window.watch(std::move(source));
-        }
-    } catch (const std::runtime_error &error) {
-        std::fprintf(stderr, "biz_monitor: %s\n", error.what());
-        return BadUsage;
+        return show(QApplication::arguments());
+    } catch (const biz::tools::UsageError &error) {
+        std::fprintf(stderr, "biz_monitor: %s\nTry 'biz_monitor --help'.\n", qUtf8Printable(error.text()));
+    } catch (const biz::tools::InputError &error) {
+        std::fprintf(stderr, "biz_monitor: %s\n", qUtf8Printable(error.text()));
     }
-    window.resize(1280, 800);
-    window.show();
-    return QApplication::exec();
+    return BadUsage;
 }

@@ -4,20 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QFile>
-#include <QtCore/QTemporaryDir>
 #include <QtWidgets/QAbstractItemView>
 #include <QtWidgets/QLabel>
 
 #include <biz_monitor/sources/file_source.h>
 #include <biz_monitor/window/monitor_window.h>
 #include <host/support/wait_for.h>
+#include <support/scratch_folder.h>
 #include <tools/history/log_lines.h>
 
 /** The window over a log that a test writes. */
 class WindowTest : public testing::Test
 {
 protected:
-    QString path() const { return folder.filePath(QStringLiteral("events.jsonl")); }
+    QString path() const { return QStringLiteral("events.jsonl"); }
 
     /** Appends what was added to the log since. */
     void write()
@@ -60,7 +60,7 @@ protected:
         });
     }
 
-    const QTemporaryDir folder;
+    const biz::test::ScratchFolder folder;
     LogLines log;
     int written = 0;
     biz::monitor::MonitorWindow window;

@@ -117,7 +117,7 @@ QString sentenceOf(Health health, const Device &device, const Recent &recent)
         return QStringLiteral("Replies have been refused since %1: %2 came to nothing.")
             .arg(history::clockText(recent.failingSinceMs), inARow(recent.failedInARow));
     case Health::Troubled:
-        return QStringLiteral("Answers, but %1 of the last %2 commands were sent again, refused or given up.")
+        return QStringLiteral("Answers, but not always at once: trouble with %1 of the last %2 commands.")
             .arg(recent.troubled)
             .arg(recent.ended);
     case Health::Connecting:

@@ -139,7 +139,7 @@ QWidget *DevicePage::buildRefusals()
     m_refusalTable = buildTable(&m_refusals, QStringLiteral("Refused replies"), RefusalModel::Broken);
     for (const int column : {RefusalModel::LastSeen, RefusalModel::Replies, RefusalModel::Command}) {
         m_refusalTable->setColumnWidth(column,
-                                       m_refusalTable->fontMetrics().horizontalAdvance(QLatin1String("00:00:00  ")));
+                                       m_refusalTable->fontMetrics().horizontalAdvance(QLatin1String("00:00:00   ")));
     }
     m_refusal = new QTextBrowser;
     m_refusal->setAccessibleName(QStringLiteral("The refused reply that is chosen"));

@@ -33,8 +33,9 @@ constexpr int ticksOfList = 2;
 
 constexpr int ticksOfStatus = 4;
 
-constexpr int usualListWidth = 500;
-constexpr int usualPageWidth = 780;
+constexpr int usualListWidth = 530;
+constexpr int usualPageWidth = 750;
+constexpr int usualHeight = 800;
 
 constexpr double secondMs = 1000.0;
 constexpr double minuteMs = 60.0 * secondMs;
@@ -85,6 +86,7 @@ MonitorWindow::MonitorWindow(QWidget *parent)
     });
     m_timer.start(refreshPeriodMs);
     m_list->setFocus();
+    resize(usualListWidth + usualPageWidth, usualHeight);
 }
 
 MonitorWindow::~MonitorWindow() = default;
