@@ -18,8 +18,9 @@ constexpr int mostFiles = 1000;
 
 } // namespace
 
-FollowedFile::FollowedFile(const QString &path)
+FollowedFile::FollowedFile(const QString &path, Begin begin)
     : m_path(path)
+    , m_begin(begin)
 {
 }
 
@@ -111,11 +112,20 @@ QString FollowedFile::successor() const
     return newer;
 }
 
+QString FollowedFile::oldest() const
+{
+    int number = 0;
+    while (number < mostFiles && QFile::exists(numbered(number + 1))) {
+        ++number;
+    }
+    return numbered(number);
+}
+
 /** Reads a piece more, of this file or of the next one; false when there is nothing. */
 bool FollowedFile::readOn()
 {
     if (!m_file.isOpen()) {
-        return open(m_path);
+        return open(m_begin == Begin::OldestFile ? oldest() : m_path);
     }
     // Asked for before reading, so that what was written until the renaming is read.
     const QString newer = successor();

@@ -16,7 +16,10 @@ namespace biz::tools {
 class FollowedFile
 {
 public:
-    explicit FollowedFile(const QString &path);
+    /** Where reading begins: of a log that was rotated, in the file of this name or in the oldest one. */
+    enum class Begin { ThisFile, OldestFile };
+
+    explicit FollowedFile(const QString &path, Begin begin = Begin::ThisFile);
 
     /**
      * The next line without its end; false when there is none yet. The rest of a line may still be on its way.
@@ -52,8 +55,10 @@ private:
     bool takeLine(QByteArray *line);
     QString numbered(int number) const;
     QString successor() const;
+    QString oldest() const;
 
     QString m_path;
+    Begin m_begin;
     QFile m_file;
     Identity m_identity;
     QByteArray m_read; ///< of the file, from `m_taken` on not told yet

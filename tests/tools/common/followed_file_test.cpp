@@ -24,14 +24,16 @@ protected:
         ASSERT_TRUE(QFile::rename(folder.path(QLatin1String(from)), folder.path(QLatin1String(to))));
     }
 
-    QByteArrayList newLines()
+    static QByteArrayList linesOf(FollowedFile &followed)
     {
         QByteArrayList lines;
-        for (QByteArray line; file.next(&line);) {
+        for (QByteArray line; followed.next(&line);) {
             lines << line;
         }
         return lines;
     }
+
+    QByteArrayList newLines() { return linesOf(file); }
 
     const biz::test::ScratchFolder folder;
     FollowedFile file{folder.path(QStringLiteral("log"))};
@@ -70,6 +72,16 @@ TEST_F(FollowedFileTest, FilesThatWereRotatedMeanwhileAreReadInTheirOrder)
     append("two\n", QStringLiteral("log.1"));
     append("three\n");
     EXPECT_EQ(newLines(), (QByteArrayList{"two", "three"}));
+}
+
+TEST_F(FollowedFileTest, LogCanBeReadFromItsOldestFileOn)
+{
+    append("one\n", QStringLiteral("log.2"));
+    append("two\n", QStringLiteral("log.1"));
+    append("three\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"three"});
+    FollowedFile whole(folder.path(QStringLiteral("log")), FollowedFile::Begin::OldestFile);
+    EXPECT_EQ(linesOf(whole), (QByteArrayList{"one", "two", "three"}));
 }
 
 TEST_F(FollowedFileTest, FileThatIsEmptiedIsReadFromItsBegin)

@@ -5,7 +5,7 @@
 namespace biz::monitor {
 
 FileSource::FileSource(const QString &path)
-    : m_file(path)
+    : m_file(path, tools::FollowedFile::Begin::OldestFile)
 {
 }
 

@@ -6,7 +6,7 @@
 
 namespace biz::monitor {
 
-/** An event log that grows and is rotated, or a recording. */
+/** An event log that grows and is rotated, from its oldest file on; or a recording. */
 class FileSource : public LineSource
 {
 public:

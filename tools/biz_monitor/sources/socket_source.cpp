@@ -4,7 +4,7 @@ namespace biz::monitor {
 
 namespace {
 
-constexpr int retryPeriodMs = 1000;
+constexpr int retryPeriodMs = 500;
 
 /** Whatever is longer is no line of a log, and is left out. */
 constexpr qint64 longestLine = 4 * 1024 * 1024;
@@ -29,6 +29,9 @@ void SocketSource::connectAgain()
 
 bool SocketSource::next(QByteArray *line)
 {
+    if (!m_socket.isOpen()) {
+        return false;
+    }
     while (m_socket.canReadLine()) {
         *line = m_socket.readLine();
         line->chop(1);

@@ -28,6 +28,7 @@ QLabel *readableLabel(const QString &name)
     auto *const label = new QLabel;
     label->setTextFormat(Qt::PlainText);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    label->setFocusPolicy(Qt::StrongFocus);
     label->setAccessibleName(name);
     label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long name does not widen the window
     return label;
