@@ -140,10 +140,10 @@ QString onlyArgument(const QCommandLineParser &parser, const QString &what)
     return arguments.first();
 }
 
-void requireOtherFile(const QString &option, const QString &written, const QString &sessionFile)
+void requireOtherFile(const QString &option, const QString &written, const QString &read, const QString &what)
 {
-    if (isSameFile(written, sessionFile)) {
-        throw tools::UsageError(QStringLiteral("--%1: another file than that of the session expected").arg(option));
+    if (isSameFile(written, read)) {
+        throw tools::UsageError(QStringLiteral("--%1: another file than %2 expected").arg(option, what));
     }
 }
 

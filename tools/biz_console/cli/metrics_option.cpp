@@ -1,9 +1,11 @@
 #include <biz_console/cli/metrics_option.h>
 
 #include <chrono>
+#include <utility>
 
 #include <QtCore/QFileInfo>
 
+#include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
 namespace biz::console {
@@ -28,10 +30,11 @@ void addMetricsOption(QCommandLineParser &parser)
          QStringLiteral("file")});
 }
 
-MetricsFile::MetricsFile(const QCommandLineParser &parser, const Output &output)
+MetricsFile::MetricsFile(const QCommandLineParser &parser, const Output &output, const QString &sessionFile)
     : m_err(output.err)
 {
     if (parser.isSet(metricsOption())) {
+        requireOtherFile(metricsOption(), parser.value(metricsOption()), sessionFile);
         // --log-dir changes the working directory later on.
         m_path = QFileInfo(parser.value(metricsOption())).absoluteFilePath();
     }
@@ -43,10 +46,7 @@ void MetricsFile::start(std::function<host::HostMetrics()> metrics)
         return;
     }
     m_metrics = std::move(metrics);
-    QString error;
-    if (!write(&error)) {
-        throw tools::InputError(QStringLiteral("--metrics: ") + error);
-    }
+    write();
     QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { tryToWrite(); });
     m_timer.start(period);
 }
@@ -59,20 +59,25 @@ void MetricsFile::finish()
     }
 }
 
-bool MetricsFile::write(QString *error) const
+void MetricsFile::write() const
 {
-    return host::writeMetrics(m_path, {m_metrics()}, error);
+    QString error;
+    if (!host::writeMetrics(m_path, {m_metrics()}, &error)) {
+        throw tools::InputError(QStringLiteral("--metrics: ") + error);
+    }
 }
 
 void MetricsFile::tryToWrite()
 {
-    QString error;
-    const bool hasFailed = !write(&error);
-    if (hasFailed && !m_hasFailed) {
-        m_err << "biz_console: --metrics: " << error << '\n';
-        m_err.flush();
+    try {
+        write();
+        m_hasFailed = false;
+    } catch (const tools::InputError &error) {
+        if (!std::exchange(m_hasFailed, true)) {
+            m_err << "biz_console: " << error.text() << '\n';
+            m_err.flush();
+        }
     }
-    m_hasFailed = hasFailed;
 }
 
 } // namespace biz::console

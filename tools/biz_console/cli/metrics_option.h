@@ -21,14 +21,15 @@ void addMetricsOption(QCommandLineParser &parser);
 class MetricsFile
 {
 public:
-    MetricsFile(const QCommandLineParser &parser, const Output &output);
+    /** Throws UsageError when it is the file of the session. */
+    MetricsFile(const QCommandLineParser &parser, const Output &output, const QString &sessionFile);
 
     /** A file that cannot be written at once is an InputError. The run has to outlive finish(). */
     void start(std::function<host::HostMetrics()> metrics);
     void finish();
 
 private:
-    bool write(QString *error) const;
+    void write() const;
     void tryToWrite();
 
     QString m_path;

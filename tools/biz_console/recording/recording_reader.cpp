@@ -46,7 +46,9 @@ QString attemptsText(host::Outcome outcome, int attempts)
 RecordingLine firstLine(const QByteArray &json, const QString &name)
 {
     try {
-        return {json, name, 1};
+        RecordingLine line(json, name, 1);
+        static_cast<void>(line.event()); // a session may stand on one line
+        return line;
     } catch (const tools::InputError &error) {
         throw tools::InputError(error.problems() +
                                 QStringList{QStringLiteral("%1: no recording; sessions are played by 'biz_console "

@@ -71,7 +71,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
     addOutputSink(run, parser, output, shown);
-    MetricsFile metrics(parser, output);
+    MetricsFile metrics(parser, output, path);
     metrics.start([&run] { return run.metrics(); });
     const int exitCode = execute(run);
     metrics.finish();

@@ -53,11 +53,14 @@ int runReport(const QStringList &arguments, const Output &output)
     if (files.isEmpty()) {
         throw tools::UsageError(QStringLiteral("a file is missing"));
     }
+    const QString path = parser.value(outOption);
+    for (const QString &file : files) {
+        requireOtherFile(outOption, path, file, QStringLiteral("those that are read"));
+    }
     const history::History history = readHistory(files);
     const std::vector<history::Finding> findings = history::findingsOf(history);
     const report::Maker maker{QStringLiteral("biz_console " BIZ_CONSOLE_VERSION),
                               static_cast<double>(QDateTime::currentMSecsSinceEpoch())};
-    const QString path = parser.value(outOption);
     save(path, report::reportPage(history, findings, maker));
     print(output.out, findings, path);
     return AsExpected;

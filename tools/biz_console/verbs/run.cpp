@@ -38,7 +38,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
-    MetricsFile metrics(parser, output);
+    MetricsFile metrics(parser, output, path);
     obeyLogDirOption(parser);
 
     SessionRun run(std::make_unique<DeviceSide>(std::move(session), recording.wrap(std::move(link)), plan), plan,

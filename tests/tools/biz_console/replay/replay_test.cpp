@@ -425,6 +425,9 @@ INSTANTIATE_TEST_SUITE_P(
             "NoJson", "hello\n",
             "1:1: JSON expected: a value, not hello\nbiz_console: standard input: no recording; sessions are played by "
             "'biz_console run' and 'biz_console osd'"},
+        BadRecording{"ASessionOnOneLine", "{\"devices\":[]}\n",
+                     "1: event: a text expected\nbiz_console: standard input: no recording; sessions are played by "
+                     "'biz_console run' and 'biz_console osd'"},
         BadRecording{"ARepeatedKey", linesWith(3, R"({"event":"sent","ticket":1,"ticket":2})"),
                      "3:28: \"ticket\" stands twice in one object, first at standard input:3:17"},
         BadRecording{"NoHead", "{\"event\":\"start\"}\n",

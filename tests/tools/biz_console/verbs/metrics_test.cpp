@@ -21,6 +21,15 @@ TEST_F(ConsoleMetrics, EndOfARunIsInTheFile)
         << text.toStdString();
 }
 
+TEST_F(ConsoleMetrics, FileIsNotThatOfTheSession)
+{
+    const QString path = session(getVolume);
+    RunningConsole console(runArguments(path, "tcp://127.0.0.1:1") + QStringList{"--metrics", path});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().contains("--metrics: another file than that of the session expected"))
+        << console.errors().toStdString();
+}
+
 TEST_F(ConsoleMetrics, FileThatCannotBeWrittenStopsTheRunBeforeItBegins)
 {
     FakeDevice device(FakeDevice::echo);

@@ -74,6 +74,13 @@ TEST_F(ConsoleReport, MissingFileIsNamed)
     EXPECT_TRUE(report({file("nowhere.jsonl")}, 2).contains("nowhere.jsonl: cannot be read"));
 }
 
+TEST_F(ConsoleReport, APageNeverTakesThePlaceOfALog)
+{
+    const QString log = write("page.html", start() + gaveUp());
+    EXPECT_TRUE(report({log}, 2).contains("--out: another file than those that are read expected"));
+    EXPECT_TRUE(page().startsWith("{"));
+}
+
 TEST_F(ConsoleReport, NeedsAFile)
 {
     EXPECT_TRUE(report({}, 2).contains("a file is missing"));
