@@ -2,6 +2,7 @@
 //
 //     gateway_figures load DEVICES SECONDS      each device gets one command a second
 //     gateway_figures kills COMMANDS KILLS      while the broker and the gateway are killed so often each
+//     gateway_figures broker MESSAGES           what a message costs the broker, which then has nothing else to do
 //
 // Its client does what a client has to: it repeats each command until it has the outcome. It fails when a command was
 // written to its device more often than its outcome says, or when an id has two outcomes.
@@ -283,6 +284,27 @@ private:
 
 // --- What is measured -------------------------------------------------------------------------
 
+std::vector<qint64> childrenOf(qint64 process)
+{
+    QFile file(QStringLiteral("/proc/%1/task/%1/children").arg(process));
+    std::vector<qint64> children;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &number : file.readAll().simplified().split(' ')) {
+            children.push_back(number.toLongLong());
+        }
+    }
+    return children;
+}
+
+double cpuSecondsOf(const std::vector<qint64> &processes)
+{
+    double seconds = 0.0;
+    for (const qint64 process : processes) {
+        seconds += cpuSeconds(process);
+    }
+    return seconds;
+}
+
 int verdict(Stage *stage, bool isComplete)
 {
     const int tooOften = stage->writtenTooOften();
@@ -304,7 +326,11 @@ int load(int devices, int seconds)
     Stage stage(devices);
     const int commands = devices * seconds;
     const qint64 gateway = stage.gateway().processId();
+    const qint64 broker = stage.broker().processId();
+    const std::vector<qint64> workers = childrenOf(gateway);
     const double cpuBefore = cpuSeconds(gateway);
+    const double brokerBefore = cpuSeconds(broker);
+    const double workersBefore = cpuSecondsOf(workers);
     const double tenth = seconds * 100.0;
     double memoryEarly = 0.0;
     QElapsedTimer clock;
@@ -314,15 +340,52 @@ int load(int devices, int seconds)
             memoryEarly = pssMegabytes(gateway);
         }
     });
-    const double cores = (cpuSeconds(gateway) - cpuBefore) * 1000.0 / static_cast<double>(clock.elapsed());
+    const double perSecond = 1000.0 / static_cast<double>(clock.elapsed());
     std::printf("devices %d, commands %d\n", devices, commands);
-    std::printf("processor of the gateway     %8.2f   of a core, without its workers\n", cores);
+    std::printf("processor, cores             %8.2f   gateway; %.2f its workers, %.3f the broker\n",
+                (cpuSeconds(gateway) - cpuBefore) * perSecond, (cpuSecondsOf(workers) - workersBefore) * perSecond,
+                (cpuSeconds(broker) - brokerBefore) * perSecond);
     std::printf("memory of the gateway, MB    %8.2f   after a tenth; %.2f at the end (PSS)\n", memoryEarly,
                 pssMegabytes(gateway));
     std::printf("from publish to outcome, ms  %8.2f   median; p99 %.2f\n", stage.whole.median(), stage.whole.p99());
     std::printf("delay added to the host, ms  %8.2f   median; p99 %.2f\n", stage.added.median(), stage.added.p99());
     const int status = verdict(&stage, isComplete);
     return stage.outcomes[QStringLiteral("answered")] == commands ? status : broken;
+}
+
+/** From one client to another, each confirmed. */
+int broker(int messages)
+{
+    const QTemporaryDir folder;
+    const RunningBroker broker(folder.path());
+    ClientSettings settings;
+    settings.port = broker.port();
+    settings.filter = QStringLiteral("figures/#");
+    MqttClient reader(settings);
+    settings.filter = QStringLiteral("nothing");
+    MqttClient writer(settings);
+    reader.waitUntilReady();
+    writer.waitUntilReady();
+    constexpr int atOnce = 100;
+    constexpr int payloadBytes = 500; // about that of an outcome
+    const QByteArray payload(payloadBytes, 'x');
+    int sent = 0;
+    int got = 0;
+    const double before = cpuSeconds(broker.processId());
+    const bool isComplete = waitFor(
+        [&] {
+            got += static_cast<int>(reader.take().size());
+            for (; sent < std::min(messages, got + atOnce); ++sent) {
+                writer.publish(QStringLiteral("figures/message"), payload);
+            }
+            return got >= messages;
+        },
+        patienceOfAllMs);
+    const double seconds = cpuSeconds(broker.processId()) - before;
+    std::printf("messages                     %8d   each from one client to another, confirmed\n", got);
+    std::printf("processor of the broker, us  %8.1f   for each\n", seconds * 1e6 / got);
+    std::printf("messages a second            %8.0f   that a core of the broker forwards\n", got / seconds);
+    return isComplete ? allFine : broken;
 }
 
 int kills(int commands, int each)
@@ -367,6 +430,9 @@ int main(int argc, char *argv[])
     if (arguments.size() == 4 && arguments.at(1) == QLatin1String("kills")) {
         return kills(arguments.at(2).toInt(), arguments.at(3).toInt());
     }
-    std::fputs("gateway_figures load DEVICES SECONDS | kills COMMANDS KILLS\n", stderr);
+    if (arguments.size() == 3 && arguments.at(1) == QLatin1String("broker")) {
+        return broker(arguments.at(2).toInt());
+    }
+    std::fputs("gateway_figures broker MESSAGES | load DEVICES SECONDS | kills COMMANDS KILLS\n", stderr);
     return 2;
 }

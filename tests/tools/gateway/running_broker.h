@@ -76,6 +76,7 @@ public:
     void reload() { ::kill(static_cast<pid_t>(m_process.processId()), SIGHUP); }
 
     quint16 port() const { return m_port; }
+    qint64 processId() const { return m_process.processId(); }
     QByteArray output() { return m_process.readAll(); }
 
 private:

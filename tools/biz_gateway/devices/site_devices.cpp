@@ -77,7 +77,7 @@ void SiteDevices::applyOsd(const OsdDevices &osd, QStringList *problems)
         if (!osd.addresses.contains(ip)) {
             m_osd.addresses.removeOne(ip);
             m_osdHost->forget(ip);
-            m_silent.remove(ip);
+            m_standings.remove(ip);
             Q_EMIT removed({Channel::Osd, ip});
         }
     }
@@ -184,24 +184,41 @@ void SiteDevices::onFleetEvent(const Event &event)
     }
 }
 
-/** Whether a device answers can change with the end of a command only. */
 void SiteDevices::onOsdEvent(const Event &event)
 {
     const Address address{Channel::Osd, event.device};
     Q_EMIT happened(address, event);
-    const auto outcome = host::outcomeOf(event.kind);
-    if (!outcome || !has(address)) {
+    if (!has(address)) {
         return;
     }
-    const bool hasAnswered = *outcome == host::Outcome::Answered;
-    const bool wasSilent = m_silent.contains(event.device);
-    const bool isFirstSilence = *outcome == host::Outcome::GaveUp && !wasSilent;
-    if (isFirstSilence) {
-        m_silent.insert(event.device);
-    } else if (hasAnswered) {
-        m_silent.remove(event.device);
+    if (event.kind == EventKind::Sent) {
+        Standing &standing = m_standings[event.device];
+        standing.unansweredSinceUtcMs =
+            standing.unansweredSinceUtcMs != 0 ? standing.unansweredSinceUtcMs : event.utcMs;
+    } else if (event.kind == EventKind::Answered || event.kind == EventKind::Late) {
+        noteAnswer(address);
+    } else if (event.kind == EventKind::GaveUp) {
+        noteSilence(address);
     }
-    if (isFirstSilence || (hasAnswered && wasSilent)) {
+}
+
+void SiteDevices::noteAnswer(const Address &address)
+{
+    Standing &standing = m_standings[address.name];
+    const bool isNews = !standing.isUp;
+    standing = {true, false, 0};
+    if (isNews) {
+        Q_EMIT stateChanged(address);
+    }
+}
+
+void SiteDevices::noteSilence(const Address &address)
+{
+    Standing &standing = m_standings[address.name];
+    const bool isNews = !standing.isSilent;
+    standing.isUp = false;
+    standing.isSilent = true;
+    if (isNews) {
         Q_EMIT stateChanged(address);
     }
 }
@@ -228,32 +245,25 @@ QJsonObject SiteDevices::state(const Address &address) const
 /** A device without a command has not been heard of, which says nothing about it. */
 QJsonObject SiteDevices::osdState(const QString &ip) const
 {
-    QJsonObject keys{{QStringLiteral("state"), QStringLiteral("unknown")}};
-    if (m_osdHost == nullptr) {
-        return keys;
-    }
-    for (const host::OsdDeviceStatus &status : m_osdHost->devices()) {
-        if (status.ip == ip && status.reachable) {
-            keys.insert(QStringLiteral("state"), QStringLiteral("up"));
-        } else if (status.ip == ip && status.silentSinceUtcMs != 0) {
-            keys.insert(QStringLiteral("state"), QStringLiteral("silent"));
-            keys.insert(QStringLiteral("since"), timeText(QDateTime::fromMSecsSinceEpoch(status.silentSinceUtcMs)));
-        }
+    const Standing standing = m_standings.value(ip);
+    QJsonObject keys{{QStringLiteral("state"), standing.isUp ? QStringLiteral("up") : QStringLiteral("unknown")}};
+    if (standing.isSilent) {
+        keys.insert(QStringLiteral("state"), QStringLiteral("silent"));
+        keys.insert(QStringLiteral("since"), timeText(QDateTime::fromMSecsSinceEpoch(standing.unansweredSinceUtcMs)));
     }
     return keys;
 }
 
-host::Counters SiteDevices::counters(const Address &address) const
+void SiteDevices::counters(const TakeCounters &take) const
 {
-    if (address.channel == Channel::Device) {
-        return m_fleet.counters(address.name);
+    for (const ServedDevice &device : m_devices) {
+        take({Channel::Device, device.name}, m_fleet.counters(device.name));
     }
-    for (const host::OsdDeviceStatus &status : m_osdHost->devices()) {
-        if (status.ip == address.name) {
-            return status.counters;
-        }
+    const QVector<host::OsdDeviceStatus> statuses =
+        m_osdHost != nullptr ? m_osdHost->devices() : QVector<host::OsdDeviceStatus>();
+    for (const host::OsdDeviceStatus &status : statuses) {
+        take({Channel::Osd, status.ip}, status.counters);
     }
-    return {};
 }
 
 } // namespace biz::gateway

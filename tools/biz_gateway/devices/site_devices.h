@@ -1,10 +1,11 @@
 #ifndef BIZ_GATEWAY_SITE_DEVICES_H
 #define BIZ_GATEWAY_SITE_DEVICES_H
 
+#include <functional>
 #include <memory>
 
+#include <QtCore/QHash>
 #include <QtCore/QObject>
-#include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
@@ -51,7 +52,10 @@ public:
     /** How a device stands, as keys of JSON: "state", "since", "reason"... */
     QJsonObject state(const Address &address) const;
 
-    host::Counters counters(const Address &address) const;
+    using TakeCounters = std::function<void(const Address &, const host::Counters &)>;
+
+    /** Calls `take` for each device. */
+    void counters(const TakeCounters &take) const;
 
 Q_SIGNALS:
     void added(const biz::gateway::Address &address);
@@ -67,7 +71,17 @@ private:
     bool startOsd(const OsdDevices &osd, QStringList *problems);
     void onFleetEvent(const host::Event &event);
     void onOsdEvent(const host::Event &event);
+    void noteSilence(const Address &address);
+    void noteAnswer(const Address &address);
     QJsonObject osdState(const QString &ip) const;
+
+    /** What is known of an OSD device. */
+    struct Standing
+    {
+        bool isUp = false;               ///< it has answered its last command
+        bool isSilent = false;           ///< it has not
+        qint64 unansweredSinceUtcMs = 0; ///< when it was written to first without an answer; 0: it was not
+    };
 
     host::DeviceFleet m_fleet;
     std::unique_ptr<host::EventSource> m_fleetEvents;
@@ -75,7 +89,7 @@ private:
     std::unique_ptr<host::EventSource> m_osdEvents;
     QVector<ServedDevice> m_devices;
     OsdDevices m_osd;
-    QSet<QString> m_silent; ///< OSD devices that do not answer
+    QHash<QString, Standing> m_standings; ///< of OSD devices that were written to
     QString m_errorString;
 };
 

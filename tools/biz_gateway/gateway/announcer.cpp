@@ -175,12 +175,11 @@ void Announcer::onHappened(const Address &address, const host::Event &event)
 
 void Announcer::tellCounters()
 {
-    for (const Address &address : m_devices->all()) {
-        const host::Counters counters = m_devices->counters(address);
+    m_devices->counters([this](const Address &address, const host::Counters &counters) {
         const QJsonObject keys{{QStringLiteral("counters"), host::toJson(counters)},
                                {QStringLiteral("roundTrip"), host::roundTripToJson(counters)}};
         m_session->tell({m_topics.counters(address), jsonOf(keys), false, {}});
-    }
+    });
 }
 
 void Announcer::tellStatus()
