@@ -164,6 +164,11 @@ public:
         return count;
     }
 
+    qint64 journalBytes() const
+    {
+        return QFileInfo(m_folder.filePath(QStringLiteral("gateway/journal.sqlite"))).size();
+    }
+
     RunningGateway &gateway() { return *m_gateway; }
     RunningBroker &broker() { return m_broker; }
 
@@ -347,6 +352,7 @@ int load(int devices, int seconds)
                 (cpuSeconds(broker) - brokerBefore) * perSecond);
     std::printf("memory of the gateway, MB    %8.2f   after a tenth; %.2f at the end (PSS)\n", memoryEarly,
                 pssMegabytes(gateway));
+    std::printf("journal, bytes for each id   %8lld\n", static_cast<long long>(stage.journalBytes() / commands));
     std::printf("from publish to outcome, ms  %8.2f   median; p99 %.2f\n", stage.whole.median(), stage.whole.p99());
     std::printf("delay added to the host, ms  %8.2f   median; p99 %.2f\n", stage.added.median(), stage.added.p99());
     const int status = verdict(&stage, isComplete);
