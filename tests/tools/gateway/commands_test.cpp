@@ -56,7 +56,7 @@ TEST_F(Gateway, AMessagesExpiryIsItsCommandsValidity)
 {
     addDevice("hall-1", FakeDevice::stayAway);
     startGateway();
-    give("hall-1", "first", R"(,"waitMs":2000)");
+    client->publish(topic("hall-1", "command"), R"({"id":"first","head":"68 12 00 00 00 00","waitMs":2000})");
     Extras extras;
     extras.expiresInS = 1;
     client->publish(topic("hall-1", "command"), R"({"id":"late","head":"68 12 00 00 00 00"})", extras);
