@@ -7,13 +7,17 @@ namespace {
 constexpr int retryPeriodMs = 500;
 
 /** Whatever is longer is no line of a log, and is left out. */
-constexpr qint64 longestLine = 4 * 1024 * 1024;
+constexpr qint64 longestLine = 1024 * 1024;
+
+/** Who writes faster than the window reads has to wait, or to give up. */
+constexpr qint64 bufferSize = 2 * longestLine;
 
 } // namespace
 
 SocketSource::SocketSource(const QString &socket)
     : m_name(socket)
 {
+    m_socket.setReadBufferSize(bufferSize);
     QObject::connect(&m_retry, &QTimer::timeout, &m_retry, [this] { connectAgain(); });
     m_retry.start(retryPeriodMs);
     connectAgain();

@@ -34,16 +34,13 @@ bool WatchedLog::readOn()
 {
     QElapsedTimer since;
     since.start();
-    QByteArray line;
-    while (m_source->next(&line)) {
+    bool hasRead = false;
+    for (QByteArray line; since.elapsed() < sliceMs && m_source->next(&line); hasRead = true) {
         m_hasGrown = m_hasGrown || m_hasCaughtUp;
         m_builder.readEventLine(line);
-        if (since.elapsed() >= sliceMs) {
-            return true;
-        }
     }
-    m_hasCaughtUp = m_hasCaughtUp || history().events > 0;
-    return false;
+    m_hasCaughtUp = m_hasCaughtUp || (!hasRead && history().events > 0);
+    return hasRead;
 }
 
 QString WatchedLog::problem() const
