@@ -9,9 +9,9 @@ scratch=$2
 version=$3
 # How the names of this Qt's packages and libraries end.
 if [ "$4" = 6 ]; then
-    infix=-qt6 number=-1 core='libqt6core6(t64)?' qt_dev=qt6-base-dev
+    infix=-qt6 number=-1 core='libqt6core6(t64)?' qt_dev=qt6-base-dev other_qt=5
 else
-    infix='' number=1 core='libqt5core5(a|t64)' qt_dev=qtbase5-dev
+    infix='' number=1 core='libqt5core5(a|t64)' qt_dev=qtbase5-dev other_qt=6
 fi
 manage=libbiz-manage$infix
 host=libbiz-host$infix
@@ -26,6 +26,8 @@ fail() {
 mkdir -p "$scratch"
 rm -rf "$scratch/root" "$scratch/run" "$scratch/unpacked"
 mkdir -p "$scratch/root" "$scratch/run" "$scratch/unpacked"
+# Compiled once, for this Qt alone.
+export DEB_BUILD_PROFILES=pkg.libbiz-manage.noqt$other_qt
 "$source/scripts/packages" "$scratch/build" >"$scratch/packages.log" 2>&1 || {
     tail -n 50 "$scratch/packages.log" >&2
     exit 1
