@@ -1,7 +1,7 @@
 """Runs the benchmark programs and writes docs/performance.md and its plots.
 
 Each figure is a ratio against a floor or a peer that ran at the same time, or in turn with
-it in one process. Medians throughout. All of it takes about seven minutes, the build not
+it in one process. Medians throughout. All of it takes about ten minutes, the builds not
 counted, and refuses to begin while other programs keep the machine busy.
 """
 import argparse
@@ -14,6 +14,8 @@ import statistics
 import subprocess
 import sys
 import time
+
+import both_qts
 
 MODELS = ["A2", "A1MAX", "A3", "PVN410MAX", "K250", "PVN410MAX2", "A5"]
 SEND_PERIOD_MS = 3.0
@@ -82,11 +84,11 @@ def lines_of(output):
 
 
 class Bench:
-    def __init__(self, options):
-        self.programs = pathlib.Path(options.programs)
-        self.windows = options.windows
+    def __init__(self, programs, options, turns=1):
+        self.programs = pathlib.Path(programs)
+        self.windows = max(1, options.windows // turns)
         self.seconds = options.seconds
-        self.repetitions = options.repetitions
+        self.repetitions = max(1, options.repetitions // turns)
         self.commands = options.commands
         self.modbus_port = free_port()
 
@@ -108,6 +110,9 @@ class Bench:
 
     def run(self, program, *arguments):
         return self.output_of(self.start(program, *arguments))
+
+    def lines(self, program, *arguments):
+        return lines_of(self.run(program, *arguments))
 
     # --- Loops at the same time as their twin -------------------------------------------
 
@@ -151,8 +156,8 @@ class Bench:
                 figures[entry["run_name"]] = entry["cpu_time"]
         return figures
 
-    def osd_passes(self):
-        runs = [lines_of(self.run("bench_osd_passes")) for _ in range(3)]
+    def osd_passes(self, runs=3):
+        runs = [self.lines("bench_osd_passes") for _ in range(runs)]
         figures = {}
         for same in zip(*runs):
             merged = dict(same[0])
@@ -218,8 +223,8 @@ def measure_busy(bench, results):
         results["cpu over modbus"] = statistics.median(
             (cpu_per_pass(own["send"]) + cpu_per_pass(own["receive"])) / cpu_per_pass(busy["modbus"][window]["modbus"])
             for window, own in busy["busy"].items())
-        results["memory"] = lines_of(bench.run("bench_queue_memory", bench.modbus_port))[0]
-        results["modbus flat out"] = lines_of(bench.run("bench_modbus", "flat-out", bench.modbus_port, 3))[0]
+        results["memory"] = bench.lines("bench_queue_memory", bench.modbus_port)[0]
+        results["modbus flat out"] = bench.lines("bench_modbus", "flat-out", bench.modbus_port, 3)[0]
     finally:
         server.kill()
         server.wait()
@@ -234,7 +239,7 @@ def measure_items(bench, results):
     timed = bench.together("twin", "busy", "plain", timed=True)
     results["work ns"] = {role: {loop: median_of(timed[role], loop, lambda reading: reading["work_ns"])
                                  for loop in ("send", "receive")} for role in ("twin", "busy", "plain")}
-    results["warm ns"] = {line["name"]: line["pass_ns"] for line in lines_of(bench.run("bench_device_passes"))}
+    results["warm ns"] = {line["name"]: line["pass_ns"] for line in bench.lines("bench_device_passes")}
 
 
 def measure_idle(bench, results):
@@ -255,14 +260,24 @@ def measure_loaded(bench, results):
 
 
 def measure_delays(bench, results):
-    results["delays"] = {line["name"]: line for line in lines_of(bench.run("bench_delays"))}
+    results["delays"] = {line["name"]: line for line in bench.lines("bench_delays")}
+
+
+def run_steps(steps, even_if_loaded):
+    """How calm the machine was meanwhile."""
+    machine = {"cores": os.cpu_count(), "others before": wait_for_calm(even_if_loaded), "load before": os.getloadavg()[0]}
+    during = Processors()
+    began = time.monotonic()
+    for number, (name, step) in enumerate(steps.items(), 1):
+        print(f"{time.monotonic() - began:4.0f} s: {number} of {len(steps)}, {name}", file=sys.stderr)
+        step()
+    machine["others during"] = during.share_of_others()
+    machine["minutes"] = (time.monotonic() - began) / 60
+    return machine
 
 
 def measure_all(bench, even_if_loaded):
-    share_before = wait_for_calm(even_if_loaded)
-    results = {"machine": {"cores": os.cpu_count(), "load before": os.getloadavg()[0], "others before": share_before}}
-    during = Processors()
-    began = time.monotonic()
+    results = {}
     steps = {
         "loops with one item a pass, and Modbus": lambda: measure_busy(bench, results),
         "the cost of one item": lambda: measure_items(bench, results),
@@ -274,14 +289,17 @@ def measure_all(bench, even_if_loaded):
         "OSD passes": lambda: results.update({"osd": bench.osd_passes()}),
         "host kit": lambda: results.update({"host kit": bench.host_kit()}),
         "event log": lambda: results.update({"event log": bench.event_log()}),
-        "enqueuing in the host kit": lambda: results.update({"host enqueue": lines_of(bench.run("bench_host_enqueue"))[0]}),
+        "enqueuing in the host kit": lambda: results.update({"host enqueue": bench.lines("bench_host_enqueue")[0]}),
     }
-    for number, (name, step) in enumerate(steps.items(), 1):
-        print(f"{time.monotonic() - began:4.0f} s: {number} of {len(steps)}, {name}", file=sys.stderr)
-        step()
-    results["machine"]["others during"] = during.share_of_others()
-    results["machine"]["minutes"] = (time.monotonic() - began) / 60
+    results["machine"] = run_steps(steps, even_if_loaded)
     return results
+
+
+def section_of_both_qts(options):
+    benches = [Bench(programs, options, both_qts.TURNS) for programs in (options.programs, options.qt6_programs)]
+    results = {}
+    machine = run_steps({"Qt 6 beside Qt 5": lambda: results.update(both_qts.measure(*benches))}, options.even_if_loaded)
+    return both_qts.section(results, machine_text(machine))
 
 
 # --- The table ------------------------------------------------------------------------------
@@ -507,7 +525,7 @@ def machine_text(machine):
     return text
 
 
-def write_page(results, docs):
+def write_page(results, of_both_qts, docs):
     table = Table()
     add_loops(table, results)
     add_items(table, results)
@@ -523,7 +541,7 @@ def write_page(results, docs):
     notes = docs / "performance_notes.md"
     if notes.exists():
         page += "\nWhat stands behind figures that miss their goal: [notes](performance_notes.md).\n"
-    (docs / "performance.md").write_text(page)
+    (docs / "performance.md").write_text(both_qts.with_section(page, of_both_qts))
     print(table.markdown())
     print(growth)
 
@@ -531,6 +549,7 @@ def write_page(results, docs):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--programs", required=True, help="folder of the benchmark programs")
+    parser.add_argument("--qt6-programs", required=True, help="folder of the same programs built with Qt 6")
     parser.add_argument("--docs", required=True, help="folder that gets performance.md")
     parser.add_argument("--windows", type=int, default=15, help="windows of each measurement of loops")
     parser.add_argument("--seconds", type=float, default=2.0, help="length of a window")
@@ -538,8 +557,16 @@ def main():
     parser.add_argument("--commands", type=int, default=1500, help="commands through the host kit")
     parser.add_argument("--even-if-loaded", action="store_true",
                         help="measure on a busy machine too, and say so on the page")
+    parser.add_argument("--only-qts", action="store_true",
+                        help="measure Qt 6 beside Qt 5, and renew that part of the page alone")
     options = parser.parse_args()
-    write_page(measure_all(Bench(options), options.even_if_loaded), pathlib.Path(options.docs))
+    docs = pathlib.Path(options.docs)
+    if options.only_qts:
+        page = docs / "performance.md"
+        page.write_text(both_qts.with_section(page.read_text(), section_of_both_qts(options)))
+    else:
+        results = measure_all(Bench(options.programs, options), options.even_if_loaded)
+        write_page(results, section_of_both_qts(options), docs)
 
 
 if __name__ == "__main__":

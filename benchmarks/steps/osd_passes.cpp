@@ -151,10 +151,15 @@ void awaitReplies(Channel &worker, int devices)
     }
 }
 
+quint32 secondsOf(const QDateTime &time)
+{
+    return static_cast<quint32>(time.toSecsSinceEpoch());
+}
+
 /** Copies each record and looks every map up twice. */
 void literalTimeoutPass(Channel &worker)
 {
-    const quint32 now = QDateTime::currentDateTime().toTime_t();
+    const quint32 now = secondsOf(QDateTime::currentDateTime());
     const std::lock_guard<std::mutex> lock(Channel::HexCmdlock);
     for (int i = 0; i < Channel::m_qsIp.size(); ++i) {
         const QString ip = Channel::m_qsIp[i];
@@ -232,7 +237,7 @@ void literalBurstPass(Channel &worker)
         Channel::queueHexCmd[i].pop();
         taken.append(record);
         worker.m_mapCurSend[record.qsIp] = record;
-        worker.m_mapSendTime[record.qsIp] = QDateTime::currentDateTime().toTime_t();
+        worker.m_mapSendTime[record.qsIp] = secondsOf(QDateTime::currentDateTime());
         Channel::m_bRetFlag[Channel::m_qsIp[i]] = false;
     }
 }

@@ -44,8 +44,8 @@ double bytesPerModbusRequest(const QModbusTcpClient &connected)
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    std::printf("{\"name\": \"queue_memory\", \"library_bytes\": %.2f, \"record_bytes\": %zu", bytesPerCommand(),
-                sizeof(model_Protocoldata));
+    std::printf("{\"name\": \"queue_memory\", \"qt\": \"%s\", \"library_bytes\": %.2f, \"record_bytes\": %zu",
+                qVersion(), bytesPerCommand(), sizeof(model_Protocoldata));
     QModbusTcpClient client;
     client.setConnectionParameter(QModbusDevice::NetworkAddressParameter, QStringLiteral("127.0.0.1"));
     client.setConnectionParameter(QModbusDevice::NetworkPortParameter, argc > 1 ? atoi(argv[1]) : 15802);
