@@ -8,8 +8,8 @@
 /** A finding in Qt Test: VERIFY_HOLDS(recorder.endedAs(ticket, Outcome::Answered)). */
 #define VERIFY_HOLDS(finding)                                                                                          \
     do {                                                                                                               \
-        const ::biz::testkit::Finding found = (finding);                                                               \
-        QVERIFY2(found.holds, qPrintable(found.text));                                                                 \
+        const ::biz::testkit::Finding bizFindingToVerify = (finding);                                                  \
+        QVERIFY2(bizFindingToVerify.holds, qPrintable(bizFindingToVerify.text));                                       \
     } while (false)
 
 #endif
