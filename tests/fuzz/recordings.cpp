@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
     for (const QByteArray &line : text.split('\n')) {
         try {
-            const QString shown = lineText(RecordingLine(line, QStringLiteral("input"), 1));
+            const QString shown = lineText(biz::tools::RecordingLine(line, QStringLiteral("input"), 1));
             biz::fuzz::require(!shown.contains(QChar(0x1b)), "nothing that is shown steers the terminal");
         } catch (const biz::tools::InputError &error) {
             biz::fuzz::require(error.what()[0] != '\0', "an error says what is wrong");

@@ -3,10 +3,12 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <biz_console/recording/recorder.h>
 #include <biz_console/session/expectation.h>
+#include <recording/recording_format.h>
 
 namespace biz::console {
+
+namespace recorded = tools::recorded;
 
 namespace {
 

@@ -3,11 +3,14 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QLocale>
 
-#include <biz_console/recording/recorder.h>
 #include <common/hex.h>
 #include <common/shown_text.h>
+#include <recording/recording_format.h>
 
 namespace biz::console {
+
+namespace recorded = tools::recorded;
+using tools::RecordingLine;
 
 namespace {
 

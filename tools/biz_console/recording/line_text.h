@@ -3,15 +3,15 @@
 
 #include <QtCore/QString>
 
-#include <biz_console/recording/recording_line.h>
+#include <recording/recording_line.h>
 
 namespace biz::console {
 
 /** A line of a recording, or of what `--json` prints, as people read it. */
-QString lineText(const RecordingLine &line);
+QString lineText(const tools::RecordingLine &line);
 
 /** When its event happened, in local time: "2026-11-22 14:03:22.517"; empty when it does not say. */
-QString localTimeOf(const RecordingLine &line);
+QString localTimeOf(const tools::RecordingLine &line);
 
 } // namespace biz::console
 

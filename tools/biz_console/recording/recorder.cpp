@@ -11,8 +11,11 @@
 #include <common/units.h>
 #include <common/utf8_stream.h>
 #include <host/version.h>
+#include <recording/recording_format.h>
 
 namespace biz::console {
+
+namespace recorded = tools::recorded;
 
 namespace {
 
@@ -125,7 +128,7 @@ void Recorder::start(const RunStart &run)
 {
     m_sinceStart.start();
     QJsonObject object{{key("event"), key(recorded::head)},
-                       {key("format"), formatVersion},
+                       {key("format"), recorded::formatVersion},
                        {key("tool"), QStringLiteral("biz_console " BIZ_CONSOLE_VERSION)},
                        {key("library"), host::libraryVersion()},
                        {key("utc"), run.utc.toString(Qt::ISODateWithMs)},

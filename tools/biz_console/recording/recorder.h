@@ -23,9 +23,6 @@ namespace biz::console {
 class Recorder
 {
 public:
-    /** The version of the format, in the head of every recording. */
-    static constexpr int formatVersion = 2;
-
     /** Writes to a device that is open. */
     explicit Recorder(QIODevice &device);
 
@@ -49,23 +46,6 @@ private:
     QTextStream m_out;
     QElapsedTimer m_sinceStart;
 };
-
-/** The keys that a recording has beyond those of the events of `--json`. */
-namespace recorded {
-constexpr char head[] = "recording";
-constexpr char linkOpening[] = "linkOpening"; ///< once more; that of the start goes without saying
-constexpr char linkOpened[] = "linkOpened";
-constexpr char linkClosed[] = "linkClosed";
-constexpr char bytesOut[] = "bytesOut";
-constexpr char bytesIn[] = "bytesIn";
-
-/** Of the head. */
-constexpr char reconnects[] = "reconnects";
-
-/** Of the head, where the recording is the last part of a longer run. */
-constexpr char part[] = "part";
-constexpr char amidCommands[] = "amidCommands"; ///< it begins while replies were awaited
-} // namespace recorded
 
 } // namespace biz::console
 

@@ -4,14 +4,20 @@
 
 #include <QtCore/QCryptographicHash>
 
-#include <biz_console/recording/recorder.h>
 #include <biz_console/verdict/run_problem.h>
 #include <common/errors.h>
 #include <common/hex.h>
 #include <common/input_file.h>
 #include <host/osd_datagram_codec.h>
+#include <model/model_protocoldata.h>
+#include <recording/recording_file.h>
+#include <recording/recording_format.h>
+#include <recording/recording_head.h>
 
 namespace biz::console {
+
+namespace recorded = tools::recorded;
+using tools::RecordingLine;
 
 namespace {
 
@@ -42,19 +48,25 @@ QString attemptsText(host::Outcome outcome, int attempts)
     return attempts == 1 ? QStringLiteral(" after 1 attempt") : QStringLiteral(" after %1 attempts").arg(attempts);
 }
 
-/** Most files that are no recordings are sessions, which spread over lines: what is wrong is the file. */
-RecordingLine firstLine(const QByteArray &json, const QString &name)
+/** As given events have it; one that is not there is that of a session that says nothing. */
+Expectation expectationOf(const RecordingLine &line)
 {
-    try {
-        RecordingLine line(json, name, 1);
-        static_cast<void>(line.event()); // a session may stand on one line
-        return line;
-    } catch (const tools::InputError &error) {
-        throw tools::InputError(error.problems() +
-                                QStringList{QStringLiteral("%1: no recording; sessions are played by 'biz_console "
-                                                           "run' and 'biz_console osd'")
-                                                .arg(name)});
+    constexpr char name[] = "expect";
+    Expectation expected;
+    if (!line.has(name)) {
+        return expected;
     }
+    if (!host::outcomeFromName(line.value(name).member(QStringLiteral("outcome")).text, &expected.outcome)) {
+        line.failAt(name, QStringLiteral("an object with an outcome"));
+    }
+    for (const tools::JsonValue &event : line.value(name).member(QStringLiteral("events")).elements) {
+        const std::optional<host::EventKind> kind = expectableFromName(event.text);
+        if (!kind) {
+            line.failAt(name, QStringLiteral("events of a command"));
+        }
+        expected.events.add(*kind);
+    }
+    return expected;
 }
 
 } // namespace
@@ -88,11 +100,11 @@ RecordingReader::Reader RecordingReader::readerOf(const QString &event)
 void RecordingReader::read(const QByteArray &json, const QString &name, int lineNumber)
 {
     m_lineNumber = lineNumber;
-    const RecordingLine line = lineNumber == 1 ? firstLine(json, name) : RecordingLine(json, name, lineNumber);
     if (lineNumber == 1) {
-        readHead(line);
+        readHead(json, name);
         return;
     }
+    const RecordingLine line(json, name, lineNumber);
     const Reader reader = readerOf(line.event());
     if (reader == nullptr) {
         line.fail(QStringLiteral("event: one of a recording expected, not \"%1\"").arg(line.event()));
@@ -134,31 +146,21 @@ RecordingReader::Anchor &RecordingReader::anchorOf(const RecordingLine &line)
     return m_anchors[key];
 }
 
-void RecordingReader::readHead(const RecordingLine &line)
+void RecordingReader::readHead(const QByteArray &json, const QString &name)
 {
-    if (line.event() != QLatin1String(recorded::head)) {
-        line.fail(QStringLiteral("the head of a recording expected, as 'biz_console run --record' writes it"));
+    const tools::RecordingHead head = tools::readRecordingHead(json, name);
+    if (head.isAmidCommands) {
+        throw tools::InputError(QStringLiteral("%1:1: this part of a run begins while replies were awaited, and cannot "
+                                               "be replayed; 'biz_console show' prints it")
+                                    .arg(name));
     }
-    if (line.number("format") != Recorder::formatVersion) {
-        line.fail(QStringLiteral("format %1 expected, not %2")
-                      .arg(QString::number(Recorder::formatVersion), QString::number(line.number("format"))));
-    }
-    m_recording.isOfDevice = line.text("channel") == QLatin1String("device");
-    m_recording.link = line.text("link");
-    m_recording.utc = QDateTime::fromString(line.text("utc"), Qt::ISODateWithMs);
-    if (!m_recording.utc.isValid()) {
-        line.fail(QStringLiteral("utc: a date and time expected, not \"%1\"").arg(line.text("utc")));
-    }
-    m_recording.isPart = line.has(recorded::part) && line.boolean(recorded::part);
-    if (m_recording.isPart && line.boolean(recorded::amidCommands)) {
-        line.fail(QStringLiteral("this part of a run begins while replies were awaited, and cannot be replayed; "
-                                 "'biz_console show' prints it"));
-    }
-    if (m_recording.isOfDevice) {
-        m_recording.deviceType = line.number("deviceType");
-        m_recording.isPipelined = line.boolean("pipelined");
-        m_recording.reconnects = line.has(recorded::reconnects) && line.boolean(recorded::reconnects);
-    }
+    m_recording.isOfDevice = head.isOfDevice;
+    m_recording.link = head.link;
+    m_recording.utc = head.utc;
+    m_recording.isPart = head.isPart;
+    m_recording.deviceType = head.deviceType;
+    m_recording.isPipelined = head.isPipelined;
+    m_recording.reconnects = head.reconnects;
 }
 
 void RecordingReader::readGiven(const RecordingLine &line)
@@ -171,7 +173,7 @@ void RecordingReader::readGiven(const RecordingLine &line)
     command.head = line.bytesOfSize("head", m_recording.isOfDevice ? deviceHeadSize : osdHeadSize);
     command.data = line.bytes("data");
     command.waitMs = line.number("waitMs");
-    command.expected = line.expectation("expect");
+    command.expected = expectationOf(line);
     if (!m_recording.isOfDevice) {
         command.device = line.text("device");
         command.text = line.text("text", {});
@@ -409,23 +411,12 @@ Recording RecordingReader::take(int lastLine)
 
 Recording readRecordingFile(const QString &path)
 {
-    tools::InputFile file(path);
     RecordingReader reader;
-    QByteArray line;
-    while (file.next(&line)) {
-        try {
-            reader.read(line, file.name(), file.lineNumber());
-        } catch (const tools::InputError &) {
-            // The line in which it was cut off is no whole one.
-            if (file.isWholeLine() || file.lineNumber() == 1) {
-                throw;
-            }
-        }
-    }
-    if (file.lineNumber() == 0) {
-        throw tools::InputError(file.name(), QStringLiteral("a recording expected, not an empty file"));
-    }
-    return reader.take(file.lineNumber());
+    const int lastLine =
+        tools::readRecordingLines(path, [&reader](const QByteArray &json, const QString &name, int lineNumber) {
+            reader.read(json, name, lineNumber);
+        });
+    return reader.take(lastLine);
 }
 
 Recording readRecording(const QByteArray &lines)

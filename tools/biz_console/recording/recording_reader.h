@@ -4,7 +4,7 @@
 #include <QtCore/QHash>
 
 #include <biz_console/recording/recording.h>
-#include <biz_console/recording/recording_line.h>
+#include <recording/recording_line.h>
 
 namespace biz::console {
 
@@ -23,7 +23,7 @@ public:
     Recording take(int lastLine);
 
 private:
-    using Reader = void (RecordingReader::*)(const RecordingLine &line);
+    using Reader = void (RecordingReader::*)(const tools::RecordingLine &line);
 
     /** Where the script of a device stands: what happened to it, and when the last of it did. */
     struct Anchor
@@ -35,34 +35,34 @@ private:
     };
 
     static Reader readerOf(const QString &event);
-    static QString keyOf(const RecordingLine &line) { return line.text("device", {}); }
+    static QString keyOf(const tools::RecordingLine &line) { return line.text("device", {}); }
 
-    void readHead(const RecordingLine &line);
-    void readGiven(const RecordingLine &line);
-    void readSent(const RecordingLine &line);
-    void readReply(const RecordingLine &line);
-    void readEnd(const RecordingLine &line);
-    void readRefused(const RecordingLine &line);
-    void readProblem(const RecordingLine &line);
-    void readLink(const RecordingLine &line);
-    void readLinkOpening(const RecordingLine &line);
-    void readLinkState(const RecordingLine &line);
-    void breakOff(const RecordingLine &line);
+    void readHead(const QByteArray &json, const QString &name);
+    void readGiven(const tools::RecordingLine &line);
+    void readSent(const tools::RecordingLine &line);
+    void readReply(const tools::RecordingLine &line);
+    void readEnd(const tools::RecordingLine &line);
+    void readRefused(const tools::RecordingLine &line);
+    void readProblem(const tools::RecordingLine &line);
+    void readLink(const tools::RecordingLine &line);
+    void readLinkOpening(const tools::RecordingLine &line);
+    void readLinkState(const tools::RecordingLine &line);
+    void breakOff(const tools::RecordingLine &line);
     void cutOff(int lastLine);
-    void readBytesOut(const RecordingLine &line);
-    void readSummary(const RecordingLine &line);
-    void readOpened(const RecordingLine & /*line*/) { m_isOpened = true; }
-    void passOver(const RecordingLine & /*line*/) {}
+    void readBytesOut(const tools::RecordingLine &line);
+    void readSummary(const tools::RecordingLine &line);
+    void readOpened(const tools::RecordingLine & /*line*/) { m_isOpened = true; }
+    void passOver(const tools::RecordingLine & /*line*/) {}
 
-    RecordedCommand *commandOf(const RecordingLine &line);
-    bool isOfEarlierPart(const RecordingLine &line) const;
+    RecordedCommand *commandOf(const tools::RecordingLine &line);
+    bool isOfEarlierPart(const tools::RecordingLine &line) const;
     void beginPart(double atMs);
-    Anchor &anchorOf(const RecordingLine &line);
-    QString recordText(const RecordingLine &line) const;
-    void addStep(RecordedStep::Kind kind, const RecordingLine &line, double atMs);
+    Anchor &anchorOf(const tools::RecordingLine &line);
+    QString recordText(const tools::RecordingLine &line) const;
+    void addStep(RecordedStep::Kind kind, const tools::RecordingLine &line, double atMs);
     void appendStep(RecordedStep::Kind kind, const QString &device, const Anchor &anchor, double atMs);
     void addInterruption(double atMs);
-    void addDatagram(const RecordingLine &line, double atMs);
+    void addDatagram(const tools::RecordingLine &line, double atMs);
 
     Recording m_recording;
     QHash<int, int> m_placeOfTicket;

@@ -1,4 +1,4 @@
-#include <biz_console/recording/recording_line.h>
+#include <recording/recording_line.h>
 
 #include <cmath>
 #include <limits>
@@ -6,7 +6,7 @@
 #include <common/errors.h>
 #include <common/hex.h>
 
-namespace biz::console {
+namespace biz::tools {
 
 RecordingLine::RecordingLine(const QByteArray &json, const QString &file, int lineNumber)
     : m_place(QStringLiteral("%1:%2").arg(file, QString::number(lineNumber)))
@@ -47,29 +47,10 @@ int RecordingLine::number(const char *name, int fallback) const
 
 bool RecordingLine::boolean(const char *name) const
 {
-    if (value(name).kind != tools::JsonValue::Kind::Boolean) {
+    if (value(name).kind != JsonValue::Kind::Boolean) {
         failAt(name, QStringLiteral("true or false"));
     }
     return value(name).boolean;
-}
-
-Expectation RecordingLine::expectation(const char *name) const
-{
-    Expectation expected;
-    if (!has(name)) {
-        return expected;
-    }
-    if (!host::outcomeFromName(value(name).member(QStringLiteral("outcome")).text, &expected.outcome)) {
-        failAt(name, QStringLiteral("an object with an outcome"));
-    }
-    for (const tools::JsonValue &event : value(name).member(QStringLiteral("events")).elements) {
-        const std::optional<host::EventKind> kind = expectableFromName(event.text);
-        if (!kind) {
-            failAt(name, QStringLiteral("events of a command"));
-        }
-        expected.events.add(*kind);
-    }
-    return expected;
 }
 
 double RecordingLine::milliseconds(const char *name) const
@@ -87,7 +68,7 @@ QByteArray RecordingLine::bytes(const char *name) const
     if (!has(name)) {
         return {};
     }
-    const auto bytes = tools::bytesFromHex(text(name));
+    const auto bytes = bytesFromHex(text(name));
     if (!bytes) {
         failAt(name, QStringLiteral("bytes in hexadecimal"));
     }
@@ -105,13 +86,13 @@ QByteArray RecordingLine::bytesOfSize(const char *name, int size) const
 
 void RecordingLine::fail(const QString &expected) const
 {
-    throw tools::InputError(QStringLiteral("%1: %2").arg(m_place, expected));
+    throw InputError(QStringLiteral("%1: %2").arg(m_place, expected));
 }
 
 void RecordingLine::failAt(const char *name, const QString &expected) const
 {
-    const QString found = has(name) ? QStringLiteral(", not ") + tools::shown(value(name)) : QString();
+    const QString found = has(name) ? QStringLiteral(", not ") + shown(value(name)) : QString();
     fail(QStringLiteral("%1: %2 expected%3").arg(QLatin1String(name), expected, found));
 }
 
-} // namespace biz::console
+} // namespace biz::tools
