@@ -17,7 +17,8 @@
 namespace biz::testkit {
 
 /**
- * A device of a checked model, in the test's own process: it answers as biz_simulator does, without sockets.
+ * A device of a checked model, or of a recording, in the test's own process: it answers as biz_simulator does, without
+ * sockets.
  *
  *     SimulatedDevice device("A2");
  *     host.setLink(device.makeLink());
@@ -36,6 +37,14 @@ public:
     /** Throws std::invalid_argument when there is no such model. */
     explicit SimulatedDevice(const QString &model = QStringLiteral("A2"), const FaultSettings &faults = {},
                              QObject *parent = nullptr);
+    /**
+     * A device that answers as the one did that `biz_console run --record` has recorded: each command as that one did,
+     * copy by copy and after the same time, and from then on as the last time; silent where that one was, and to
+     * commands that are not in the recording. Throws std::invalid_argument when the file is no recording of the device
+     * channel.
+     */
+    static std::unique_ptr<SimulatedDevice> fromRecording(const QString &file, const FaultSettings &faults = {},
+                                                          QObject *parent = nullptr);
     ~SimulatedDevice() override;
 
     /** A link for a host of its own. It may outlive the device, which is then gone for the host. */
@@ -44,6 +53,7 @@ public:
     /** The codec of links that are made from now on; the demonstration frame by default. */
     void setCodec(MakeCodec makeCodec);
 
+    /** Of a device of a model; a recorded one has its own. */
     void setReplyDelay(std::chrono::milliseconds delay);
 
     /** Has the next commands go wrong. */
@@ -66,6 +76,8 @@ Q_SIGNALS:
 
 private:
     class Private;
+    SimulatedDevice(std::unique_ptr<Private> own, QObject *parent);
+
     std::unique_ptr<Private> d;
 };
 

@@ -22,7 +22,7 @@ struct ReceivedOsdCommand
 };
 
 /**
- * A row of OSD devices on consecutive addresses, in the test's own process and on no network.
+ * A row of OSD devices on consecutive addresses, or those of a recording, in the test's own process and on no network.
  *
  *     SimulatedOsdDevices wall("10.0.0.1", 100);
  *     host.setTransport(wall.makeTransport());
@@ -37,6 +37,13 @@ public:
     /** Throws std::invalid_argument when the row does not begin with an IPv4 address, or leaves their range. */
     SimulatedOsdDevices(const QString &firstAddress, int count, const FaultSettings &faults = {},
                         QObject *parent = nullptr);
+    /**
+     * The devices of a recording that `biz_console osd --record` has made, at their addresses: each answers as it did,
+     * as SimulatedDevice::fromRecording() has it. Throws std::invalid_argument when the file is no recording of the OSD
+     * channel.
+     */
+    static std::unique_ptr<SimulatedOsdDevices> fromRecording(const QString &file, const FaultSettings &faults = {},
+                                                              QObject *parent = nullptr);
     ~SimulatedOsdDevices() override;
 
     /** A transport for a host of its own. It may outlive the devices. Every port leads to them. */
@@ -45,6 +52,7 @@ public:
     /** The addresses, in the spelling in which hosts know them. */
     QStringList addresses() const;
 
+    /** Of a row; recorded ones have their own. */
     void setReplyDelay(std::chrono::milliseconds delay);
 
     /** Has the next commands to this device go wrong. Throws std::invalid_argument when it is none of them. */
@@ -63,6 +71,8 @@ Q_SIGNALS:
 
 private:
     class Private;
+    SimulatedOsdDevices(std::unique_ptr<Private> own, QObject *parent);
+
     std::unique_ptr<Private> d;
 };
 

@@ -32,7 +32,11 @@ Answer harmed(rules::Model model, const model_Protocoldata &reply, FaultKind kin
 
 Answer answerTo(rules::Model model, const model_Protocoldata &command, const std::optional<Fault> &fault)
 {
-    const model_Protocoldata reply = makeReply(model, command);
+    return answerWith(model, makeReply(model, command), fault);
+}
+
+Answer answerWith(rules::Model model, const model_Protocoldata &reply, const std::optional<Fault> &fault)
+{
     if (!fault) {
         return {{reply}};
     }

@@ -19,7 +19,11 @@ struct Answer
     bool faultApplies = true;            ///< false: the fault could do the reply no harm
 };
 
+/** By the rules of the model. */
 Answer answerTo(rules::Model model, const model_Protocoldata &command, const std::optional<Fault> &fault);
+
+/** This reply, and what the fault makes of it. */
+Answer answerWith(rules::Model model, const model_Protocoldata &reply, const std::optional<Fault> &fault);
 
 } // namespace biz::testkit
 

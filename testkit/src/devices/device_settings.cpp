@@ -8,9 +8,31 @@ namespace biz::testkit {
 
 bool OsdSettings::plays(const QString &address) const
 {
-    const QHostAddress wanted(address);
-    const qint64 place = qint64{wanted.toIPv4Address()} - first;
-    return place >= 0 && place < count && wanted.toString() == address;
+    return placeOf(address) >= 0;
+}
+
+QHostAddress OsdSettings::addressAt(int device) const
+{
+    return recorded.isEmpty() ? QHostAddress(first + static_cast<quint32>(device))
+                              : QHostAddress(recorded.at(device).address);
+}
+
+int OsdSettings::placeOf(const QString &address) const
+{
+    if (recorded.isEmpty()) {
+        const QHostAddress wanted(address);
+        const qint64 place = qint64{wanted.toIPv4Address()} - first;
+        return place >= 0 && place < count && wanted.toString() == address ? static_cast<int>(place) : -1;
+    }
+    const auto found = std::find_if(recorded.begin(), recorded.end(),
+                                    [&address](const tools::RecordedDevice &each) { return each.address == address; });
+    return found == recorded.end() ? -1 : static_cast<int>(found - recorded.begin());
+}
+
+void OsdSettings::play(const QVector<tools::RecordedDevice> &devices)
+{
+    recorded = devices;
+    count = static_cast<int>(devices.size());
 }
 
 QStringList modelNames()

@@ -1,6 +1,7 @@
 #ifndef BIZ_TESTKIT_DEVICE_SETTINGS_P_H
 #define BIZ_TESTKIT_DEVICE_SETTINGS_P_H
 
+#include <memory>
 #include <optional>
 
 #include <QtCore/QString>
@@ -8,6 +9,7 @@
 
 #include <biz_cmdswork/reply_rules/models_p.h>
 #include <host/osd_host.h>
+#include <recording/recorded_devices.h>
 #include <testkit/faults.h>
 
 namespace biz::testkit {
@@ -23,15 +25,18 @@ struct DeviceSettings
     rules::Model model = rules::Model::OrlixA2;
     int delayMs = 0;
     FaultSettings faults;
-    qint64 mostDelayed = mostDelayedBytes; ///< at which it reads no further command
+    std::shared_ptr<const tools::RecordedDevice> recorded; ///< it answers as this one; null: by its model's rules
+    qint64 mostDelayed = mostDelayedBytes;                 ///< at which it reads no further command
 };
 
-/** A row of OSD devices on consecutive addresses. */
+/** A row of OSD devices on consecutive addresses, or those of a recording on their own. */
 struct OsdSettings
 {
     QString name; ///< in its summary
     quint32 first = 0;
     int count = 0;
+    QStringList recordedAddresses;           ///< of the next ones, where they are played at others
+    QVector<tools::RecordedDevice> recorded; ///< those that answer as in a recording, by their addresses; else none
     quint16 port = host::OsdHost::defaultPort;
     int delayMs = 0;
     FaultSettings faults;
@@ -40,7 +45,16 @@ struct OsdSettings
     /** Whether one of the devices has this address, in the spelling of QHostAddress. */
     bool plays(const QString &address) const;
 
+    /** The n-th of them, from 0. */
+    QHostAddress addressAt(int device) const;
+
+    /** Which of them has this address; none: -1. */
+    int placeOf(const QString &address) const;
+
     quint32 last() const { return first + static_cast<quint32>(count) - 1; }
+
+    /** Takes the place of the row. */
+    void play(const QVector<tools::RecordedDevice> &devices);
 };
 
 /** The names of the models that can be played. */

@@ -60,6 +60,9 @@ PlayedDevice::PlayedDevice(const DeviceSettings &settings, std::unique_ptr<Trans
     , m_log(log)
     , m_transport(std::move(transport))
 {
+    if (m_settings.recorded) {
+        m_recorded.emplace(*m_settings.recorded);
+    }
     connect(m_transport.get(), &Transport::received, this, &PlayedDevice::read);
     connect(m_transport.get(), &Transport::moved, this, &PlayedDevice::moved);
     connect(m_transport.get(), &Transport::droppedHost, this, &PlayedDevice::droppedHost);
@@ -110,7 +113,8 @@ void PlayedDevice::receive(const PeerPointer &peer, const model_Protocoldata &co
     const QString who = QStringLiteral("%1 #%2").arg(m_settings.label, QString::number(m_plan.receptions()));
     m_log.write([&] { return QStringLiteral("%1 received %2").arg(who, recordText(command)); });
 
-    const Delivery delivery{peer, who, answerTo(m_settings.model, command, fault), fault};
+    const QVector<Delivery> deliveries = deliveriesOf(peer, who, command, fault);
+    const Delivery &delivery = deliveries.constFirst();
     if (m_isDark) {
         return;
     }
@@ -126,8 +130,43 @@ void PlayedDevice::receive(const PeerPointer &peer, const model_Protocoldata &co
     } else if (delivery.has(FaultKind::Blackout)) {
         blackOut(fault->measures.outageForMs);
     } else {
-        deliverLater(delivery);
+        for (const Delivery &each : deliveries) {
+            deliverLater(each);
+        }
     }
+}
+
+/** At least one, with the fault; without replies where the device is silent. */
+QVector<PlayedDevice::Delivery> PlayedDevice::deliveriesOf(const PeerPointer &peer, const QString &who,
+                                                           const model_Protocoldata &command,
+                                                           const std::optional<Fault> &fault)
+{
+    Delivery delivery{peer, who, {}, fault, m_settings.delayMs};
+    if (m_recorded) {
+        return recordedDeliveriesOf(delivery, command);
+    }
+    delivery.answer = answerTo(m_settings.model, command, fault);
+    return {delivery};
+}
+
+/** A fault strikes the first of several replies. */
+QVector<PlayedDevice::Delivery> PlayedDevice::recordedDeliveriesOf(Delivery first, const model_Protocoldata &command)
+{
+    const tools::RecordedAnswer *const answer = m_recorded->next(tools::recordedKey(command));
+    if (answer == nullptr) {
+        m_log.write([&] { return QStringLiteral("%1 is not in the recording").arg(first.who); });
+    }
+    if (answer == nullptr || answer->isEmpty()) {
+        return {first};
+    }
+    QVector<Delivery> deliveries;
+    for (const tools::RecordedReply &recorded : *answer) {
+        Delivery delivery{first.peer, first.who, {}, {}, recorded.delayMs};
+        delivery.fault = deliveries.isEmpty() ? first.fault : std::nullopt;
+        delivery.answer = answerWith(m_settings.model, replyTo(command, recorded), delivery.fault);
+        deliveries.append(delivery);
+    }
+    return deliveries;
 }
 
 void PlayedDevice::tellFault(const Delivery &delivery)
@@ -208,7 +247,7 @@ void PlayedDevice::blackOut(int forMs)
 
 void PlayedDevice::deliverLater(const Delivery &delivery)
 {
-    const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : m_settings.delayMs;
+    const int delayMs = delivery.has(FaultKind::Late) ? delivery.fault->measures.lateByMs : delivery.delayMs;
     if (delayMs == 0) {
         deliver(delivery);
         return;

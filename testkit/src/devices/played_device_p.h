@@ -4,6 +4,7 @@
 #include <devices/answer_p.h>
 #include <devices/device_settings_p.h>
 #include <devices/event_log_p.h>
+#include <devices/recorded_answers_p.h>
 #include <faults/fault_plan_p.h>
 #include <lines/transport_p.h>
 #include <testkit/device_tally.h>
@@ -11,7 +12,7 @@
 namespace biz::testkit {
 
 /**
- * One device of a checked model, for any number of hosts at once. They share the fault plan:
+ * One device of a checked model, or of a recording, for any number of hosts at once. They share the fault plan:
  * the n-th command is the n-th that the device receives, whoever sent it.
  */
 class PlayedDevice : public QObject
@@ -57,6 +58,7 @@ private:
         QString who;
         Answer answer;
         std::optional<Fault> fault;
+        int delayMs = 0;
 
         bool has(FaultKind kind) const { return fault && fault->kind == kind; }
     };
@@ -64,6 +66,9 @@ private:
     void read(const PeerPointer &peer, const QByteArray &bytes);
     void refuse(int bytes, const QString &reason);
     void receive(const PeerPointer &peer, const model_Protocoldata &command);
+    QVector<Delivery> deliveriesOf(const PeerPointer &peer, const QString &who, const model_Protocoldata &command,
+                                   const std::optional<Fault> &fault);
+    QVector<Delivery> recordedDeliveriesOf(Delivery first, const model_Protocoldata &command);
     void tellFault(const Delivery &delivery);
     void hangUp(const PeerPointer &peer);
     void vanish(int forMs);
@@ -89,6 +94,7 @@ private:
 
     DeviceSettings m_settings;
     FaultPlan m_plan;
+    std::optional<RecordedAnswers> m_recorded;
     const EventLog &m_log;
     std::unique_ptr<Transport> m_transport;
     QVector<HeldCommand> m_heldCommands;

@@ -1,5 +1,7 @@
 #include <devices/played_osd_devices_p.h>
 
+#include <utility>
+
 #include <QtCore/QTimer>
 
 #include <faults/wire_faults_p.h>
@@ -73,8 +75,11 @@ PlayedOsdDevices::PlayedOsdDevices(const OsdSettings &settings, std::unique_ptr<
             });
     m_devices.reserve(static_cast<std::size_t>(settings.count));
     for (int i = 0; i < settings.count; ++i) {
-        const QHostAddress address(settings.first + static_cast<quint32>(i));
-        m_devices.push_back({i, address, FaultPlan(settings.faults, address.toString()), QDeadlineTimer(0)});
+        const QHostAddress address = settings.addressAt(i);
+        m_devices.push_back({i, address, FaultPlan(settings.faults, address.toString()), QDeadlineTimer(0), {}});
+        if (!settings.recorded.isEmpty()) {
+            m_devices.back().recorded.emplace(settings.recorded.at(i));
+        }
     }
 }
 
@@ -94,21 +99,18 @@ bool PlayedOsdDevices::listen()
 
 bool PlayedOsdDevices::addFault(const ScriptEntry &entry)
 {
-    if (!m_settings.plays(entry.device)) {
+    const int place = m_settings.placeOf(entry.device);
+    if (place < 0) {
         return false;
     }
-    m_devices[placeOf(entry.device)].plan.add(entry);
+    m_devices[static_cast<std::size_t>(place)].plan.add(entry);
     return true;
 }
 
 int PlayedOsdDevices::receptionsOf(const QString &address) const
 {
-    return m_settings.plays(address) ? m_devices[placeOf(address)].plan.receptions() : 0;
-}
-
-std::size_t PlayedOsdDevices::placeOf(const QString &address) const
-{
-    return QHostAddress(address).toIPv4Address() - m_settings.first;
+    const int place = m_settings.placeOf(address);
+    return place < 0 ? 0 : m_devices[static_cast<std::size_t>(place)].plan.receptions();
 }
 
 bool PlayedOsdDevices::bindAll(quint16 port)
@@ -162,43 +164,70 @@ void PlayedOsdDevices::answer(Device &device, const model_OsdParam &command, con
     const auto fault = device.plan.next({});
     const QString who =
         QStringLiteral("osd %1 #%2").arg(device.address.toString(), QString::number(device.plan.receptions()));
-    // Head, flag and payload come back as they are: the channel has no rules for OSD replies.
-    const QByteArray reply = host::OsdDatagramCodec::encode(command);
-    if (!device.darkUntil.hasExpired()) {
+    const QVector<DelayedReply> replies = repliesOf(device, command, who);
+    if (!device.darkUntil.hasExpired() || (fault && sendsNothingBy(*fault, device, who))) {
         return;
     }
-    if (fault) {
-        answerWith(*fault, device, reply, from, who);
-        return;
+    bool isFirst = true;
+    for (const DelayedReply &reply : replies) {
+        // A fault strikes the first of several replies.
+        const bool isStruck = fault && std::exchange(isFirst, false);
+        if (!isStruck) {
+            m_log.write(
+                [&] { return QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(reply.payloadSize)); });
+        }
+        const bool isLate = isStruck && fault->kind == FaultKind::Late;
+        sendAfter(device, isLate ? fault->measures.lateByMs : reply.delayMs,
+                  isStruck ? datagramsBy(*fault, reply.datagram, who) : QVector<QByteArray>{reply.datagram}, from);
     }
-    m_log.write([&] { return QStringLiteral("%1 answers %2 bytes").arg(who, QString::number(command.baData.size())); });
-    sendAfter(device, m_settings.delayMs, {reply}, from);
 }
 
-void PlayedOsdDevices::answerWith(const Fault &fault, Device &device, const QByteArray &reply,
-                                  const ReturnAddress &from, const QString &who)
+/** In the order in which they leave; none where a recorded device was silent. */
+QVector<PlayedOsdDevices::DelayedReply> PlayedOsdDevices::repliesOf(Device &device, const model_OsdParam &command,
+                                                                    const QString &who)
+{
+    QVector<DelayedReply> replies;
+    if (!device.recorded) {
+        // Head, flag and payload come back as they are: the channel has no rules for OSD replies.
+        replies.append(
+            {host::OsdDatagramCodec::encode(command), static_cast<int>(command.baData.size()), m_settings.delayMs});
+        return replies;
+    }
+    const tools::RecordedAnswer *const answer = device.recorded->next(tools::recordedKey(command));
+    if (answer == nullptr) {
+        m_log.write([&] { return QStringLiteral("%1 is not in the recording").arg(who); });
+        return replies;
+    }
+    for (const tools::RecordedReply &recorded : *answer) {
+        replies.append({host::OsdDatagramCodec::encode(osdReplyOf(recorded)), static_cast<int>(recorded.data.size()),
+                        recorded.delayMs});
+    }
+    return replies;
+}
+
+bool PlayedOsdDevices::sendsNothingBy(const Fault &fault, Device &device, const QString &who)
 {
     m_tally.count(fault.kind);
     m_log.write([&] { return QStringLiteral("%1 fault %2").arg(who, faultName(fault.kind)); });
-    if (fault.kind == FaultKind::Silence) {
-        return;
-    }
     if (fault.kind == FaultKind::Blackout) {
         device.darkUntil.setRemainingTime(fault.measures.outageForMs);
-        return;
-    }
-    if (fault.kind == FaultKind::Vanish) {
+    } else if (fault.kind == FaultKind::Vanish) {
         vanish(device, fault.measures.vanishForMs);
-        return;
+    } else {
+        return fault.kind == FaultKind::Silence;
     }
-    QVector<QByteArray> datagrams = datagramsWith(fault, reply);
-    if (datagrams.isEmpty()) {
-        ++m_tally.unfit;
-        m_log.write([&] { return QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)); });
-        datagrams = {reply};
+    return true;
+}
+
+QVector<QByteArray> PlayedOsdDevices::datagramsBy(const Fault &fault, const QByteArray &reply, const QString &who)
+{
+    const QVector<QByteArray> datagrams = datagramsWith(fault, reply);
+    if (!datagrams.isEmpty()) {
+        return datagrams;
     }
-    const int delayMs = fault.kind == FaultKind::Late ? fault.measures.lateByMs : m_settings.delayMs;
-    sendAfter(device, delayMs, datagrams, from);
+    ++m_tally.unfit;
+    m_log.write([&] { return QStringLiteral("%1 fault %2 does not apply").arg(who, faultName(fault.kind)); });
+    return {reply};
 }
 
 void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams,

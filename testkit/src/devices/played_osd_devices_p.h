@@ -8,6 +8,7 @@
 
 #include <devices/device_settings_p.h>
 #include <devices/event_log_p.h>
+#include <devices/recorded_answers_p.h>
 #include <faults/fault_plan_p.h>
 #include <lines/osd_network_p.h>
 #include <model/model_osdparam.h>
@@ -59,16 +60,25 @@ private:
         QHostAddress address;
         FaultPlan plan;
         QDeadlineTimer darkUntil; ///< the end of a blackout
+        std::optional<RecordedAnswers> recorded;
     };
 
-    std::size_t placeOf(const QString &address) const;
+    /** A reply, and how long after its command it leaves. */
+    struct DelayedReply
+    {
+        QByteArray datagram;
+        int payloadSize = 0;
+        int delayMs = 0;
+    };
+
     bool bindAll(quint16 port);
     void unbindAll();
     bool bind(Device &device, quint16 port);
     void receive(Device &device, const QByteArray &datagram, const ReturnAddress &from);
     void answer(Device &device, const model_OsdParam &command, const ReturnAddress &from);
-    void answerWith(const Fault &fault, Device &device, const QByteArray &reply, const ReturnAddress &from,
-                    const QString &who);
+    QVector<DelayedReply> repliesOf(Device &device, const model_OsdParam &command, const QString &who);
+    bool sendsNothingBy(const Fault &fault, Device &device, const QString &who);
+    QVector<QByteArray> datagramsBy(const Fault &fault, const QByteArray &reply, const QString &who);
     void sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams, const ReturnAddress &from);
     void send(Device &device, const QByteArray &datagram, const ReturnAddress &from);
     void lose(const Device &device, int replies, const QString &why);

@@ -4,6 +4,7 @@
 
 #include <devices/played_device_p.h>
 #include <simulated/link_transport_p.h>
+#include <simulated/recording_p.h>
 #include <simulated/simulated_link_p.h>
 
 namespace biz::testkit {
@@ -26,14 +27,30 @@ DeviceSettings settingsOf(const QString &model, const FaultSettings &faults)
     return settings;
 }
 
+DeviceSettings recordedSettings(const QString &file, const FaultSettings &faults)
+{
+    const tools::RecordedDevices recording = readRecording(file);
+    if (!recording.isOfDevice) {
+        throw std::invalid_argument(
+            QStringLiteral("%1: a recording of the device channel expected").arg(file).toStdString());
+    }
+    DeviceSettings settings;
+    settings.model = rules::modelOfDeviceType(recording.deviceType).value_or(settings.model);
+    settings.name = file;
+    settings.label = file;
+    settings.faults = faults;
+    settings.recorded = std::make_shared<tools::RecordedDevice>(recording.devices.constFirst());
+    return settings;
+}
+
 } // namespace
 
 class SimulatedDevice::Private
 {
 public:
-    Private(const QString &model, const FaultSettings &faults)
+    explicit Private(const DeviceSettings &settings)
         : transport(new LinkTransport)
-        , device(settingsOf(model, faults), std::unique_ptr<Transport>(transport), log)
+        , device(settings, std::unique_ptr<Transport>(transport), log)
     {
         device.listen();
     }
@@ -45,8 +62,20 @@ public:
 };
 
 SimulatedDevice::SimulatedDevice(const QString &model, const FaultSettings &faults, QObject *parent)
+    : SimulatedDevice(std::make_unique<Private>(settingsOf(model, faults)), parent)
+{
+}
+
+std::unique_ptr<SimulatedDevice> SimulatedDevice::fromRecording(const QString &file, const FaultSettings &faults,
+                                                                QObject *parent)
+{
+    auto own = std::make_unique<Private>(recordedSettings(file, faults));
+    return std::unique_ptr<SimulatedDevice>(new SimulatedDevice(std::move(own), parent));
+}
+
+SimulatedDevice::SimulatedDevice(std::unique_ptr<Private> own, QObject *parent)
     : QObject(parent)
-    , d(std::make_unique<Private>(model, faults))
+    , d(std::move(own))
 {
     connect(&d->device, &PlayedDevice::commandReceived, this, [this](const model_Protocoldata &command) {
         d->commands.append(command);

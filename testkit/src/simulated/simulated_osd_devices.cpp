@@ -5,6 +5,7 @@
 
 #include <devices/played_osd_devices_p.h>
 #include <simulated/osd_lan_p.h>
+#include <simulated/recording_p.h>
 #include <simulated/simulated_transport_p.h>
 
 namespace biz::testkit {
@@ -25,6 +26,19 @@ OsdSettings settingsOf(const QString &firstAddress, int count, const FaultSettin
                 .arg(QString::number(count), firstAddress)
                 .toStdString());
     }
+    return settings;
+}
+
+OsdSettings recordedSettings(const QString &file, const FaultSettings &faults)
+{
+    const tools::RecordedDevices recording = readRecording(file);
+    if (recording.isOfDevice) {
+        throw std::invalid_argument(
+            QStringLiteral("%1: a recording of the OSD channel expected").arg(file).toStdString());
+    }
+    OsdSettings settings;
+    settings.faults = faults;
+    settings.play(recording.devices);
     return settings;
 }
 
@@ -50,8 +64,20 @@ public:
 
 SimulatedOsdDevices::SimulatedOsdDevices(const QString &firstAddress, int count, const FaultSettings &faults,
                                          QObject *parent)
+    : SimulatedOsdDevices(std::make_unique<Private>(settingsOf(firstAddress, count, faults)), parent)
+{
+}
+
+std::unique_ptr<SimulatedOsdDevices> SimulatedOsdDevices::fromRecording(const QString &file,
+                                                                        const FaultSettings &faults, QObject *parent)
+{
+    auto own = std::make_unique<Private>(recordedSettings(file, faults));
+    return std::unique_ptr<SimulatedOsdDevices>(new SimulatedOsdDevices(std::move(own), parent));
+}
+
+SimulatedOsdDevices::SimulatedOsdDevices(std::unique_ptr<Private> own, QObject *parent)
     : QObject(parent)
-    , d(std::make_unique<Private>(settingsOf(firstAddress, count, faults)))
+    , d(std::move(own))
 {
     connect(&d->devices, &PlayedOsdDevices::commandReceived, this,
             [this](const QString &device, const model_OsdParam &command) {
@@ -71,7 +97,7 @@ QStringList SimulatedOsdDevices::addresses() const
 {
     QStringList all;
     for (int i = 0; i < d->settings.count; ++i) {
-        all << QHostAddress(d->settings.first + static_cast<quint32>(i)).toString();
+        all << d->settings.addressAt(i).toString();
     }
     return all;
 }

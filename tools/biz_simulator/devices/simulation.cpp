@@ -21,6 +21,17 @@ QString addressesOf(const OsdSettings &group, quint16 port)
         .arg(QHostAddress(group.first).toString(), QHostAddress(group.last()).toString(), QString::number(port));
 }
 
+/** Recorded devices stand on addresses of their own, or for others. */
+void printRecorded(const OsdSettings &group, quint16 port)
+{
+    for (int i = 0; i < group.count; ++i) {
+        const QString recorded = group.recordedAddresses.value(i);
+        const QString where =
+            QStringLiteral("udp://%1 port %2").arg(group.addressAt(i).toString(), QString::number(port));
+        printAddress({}, recorded.isEmpty() ? where : QStringLiteral("%1 for %2").arg(where, recorded));
+    }
+}
+
 void printTally(const QString &name, const DeviceTally &tally)
 {
     writeLine(stdout, QStringLiteral("%1: %2").arg(name, summaryText(tally)));
@@ -66,7 +77,12 @@ void Simulation::start()
         QObject::connect(device, &PlayedDevice::moved, device, [device, name] { printAddress(name, device->url()); });
     }
     for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
-        printAddress({}, addressesOf(m_settings.osdGroups.at(static_cast<int>(i)), m_osdGroups[i]->port()));
+        const OsdSettings &group = m_settings.osdGroups.at(static_cast<int>(i));
+        if (group.recorded.isEmpty()) {
+            printAddress({}, addressesOf(group, m_osdGroups[i]->port()));
+        } else {
+            printRecorded(group, m_osdGroups[i]->port());
+        }
     }
     if (drawsFaults(m_settings)) {
         writeLine(stdout, QStringLiteral("seed %1").arg(m_settings.seed));

@@ -1,5 +1,6 @@
 #include <biz_simulator/options/options.h>
 
+#include <algorithm>
 #include <limits>
 
 #include <QtCore/QCommandLineParser>
@@ -9,6 +10,7 @@
 #include <common/errors.h>
 #include <common/input_file.h>
 #include <common/option_errors.h>
+#include <recording/recorded_devices.h>
 
 namespace biz::simulator {
 
@@ -44,6 +46,11 @@ void addDeviceOptions(QCommandLineParser &parser)
         {QStringLiteral("osd-silent"), QStringLiteral("The last N OSD devices never answer."), QStringLiteral("N")},
         {QStringLiteral("osd-silent-list"), QStringLiteral("These OSD devices never answer."),
          QStringLiteral("ADDRESS,...")},
+        {QStringLiteral("from"),
+         QStringLiteral("Play the devices of a recording that 'biz_console run' or 'biz_console osd' made with "
+                        "--record, in place of --model or --osd: each command is answered as it was, after the same "
+                        "time."),
+         QStringLiteral("FILE")},
         {QStringLiteral("config"),
          QStringLiteral(
              "A JSON file that describes any number of devices; only --seed and --events may stand beside it."),
@@ -167,10 +174,11 @@ private:
 
     void readDevices()
     {
-        const bool hasModel = m_parser.isSet(QStringLiteral("model"));
-        const bool hasOsd = m_parser.isSet(QStringLiteral("osd"));
+        readRecording();
+        const bool hasModel = m_parser.isSet(QStringLiteral("model")) || m_device.recorded;
+        const bool hasOsd = m_parser.isSet(QStringLiteral("osd")) || !m_group.recorded.isEmpty();
         if (!hasModel && !hasOsd) {
-            fail(QStringLiteral("nothing to play; expected --model, --osd or --config"));
+            fail(QStringLiteral("nothing to play; expected --model, --osd, --from or --config"));
         }
         if (hasModel) {
             readDeviceModel();
@@ -191,6 +199,45 @@ private:
         shareFaults(hasModel, hasOsd);
     }
 
+    void readRecording()
+    {
+        const QString option = QStringLiteral("from");
+        if (!m_parser.isSet(option)) {
+            return;
+        }
+        for (const QString &other : {QStringLiteral("model"), QStringLiteral("osd"), QStringLiteral("delay")}) {
+            if (m_parser.isSet(other)) {
+                failOption(other, QStringLiteral("not expected beside --from: the recording says it"));
+            }
+        }
+        const tools::RecordedDevices recording = tools::readRecordedDevices(m_parser.value(option));
+        if (recording.isOfDevice) {
+            m_device.model = rules::modelOfDeviceType(recording.deviceType).value_or(m_device.model);
+            m_device.name = QStringLiteral("recorded device");
+            m_device.recorded = std::make_shared<tools::RecordedDevice>(recording.devices.constFirst());
+        } else {
+            readRecordedOsd(recording.devices);
+        }
+    }
+
+    /** Devices of other networks are played on a row of loopback addresses, in the order of their first command. */
+    void readRecordedOsd(QVector<tools::RecordedDevice> devices)
+    {
+        const auto isPlayable = [](const tools::RecordedDevice &device) {
+            const QHostAddress address(device.address);
+            return address.protocol() == QAbstractSocket::IPv4Protocol && address.isLoopback();
+        };
+        if (!std::all_of(devices.begin(), devices.end(), isPlayable)) {
+            quint32 next = readFirstOsdAddress(m_parser.value(QStringLiteral("osd-first")));
+            for (tools::RecordedDevice &device : devices) {
+                m_group.recordedAddresses.append(device.address);
+                device.address = QHostAddress(next++).toString();
+            }
+        }
+        m_group.play(devices);
+        m_group.name = QStringLiteral("%1 recorded OSD devices").arg(m_group.count);
+    }
+
     /** An option that would change nothing is refused: whoever gave it believes that it does. */
     void needBeside(const QString &needed, const QStringList &options)
     {
@@ -204,6 +251,9 @@ private:
     void readDeviceModel()
     {
         const QString option = QStringLiteral("model");
+        if (m_device.recorded) {
+            return;
+        }
         readOption(option, [&] {
             const NamedModel model = readModel(m_parser.value(option));
             m_device.model = model.model;
@@ -302,7 +352,7 @@ private:
         if (m_parser.isSet(count)) {
             const auto silent = static_cast<int>(number(count, 0, m_group.count));
             for (int i = m_group.count - silent; i < m_group.count; ++i) {
-                silence(QHostAddress(m_group.first + static_cast<quint32>(i)).toString());
+                silence(m_group.addressAt(i).toString());
             }
         }
         const QString list = QStringLiteral("osd-silent-list");
@@ -362,7 +412,8 @@ CommandLine readCommandLine(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Plays display devices: one of a checked model on TCP, UDP or a serial line, any number of OSD\n"
-        "devices on UDP, or all that a file describes. Ends on SIGINT and SIGTERM, with a summary.\n"
+        "devices on UDP, those of a recording, or all that a file describes. Ends on SIGINT and SIGTERM, with a "
+        "summary.\n"
         "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at, or the limit of open\n"
         "files is too low."));
     addDeviceOptions(parser);

@@ -163,4 +163,40 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{"--model A2 --osd-first 127.3.0.1", "--osd-first: expected --osd"},
         BadUsage{"--model A2 --osd-port 15800", "--osd-port: expected --osd"}));
 
+TEST(SimulatorOptions, ARecordingBringsItsDevice)
+{
+    const ListeningDevice device = onlyDevice("--from " BIZ_RECORDINGS "/device_faults.jsonl --port 0");
+    ASSERT_TRUE(device.recorded);
+    EXPECT_EQ(device.recorded->answers.size(), 6);
+    EXPECT_EQ(device.model, biz::rules::Model::OrlixA2);
+}
+
+TEST(SimulatorOptions, ARecordingBringsItsOsdDevicesAtTheirAddresses)
+{
+    const OsdSettings group = onlyGroup("--from " BIZ_RECORDINGS "/osd_faults.jsonl");
+    EXPECT_EQ(group.count, 4);
+    EXPECT_TRUE(group.plays("127.1.0.4"));
+    EXPECT_FALSE(group.plays("127.1.0.5"));
+    EXPECT_TRUE(group.recordedAddresses.isEmpty());
+}
+
+TEST(SimulatorOptions, ARecordingTakesThePlaceOfModelOsdAndDelay)
+{
+    const QString from = QStringLiteral("--from " BIZ_RECORDINGS "/device_faults.jsonl ");
+    for (const char *other : {"--model A2", "--osd 2", "--delay 5"}) {
+        EXPECT_TRUE(problemWith(from + QLatin1String(other)).contains("not expected beside --from")) << other;
+    }
+}
+
+TEST(SimulatorOptions, WhatIsNoRecordingIsRefusedWithItsPlace)
+{
+    const biz::test::ScratchFolder folder;
+    QFile file("session.json");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("{}\n") > 0);
+    file.close();
+    EXPECT_TRUE(problemWith("--from session.json").contains("session.json:1"))
+        << problemWith("--from session.json").toStdString();
+    EXPECT_TRUE(problemWith("--from nowhere.jsonl").contains("nowhere.jsonl"));
+}
+
 } // namespace
