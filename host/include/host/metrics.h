@@ -20,6 +20,7 @@
  */
 namespace biz::host {
 
+class DeviceFleet;
 class DeviceHost;
 
 /** The hosts, and the devices of a host, that have lines of their own; further ones are counted. */
@@ -37,6 +38,9 @@ struct HostMetrics
 };
 BIZ_HOST_EXPORT HostMetrics metricsOf(const DeviceHost &host);
 BIZ_HOST_EXPORT HostMetrics metricsOf(const OsdHost &host);
+
+/** Each device of a fleet, with its name as label. */
+BIZ_HOST_EXPORT QVector<HostMetrics> metricsOf(const DeviceFleet &fleet);
 
 /** All of it as text. Labels are shortened, and their number is bounded. */
 BIZ_HOST_EXPORT QByteArray metricsText(const QVector<HostMetrics> &hosts);

@@ -2,6 +2,7 @@
 
 #include <QtCore/QSaveFile>
 
+#include <host/device_fleet.h>
 #include <host/device_host.h>
 #include <host/round_trips.h>
 #include <metrics/metrics_text_p.h>
@@ -218,6 +219,21 @@ HostMetrics metricsOf(const OsdHost &host)
     metrics.counters = host.counters();
     metrics.devices = host.devices();
     return metrics;
+}
+
+QVector<HostMetrics> metricsOf(const DeviceFleet &fleet)
+{
+    QVector<HostMetrics> all;
+    const QStringList names = fleet.names();
+    for (const QString &name : names) {
+        HostMetrics metrics;
+        metrics.channel = QStringLiteral("device");
+        metrics.device = name;
+        metrics.counters = fleet.counters(name);
+        metrics.link = fleet.linkStatus(name).state;
+        all.append(metrics);
+    }
+    return all;
 }
 
 QByteArray metricsText(const QVector<HostMetrics> &hosts)

@@ -2,6 +2,7 @@
 #include <QtCore/QJsonObject>
 
 #include <host/event_log.h>
+#include <host/metrics.h>
 
 #include "fleet_fixture.h"
 
@@ -178,6 +179,19 @@ TEST_F(Fleet, CountersAddUp)
     EXPECT_EQ(totals.sent, 2U);
     EXPECT_EQ(totals.queueLength, 0);
     EXPECT_GE(totals.roundTripMedianMs, 0.0);
+}
+
+TEST_F(Fleet, MetricsHaveEachDeviceByItsName)
+{
+    addDevice("hall");
+    addDevice("lobby");
+    const Ticket ticket = give("hall");
+    ASSERT_TRUE(waitForEnd(ticket));
+    const QByteArray text = metricsText(metricsOf(*fleet));
+    EXPECT_TRUE(text.contains(R"(biz_commands_enqueued_total{channel="device",device="hall"} 1)"))
+        << text.toStdString();
+    EXPECT_TRUE(text.contains(R"(biz_commands_enqueued_total{channel="device",device="lobby"} 0)"));
+    EXPECT_TRUE(text.contains(R"(biz_link_state{channel="device",device="lobby",state="up"} 1)"));
 }
 
 TEST_F(Fleet, AnEventLogHasTheEventsOfAllDevicesByTheirNames)

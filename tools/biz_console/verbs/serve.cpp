@@ -1,6 +1,7 @@
 #include <biz_console/verbs/verbs.h>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/cli/metrics_option.h>
 #include <biz_console/cli/run_options.h>
 #include <biz_console/replies/checked_reply.h>
 #include <biz_console/session/session.h>
@@ -69,6 +70,7 @@ void describe(QCommandLineParser &parser)
     parser.addOption({osdOption(), QStringLiteral("Serves OSD devices: each command names its own.")});
     addOsdOptions(parser, QString::number(host::OsdHost::defaultPort));
     addLogDirOption(parser);
+    addMetricsOption(parser);
     addTraceOption(parser);
 }
 
@@ -99,17 +101,20 @@ void setWait(Host &host, const QCommandLineParser &parser)
 
 /** Serves until the input ends or a signal asks for the end. */
 template<typename Host>
-int serve(Host &host, const QCommandLineParser &parser)
+int serve(Host &host, const QCommandLineParser &parser, MetricsFile &metrics)
 {
     setWait(host, parser);
     obeyTraceOption(parser);
     const tools::StopSignals signalsToStop;
     QObject::connect(&signalsToStop, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(); });
-    return host::serve(host) == 0 ? AsExpected : LinkFailed;
+    metrics.start([&host] { return host::metricsOf(host); });
+    const bool hasServed = host::serve(host) == 0;
+    metrics.finish();
+    return hasServed ? AsExpected : LinkFailed;
 }
 
-int serveDevice(const QCommandLineParser &parser)
+int serveDevice(const QCommandLineParser &parser, MetricsFile &metrics)
 {
     refuseOptions(parser, {QStringLiteral("port"), QStringLiteral("bind")}, "is for OSD devices, with --osd");
     host::DeviceHost host;
@@ -123,10 +128,10 @@ int serveDevice(const QCommandLineParser &parser)
     host.setPipelined(parser.isSet(pipelinedOption()));
     host.setWhileDown(parser.isSet(holdOption()) ? host::WhileDown::Hold : host::WhileDown::FailFast);
     obeyLogDirOption(parser);
-    return serve(host, parser);
+    return serve(host, parser, metrics);
 }
 
-int serveOsdDevices(const QCommandLineParser &parser)
+int serveOsdDevices(const QCommandLineParser &parser, MetricsFile &metrics)
 {
     refuseOptions(parser,
                   {QStringLiteral("device"), modelOption(), settleOption(), pipelinedOption(), holdOption(),
@@ -136,7 +141,7 @@ int serveOsdDevices(const QCommandLineParser &parser)
     require(host.setPort(osdPort(parser, host::OsdHost::defaultPort)), host.errorString());
     const QString local = osdLocalAddress(parser);
     require(local.isEmpty() || host.setLocalAddress(local), host.errorString());
-    return serve(host, parser);
+    return serve(host, parser, metrics);
 }
 
 } // namespace
@@ -151,7 +156,8 @@ int runServe(const QStringList &arguments, const Output &output)
     if (!parser.positionalArguments().isEmpty()) {
         throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
     }
-    return parser.isSet(osdOption()) ? serveOsdDevices(parser) : serveDevice(parser);
+    MetricsFile metrics(parser, output, {}); // before --log-dir changes the folder
+    return parser.isSet(osdOption()) ? serveOsdDevices(parser, metrics) : serveDevice(parser, metrics);
 }
 
 } // namespace biz::console

@@ -51,6 +51,19 @@ TEST_F(ConsoleServe, BeginsWithWhatItServesAndHowThingsStand)
     EXPECT_EQ(served.events.at(1)["event"], "state");
 }
 
+TEST_F(ConsoleServe, MetricsOfItsHostAreInTheFileWhenItEnds)
+{
+    FakeDevice device(FakeDevice::echo);
+    Served served = serve(device, {"--metrics", "wall.prom"});
+    served.give("one");
+    ASSERT_FALSE(served.waitForEvent("answered", "one").isEmpty());
+    served.endInput();
+    EXPECT_EQ(served.exitStatus(), 0);
+    QFile metrics(folder.path("wall.prom"));
+    ASSERT_TRUE(metrics.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(metrics.readAll().contains("biz_commands_ended_total{channel=\"device\",outcome=\"answered\"} 1\n"));
+}
+
 TEST_F(ConsoleServe, ACommandIsToldByItsIdFromItsWritingToItsEnd)
 {
     FakeDevice device(FakeDevice::echo);
