@@ -116,6 +116,7 @@ struct Device
     int deviceType = -1;
     std::vector<Command> commands; ///< in the order in which they were given
     std::vector<Incident> incidents;
+    std::vector<double> clears; ///< when the host discarded its commands
     std::vector<LinkSpan> link;
     std::vector<Refusal> refusals;
     std::vector<ReplyShape> refusedShapes; ///< different ones, and a bounded number

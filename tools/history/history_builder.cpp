@@ -17,6 +17,7 @@ constexpr int mostNames = 10000;
 // What a history holds that goes on for ever.
 constexpr std::size_t mostRuns = 100;
 constexpr std::size_t mostLinkSpans = 1000;
+constexpr std::size_t mostClears = 1000;
 constexpr std::size_t mostDevices = 2000;
 
 /** Logs of one run begin at the same time, but for the noise of two clocks. */
@@ -24,6 +25,9 @@ constexpr double sameStartMs = 1000.0;
 
 /** The error log and the event log tell of one reply within this time. */
 constexpr double sameReplyMs = 2000.0;
+
+/** Commands that a clear ends are told one by one, within this time. */
+constexpr double sameClearMs = 50.0;
 
 constexpr int headSize = sizeof(model_Protocoldata::ucHead);
 
@@ -461,6 +465,10 @@ void HistoryBuilder::readEnd(const Event &event, double atMs)
     command->hasEnded = true;
     command->outcome = event.outcome;
     command->roundTripMs = static_cast<float>(event.roundTripMs);
+    const bool isAnotherClear = device.clears.empty() || atMs - device.clears.back() > sameClearMs;
+    if (event.outcome == host::Outcome::Cleared && isAnotherClear) {
+        device.clears.push_back(atMs);
+    }
     if (event.outcome != host::Outcome::Answered) {
         return;
     }
@@ -601,6 +609,9 @@ void HistoryBuilder::forgetEarly(Device &device)
         std::for_each(device.incidents.begin(), early,
                       [&device](const Incident &incident) { device.forgotten.count(incident); });
         device.incidents.erase(device.incidents.begin(), early);
+    }
+    if (device.clears.size() >= 2 * mostClears) {
+        device.clears.erase(device.clears.begin(), device.clears.end() - static_cast<std::ptrdiff_t>(mostClears));
     }
     if (device.link.size() >= 2 * mostLinkSpans) {
         device.link.erase(device.link.begin(), device.link.end() - static_cast<std::ptrdiff_t>(mostLinkSpans));

@@ -178,6 +178,9 @@ Row Timeline::rowOf(int device, int lanes, int bars) const
     const std::vector<Incident> &incidents = deviceOf(row).incidents;
     row.hasMarks = std::any_of(incidents.begin(), incidents.end(),
                                [this](const Incident &incident) { return m_scene.stretch.contains(incident.atMs); });
+    const std::vector<double> &clears = deviceOf(row).clears;
+    row.hasMarks = row.hasMarks || std::any_of(clears.begin(), clears.end(),
+                                               [this](double clearMs) { return m_scene.stretch.contains(clearMs); });
     row.hasMarks = row.hasMarks || std::any_of(row.lanes.bars.begin(), row.lanes.bars.end(),
                                                [](const Bar &bar) { return bar.command->resentMs >= 0.0; });
     return row;
@@ -322,7 +325,7 @@ void Timeline::drawMarks(Svg &svg, const Row &row) const
 {
     constexpr double closest = 5.0;
     const double y = row.barsBottom() + marksHeight / 2.0;
-    double lastOf[] = {-closest, -closest, -closest, -closest, -closest};
+    double lastOf[] = {-closest, -closest, -closest, -closest, -closest, -closest};
     const auto draw = [&](Mark mark, double ms, const QString &what) {
         const double x = m_time.at(ms);
         double &last = lastOf[static_cast<int>(mark)];
@@ -339,6 +342,9 @@ void Timeline::drawMarks(Svg &svg, const Row &row) const
     for (const Incident &incident : deviceOf(row).incidents) {
         static const char *const words[] = {"reply refused", "late reply", "reply came twice", "stray reply"};
         draw(markOf(incident.kind), incident.atMs, QString::fromLatin1(words[static_cast<int>(incident.kind)]));
+    }
+    for (const double clearMs : deviceOf(row).clears) {
+        draw(Mark::Stroke, clearMs, QStringLiteral("cleared"));
     }
 }
 
@@ -367,8 +373,8 @@ QString legendEntry(const QString &drawing, const QString &text)
 
 QString markEntry(Mark mark, const char *text)
 {
-    static const char *const outlines[] = {"M7 2l8 8m0-8-8 8", "M11 2l4 7h-8z", "M11 1l4 5-4 5-4-5z", "M8 3h6v6h-6z",
-                                           "M11 1v10m-5-5h10"};
+    static const char *const outlines[] = {"M7 2l8 8m0-8-8 8", "M11 2l4 7h-8z",    "M11 1l4 5-4 5-4-5z",
+                                           "M8 3h6v6h-6z",     "M11 1v10m-5-5h10", "M9 1v10m4-10v10"};
     return legendEntry(
         QStringLiteral("<path class=\"%1\" d=\"%2\"/>")
             .arg(QString::fromLatin1(classOf(mark)), QString::fromLatin1(outlines[static_cast<int>(mark)])),
@@ -387,11 +393,13 @@ QString legend(const history::History &history, bool showsWaiting)
     std::set<Look> shown;
     std::set<Incident::Kind> incidents;
     bool hasResends = false;
+    bool hasClears = false;
     for (const Device &device : history.devices) {
         for (const history::Command &command : device.commands) {
             shown.insert(lookOf(command));
             hasResends = hasResends || command.resentMs >= 0.0;
         }
+        hasClears = hasClears || !device.clears.empty();
         for (const Incident &incident : device.incidents) {
             incidents.insert(incident.kind);
         }
@@ -416,6 +424,7 @@ QString legend(const history::History &history, bool showsWaiting)
     for (const auto &[kind, name] : names) {
         entries += incidents.count(kind) > 0 ? markEntry(markOf(kind), name) : QString();
     }
+    entries += hasClears ? markEntry(Mark::Stroke, "cleared by the host") : QString();
     return wrapped("ul", "legend", entries);
 }
 

@@ -172,6 +172,22 @@ TEST(HistoryBuilder, NumbersThatNobodyWritesAreNone)
     EXPECT_EQ(history.devices.at(0).commands.at(0).waitMs, -1);
 }
 
+TEST(HistoryBuilder, CommandsThatOneClearEndsAreOneClear)
+{
+    LogLines log;
+    log.start();
+    for (const int ticket : {1, 2, 3}) {
+        log.given(ticket, ticket);
+    }
+    log.line(100, {{"event", "cleared"}, {"ticket", 1}});
+    log.line(101, {{"event", "cleared"}, {"ticket", 2}});
+    log.line(900, {{"event", "cleared"}, {"ticket", 3}});
+    const std::vector<double> clears = log.history().devices.at(0).clears;
+    ASSERT_EQ(clears.size(), 2U);
+    EXPECT_EQ(clears.at(0), LogLines::startMs() + 100);
+    EXPECT_EQ(clears.at(1), LogLines::startMs() + 900);
+}
+
 TEST(HistoryBuilder, LinesThatWereLostAreCounted)
 {
     LogLines log;

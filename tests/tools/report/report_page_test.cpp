@@ -67,6 +67,19 @@ TEST(ReportPage, CharactersThatTurnOrHideATextAreShown)
     EXPECT_EQ(report::escaped(QStringLiteral("Bühne \U0001F600")), QStringLiteral("Bühne \U0001F600"));
 }
 
+TEST(ReportPage, ClearIsAMarkOnTheTimelineWithItsNameInTheLegend)
+{
+    LogLines log;
+    log.start();
+    log.given(1, 1);
+    log.given(2, 2);
+    log.line(100, {{"event", "cleared"}, {"ticket", 1}});
+    log.line(101, {{"event", "cleared"}, {"ticket", 2}});
+    const QString page = pageOf(log.history());
+    EXPECT_EQ(page.count(QStringLiteral("<title>cleared ")), 1);
+    EXPECT_TRUE(page.contains(QStringLiteral("cleared by the host")));
+}
+
 TEST(ReportPage, NamesNoAddressThatABrowserWouldFetch)
 {
     LogLines log;

@@ -49,6 +49,11 @@ void drawMark(QPainter &painter, Mark mark, const QPointF &at, const Colours &co
         painter.drawLine(at - right, at + right);
         painter.drawLine(at - down, at + down);
         return;
+    case Mark::Stroke:
+        usePen(painter, colours(Ink::Quiet));
+        painter.drawLine(at - right / 2 - down, at - right / 2 + down);
+        painter.drawLine(at + right / 2 - down, at + right / 2 + down);
+        return;
     }
 }
 

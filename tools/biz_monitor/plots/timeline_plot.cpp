@@ -152,6 +152,11 @@ void TimelinePlot::paintMarks(QPainter &painter, const QRectF &area, const Colou
             drawMark(painter, report::Mark::Triangle, {time.at(command.resentMs), y}, colours);
         }
     }
+    for (const double clearMs : device()->clears) {
+        if (time.stretch().contains(clearMs)) {
+            drawMark(painter, report::Mark::Stroke, {time.at(clearMs), y}, colours);
+        }
+    }
     for (const Incident &incident : device()->incidents) {
         if (time.stretch().contains(incident.atMs)) {
             drawMark(painter, markOf(incident.kind), {time.at(incident.atMs), y}, colours);

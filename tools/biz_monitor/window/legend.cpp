@@ -62,6 +62,9 @@ std::vector<Legend::Entry> Legend::entriesFor(const history::Device &device)
     add(history::Incident::Kind::Late, Mark::Diamond, "late reply");
     add(history::Incident::Kind::Duplicate, Mark::Square, "second reply");
     add(history::Incident::Kind::Foreign, Mark::Plus, "reply to nothing");
+    if (!device.clears.empty()) {
+        entries.push_back({QStringLiteral("cleared"), std::nullopt, Mark::Stroke});
+    }
     return entries;
 }
 

@@ -124,7 +124,7 @@ svg .bold { font-weight: 650; } svg .center { text-anchor: middle; }
 .p-neutral { fill: var(--neutral); } .p-sky { stroke: var(--sky); stroke-width: 2; }
 .silence { fill: none; stroke: var(--bad); stroke-width: 1.6; } .outage { fill: none; stroke: var(--down); stroke-width: 1.6; }
 .k { stroke-width: 1.8; fill: none; } .k-cross { stroke: var(--bad); stroke-width: 2.2; } .k-triangle { stroke: var(--late); fill: var(--late); stroke-width: 1; }
-.k-diamond { stroke: var(--late); } .k-square { stroke: var(--odd); } .k-plus { stroke: var(--odd); }
+.k-diamond { stroke: var(--late); } .k-square { stroke: var(--odd); } .k-plus { stroke: var(--odd); } .k-stroke { stroke: var(--quiet); }
 .dots { stroke: var(--good); stroke-width: 3.4; stroke-linecap: round; fill: none; opacity: .8; }
 .wait { stroke: var(--bad); stroke-width: 1.5; stroke-dasharray: 7 4; } .usable { stroke: var(--late); stroke-width: 1.3; stroke-dasharray: 2 3; }
 .queue { fill: var(--sky); opacity: .55; stroke: var(--good); stroke-width: 1; }

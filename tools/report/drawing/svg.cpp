@@ -33,6 +33,8 @@ const char *outlineOf(Mark mark)
         return "m-3-3h6v6h-6z";
     case Mark::Plus:
         return "m0-5v10m-5-5h10";
+    case Mark::Stroke:
+        return "m-2-5v10m4-10v10";
     }
     Q_UNREACHABLE();
 }
@@ -52,6 +54,8 @@ const char *classOf(Mark mark)
         return "k k-square";
     case Mark::Plus:
         return "k k-plus";
+    case Mark::Stroke:
+        return "k k-stroke";
     }
     Q_UNREACHABLE();
 }

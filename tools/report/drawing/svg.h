@@ -21,6 +21,7 @@ enum class Mark {
     Diamond,  ///< a reply was late
     Square,   ///< a reply came twice
     Plus,     ///< a reply belonged to nothing
+    Stroke,   ///< the host discarded its commands
 };
 
 /** Where a text stands by its point. */
