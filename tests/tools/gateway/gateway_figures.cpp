@@ -29,6 +29,7 @@
 #include <tools/support/figures.h>
 
 #include "mqtt_client.h"
+#include "requirements.h"
 #include "running_broker.h"
 #include "running_gateway.h"
 
@@ -426,8 +427,8 @@ int main(int argc, char *argv[])
     if (arguments.value(1) == QLatin1String("devices")) {
         return runDevices();
     }
-    if (RunningBroker::program().isEmpty()) {
-        std::printf("skipped: the package mosquitto is not installed\n");
+    if (const char *const missing = missingForGateway()) {
+        std::printf("skipped: %s\n", missing);
         return skipped;
     }
     if (arguments.size() == 4 && arguments.at(1) == QLatin1String("load")) {

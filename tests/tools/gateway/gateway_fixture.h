@@ -12,6 +12,7 @@
 #include <tools/support/fake_device.h>
 
 #include "mqtt_client.h"
+#include "requirements.h"
 #include "running_broker.h"
 #include "running_gateway.h"
 
@@ -23,8 +24,8 @@ class GatewayFixture : public ::testing::Test
 protected:
     void SetUp() override
     {
-        if (RunningBroker::program().isEmpty()) {
-            GTEST_SKIP() << "the package mosquitto is not installed";
+        if (const char *const missing = missingForGateway()) {
+            GTEST_SKIP() << missing;
         }
         broker = std::make_unique<RunningBroker>(folder.path());
         client = std::make_unique<MqttClient>(settingsOfClient());

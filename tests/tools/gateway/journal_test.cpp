@@ -3,6 +3,8 @@
 #include <biz_gateway/journal/journal.h>
 #include <support/scratch_folder.h>
 
+#include "requirements.h"
+
 using namespace biz::gateway;
 using biz::test::ScratchFolder;
 
@@ -11,7 +13,13 @@ namespace {
 class JournalOfCommands : public ::testing::Test
 {
 protected:
-    JournalOfCommands() { open(); }
+    void SetUp() override
+    {
+        if (const char *const missing = biz::test::missingForJournal()) {
+            GTEST_SKIP() << missing;
+        }
+        open();
+    }
 
     void open()
     {
