@@ -29,7 +29,7 @@ constexpr qint64 millisecondsPerSecond = 1000;
 constexpr int forgottenAtOnce = 1000;
 
 /** SQLite's code of a database or a disk that is full. */
-constexpr QLatin1String fullCode("13");
+constexpr auto fullCode = "13";
 
 constexpr auto columns = "number, client, id, digest, device, state, topic, correlation, outcome";
 
@@ -120,7 +120,7 @@ public:
         if (!query->exec()) {
             const QSqlError error = query->lastError();
             query->finish();
-            if (error.nativeErrorCode() == fullCode) {
+            if (error.nativeErrorCode() == QLatin1String(fullCode)) {
                 throw Full(QStringLiteral("the journal is full, or its disk"));
             }
             fail(QStringLiteral("used"), error);

@@ -6,17 +6,17 @@ namespace biz::gateway {
 
 namespace {
 
-constexpr QLatin1String deviceLevel("device");
-constexpr QLatin1String osdLevel("osd");
-constexpr QLatin1String commandLevel("command");
+constexpr auto deviceLevel = "device";
+constexpr auto osdLevel = "osd";
+constexpr auto commandLevel = "command";
 
 QLatin1String levelOf(Channel channel)
 {
     switch (channel) {
     case Channel::Device:
-        return deviceLevel;
+        return QLatin1String(deviceLevel);
     case Channel::Osd:
-        return osdLevel;
+        return QLatin1String(osdLevel);
     }
     return {};
 }
@@ -57,14 +57,16 @@ std::optional<CommandTopic> Topics::readCommandTopic(const QString &topic) const
     const QStringList levels = topic.mid(m_site.size() + 1).split(QLatin1Char('/'));
     constexpr int withoutClient = 3;
     constexpr int withClient = 4;
-    if ((levels.size() != withoutClient && levels.size() != withClient) || levels.at(2) != commandLevel) {
+    if ((levels.size() != withoutClient && levels.size() != withClient) ||
+        levels.at(2) != QLatin1String(commandLevel)) {
         return std::nullopt;
     }
-    if (levels.at(0) != deviceLevel && levels.at(0) != osdLevel) {
-        return std::nullopt;
+    for (const Channel channel : {Channel::Device, Channel::Osd}) {
+        if (levels.at(0) == levelOf(channel)) {
+            return CommandTopic{{channel, levels.at(1)}, levels.value(withoutClient)};
+        }
     }
-    const Channel channel = levels.at(0) == deviceLevel ? Channel::Device : Channel::Osd;
-    return CommandTopic{{channel, levels.at(1)}, levels.value(withoutClient)};
+    return std::nullopt;
 }
 
 QString Topics::status() const
