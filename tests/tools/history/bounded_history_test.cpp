@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <tools/history/log_lines.h>
+#include <tools/support/memory_use.h>
 
 using namespace biz::history;
 
@@ -132,6 +133,58 @@ TEST_F(BoundedHistory, SnapshotIsWhatTakeWouldGiveAndReadingGoesOn)
     later.answeredCommand(200.0, 2, 5.0);
     read(later);
     EXPECT_EQ(device().commands.size(), 2U);
+}
+
+/** Tells of one command after the other, of the devices of a fleet in turn. */
+class EndlessCommands
+{
+public:
+    void tell(HistoryBuilder &builder, int commands)
+    {
+        for (int i = 0; i < commands; ++i) {
+            Event event;
+            event.utcMs = event.atMs = static_cast<double>(++m_ticket);
+            event.ticket = m_ticket;
+            event.name = QStringLiteral("show text");
+            event.device = QString::number(m_ticket % devices);
+            event.kind = Event::Kind::Given;
+            builder.add(event);
+            event.kind = Event::Kind::Sent;
+            builder.add(event);
+            event.kind = Event::Kind::Ended;
+            event.outcome = biz::host::Outcome::Answered;
+            event.roundTripMs = 5.0;
+            builder.add(event);
+        }
+    }
+
+    static constexpr int devices = 200;
+    static constexpr int eventsOfACommand = 3;
+
+private:
+    quint64 m_ticket = 0;
+};
+
+// BIZ_HISTORY_EVENTS asks for more of them.
+TEST(HistoryThatGoesOn, TakesNoMoreMemoryOnceItIsFull)
+{
+    constexpr int keptCommands = 200;
+    constexpr int usualEvents = 600000;
+    const int asked = qEnvironmentVariableIntValue("BIZ_HISTORY_EVENTS");
+    HistoryBuilder builder(keptCommands);
+    builder.beginFile(QStringLiteral("log.jsonl"));
+    Event start;
+    start.kind = Event::Kind::Start;
+    start.utcMs = 0.0;
+    start.hasOneDevice = false;
+    builder.add(start);
+    EndlessCommands commands;
+    commands.tell(builder, 2 * keptCommands * EndlessCommands::devices);
+    resetPeakMemory();
+    const qint64 full = peakMemory();
+    commands.tell(builder, (asked > 0 ? asked : usualEvents) / EndlessCommands::eventsOfACommand);
+    EXPECT_LE(peakMemory(), full + full / 10);
+    EXPECT_EQ(builder.soFar().devices.size(), static_cast<std::size_t>(EndlessCommands::devices));
 }
 
 } // namespace
