@@ -13,8 +13,10 @@ function(biz_target_defaults target)
         CXX_EXTENSIONS OFF
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
+    # Qt's logging macros are called without arguments of their own, which clang calls an extension.
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+        $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
         $<$<BOOL:${BIZ_WARNINGS_AS_ERRORS}>:-Werror>)
     target_compile_definitions(${target} PRIVATE
         QT_NO_KEYWORDS

@@ -62,7 +62,7 @@ void FleetDevice::enqueue(Ticket ticket, const model_Protocoldata &command, cons
     m_payload += command.baData.size();
     const auto added = m_commands.emplace(ticket, std::move(entry)).first;
     tellGiven(ticket, added->second);
-    count([this](Statistics &totals) {
+    count([](Statistics &totals) {
         ++totals.enqueued;
         totals.setWaiting(totals.queueLength + 1);
     });
