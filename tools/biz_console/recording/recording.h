@@ -8,6 +8,7 @@
 #include <QtCore/QVector>
 
 #include <biz_console/session/expectation.h>
+#include <biz_console/session/turns.h>
 
 namespace biz::console {
 
@@ -25,6 +26,8 @@ struct RecordedCommand
 
     /** In their order, in words that hold no times: "sent 01 F1 08 ...", "answered after 1 attempt: ...". */
     QStringList happenings;
+
+    Turn turn; ///< when it was given
 
     bool hasEnded = false; ///< a recording that was cut off lacks the ends of some
     Expectation expected;  ///< what its session expected: a run waits for it, so the replay does too

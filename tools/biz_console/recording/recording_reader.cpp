@@ -179,6 +179,11 @@ void RecordingReader::readGiven(const RecordingLine &line)
         command.text = line.text("text", {});
         command.flag = line.number("flag");
     }
+    command.turn = m_turn;
+    // Those before the opening are given at once, since it may fail; and the first ones of a part, long before it.
+    if (m_isOpened && !m_recording.isPart) {
+        command.turn.delayMs = std::max(0.0, line.milliseconds("atMs") - m_lastEndMs);
+    }
     anchorOf(line);
     m_placeOfTicket.insert(line.number("ticket"), static_cast<int>(m_recording.commands.size()));
     m_recording.commands.append(command);
@@ -261,6 +266,8 @@ void RecordingReader::readEnd(const RecordingLine &line)
     }
     ++anchor.ends;
     anchor.atMs = line.milliseconds("atMs");
+    ++m_turn.endsBefore;
+    m_lastEndMs = anchor.atMs;
 }
 
 void RecordingReader::readRefused(const RecordingLine &line)

@@ -69,6 +69,8 @@ private:
     QHash<QString, Anchor> m_anchors; ///< by device; the device channel has one
     int m_lineNumber = 0;
     double m_lastAtMs = 0.0;
+    Turn m_turn; ///< how many commands have ended
+    double m_lastEndMs = 0.0;
     double m_beginMs = 0.0; ///< what steps follow that nothing precedes
     bool m_isOpened = false;
     bool m_hasSent = false;

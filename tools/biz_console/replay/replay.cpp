@@ -54,6 +54,31 @@ void hearAndShow(SessionRun &run, Notes &notes, const ShowRun &show, std::functi
     show(run);
 }
 
+/** How the commands of a recording are given. */
+RunPlan planOf(const Recording &recording)
+{
+    RunPlan plan;
+    plan.reconnects = recording.reconnects;
+    for (const RecordedCommand &command : recording.commands) {
+        plan.turns.push_back(command.turn);
+    }
+    return plan;
+}
+
+/** Tells whoever plays the devices of the ends of commands, and of the last of them. */
+template<typename Devices>
+std::function<void(const host::Event &)> tellingEnds(Devices *devices, int commands)
+{
+    return [devices, left = commands](const host::Event &event) mutable {
+        if (host::outcomeOf(event.kind)) {
+            devices->noteEnd(event.device);
+            if (--left == 0) {
+                devices->noteLastEnd();
+            }
+        }
+    };
+}
+
 DeviceSession deviceSessionOf(const Recording &recording)
 {
     DeviceSession session;
@@ -79,17 +104,12 @@ void replayDevice(const Recording &recording, Notes &notes, const ShowRun &show)
     }
     auto link = std::make_unique<ReplayLink>(recording);
     ReplayLink *device = link.get(); // lives as long as the run
-    RunPlan plan;
-    plan.reconnects = recording.reconnects;
+    const RunPlan plan = planOf(recording);
     auto side = std::make_unique<DeviceSide>(deviceSessionOf(recording), notes.recorder.wrap(std::move(link)), plan);
     SessionRun run(std::move(side), plan, notes.problems);
-    QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interrupt);
+    QObject::connect(device, &ReplayLink::interrupted, &run, &SessionRun::interruptWhenGiven);
     run.setIsMoreToCome([device] { return device->isMoreToCome(); });
-    hearAndShow(run, notes, show, [device](const host::Event &event) {
-        if (host::outcomeOf(event.kind)) {
-            device->noteEnd();
-        }
-    });
+    hearAndShow(run, notes, show, tellingEnds(device, static_cast<int>(recording.commands.size())));
     execute(run);
 }
 
@@ -125,6 +145,13 @@ OsdSession osdSessionOf(const Recording &recording)
         }
         session.commands.last().expectedOf.insert(recorded.device, recorded.expected);
     }
+    const bool isBrokenOff = std::any_of(recording.steps.begin(), recording.steps.end(), [](const RecordedStep &step) {
+        return step.kind == RecordedStep::Kind::Interrupted;
+    });
+    if (!isBrokenOff && recording.commands.size() != session.commands.size() * session.devices.size()) {
+        throw tools::InputError(
+            QStringLiteral("the last command for every device expected, as 'biz_console osd' gives it"));
+    }
     return session;
 }
 
@@ -148,14 +175,11 @@ void replayOsd(const Recording &recording, Notes &notes, const ShowRun &show)
     auto transport = std::make_unique<ReplayTransport>(recording);
     ReplayTransport *devices = transport.get(); // lives as long as the run
     options.transport = std::move(transport);
-    SessionRun run(std::make_unique<OsdSide>(osdSessionOf(recording), std::move(options)), RunPlan(), notes.problems);
-    QObject::connect(devices, &ReplayTransport::interrupted, &run, &SessionRun::interrupt);
+    SessionRun run(std::make_unique<OsdSide>(osdSessionOf(recording), std::move(options)), planOf(recording),
+                   notes.problems);
+    QObject::connect(devices, &ReplayTransport::interrupted, &run, &SessionRun::interruptWhenGiven);
     run.setIsMoreToCome([devices] { return devices->isMoreToCome(); });
-    hearAndShow(run, notes, show, [devices](const host::Event &event) {
-        if (host::outcomeOf(event.kind)) {
-            devices->noteEnd(event.device);
-        }
-    });
+    hearAndShow(run, notes, show, tellingEnds(devices, static_cast<int>(recording.commands.size())));
     waitForPartOfSecond(recording.utc);
     execute(run);
 }
@@ -166,6 +190,9 @@ Recording withoutWaiting(Recording recording)
 {
     // Whoever ended a run did so when its last events had come, which takes the library a moment.
     constexpr double longestMomentMs = 500.0;
+    for (RecordedCommand &command : recording.commands) {
+        command.turn.delayMs = 0.0;
+    }
     for (RecordedStep &step : recording.steps) {
         const bool isReply = step.kind == RecordedStep::Kind::Received;
         step.delayMs = isReply ? 0.0 : std::min(step.delayMs, longestMomentMs);

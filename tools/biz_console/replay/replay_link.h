@@ -27,7 +27,10 @@ public:
     bool endWriting() override { return m_isOpen && m_name.startsWith(QLatin1String("tcp:")); }
 
     /** A command has ended. */
-    void noteEnd() { m_script.noteEnd(); }
+    void noteEnd(const QString & /*device*/) { m_script.noteEnd(); }
+
+    /** The last command has ended. */
+    void noteLastEnd() { m_script.noteLastEnd(); }
 
     /** Whether the device has something to say or do that it has not yet. */
     bool isMoreToCome() const { return !m_script.isOver(); }

@@ -7,6 +7,16 @@
 
 namespace biz::console {
 
+namespace {
+
+/** When the n-th of them happened, or the last one if there were fewer. */
+double momentOf(const std::vector<double> &moments, int number)
+{
+    return moments[std::min(moments.size() - 1, static_cast<std::size_t>(number))];
+}
+
+} // namespace
+
 ReplayScript::ReplayScript(std::function<void(const RecordedStep &)> play)
     : m_play(std::move(play))
 {
@@ -43,6 +53,19 @@ void ReplayScript::note(Moments &moments)
     schedule();
 }
 
+void ReplayScript::noteLastEnd()
+{
+    m_hasLastEnded = true;
+    schedule();
+}
+
+bool ReplayScript::isReached(const RecordedStep &step) const
+{
+    return static_cast<std::size_t>(step.writesBefore) < m_writesAtMs.size() &&
+           static_cast<std::size_t>(step.endsBefore) < m_endsAtMs.size() &&
+           static_cast<std::size_t>(step.reopeningsBefore) < m_reopeningsAtMs.size();
+}
+
 bool ReplayScript::isWriteDue() const
 {
     return isOver() || m_writesAtMs.size() <= static_cast<std::size_t>(m_steps[m_next].writesBefore);
@@ -55,11 +78,10 @@ void ReplayScript::schedule()
         return;
     }
     const RecordedStep &step = m_steps[m_next];
-    const auto writes = static_cast<std::size_t>(step.writesBefore);
-    const auto ends = static_cast<std::size_t>(step.endsBefore);
-    const auto reopenings = static_cast<std::size_t>(step.reopeningsBefore);
-    if (writes < m_writesAtMs.size() && ends < m_endsAtMs.size() && reopenings < m_reopeningsAtMs.size()) {
-        const double lastMs = std::max({m_writesAtMs[writes], m_endsAtMs[ends], m_reopeningsAtMs[reopenings]});
+    if (isReached(step) || m_hasLastEnded) {
+        const double lastMs =
+            std::max({momentOf(m_writesAtMs, step.writesBefore), momentOf(m_endsAtMs, step.endsBefore),
+                      momentOf(m_reopeningsAtMs, step.reopeningsBefore)});
         const double dueMs = lastMs + step.delayMs;
         m_timer.start(std::max(0, static_cast<int>(std::lround(dueMs - tools::elapsedMs(m_clock)))));
     }

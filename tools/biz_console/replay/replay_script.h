@@ -35,6 +35,9 @@ public:
     /** The host opens the link once more. */
     void noteReopening();
 
+    /** The last command has ended: what was to follow a write or an end that never came waits no longer. */
+    void noteLastEnd();
+
     /** Whether the next write came before the next step. */
     bool isWriteDue() const;
 
@@ -45,12 +48,14 @@ private:
     using Moments = std::vector<double>; ///< when the n-th happened, from 1 on; the first is the start
 
     void note(Moments &moments);
+    bool isReached(const RecordedStep &step) const;
     void schedule();
     void playNext();
 
     std::function<void(const RecordedStep &)> m_play;
     std::vector<RecordedStep> m_steps;
     std::size_t m_next = 0;
+    bool m_hasLastEnded = false;
     QElapsedTimer m_clock;
     Moments m_writesAtMs;
     Moments m_endsAtMs;

@@ -54,6 +54,13 @@ void ReplayTransport::noteEnd(const QString &address)
     }
 }
 
+void ReplayTransport::noteLastEnd()
+{
+    for (auto &[address, device] : m_devices) {
+        device.script->noteLastEnd();
+    }
+}
+
 bool ReplayTransport::isMoreToCome() const
 {
     return std::any_of(m_devices.begin(), m_devices.end(),

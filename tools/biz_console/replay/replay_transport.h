@@ -30,6 +30,9 @@ public:
     /** A command of the device at this address has ended. */
     void noteEnd(const QString &address);
 
+    /** The last command has ended. */
+    void noteLastEnd();
+
     /** Whether a device has something to say that it has not said yet. */
     bool isMoreToCome() const;
 

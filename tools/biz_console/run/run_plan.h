@@ -5,6 +5,7 @@
 
 #include <QtCore/QStringList>
 
+#include <biz_console/session/turns.h>
 #include <biz_console/verdict/event_sink.h>
 
 namespace biz::console {
@@ -16,6 +17,7 @@ struct RunPlan
     double perSecond = 0.0;  ///< commands given per second at most; 0: no limit
     bool reconnects = false; ///< a lost link is waited for, where it would end the run otherwise
     bool failsFast = false;  ///< what waits when the link is lost is unreachable, not stopped with the run
+    std::vector<Turn> turns; ///< of a replay: when the commands were given
 };
 
 /** What a run has to know of its session and of the channel on which it is played. */

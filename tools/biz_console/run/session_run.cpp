@@ -1,5 +1,6 @@
 #include <biz_console/run/session_run.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include <QtCore/QCoreApplication>
@@ -41,6 +42,7 @@ SessionRun::SessionRun(RunSide channel, const RunPlan &plan, QTextStream &err)
     , m_reconnects(plan.reconnects)
     , m_walk(m_facts.repeats, m_facts.devices, plan.rounds)
     , m_pace(plan.perSecond)
+    , m_turns(plan.turns)
 {
     m_report.ledger().remember(m_facts.mostRemembered);
     connect(m_events.get(), &host::EventSource::happened, this, &SessionRun::hear);
@@ -114,6 +116,7 @@ void SessionRun::goOnBy(const host::Event &event)
         return;
     }
     if (host::outcomeOf(event.kind)) {
+        m_turns.noteEnd(tools::elapsedMs(m_clock));
         giveSome();
     }
     if (host::outcomeOf(event.kind) || isExpectable(event.kind)) {
@@ -181,6 +184,9 @@ void SessionRun::giveSome()
         }
         m_walk.advance();
     }
+    if (m_isInterruptedWhenGiven && m_turns.isOver()) {
+        interrupt();
+    }
 }
 
 /** Whether there is a command to give and it is time to. A round begins when the last one has ended. */
@@ -193,10 +199,14 @@ bool SessionRun::takeTurn()
         m_report.ledger().setTotal(m_walk.total());
     }
     const double nowMs = tools::elapsedMs(m_clock);
-    if (m_pace.take(nowMs)) {
+    if (m_turns.isDue(nowMs) && m_pace.take(nowMs)) {
+        m_turns.take();
         return true;
     }
-    m_nextTurn.start(static_cast<int>(std::ceil(m_pace.waitMs(nowMs))));
+    const double waitMs = std::max(m_pace.waitMs(nowMs), m_turns.waitMs(nowMs));
+    if (std::isfinite(waitMs)) {
+        m_nextTurn.start(static_cast<int>(std::ceil(waitMs)));
+    }
     return false;
 }
 
@@ -267,6 +277,12 @@ void SessionRun::interrupt()
     } else {
         breakOff(RunProblem::Interrupted, QStringLiteral("interrupted"));
     }
+}
+
+void SessionRun::interruptWhenGiven()
+{
+    m_isInterruptedWhenGiven = true;
+    giveSome();
 }
 
 void SessionRun::endInOrder()

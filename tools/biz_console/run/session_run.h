@@ -46,6 +46,9 @@ public:
      */
     void interrupt();
 
+    /** The same of a replay, once all has been given that had been given then. */
+    void interruptWhenGiven();
+
     /** The figures of the host, at any time of the run. */
     host::HostMetrics metrics() const;
 
@@ -114,6 +117,8 @@ private:
     bool m_reconnects;
     SessionWalk m_walk;
     Pace m_pace;
+    Turns m_turns;
+    bool m_isInterruptedWhenGiven = false;
     QElapsedTimer m_clock; ///< of the pace
     QTimer m_nextTurn;
     Phase m_phase = Phase::Opening;

@@ -284,6 +284,8 @@ QByteArray osdAnswered(int ticket, double atMs)
     return osdLine("answered", ticket, atMs, R"("roundTripMs":1,)");
 }
 
+const QByteArray openedLine = R"({"event":"opened","atMs":1})"
+                              "\n";
 const QByteArray summaryLine = R"({"event":"summary"})";
 
 TEST_F(ConsoleRecord, ADuplicateThatCameBeforeTheNextCommandComesBeforeItAgain)
@@ -307,6 +309,24 @@ TEST_F(ConsoleRecord, AnEndlessOsdRunThatItsUserEndedEndsAtTheSameCommand)
                                           osdGiven(2, 5) + osdLine("sent", 2, 7) + osdLine("stopped", 2, 50) +
                                           summaryLine),
                    "2 commands went as recorded\n");
+}
+
+/** As of a second round: given at once, it would have been given up long before the user ended the run. */
+TEST_F(ConsoleRecord, ACommandThatWasGivenAfterOthersHadEndedIsGivenAfterThemAgain)
+{
+    const auto ofOther = [](QByteArray line) {
+        return line.replace("192.0.2.1", "192.0.2.2");
+    };
+    const auto patient = [](QByteArray line) {
+        return line.replace("\"waitMs\":1000", "\"waitMs\":9000");
+    };
+    expectReplayed(write("rec.jsonl",
+                         osdHead + openedLine + patient(osdGiven(1, 1)) + patient(ofOther(osdGiven(2, 1))) +
+                             osdLine("sent", 1, 3) + ofOther(osdLine("sent", 2, 3)) + osdAnswered(1, 4) +
+                             ofOther(osdLine("answered", 2, 2500, R"("roundTripMs":2497,)")) + osdGiven(3, 2501) +
+                             ofOther(osdGiven(4, 2501)) + osdLine("sent", 3, 2504) + ofOther(osdLine("sent", 4, 2504)) +
+                             osdLine("stopped", 3, 2510) + ofOther(osdLine("stopped", 4, 2510)) + summaryLine),
+                   "4 commands went as recorded\n");
 }
 
 TEST_F(ConsoleRecord, ACommandThatWasNotSentBeforeAnInterruptionIsNotSentInTheReplay)

@@ -4,6 +4,7 @@
 
 #include <biz_console/session/pace.h>
 #include <biz_console/session/session_walk.h>
+#include <biz_console/session/turns.h>
 
 using namespace biz::console;
 
@@ -114,6 +115,32 @@ TEST(ConsoleSessionWalk, WhatIsLeftIsCountedThroughAllRounds)
     roundOf(walk);
     EXPECT_EQ(walk.left(0), 20);
     EXPECT_EQ(walk.left(1), 30);
+}
+
+TEST(ConsoleTurns, WithoutARecordingEveryCommandMayBeGiven)
+{
+    Turns turns({});
+    EXPECT_TRUE(turns.isDue(0.0));
+    EXPECT_TRUE(turns.isOver());
+}
+
+TEST(ConsoleTurns, ACommandFollowsTheEndsThatItFollowedAndAsLongAfterThem)
+{
+    Turns turns({{0, 0.0}, {1, 100.0}});
+    EXPECT_TRUE(turns.isDue(0.0));
+    turns.take();
+    EXPECT_FALSE(turns.isDue(1e9)) << "nothing has ended";
+    turns.noteEnd(500.0);
+    EXPECT_DOUBLE_EQ(turns.waitMs(540.0), 60.0);
+    EXPECT_TRUE(turns.isDue(600.0));
+}
+
+TEST(ConsoleTurns, NothingIsGivenThatWasNotGivenThen)
+{
+    Turns turns({{0, 0.0}});
+    turns.take();
+    EXPECT_TRUE(turns.isOver());
+    EXPECT_FALSE(turns.isDue(1e9));
 }
 
 } // namespace
