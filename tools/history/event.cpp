@@ -14,6 +14,9 @@ namespace biz::history {
 
 namespace {
 
+/** A hundred years: what a line tells beyond it is no time. */
+constexpr double longestRunMs = 100 * 365.25 * 24 * 3600 * 1000;
+
 using Kind = Event::Kind;
 
 /** Reads the members of one line without fuss: what has another type is as if it was not there. */
@@ -192,7 +195,8 @@ bool readEvent(const QByteArray &json, Event *event)
         event->kind = Kind::Ended;
     }
     event->utcMs = line.time("utc");
-    event->atMs = line.number("atMs");
+    const double atMs = line.number("atMs");
+    event->atMs = atMs <= longestRunMs ? atMs : -1.0; // else the wall clock tells when it happened
     if (event->kind == Kind::Other) {
         return true;
     }
