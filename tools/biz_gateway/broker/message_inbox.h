@@ -18,7 +18,7 @@ class MessageInbox
 {
 public:
     static constexpr int mostMessages = 1000;
-    static constexpr qint64 mostBytes = 8 * 1024 * 1024;
+    static constexpr qint64 mostBytes = 8LL * 1024 * 1024;
 
     /** Waits for room, or for the close. True when it was empty, so that somebody has to be told. */
     bool put(Message message);

@@ -16,7 +16,7 @@
 
 struct mosquitto;
 struct mosquitto_message;
-struct mqtt5__property;
+struct mqtt5__property; // NOLINT(bugprone-reserved-identifier): the library's own name
 
 namespace biz::gateway {
 

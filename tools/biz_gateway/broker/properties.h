@@ -6,7 +6,7 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-struct mqtt5__property;
+struct mqtt5__property; // NOLINT(bugprone-reserved-identifier): the library's own name
 
 namespace biz::gateway {
 

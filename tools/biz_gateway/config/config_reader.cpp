@@ -47,7 +47,7 @@ bool isPlainName(const QString &name, int longest)
 
 QString readName(const ObjectReader &reader, const char *key, int longest)
 {
-    const QString name = reader.text(key);
+    QString name = reader.text(key);
     if (!isPlainName(name, longest)) {
         reader.note(key, QStringLiteral("1 to %1 letters, digits, '.', '_' and '-' expected, a letter or a digit "
                                         "first, not %2")
@@ -60,7 +60,7 @@ QString readName(const ObjectReader &reader, const char *key, int longest)
 
 QUrl readLink(const ObjectReader &reader)
 {
-    const QUrl link(reader.text("link"));
+    QUrl link(reader.text("link"));
     QString problem;
     if (!host::makeLink(link, &problem)) {
         reader.note("link", problem);
@@ -70,7 +70,7 @@ QUrl readLink(const ObjectReader &reader)
 
 QString readModel(const ObjectReader &reader)
 {
-    const QString model = reader.text("model");
+    QString model = reader.text("model");
     QStringList names;
     for (const host::CheckedModel &checked : host::checkedModels()) {
         names.append(checked.name);

@@ -20,7 +20,7 @@ namespace biz::gateway {
 
 namespace {
 
-constexpr qint64 bytesPerMebibyte = 1024 * 1024;
+constexpr qint64 bytesPerMebibyte = 1024LL * 1024;
 constexpr qint64 pageBytes = 4096;
 constexpr qint64 secondsPerHour = 3600;
 constexpr qint64 millisecondsPerSecond = 1000;
