@@ -279,6 +279,7 @@ void Ledger::checkSecondWrite(Ticket ticket, const Entry &entry)
     // One that comes in the same moment is looked at after what the channel has announced.
     require(entry.goodReply == never || entry.goodReply == now(), ticket, "was written anew though its reply had come");
     require(!isSurelyPipelined(entry), ticket, "was written anew though no gate is closed");
+    require(now() > entry.firstWrite, ticket, "was written twice at once");
     const nanoseconds least = m_habits.soonestGiveUp(entry.given.wait) / m_habits.copies;
     require(now() - entry.firstWrite + takeLag >= least || busyTimes.overlap(entry.firstWrite - takeLag, now()), ticket,
             "was written anew before its time");

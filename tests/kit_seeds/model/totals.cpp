@@ -99,6 +99,9 @@ void Totals::checkTold(const Counters &counters)
         m_violation->require(m_ends[outcome] <= counters.*totalsOfEnds[outcome],
                              "an end was told in another way than it is counted");
     }
+    m_violation->require(m_toldRejected <= counters.rejected && m_toldLate <= counters.late &&
+                             m_toldDuplicate <= counters.duplicate && m_toldForeign <= counters.foreign,
+                         "a reply was told as another than it is counted");
     const quint64 told = m_toldSent + m_toldRejected + m_toldLate + m_toldDuplicate + m_toldForeign +
                          std::accumulate(m_ends.begin(), m_ends.end(), quint64{0});
     const quint64 counted = counters.sent + counters.resent + counters.rejected + counters.late + counters.duplicate +
