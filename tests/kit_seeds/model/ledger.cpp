@@ -411,7 +411,9 @@ void Ledger::checkAnswer(const Entry &entry, const ToldEnd &end)
 void Ledger::checkGiveUp(const Entry &entry, const ToldEnd &end)
 {
     const bool wasBusy = busyTimes.overlap(entry.at, now());
-    const bool wasHindered = wasBusy || m_hinderedAt >= entry.at;
+    // The channel gives a command up as soon as it looks when its wait counts as none.
+    const bool hasWait = m_habits.soonestGiveUp(entry.given.wait) > nanoseconds::zero();
+    const bool wasHindered = wasBusy || m_hinderedAt >= entry.at || !hasWait;
     require(entry.writes > 0 || wasHindered, end.ticket, "was given up and never written");
     require(entry.writes == m_habits.copies || wasHindered, end.ticket, "was given up without another copy");
     require(entry.writes == 0 || wasBusy ||
