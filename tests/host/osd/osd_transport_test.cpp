@@ -240,6 +240,7 @@ TEST_F(OsdTransport, OfTheSystemCountsWhatItHadNoRoomFor)
     ASSERT_TRUE(waitFor([this] {
         return host->counters().overflowed + host->counters().refusedFrames == static_cast<quint64>(flood);
     }));
+    ASSERT_TRUE(waitFor([this] { return count("socketError") > 0; })); // signals follow what is counted
     EXPECT_EQ(count("socketError"), 1);
 }
 
