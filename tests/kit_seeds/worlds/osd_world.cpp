@@ -392,8 +392,13 @@ void OsdWorld::checkDevices()
 void OsdWorld::checkProgress(const host::OsdDeviceStatus &device)
 {
     const bool canProgress = device.counters.queueLength > 0 && !device.inFlight && m_isReady && !m_transport->isFull();
+    if (!canProgress) {
+        m_idleSince.erase(device.ip);
+        return;
+    }
+    // From the first look that finds it so: where nothing happens, looks are seconds apart.
     nanoseconds &since = m_idleSince.emplace(device.ip, now()).first->second;
-    since = canProgress ? std::max({since, m_movedAt, busyTimes.last()}) : now();
+    since = std::max({since, m_movedAt, busyTimes.last()});
     m_violation.require(now() - since <= idleLimit, "nothing is sent although something waits");
 }
 
