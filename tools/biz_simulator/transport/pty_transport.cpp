@@ -15,7 +15,7 @@ namespace biz::simulator {
 namespace {
 
 /** Where the system keeps its pseudo-terminals. */
-constexpr QLatin1String terminals("/dev/pts/");
+const QLatin1String terminals("/dev/pts/");
 
 /**
  * Whether the terminal that the link leads to was made after the link. Then the link was meant for an earlier
