@@ -67,7 +67,7 @@ void describe(QCommandLineParser &parser)
                       QStringLiteral("model")});
     parser.addOption({dataOption(), QStringLiteral("The payload in hexadecimal."), QStringLiteral("hex")});
     parser.addOption({waitOption(),
-                      QStringLiteral("How long a reply is waited for; %1 by default, %2 for an OSD device.")
+                      QStringLiteral("The command's wait, its iWaitTime, in milliseconds; %1 by default, %2 for an OSD device.")
                           .arg(defaultDeviceWaitMs)
                           .arg(host::OsdHost::defaultWaitMs),
                       QStringLiteral("ms")});
