@@ -22,7 +22,7 @@ public:
     void open() override
     {
         m_isOpen = true;
-        // Never from within the call: the host is told from the event loop.
+        // From the event loop, as a real link would; from within the call is allowed as well.
         QMetaObject::invokeMethod(this, "opened", Qt::QueuedConnection);
     }
     void close() override { m_isOpen = false; }

@@ -45,8 +45,8 @@ namespace biz::host {
  *  - Replies find their command by one byte. One that arrives after 256 further commands have been sent
  *    cannot be told from the reply to the newest; up to then a late reply is never taken for a newer
  *    command's. A clear uses up no number.
- *  - The thread that the object lives in must have ended, or the object be destroyed, before the
- *    process leaves main().
+ *  - A host on a thread other than the main one: end that thread, or destroy the host, before the
+ *    process leaves main(). A host on the main thread may outlive main().
  *
  * ## Asks for
  *  - An event loop on the object's thread, and calls from that thread only, but for counters().

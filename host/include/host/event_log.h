@@ -41,7 +41,7 @@ struct EventFile
  * stand. Where lines could not be written, a `lost` line says how many.
  *
  * ## Promises
- *  - The host is never held up: a thread of the log's own writes, at most a few hundredths of a second later.
+ *  - The host is never held up: a thread of the log's own writes, about a tenth of a second later.
  *  - Memory is bounded. A disk that is stuck costs lines, a reader that does not read is disconnected.
  *  - A destination that fails is told once, by failed() and in the category "biz.host"; files are tried again.
  *

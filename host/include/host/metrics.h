@@ -45,7 +45,7 @@ BIZ_HOST_EXPORT QVector<HostMetrics> metricsOf(const DeviceFleet &fleet);
 /** All of it as text. Labels are shortened, and their number is bounded. */
 BIZ_HOST_EXPORT QByteArray metricsText(const QVector<HostMetrics> &hosts);
 
-/** The same as a file that is replaced at once: who reads it sees the old one or the new one, whole. */
+/** The same as a file that is replaced atomically: who reads it sees the old one or the new one, whole. */
 [[nodiscard]] BIZ_HOST_EXPORT bool writeMetrics(const QString &path, const QVector<HostMetrics> &hosts, QString *error);
 
 } // namespace biz::host
