@@ -484,7 +484,7 @@ same time, or in turn with it in one process:
   library's signals, and does nothing else;
 - the *literal step*: the plainest code for the same step, on the same tables;
 - the *accept-all chain*: the calls of a checker with the same copies of the record, and no rule.
-  One reply is left out of 4: the one whose refusal also writes a debug line;
+  Figure 4 leaves out one reply, whose refusal also writes a debug line;
 - the *peer*: Qt SerialBus' `QModbusTcpClient` against a `QModbusTcpServer` on loopback.
 
 To repeat all of it: `scripts/bench`. To repeat one figure, run its program under
@@ -515,10 +515,8 @@ last reply is there:
 
 
 def machine_text(machine):
-    text = (f"Measured on {machine['cores']} cores in {machine['minutes']:.0f} minutes. Load average "
-            f"{machine['load before']:.2f} before the run, its own build included; other programs took "
-            f"{machine['others before'] * 100:.0f} % of the processors before the run and "
-            f"{machine['others during'] * 100:.0f} % during it.\n\n")
+    text = (f"Measured on {machine['cores']} cores. Other programs took {machine['others during'] * 100:.0f} % of the "
+            "processors meanwhile.\n\n")
     if max(machine["others before"], machine["others during"]) > BUSY_AT_MOST:
         text += ("**The machine was busy with other programs: these figures are too rough to be judged by, and are "
                  "to be measured again.**\n\n")
