@@ -54,7 +54,7 @@ struct Event
     host::LinkState linkState = host::LinkState::Closed;
 
     double utcMs = -1.0; ///< when, in ms since 1970, by the wall clock
-    double atMs = -1.0;  ///< since the start, by a clock that nobody sets
+    double atMs = -1.0;  ///< since the start, by the monotonic clock
 
     quint64 ticket = 0; ///< the command; 0: none
     QString name;

@@ -57,7 +57,7 @@ struct JournalEntry
  * The memory of commands, in a file: what has been given to a device is never given again, whatever is killed or
  * restarted in between, and each id has one outcome.
  *
- * Its hours are those in which a gateway runs: they are counted by a clock that nobody sets, and go on from where the
+ * Its hours are those in which a gateway runs: they are counted by the monotonic clock, and go on from where the
  * file has them. A wall clock that is set back or forward makes no id older.
  */
 class Journal
