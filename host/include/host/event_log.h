@@ -70,7 +70,8 @@ public:
     /** Takes over an open device without a parent; it is used on the log's own thread. */
     void writeTo(std::unique_ptr<QIODevice> device);
 
-    /** Serves readers on a local socket of this name or path, which only the same user may open; in place of an earlier one. */
+    /** Serves readers on a local socket of this name or path, which only the same user may open; in place of an earlier
+     * one. */
     void serveOn(const QString &socket);
 
     /** Waits until everything told so far has been written; false when that took longer. */

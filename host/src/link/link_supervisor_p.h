@@ -122,7 +122,7 @@ private:
     quint64 m_changes = 0;
     bool m_isOpening = false;
     bool m_isClosing = false; ///< inside discardAndClose()
-    bool m_isEnding = false; ///< the peer may end the connection
+    bool m_isEnding = false;  ///< the peer may end the connection
     TimePoint m_attemptedAt;
     QTimer m_reconnecting{this};
     std::chrono::milliseconds m_reconnectInterval = timing::reconnectInterval;

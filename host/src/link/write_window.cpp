@@ -21,7 +21,9 @@ WriteWindow::WriteWindow(const DeviceLink *link)
 // The system is asked only when there might be no room: hosts ask this several times for each frame.
 bool WriteWindow::hasRoom() const
 {
-    const auto fits = [this] { return m_heldAtMost + m_largest <= mostHeldBytes; };
+    const auto fits = [this] {
+        return m_heldAtMost + m_largest <= mostHeldBytes;
+    };
     return fits() || askHeld() == 0 || fits();
 }
 

@@ -5,7 +5,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
 
-
 namespace biz::host {
 
 namespace {

@@ -58,7 +58,8 @@ void SendPrinter::printHistory(const host::Event &event)
 {
     m_out << "history\n";
     for (const host::CommandEvent &step : event.history) {
-        m_out << tools::millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << tools::shownText(step.text) << '\n';
+        m_out << tools::millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << tools::shownText(step.text)
+              << '\n';
     }
 }
 

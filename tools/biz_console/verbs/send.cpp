@@ -66,11 +66,12 @@ void describe(QCommandLineParser &parser)
                                      "default."),
                       QStringLiteral("model")});
     parser.addOption({dataOption(), QStringLiteral("The payload in hexadecimal."), QStringLiteral("hex")});
-    parser.addOption({waitOption(),
-                      QStringLiteral("The command's wait, its iWaitTime, in milliseconds; %1 by default, %2 for an OSD device.")
-                          .arg(defaultDeviceWaitMs)
-                          .arg(host::OsdHost::defaultWaitMs),
-                      QStringLiteral("ms")});
+    parser.addOption(
+        {waitOption(),
+         QStringLiteral("The command's wait (iWaitTime) in milliseconds; %1 by default, %2 for an OSD device.")
+             .arg(defaultDeviceWaitMs)
+             .arg(host::OsdHost::defaultWaitMs),
+         QStringLiteral("ms")});
     parser.addOption({osdOption(), QStringLiteral("An OSD device instead of --device."), QStringLiteral("address")});
     addOsdOptions(parser, QString::number(host::OsdHost::defaultPort));
     parser.addOption({textOption(), QStringLiteral("The text of an OSD command."), QStringLiteral("text")});

@@ -4,8 +4,8 @@
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/recording/line_text.h>
-#include <biz_console/session/expectation.h>
 #include <biz_console/replies/log_report.h>
+#include <biz_console/session/expectation.h>
 #include <common/input_file.h>
 #include <common/suggestion.h>
 #include <recording/recording_format.h>
