@@ -22,7 +22,7 @@ DeviceLoops &DeviceLoops::instance()
 }
 
 DeviceLoops::DeviceLoops()
-    : ChannelLoops(QStringLiteral("biz-send"), QStringLiteral("biz-receive"))
+    : ChannelLoops(QStringLiteral("biz-send"), QStringLiteral("biz-receive"), 0)
 {
     connectWorker();
     process_end::addStep([this] { endWithProcess(); });

@@ -10,6 +10,7 @@
 #include <host/vocabulary.h>
 #include <loops/inbox_p.h>
 #include <loops/loop_thread_p.h>
+#include <timing_p.h>
 
 namespace biz::host {
 
@@ -41,12 +42,18 @@ public:
         if (!join(Clock::now()).isEmpty()) {
             return Error::LoopsStillRunning;
         }
+        constexpr int ownThreads = 2;
+        if (m_threadsOfTheLibrary > 0 && !canHaveThreads(ownThreads + m_threadsOfTheLibrary)) {
+            return Error::CannotStartThread;
+        }
         m_worker.m_bSendRun = true;
         m_worker.m_bRecvRun = true;
+        // The send loop is last, because it may start a thread that nobody can take back.
         const bool started =
-            start(m_sendName, &Worker::a1_GetQueueWork) && start(m_receiveName, &Worker::a1_receiveGetQueueWork);
+            start(m_receiveName, &Worker::a1_receiveGetQueueWork) && start(m_sendName, &Worker::a1_GetQueueWork);
         if (!started) {
             tellToReturn();
+            join(Clock::now() + timing::loopReturnGrace);
             return Error::CannotStartThread;
         }
         return Error::None;
@@ -74,9 +81,11 @@ public:
     }
 
 protected:
-    ChannelLoops(QString sendName, QString receiveName)
+    /** A thread that the library cannot start for a loop ends the process: it is made sure of before. */
+    ChannelLoops(QString sendName, QString receiveName, int threadsOfTheLibrary)
         : m_sendName(std::move(sendName))
         , m_receiveName(std::move(receiveName))
+        , m_threadsOfTheLibrary(threadsOfTheLibrary)
     {
         tellToReturn(); // the worker leaves its flags unset
     }
@@ -95,6 +104,7 @@ private:
 
     const QString m_sendName;
     const QString m_receiveName;
+    const int m_threadsOfTheLibrary; ///< that it starts by itself when its loops begin
     std::atomic<bool> m_isClaimed{false};
     Worker m_worker;
     Inbox<Message> m_inbox;

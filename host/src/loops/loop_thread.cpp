@@ -2,6 +2,7 @@
 
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <pthread.h>
 
@@ -39,6 +40,34 @@ void LoopThread::run(const std::function<void()> &body)
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_hasReturned = true;
     m_changed.notify_all();
+}
+
+bool canHaveThreads(int count)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool mayLeave = false;
+    std::vector<std::thread> threads;
+    const auto stay = [&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&mayLeave] { return mayLeave; });
+    };
+    try {
+        while (static_cast<int>(threads.size()) < count) {
+            threads.emplace_back(stay);
+        }
+    } catch (const std::system_error &) {
+        // So many can be had and no more.
+    }
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        mayLeave = true;
+    }
+    changed.notify_all();
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    return static_cast<int>(threads.size()) == count;
 }
 
 } // namespace biz::host

@@ -46,6 +46,9 @@ private:
     std::thread m_thread;
 };
 
+/** Whether the system gives so many threads at once. They are given back. */
+bool canHaveThreads(int count);
+
 } // namespace biz::host
 
 #endif

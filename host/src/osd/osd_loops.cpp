@@ -22,7 +22,7 @@ OsdLoops &OsdLoops::instance()
 }
 
 OsdLoops::OsdLoops()
-    : ChannelLoops(QStringLiteral("biz-osd-send"), QStringLiteral("biz-osd-receive"))
+    : ChannelLoops(QStringLiteral("biz-osd-send"), QStringLiteral("biz-osd-receive"), 1)
 {
     connectWorker();
     process_end::addStep([this] { endWithProcess(); });

@@ -22,7 +22,8 @@ using namespace biz::test;
 
 namespace {
 
-std::atomic<bool> givesNoThread{false};
+/** So many are still given; without a bound while negative. */
+std::atomic<int> threadsLeft{-1};
 
 } // namespace
 
@@ -30,8 +31,11 @@ std::atomic<bool> givesNoThread{false};
 extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
                               void *argument)
 {
-    if (givesNoThread) {
+    if (threadsLeft == 0) {
         return EAGAIN;
+    }
+    if (threadsLeft > 0) {
+        --threadsLeft;
     }
     static const auto next = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
     return next(thread, attributes, body, argument);
@@ -70,13 +74,14 @@ private:
     std::vector<int> m_taken;
 };
 
-class NoThreads
+/** While it exists, the system gives so many threads. */
+class FewThreads
 {
 public:
-    NoThreads() { givesNoThread = true; }
-    ~NoThreads() { givesNoThread = false; }
-    NoThreads(const NoThreads &) = delete;
-    NoThreads &operator=(const NoThreads &) = delete;
+    explicit FewThreads(int count = 0) { threadsLeft = count; }
+    ~FewThreads() { threadsLeft = -1; }
+    FewThreads(const FewThreads &) = delete;
+    FewThreads &operator=(const FewThreads &) = delete;
 };
 
 /** A device host on a device of the test's own process, while the system fails. */
@@ -129,6 +134,20 @@ TEST_F(SystemFault, WithoutADescriptorALinkThatIsUpGoesOn)
     expectAnswer();
 }
 
+// The channel's loops run until the process ends, so this is the first of the OSD host's tests.
+TEST(OsdSystemFault, WithoutEnoughThreadsTheStartIsRefusedAndTheNextOneSucceeds)
+{
+    constexpr int neededAtOnce = 3; // two loops, and the library's own for time-outs
+    OsdHost host;
+    for (int given = 0; given < neededAtOnce + 2; ++given) { // beyond them, some are gone between looking and starting
+        const FewThreads few(given);
+        EXPECT_FALSE(host.start()) << given;
+        EXPECT_EQ(host.error(), Error::CannotStartThread);
+    }
+    EXPECT_TRUE(host.start()) << host.errorString().toStdString();
+    EXPECT_EQ(host.stop().pending, 0);
+}
+
 TEST(OsdSystemFault, WithoutADescriptorAnOsdHostSaysSoAndStartsWhenThereIsOne)
 {
     OsdHost host;
@@ -143,7 +162,7 @@ TEST(OsdSystemFault, WithoutADescriptorAnOsdHostSaysSoAndStartsWhenThereIsOne)
 TEST_F(SystemFault, WithoutAThreadTheStartIsRefusedAndTheNextOneSucceeds)
 {
     {
-        const NoThreads none;
+        const FewThreads none;
         EXPECT_FALSE(host.start());
         EXPECT_EQ(host.error(), Error::CannotStartThread);
         EXPECT_FALSE(host.isRunning());
