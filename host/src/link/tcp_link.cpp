@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include <QtCore/QSignalBlocker>
 #include <QtNetwork/QNetworkProxy>
 
 #include <timing_p.h>
@@ -19,12 +20,9 @@ TcpLink::TcpLink(const QString &host, quint16 port)
     // A device on the local network is never behind the proxy that a desktop may name.
     m_socket.setProxy(QNetworkProxy::NoProxy);
     m_connecting.setSingleShot(true);
-    // Unbuffered, the socket hands each command to the system within the call, and does not ask
-    // the event loop first when it may; what the system does not take at once follows later.
-    connect(&m_connecting, &QTimer::timeout, this,
-            [this] { m_socket.connectToHost(m_host, m_port, QIODevice::ReadWrite | QIODevice::Unbuffered); });
+    connect(&m_connecting, &QTimer::timeout, this, &TcpLink::connectToNext);
     m_connectLimit.setSingleShot(true);
-    connect(&m_connectLimit, &QTimer::timeout, this, [this] { end(QStringLiteral("nobody answers there")); });
+    connect(&m_connectLimit, &QTimer::timeout, this, [this] { giveUp(QStringLiteral("nobody answers there")); });
     connect(&m_socket, &QTcpSocket::connected, this, &TcpLink::onConnected);
     connect(&m_socket, &QTcpSocket::stateChanged, this, &TcpLink::onStateChanged);
     connect(&m_socket, &QTcpSocket::readyRead, this, &TcpLink::onReadyRead);
@@ -43,12 +41,20 @@ void TcpLink::open()
         return;
     }
     m_wanted = true;
-    m_connecting.start(0);
+    QHostAddress address;
+    if (address.setAddress(m_host)) {
+        m_addresses = {address};
+        m_connecting.start(0);
+    } else {
+        m_lookUp = QHostInfo::lookupHost(m_host, this, &TcpLink::onFound);
+    }
 }
 
 void TcpLink::close()
 {
     m_wanted = false; // first, since the socket tells of its end while it closes
+    QHostInfo::abortHostLookup(m_lookUp);
+    m_addresses.clear();
     m_connecting.stop();
     m_connectLimit.stop();
     m_window.reset();
@@ -123,12 +129,48 @@ bool TcpLink::endWriting()
     return m_hasEndedWriting;
 }
 
+void TcpLink::onFound(const QHostInfo &found)
+{
+    if (!m_wanted || found.lookupId() != m_lookUp) {
+        return;
+    }
+    m_addresses = found.addresses();
+    if (m_addresses.isEmpty()) {
+        end(found.errorString());
+    } else {
+        connectToNext();
+    }
+}
+
+/**
+ * Unbuffered, the socket hands each command to the system within the call, and does not ask the event loop first when
+ * it may; what the system does not take at once follows later.
+ */
+void TcpLink::connectToNext()
+{
+    m_socket.connectToHost(m_addresses.takeFirst(), m_port, QIODevice::ReadWrite | QIODevice::Unbuffered);
+}
+
+/** A name may have several addresses, of which only one leads to the device: each has a limit of its own. */
+void TcpLink::giveUp(const QString &why)
+{
+    if (m_addresses.isEmpty()) {
+        end(why);
+        return;
+    }
+    m_connectLimit.stop();
+    const QSignalBlocker quiet(m_socket);
+    m_socket.abort();
+    m_connecting.start(0);
+}
+
 void TcpLink::onConnected()
 {
     if (!m_wanted) {
         return;
     }
     m_connectLimit.stop();
+    m_addresses.clear();
     // Commands are small and each waits for its reply: gathering them would only delay them.
     setOption(IPPROTO_TCP, TCP_NODELAY, 1);
     setOption(SOL_SOCKET, SO_KEEPALIVE, 1);
@@ -146,7 +188,7 @@ void TcpLink::onStateChanged(QAbstractSocket::SocketState state)
     if (state == QAbstractSocket::ConnectingState) {
         m_connectLimit.start(timing::tcpConnectLimit);
     } else if (state == QAbstractSocket::UnconnectedState) {
-        end(m_socket.errorString());
+        giveUp(m_socket.errorString());
     }
 }
 
@@ -170,6 +212,7 @@ void TcpLink::end(const QString &why)
     const QString what = m_open ? QStringLiteral("%1 was closed: %2") : QStringLiteral("cannot reach %1: %2");
     m_wanted = false;
     m_open = false;
+    m_addresses.clear();
     m_connectLimit.stop();
     m_window.reset();
     m_socket.abort();

@@ -4,6 +4,7 @@
 #include <array>
 
 #include <QtCore/QTimer>
+#include <QtNetwork/QHostInfo>
 #include <QtNetwork/QTcpSocket>
 
 #include <host/device_link.h>
@@ -31,6 +32,9 @@ public:
     bool endWriting() override;
 
 private:
+    void onFound(const QHostInfo &found);
+    void connectToNext();
+    void giveUp(const QString &why);
     void onConnected();
     void onStateChanged(QAbstractSocket::SocketState state);
     void onReadyRead();
@@ -50,6 +54,8 @@ private:
     /** Connects from the event loop: a socket may fail within the call that connects it. */
     QTimer m_connecting{this};
     QTimer m_connectLimit{this};
+    int m_lookUp = -1;               ///< of the name's addresses, by Qt's number
+    QList<QHostAddress> m_addresses; ///< that are still to be tried
 
     /** From open() to close() or the report of its end: while true, an end is to be reported. */
     bool m_wanted = false;

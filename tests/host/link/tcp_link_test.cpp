@@ -1,3 +1,9 @@
+#include <cstring>
+
+#include <dlfcn.h>
+#include <netdb.h>
+#include <sys/socket.h>
+
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
@@ -6,6 +12,36 @@
 #include <host/device_link.h>
 
 #include <host/support/wait_for.h>
+
+namespace {
+
+constexpr const char *nameOfTwo = "two-addresses.example";
+constexpr const char *firstAddress = "127.0.0.3";
+constexpr const char *secondAddress = "127.0.0.1";
+
+} // namespace
+
+/** In place of the system's, for all that is loaded: one name has two addresses, and all others have theirs. */
+extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char *name, const char *service, const addrinfo *hints,
+                                                          addrinfo **found)
+{
+    static const auto next = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    if (name == nullptr || std::strcmp(name, nameOfTwo) != 0) {
+        return next(name, service, hints, found);
+    }
+    addrinfo *first = nullptr;
+    addrinfo *second = nullptr;
+    if (next(firstAddress, service, hints, &first) != 0 || next(secondAddress, service, hints, &second) != 0) {
+        return EAI_FAIL;
+    }
+    addrinfo *last = first;
+    while (last->ai_next != nullptr) {
+        last = last->ai_next;
+    }
+    last->ai_next = second;
+    *found = first;
+    return 0;
+}
 
 namespace {
 
@@ -291,4 +327,36 @@ TEST_F(TcpLink, CanBeDestroyedWhileItIsOpen)
 
     EXPECT_TRUE(waitFor([this] { return device->state() == QAbstractSocket::UnconnectedState; }));
     EXPECT_TRUE(closed.isEmpty());
+}
+
+// --- Names -----------------------------------------------------------------------------------
+
+TEST_F(TcpLink, OfANameWithSeveralAddressesTheOneThatAnswersIsFound)
+{
+    constexpr int backlog = 0;
+    // Connections to the first address are never accepted, and never refused either.
+    QTcpServer deaf;
+    ASSERT_TRUE(deaf.listen(QHostAddress(QString::fromLatin1(firstAddress)), server.serverPort()));
+    ASSERT_EQ(listen(static_cast<int>(deaf.socketDescriptor()), backlog), 0);
+    deaf.pauseAccepting();
+    QTcpSocket inTheWay;
+    inTheWay.connectToHost(deaf.serverAddress(), deaf.serverPort());
+    ASSERT_TRUE(waitFor([&] { return inTheWay.state() == QAbstractSocket::ConnectedState; }));
+
+    QString error;
+    link = makeLink(QUrl(QStringLiteral("tcp://%1:%2").arg(QLatin1String(nameOfTwo)).arg(server.serverPort())), &error);
+    QObject::connect(link.get(), &DeviceLink::closed, link.get(), [this](const QString &why) { closed.append(why); });
+    link->open();
+    EXPECT_TRUE(waitFor([this] { return link->isOpen(); }));
+    EXPECT_TRUE(closed.isEmpty()) << closed.front().toStdString();
+}
+
+TEST_F(TcpLink, ANameWithoutAnAddressIsTold)
+{
+    QString error;
+    link = makeLink(QUrl(QStringLiteral("tcp://nobody.invalid:1")), &error);
+    QObject::connect(link.get(), &DeviceLink::closed, link.get(), [this](const QString &why) { closed.append(why); });
+    link->open();
+    ASSERT_TRUE(waitFor([this] { return !closed.isEmpty(); }));
+    EXPECT_TRUE(closed.front().startsWith("cannot reach tcp://nobody.invalid:1: ")) << closed.front().toStdString();
 }
