@@ -169,8 +169,15 @@ bool LinkSupervisor::write(const QByteArray &frame)
 
 bool LinkSupervisor::endWriting()
 {
-    m_isEnding = isUp() && m_link->endWriting();
-    return m_isEnding;
+    if (!isUp()) {
+        return false;
+    }
+    // First: the link may tell of its end within the call, and that is no loss then.
+    m_isEnding = true;
+    bool hasEnded = false;
+    callGuarded([this, &hasEnded] { hasEnded = m_link->endWriting(); });
+    m_isEnding = m_isEnding && hasEnded;
+    return hasEnded;
 }
 
 QString LinkSupervisor::writeProblem() const

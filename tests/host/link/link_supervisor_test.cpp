@@ -231,11 +231,21 @@ TEST_F(LinkSupervisorTest, ALinkThatThrowsInEveryCallHarmsNobody)
     EXPECT_FALSE(supervisor.write("frame"));
     supervisor.discardHeld();
     EXPECT_EQ(supervisor.bytesHeld(), 0);
+    EXPECT_FALSE(supervisor.endWriting());
     supervisor.stop();
     EXPECT_EQ(told.last(), QStringLiteral("Closed"));
     link->throwsEverywhere = false;
     supervisor.start();
     EXPECT_TRUE(waitForUp());
+}
+
+TEST_F(LinkSupervisorTest, AConnectionThatIsOverWithinTheEndOfTheWritingIsClosedAndNotLost)
+{
+    startUp();
+    link->endsWithTheWriting = true;
+    EXPECT_TRUE(supervisor.endWriting());
+    EXPECT_EQ(told.last(), QStringLiteral("Closed"));
+    EXPECT_TRUE(losses.isEmpty());
 }
 
 TEST_F(LinkSupervisorTest, ASilentLinkThatThrowsInItsCloseIsLost)

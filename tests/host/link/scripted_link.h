@@ -22,6 +22,7 @@ public:
     bool endsToDiscard = true;       ///< as TCP does; a serial line stays open
     bool tellsOfItsOwnClose = false; ///< against the rule
     bool throwsEverywhere = false;
+    bool endsWithTheWriting = false; ///< the connection is over within endWriting()
     bool throwsInClose = false;
     std::function<bool(const QByteArray &)> inWrite = [](const QByteArray &) {
         return true;
@@ -82,6 +83,15 @@ public:
         if (endsToDiscard) {
             breakDown(QStringLiteral("discarded"));
         }
+    }
+
+    bool endWriting() override
+    {
+        mayThrow();
+        if (endsWithTheWriting) {
+            breakDown(QStringLiteral("the other side ended as well"));
+        }
+        return true;
     }
 
     QString name() const override { return QStringLiteral("scripted:"); }
