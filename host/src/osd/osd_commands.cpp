@@ -16,11 +16,14 @@ OsdDevice &OsdCommands::knownDevice(const QString &ip)
 {
     OsdDevice *&device = m_devicesByIp[ip];
     if (device == nullptr) {
-        statistics().locked([this] { m_devices.emplace_back(); });
-        device = &m_devices.back();
-        device->ip = ip;
-        device->address = QHostAddress(ip);
-        device->lane.share = &device->statistics;
+        // All of it under the lock: status() copies the devices on any thread.
+        device = statistics().locked([this, &ip] {
+            OsdDevice &created = m_devices.emplace_back();
+            created.ip = ip;
+            created.address = QHostAddress(ip);
+            created.lane.share = &created.statistics;
+            return &created;
+        });
     }
     return *device;
 }

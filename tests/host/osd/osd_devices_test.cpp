@@ -177,3 +177,24 @@ TEST_F(OsdDevices, ADeviceThatIsForgottenWhileACommandIsOnItsWayIsNotHeldUpLater
     EXPECT_EQ(outcomeOf(next), "answered");
     EXPECT_EQ(one.payloads(), QByteArrayList{"next"});
 }
+
+TEST_F(OsdDevices, AnotherThreadNeverSeesADeviceWithoutAnAddress)
+{
+    constexpr int addresses = 2000;
+    std::atomic<bool> goesOn{true};
+    std::atomic<int> nameless{0};
+    std::thread reader([&] {
+        while (goesOn) {
+            for (const OsdDeviceStatus &status : host->devices()) {
+                nameless += status.ip.isEmpty() ? 1 : 0;
+            }
+        }
+    });
+    for (int i = 0; i < addresses; ++i) {
+        const QString ip = QStringLiteral("10.1.%1.%2").arg(i / 250).arg(i % 250 + 1);
+        EXPECT_NE(host->enqueue(command(ip, answeredWaitMs)), 0U);
+    }
+    goesOn = false;
+    reader.join();
+    EXPECT_EQ(nameless, 0);
+}
