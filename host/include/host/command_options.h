@@ -15,8 +15,8 @@ namespace biz::host {
 struct CommandOptions
 {
     /**
-     * How long the command is worth sending, counted from enqueue(); 0: without limit. It is tested
-     * when the first copy is to be written: a resend is written however late it is.
+     * How long the command is worth sending, counted from enqueue(); 0: without limit, less: it is too late
+     * already. It is tested when the first copy is to be written: a resend is written however late it is.
      */
     std::chrono::milliseconds validFor{0};
 

@@ -44,7 +44,7 @@ struct Command
         using std::chrono::milliseconds;
 
         // In milliseconds: the longest validity does not fit into the finer unit of the clock.
-        return options.validFor > milliseconds::zero() &&
+        return options.validFor != milliseconds::zero() &&
                std::chrono::duration_cast<milliseconds>(now - history.enqueuedAt()) >= options.validFor;
     }
 };
