@@ -58,6 +58,11 @@ constexpr milliseconds osdFullLookPeriod{250};
 /** How soon a datagram is tried again that the system had no memory for: it tells nobody when it has. */
 constexpr milliseconds fullSystemRetryPeriod{5};
 
+// --- Writes that the application holds back -----------------------------------------------------
+
+/** From one question whether a device may be written to again to the next: as often as the library looks for work. */
+constexpr milliseconds heldBackAskPeriod = biz::timing::sendPassPeriod;
+
 // --- Ends ----------------------------------------------------------------------------------
 
 /** How long a start waits for the loops of a former run, whose stop did not. */

@@ -123,8 +123,8 @@ public:
 
     /**
      * Asked right before each copy of a command would be handed to the link; null, the default, means yes.
-     * After a no a first copy stays with the commands that wait and is tried again with one of the next send
-     * passes; a resend is left out. It is asked from within the host, and must not call it.
+     * After a no a first copy stays with the commands that wait, and the question is asked again every ten
+     * milliseconds; a resend is left out. It is asked from within the host, and must not call it.
      */
     void setMayWrite(MayWrite mayWrite);
 

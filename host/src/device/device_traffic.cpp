@@ -1,10 +1,13 @@
 #include <device/device_traffic_p.h>
 
+#include <algorithm>
+
 #include <QtCore/QScopedValueRollback>
 
 #include <byte_count_p.h>
 #include <device/device_channel_p.h>
 #include <logging_p.h>
+#include <timing_p.h>
 
 namespace biz::host {
 
@@ -13,6 +16,8 @@ DeviceTraffic::DeviceTraffic(DeviceHost *host, HostSignals<DeviceHost> *signalsO
     : m_signals(signalsOfHost)
     , m_commands(commands)
     , m_link(link)
+    , m_askingAgain(host)
+    , m_reported(&DeviceLoops::instance().inbox())
     , m_replies(commands, signalsOfHost)
     , m_gate(
           commands, [this] { return mayHandOver(); }, host)
@@ -20,6 +25,9 @@ DeviceTraffic::DeviceTraffic(DeviceHost *host, HostSignals<DeviceHost> *signalsO
           commands, &m_gate, [this] { look(); }, host)
 {
     commands->setWhenUnanswered([link] { link->discardHeld(); });
+    m_askingAgain.setSingleShot(true);
+    m_askingAgain.setInterval(timing::heldBackAskPeriod);
+    QObject::connect(&m_askingAgain, &QTimer::timeout, host, [this] { askAgain(); });
     QObject::connect(link, &LinkSupervisor::up, host, [this] { onUp(); });
     QObject::connect(link, &LinkSupervisor::lost, host, [this] { onLost(); });
     QObject::connect(link, &LinkSupervisor::received, host, [this](const QByteArray &bytes) { onReceived(bytes); });
@@ -34,6 +42,7 @@ void DeviceTraffic::begin()
 void DeviceTraffic::end()
 {
     m_isRunning = false;
+    m_askingAgain.stop();
     drain();
     codec().reset();
     m_replies.forget();
@@ -69,9 +78,10 @@ QString DeviceTraffic::unreachableReason() const
     return QStringLiteral("the link is down: ") + m_link->status().reason;
 }
 
+/** Not while the application holds writes back, either: each command that the channel takes uses up a number. */
 bool DeviceTraffic::mayHandOver() const
 {
-    return m_isRunning && m_link->mayWrite();
+    return m_isRunning && m_link->mayWrite() && !m_askingAgain.isActive();
 }
 
 // --- What the loops report ------------------------------------------------------------------
@@ -83,7 +93,7 @@ void DeviceTraffic::drain()
         return;
     }
     const QScopedValueRollback<bool> draining(m_isDraining, true);
-    for (DeviceMessage &message : DeviceLoops::instance().inbox().takeAll()) {
+    m_reported.handleAll([this](DeviceMessage message) {
         switch (message.kind) {
         case DeviceMessage::Kind::Announced:
             onAnnounced(message);
@@ -92,7 +102,7 @@ void DeviceTraffic::drain()
             onAccepted(std::move(message.record));
             break;
         }
-    }
+    });
     if (m_isRunning) {
         m_gate.advance();
         m_watch.schedule();
@@ -152,10 +162,27 @@ bool DeviceTraffic::isWorthWriting(DeviceCommand &command, const DeviceMessage &
         return false;
     }
     if (!mayWriteNow()) {
+        m_askingAgain.start();
         m_commands->putBack(command);
         return false;
     }
     return true;
+}
+
+void DeviceTraffic::setMayWrite(DeviceHost::MayWrite mayWrite)
+{
+    m_mayWrite = std::move(mayWrite);
+    m_askingAgain.stop();
+    m_gate.advance();
+}
+
+void DeviceTraffic::askAgain()
+{
+    m_askingAgain.start(); // first: the application's function may throw
+    if (mayWriteNow()) {
+        m_askingAgain.stop();
+        m_gate.advance();
+    }
 }
 
 bool DeviceTraffic::mayWriteNow() const
@@ -199,7 +226,7 @@ void DeviceTraffic::write(DeviceCommand &command)
     const bool wasWritten = command.isWritten;
     command.writtenAt = Clock::now();
     command.isWritten = true;
-    m_link->setWaitInFlight(std::chrono::milliseconds(record.iWaitTime));
+    m_link->setWaitInFlight(longestWaitInFlight());
     m_commands->taps().tellWriting(ticket, attempt, record);
     if (m_link->write(bytes)) {
         noteWritten(ticket, attempt, record, byteCount(bytes));
@@ -208,6 +235,16 @@ void DeviceTraffic::write(DeviceCommand &command)
         left->lastProblem = m_link->writeProblem();
         left->history.note(QStringLiteral("not sent: ") + left->lastProblem);
     }
+}
+
+/** Pipelined, a patient command may be in flight before one that is in a hurry. */
+std::chrono::milliseconds DeviceTraffic::longestWaitInFlight() const
+{
+    int longest = 0;
+    for (const Ticket ticket : m_commands->allInFlight()) {
+        longest = std::max(longest, m_commands->find(ticket)->record.iWaitTime);
+    }
+    return std::chrono::milliseconds(longest);
 }
 
 void DeviceTraffic::noteWritten(Ticket ticket, int attempt, const model_Protocoldata &record, int bytes)

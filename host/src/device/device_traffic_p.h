@@ -1,7 +1,10 @@
 #ifndef BIZ_HOST_DEVICE_TRAFFIC_P_H
 #define BIZ_HOST_DEVICE_TRAFFIC_P_H
 
+#include <chrono>
 #include <memory>
+
+#include <QtCore/QTimer>
 
 #include <device/device_gate_p.h>
 #include <device/device_loops_p.h>
@@ -9,6 +12,7 @@
 #include <device/device_watch_p.h>
 #include <host/frame_codec.h>
 #include <link/link_supervisor_p.h>
+#include <loops/reported_p.h>
 
 namespace biz::host {
 
@@ -28,7 +32,7 @@ public:
     FrameCodec &codec();
 
     void setWhileDown(WhileDown policy);
-    void setMayWrite(DeviceHost::MayWrite mayWrite) { m_mayWrite = std::move(mayWrite); }
+    void setMayWrite(DeviceHost::MayWrite mayWrite);
 
     /** Whether a command that is given now ends at once, since the link is lost. */
     bool isFailingFast() const;
@@ -50,8 +54,10 @@ private:
     void onTake(const DeviceMessage &message);
     void onResend(DeviceCommand &command, const DeviceMessage &message);
     bool isWorthWriting(DeviceCommand &command, const DeviceMessage &message);
+    void askAgain();
     bool mayWriteNow() const;
     void write(DeviceCommand &command);
+    std::chrono::milliseconds longestWaitInFlight() const;
     void noteWritten(Ticket ticket, int attempt, const model_Protocoldata &record, int bytes);
     void onAccepted(model_Protocoldata reply);
 
@@ -67,9 +73,11 @@ private:
     DemoFrameCodec m_streamCodec;
     DemoDatagramCodec m_datagramCodec;
     DeviceHost::MayWrite m_mayWrite;
+    QTimer m_askingAgain; ///< runs while the application holds writes back
     WhileDown m_whileDown = WhileDown::FailFast;
     bool m_isRunning = false;
     bool m_isDraining = false;
+    Reported<DeviceMessage> m_reported;
     DeviceReplies m_replies;
     DeviceGate m_gate;
     DeviceWatch m_watch;

@@ -44,9 +44,18 @@ public:
         }
         m_messages.push_back(std::move(message));
         if (m_messages.size() == 1) {
-            QCoreApplication::postEvent(m_receiver, new QEvent(QEvent::User));
+            wakeReceiver();
         }
         return true;
+    }
+
+    /** The receiver gets an event though no message came: it has not finished with those that it took. */
+    void wake()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_receiver != nullptr) {
+            wakeReceiver();
+        }
     }
 
     /** On the host's thread: everything that has come since the last call. */
@@ -57,6 +66,8 @@ public:
     }
 
 private:
+    void wakeReceiver() { QCoreApplication::postEvent(m_receiver, new QEvent(QEvent::User)); }
+
     std::mutex m_mutex;
     QObject *m_receiver = nullptr;
     std::vector<Message> m_messages;

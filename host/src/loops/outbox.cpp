@@ -5,6 +5,7 @@
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QPointer>
+#include <QtCore/QScopeGuard>
 
 namespace biz::host {
 
@@ -108,9 +109,12 @@ void Outbox::emitOne(const Emission &emission)
     };
     const auto beforeWait = connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, wakeForRest);
     const auto beforeTurn = connect(dispatcher, &QAbstractEventDispatcher::awake, this, wakeForRest);
+    // Also when a slot throws, which an application's notify() may catch.
+    const auto disconnectBoth = qScopeGuard([&beforeWait, &beforeTurn] {
+        disconnect(beforeWait);
+        disconnect(beforeTurn);
+    });
     emission();
-    disconnect(beforeWait);
-    disconnect(beforeTurn);
 }
 
 /**

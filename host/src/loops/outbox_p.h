@@ -7,6 +7,7 @@
 
 #include <QtCore/QEvent>
 #include <QtCore/QObject>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QScopedValueRollback>
 
 namespace biz::host {
@@ -54,9 +55,15 @@ public:
     void emitAfter(Handle handle)
     {
         {
-            // Also when an application's codec or matcher throws.
             const QScopedValueRollback<bool> emitsSoon(m_emitsSoon, true);
+            // When an application's codec or matcher throws, what was posted before that leaves later.
+            auto wakesForThem = qScopeGuard([this] {
+                if (!m_entries.empty()) {
+                    wake();
+                }
+            });
             handle();
+            wakesForThem.dismiss();
         }
         emitWaiting();
     }

@@ -18,6 +18,7 @@ OsdTraffic::OsdTraffic(OsdHost *host, HostSignals<OsdHost> *signalsOfHost, OsdCo
     : m_host(host)
     , m_signals(signalsOfHost)
     , m_commands(commands)
+    , m_reported(&OsdLoops::instance().inbox())
     , m_askingAgain(host)
     , m_watch(
           commands, [this] { look(); }, host)
@@ -107,7 +108,7 @@ void OsdTraffic::drain()
     if (m_isRunning) {
         m_transport->readPending(); // first, since no reply that is here can be to a command that is only sent now
     }
-    for (const OsdMessage &message : OsdLoops::instance().inbox().takeAll()) {
+    m_reported.handleAll([this](const OsdMessage &message) {
         switch (message.kind) {
         case OsdMessage::Kind::Announced:
             onAnnounced(message);
@@ -116,7 +117,7 @@ void OsdTraffic::drain()
             m_signals->post(&OsdHost::received, message.record);
             break;
         }
-    }
+    });
 }
 
 /** A command that has ended since it was handed over, or that a former host has left, is let through. */

@@ -10,6 +10,7 @@
 #include <host/osd_host.h>
 #include <host/reply_matcher.h>
 #include <loops/host_signals_p.h>
+#include <loops/reported_p.h>
 #include <osd/osd_commands_p.h>
 #include <osd/osd_loops_p.h>
 #include <osd/osd_watch_p.h>
@@ -78,6 +79,7 @@ private:
     bool m_keepsUnmatched = false;
     bool m_isRunning = false;
     bool m_isDraining = false;
+    Reported<OsdMessage> m_reported;
     quint16 m_devicePort = 0;
     bool m_hasToldOverflow = false;  ///< since the start
     std::vector<Ticket> m_unwritten; ///< in flight for the channel, and waiting for room in the transport

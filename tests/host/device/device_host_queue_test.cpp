@@ -66,6 +66,16 @@ TEST_F(DeviceHostQueue, ACommandWhoseTurnComesInTimeIsSent)
     EXPECT_EQ(seen.outcomeOf(unlimited), "answered");
 }
 
+TEST_F(DeviceHostQueue, AValidityThatWasOverWhenTheCommandWasGivenExpiresIt)
+{
+    start();
+    answerEverything();
+    const Ticket ticket = enqueue(QByteArray("stale"), validFor(milliseconds(-1)));
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "expired");
+    EXPECT_EQ(written(), Payloads());
+}
+
 TEST_F(DeviceHostQueue, TheLongestValidityDoesNotExpire)
 {
     answerEverything();
@@ -367,4 +377,18 @@ TEST_F(DeviceHostQueue, AResendThatMayNotBeWrittenIsLeftOut)
     EXPECT_EQ(link->commands.size(), 1U);
     EXPECT_EQ(seen.outcomeOf(ticket), "gaveUp");
     EXPECT_EQ(asked, 2);
+}
+
+TEST_F(DeviceHostQueue, WritesThatAreHeldBackUseUpNoSequenceNumbers)
+{
+    constexpr int pause = 40; // questions: as many passes would use up as many numbers
+    int asked = 0;
+    start();
+    answerEverything();
+    ASSERT_TRUE(waitForEnd(enqueue(QByteArray("before"))));
+    host->setMayWrite([&] { return ++asked > pause; });
+    ASSERT_TRUE(waitForEnd(enqueue(QByteArray("after"))));
+    const auto used = static_cast<quint8>(link->commands[1].ucHead[0] - link->commands[0].ucHead[0]);
+    constexpr int takes = 2; // the one that the first no concerned, and the one that was written
+    EXPECT_LE(used, takes);
 }

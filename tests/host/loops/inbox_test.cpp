@@ -1,9 +1,11 @@
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include <host/support/wait_for.h>
 #include <loops/inbox_p.h>
+#include <loops/reported_p.h>
 
 using namespace biz::host;
 using namespace biz::test;
@@ -64,4 +66,33 @@ TEST(Inbox, TheNextReceiverHearsOfNothingThatCameBeforeIt)
     ASSERT_TRUE(waitFor([&] { return calls == 1; }));
     EXPECT_EQ(inbox.takeAll(), std::vector<int>{2});
     inbox.detach();
+}
+
+TEST(Reported, WhatIsBehindAMessageWhoseHandlingThrowsIsHandledByTheNextEvent)
+{
+    Inbox<int> inbox;
+    Reported<int> reported(&inbox);
+    std::vector<int> handled;
+    const auto handle = [&](int message) {
+        if (message == 2) {
+            throw std::runtime_error("a codec");
+        }
+        handled.push_back(message);
+    };
+    int events = 0;
+    InboxReceiver receiver(
+        [&] {
+            ++events;
+            reported.handleAll(handle);
+        },
+        nullptr);
+    inbox.attach(&receiver);
+    for (const int message : {1, 2, 3, 4}) {
+        EXPECT_TRUE(inbox.push(message));
+    }
+    EXPECT_THROW(reported.handleAll(handle), std::runtime_error);
+    EXPECT_EQ(handled, std::vector<int>{1});
+    ASSERT_TRUE(waitFor([&] { return handled.size() == 3; }));
+    EXPECT_EQ(handled, (std::vector<int>{1, 3, 4}));
+    EXPECT_GE(events, 1);
 }

@@ -1,4 +1,5 @@
 #include <memory>
+#include <stdexcept>
 
 #include <QtCore/QEventLoop>
 
@@ -198,4 +199,29 @@ TEST(Outbox, AnEmissionAtTheEndOfAnEventMayDestroyTheOutbox)
     });
     EXPECT_EQ(outbox, nullptr);
     EXPECT_FALSE(later);
+}
+
+TEST(Outbox, AnEmissionThatThrowsHarmsNoneThatFollows)
+{
+    Outbox outbox(nullptr);
+    bool hasFollowed = false;
+    outbox.post([] { throw std::runtime_error("a slot"); });
+    outbox.post([&] { hasFollowed = true; });
+    // By hand: an exception does not pass through every event loop.
+    QEvent wake(QEvent::User);
+    EXPECT_THROW(QCoreApplication::sendEvent(&outbox, &wake), std::runtime_error);
+    EXPECT_TRUE(waitFor([&] { return hasFollowed; }));
+}
+
+TEST(Outbox, WhatWasPostedBeforeAThrowLeavesLater)
+{
+    Outbox outbox(nullptr);
+    bool hasLeft = false;
+    const auto handle = [&] {
+        outbox.post([&] { hasLeft = true; });
+        throw std::runtime_error("a codec");
+    };
+    EXPECT_THROW(outbox.emitAfter(handle), std::runtime_error);
+    EXPECT_FALSE(hasLeft);
+    EXPECT_TRUE(waitFor([&] { return hasLeft; }));
 }
