@@ -268,7 +268,7 @@ static_assert(static_cast<int>(Error::None) == 0 && static_cast<int>(Error::Chan
                   static_cast<int>(Error::UnknownDevice) == 18 && static_cast<int>(Error::TooManyPending) == 19 &&
                   static_cast<int>(Error::CannotMakeFolder) == 20 && static_cast<int>(Error::FolderTaken) == 21 &&
                   static_cast<int>(Error::WorkerCannotStart) == 22 && static_cast<int>(Error::WorkerEnded) == 23 &&
-                  static_cast<int>(Error::WorkerSilent) == 24,
+                  static_cast<int>(Error::WorkerSilent) == 24 && static_cast<int>(Error::NoContext) == 25,
               "applications hold the numbers");
 static_assert(static_cast<int>(LinkState::Closed) == 0 && static_cast<int>(LinkState::Connecting) == 1 &&
                   static_cast<int>(LinkState::Up) == 2 && static_cast<int>(LinkState::Lost) == 3,

@@ -163,7 +163,8 @@ public:
 
     /**
      * The same, and `callback` hears the end of this one command: as an event on the thread of `context`,
-     * before ended(), and also when the host is destroyed. Nothing is called once `context` is gone.
+     * before ended() where that is the host's own, and also when the host is destroyed. Nothing is called once
+     * `context` is gone. A callback without a context is refused.
      */
     [[nodiscard]] Ticket enqueue(const model_Protocoldata &command, const CommandOptions &options,
                                  const QObject *context, EndCallback callback);

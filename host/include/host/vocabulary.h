@@ -16,7 +16,7 @@ namespace biz::host {
 extern BIZ_HOST_EXPORT const QMetaObject staticMetaObject;
 Q_NAMESPACE
 
-/** Names one command of this process from its enqueuing to its end; 0 names none. */
+/** Names one command of a host, or of a fleet, from its enqueuing to its end; 0 names none. */
 using Ticket = quint64;
 
 /** How a command ended. Every command ends exactly once, in one of these ways. */
@@ -62,6 +62,7 @@ enum class Error {
     WorkerCannotStart, ///< the program of a device's worker cannot be run
     WorkerEnded,       ///< a device's worker has ended unasked
     WorkerSilent,      ///< a device's worker did not answer, and was killed
+    NoContext,         ///< a callback needs an object on whose thread it is called
 };
 Q_ENUM_NS(Error)
 

@@ -8,6 +8,7 @@
 #include <QtCore/QObject>
 
 #include <host/vocabulary.h>
+#include <refusal_p.h>
 
 namespace biz::host {
 
@@ -58,6 +59,14 @@ private:
     std::shared_ptr<Call> m_call;
     EndNotice m_notice;
 };
+
+/** A callback without an object is refused: nobody could say on which thread to call it, and until when. */
+template<typename Function>
+bool isCallable(const QObject *context, const Function &callback, LastRefusal *refusal)
+{
+    return context != nullptr || !callback ||
+           refusal->refuse(Error::NoContext, QStringLiteral("a callback needs an object on whose thread it is called"));
+}
 
 /** Null when there is nothing to be called. */
 template<typename Result>

@@ -301,6 +301,9 @@ Ticket DeviceHost::enqueue(const model_Protocoldata &command, const CommandOptio
 Ticket DeviceHost::enqueue(const model_Protocoldata &command, const CommandOptions &options, const QObject *context,
                            EndCallback callback)
 {
+    if (!isCallable(context, callback, &d->refusal)) {
+        return 0;
+    }
     return d->enqueue(command, options, makeEndCallback<CommandResult>(context, std::move(callback)));
 }
 

@@ -234,6 +234,9 @@ Ticket OsdHost::enqueue(const model_OsdParam &command, const CommandOptions &opt
 Ticket OsdHost::enqueue(const model_OsdParam &command, const CommandOptions &options, const QObject *context,
                         EndCallback callback)
 {
+    if (!isCallable(context, callback, &d->refusal)) {
+        return 0;
+    }
     return d->enqueue(command, options, makeEndCallback<OsdCommandResult>(context, std::move(callback)));
 }
 

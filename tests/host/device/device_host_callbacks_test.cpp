@@ -243,3 +243,11 @@ TEST_F(DeviceHostCallbacks, ACallbackMayDestroyTheHost)
     EXPECT_FALSE(seen.hasEnded(first));
     given.clear();
 }
+
+TEST_F(DeviceHostCallbacks, ACallbackWithoutAContextIsRefused)
+{
+    start();
+    EXPECT_EQ(host->enqueue(command(longWaitMs), {}, nullptr, noteCall()), 0U);
+    EXPECT_EQ(host->error(), Error::NoContext);
+    EXPECT_NE(host->enqueue(command(longWaitMs), {}, nullptr, {}), 0U);
+}
