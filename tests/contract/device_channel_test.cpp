@@ -80,36 +80,6 @@ private:
     biz::test::DeviceChannelGuard m_guard;
 };
 
-TEST_F(DeviceChannel, StartsWithAnOpenGateAndTheFirstSequenceNumber)
-{
-    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
-    EXPECT_TRUE(biz_CMDSWork::receivequeueHexCmd.empty());
-    EXPECT_TRUE(biz_CMDSWork::ListCMDS.isEmpty());
-    EXPECT_EQ(biz_CMDSWork::deviceType, -1);
-    EXPECT_EQ(biz_CMDSWork::iSN, 1);
-    EXPECT_EQ(biz_CMDSWork::iTimeout, 6000);
-    EXPECT_TRUE(biz_CMDSWork::bRetFlag);
-    EXPECT_TRUE(biz_CMDSWork::iTimeDisplayToUI);
-    EXPECT_EQ(biz_CMDSWork::iTimeoutCount, 0);
-    EXPECT_EQ(biz_CMDSWork::iWatchdogSleepCnt, 0);
-    EXPECT_EQ(biz_CMDSWork::nSysPlan, 0);
-    EXPECT_TRUE(biz_CMDSWork::HexCmdlock.try_lock());
-    biz_CMDSWork::HexCmdlock.unlock();
-    EXPECT_TRUE(biz_CMDSWork::receiveHexCmdlock.try_lock());
-    biz_CMDSWork::receiveHexCmdlock.unlock();
-}
-
-TEST_F(DeviceChannel, WorkerIsMadeWithEmptyRecordsAndWithoutSkipping)
-{
-    const biz_CMDSWork worker;
-    EXPECT_EQ(worker.parent(), nullptr);
-    EXPECT_FALSE(worker.m_bSkipSendcmd);
-    EXPECT_EQ(worker.m_curSend.iWaitTime, 0);
-    EXPECT_TRUE(worker.m_curSend.baData.isEmpty());
-    EXPECT_EQ(worker.m_curRecv.iWaitTime, 0);
-    EXPECT_TRUE(worker.m_curRecv.baData.isEmpty());
-}
-
 TEST_F(DeviceChannel, WorkerKeepsTheOrderOfItsMembersAndHasNoOthers)
 {
     const biz_CMDSWork worker;
@@ -142,41 +112,6 @@ TEST_F(DeviceChannel, HasFiveSignalsInTheirOrderAndNothingElse)
     EXPECT_EQ(meta.enumeratorCount(), meta.enumeratorOffset());
     EXPECT_EQ(meta.classInfoCount(), meta.classInfoOffset());
     EXPECT_EQ(meta.constructorCount(), 0);
-}
-
-TEST_F(DeviceChannel, EmitsTheSignalThatAnIndexNames)
-{
-    biz_CMDSWork worker;
-    std::string emitted;
-    QObject::connect(&worker, &biz_CMDSWork::signalSendMessage, [&emitted] { emitted += '0'; });
-    QObject::connect(&worker, &biz_CMDSWork::signalSendReceiveMessage, [&emitted] { emitted += '1'; });
-    QObject::connect(&worker, &biz_CMDSWork::signalSendMessageUipro, [&emitted] { emitted += '2'; });
-    QObject::connect(&worker, &biz_CMDSWork::signalQueueSize, [&emitted] { emitted += '3'; });
-    QObject::connect(&worker, &biz_CMDSWork::signalInitCore, [&emitted] { emitted += '4'; });
-    for (int index = 0; index < 5; ++index) {
-        void *argument = nullptr;
-        void *arguments[] = {nullptr, &argument};
-        EXPECT_LT(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(index), arguments), 0);
-    }
-    EXPECT_EQ(emitted, "01234");
-}
-
-TEST_F(DeviceChannel, MetaCallPassesOnWhatLiesBeyondItsFiveMethods)
-{
-    biz_CMDSWork worker;
-    void *arguments[] = {nullptr};
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(5), arguments), 0);
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(7), arguments), 2);
-}
-
-TEST_F(DeviceChannel, CastAnswersForItsOwnNameAndAsksQObjectOtherwise)
-{
-    biz_CMDSWork worker;
-    EXPECT_EQ(worker.metaObject(), &biz_CMDSWork::staticMetaObject);
-    EXPECT_EQ(worker.qt_metacast("biz_CMDSWork"), &worker);
-    EXPECT_EQ(worker.qt_metacast("QObject"), static_cast<QObject *>(&worker));
-    EXPECT_EQ(worker.qt_metacast("biz_Osd_CMDSWork"), nullptr);
-    EXPECT_EQ(worker.qt_metacast(nullptr), nullptr);
 }
 
 } // namespace

@@ -57,30 +57,6 @@ private:
     biz::test::OsdChannelGuard m_guard;
 };
 
-TEST_F(OsdChannel, StartsEmptyAndUnlocked)
-{
-    EXPECT_TRUE(biz_Osd_CMDSWork::m_qsIp.isEmpty());
-    EXPECT_TRUE(biz_Osd_CMDSWork::queueHexCmd.isEmpty());
-    EXPECT_TRUE(biz_Osd_CMDSWork::m_bRetFlag.isEmpty());
-    EXPECT_TRUE(biz_Osd_CMDSWork::receivequeueHexCmd.empty());
-    EXPECT_TRUE(biz_Osd_CMDSWork::HexCmdlock.try_lock());
-    biz_Osd_CMDSWork::HexCmdlock.unlock();
-    EXPECT_TRUE(biz_Osd_CMDSWork::receiveHexCmdlock.try_lock());
-    biz_Osd_CMDSWork::receiveHexCmdlock.unlock();
-}
-
-TEST_F(OsdChannel, WorkerIsMadeReadyToRunWithEmptyTables)
-{
-    QObject parent;
-    auto *worker = new biz_Osd_CMDSWork(&parent);
-    EXPECT_EQ(worker->parent(), &parent);
-    EXPECT_TRUE(worker->m_bSendRun);
-    EXPECT_TRUE(worker->m_bRecvRun);
-    EXPECT_TRUE(worker->m_mapSendTime.isEmpty());
-    EXPECT_TRUE(worker->m_mapCurSend.isEmpty());
-    EXPECT_EQ(biz_Osd_CMDSWork().parent(), nullptr);
-}
-
 TEST_F(OsdChannel, WorkerKeepsTheOrderOfItsMembersAndHasNoOthers)
 {
     const biz_Osd_CMDSWork worker;
@@ -112,39 +88,6 @@ TEST_F(OsdChannel, HasThreeSignalsInTheirOrderAndNothingElse)
     EXPECT_EQ(meta.enumeratorCount(), meta.enumeratorOffset());
     EXPECT_EQ(meta.classInfoCount(), meta.classInfoOffset());
     EXPECT_EQ(meta.constructorCount(), 0);
-}
-
-TEST_F(OsdChannel, EmitsTheSignalThatAnIndexNames)
-{
-    biz_Osd_CMDSWork worker;
-    std::string emitted;
-    QObject::connect(&worker, &biz_Osd_CMDSWork::signalSendMessage, [&emitted] { emitted += '0'; });
-    QObject::connect(&worker, &biz_Osd_CMDSWork::signalSendReceiveMessage, [&emitted] { emitted += '1'; });
-    QObject::connect(&worker, &biz_Osd_CMDSWork::signalSendMessageUipro, [&emitted] { emitted += '2'; });
-    for (int index = 0; index < 3; ++index) {
-        void *argument = nullptr;
-        void *arguments[] = {nullptr, &argument};
-        EXPECT_LT(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(index), arguments), 0);
-    }
-    EXPECT_EQ(emitted, "012");
-}
-
-TEST_F(OsdChannel, MetaCallPassesOnWhatLiesBeyondItsThreeMethods)
-{
-    biz_Osd_CMDSWork worker;
-    void *arguments[] = {nullptr};
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(3), arguments), 0);
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, ownMethod(5), arguments), 2);
-}
-
-TEST_F(OsdChannel, CastAnswersForItsOwnNameAndAsksQObjectOtherwise)
-{
-    biz_Osd_CMDSWork worker;
-    EXPECT_EQ(worker.metaObject(), &biz_Osd_CMDSWork::staticMetaObject);
-    EXPECT_EQ(worker.qt_metacast("biz_Osd_CMDSWork"), &worker);
-    EXPECT_EQ(worker.qt_metacast("QObject"), static_cast<QObject *>(&worker));
-    EXPECT_EQ(worker.qt_metacast("biz_CMDSWork"), nullptr);
-    EXPECT_EQ(worker.qt_metacast(nullptr), nullptr);
 }
 
 } // namespace

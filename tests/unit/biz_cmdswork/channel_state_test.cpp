@@ -6,22 +6,10 @@
 #include <climits>
 #include <cstring>
 #include <new>
-#include <type_traits>
-
-#include <QtCore/QMetaMethod>
-
-#include <manage/biz_manage.h>
 
 using namespace biz::test;
 
 namespace {
-
-static_assert(std::is_same_v<decltype(biz_CMDSWork::queueHexCmd), std::queue<model_Protocoldata>>);
-static_assert(std::is_same_v<decltype(biz_CMDSWork::receivequeueHexCmd), std::queue<model_Protocoldata>>);
-static_assert(std::is_same_v<decltype(biz_CMDSWork::ListCMDS), QList<model_Protocoldata>>);
-static_assert(std::is_same_v<decltype(biz_CMDSWork::bRetFlag), bool>);
-static_assert(std::is_same_v<decltype(biz_CMDSWork::iSN), int>);
-static_assert(std::is_base_of_v<QObject, biz_CMDSWork> && std::has_virtual_destructor_v<biz_CMDSWork>);
 
 using ChannelState = DeviceChannelTest;
 
@@ -165,49 +153,6 @@ TEST_F(ChannelState, WhatIsOnlyOfferedToTheHostIsLeftAlone)
     EXPECT_EQ(biz_CMDSWork::ListCMDS.size(), 1);
     EXPECT_EQ(biz_CMDSWork::iTimeout, 1);
     EXPECT_FALSE(biz_CMDSWork::iTimeDisplayToUI);
-}
-
-// --- Meta-object ----------------------------------------------------------------------
-
-TEST_F(ChannelState, TheSignalsStandInTheirOrderAndNothingElseDoes)
-{
-    const QMetaObject &meta = biz_CMDSWork::staticMetaObject;
-    Lines signatures;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        EXPECT_EQ(meta.method(i).methodType(), QMetaMethod::Signal);
-        signatures.push_back(meta.method(i).methodSignature().toStdString());
-    }
-    const Lines expected{"signalSendMessage(void*)", "signalSendReceiveMessage(void*)", "signalSendMessageUipro(void*)",
-                         "signalQueueSize(int)", "signalInitCore()"};
-    EXPECT_EQ(signatures, expected);
-    EXPECT_EQ(meta.propertyCount(), meta.propertyOffset());
-    EXPECT_EQ(worker.metaObject(), &meta);
-}
-
-TEST_F(ChannelState, MetacastKnowsItsOwnNameAndAsksQObjectForOthers)
-{
-    EXPECT_EQ(worker.qt_metacast("biz_CMDSWork"), &worker);
-    EXPECT_EQ(worker.qt_metacast("QObject"), static_cast<QObject *>(&worker));
-    EXPECT_EQ(worker.qt_metacast("biz_Osd_CMDSWork"), nullptr);
-    EXPECT_EQ(worker.qt_metacast(nullptr), nullptr);
-}
-
-TEST_F(ChannelState, MetacallTakesTheFiveOwnMethodsOffTheIndex)
-{
-    int size = 7;
-    void *arguments[] = {nullptr, &size};
-    const int own = biz_CMDSWork::staticMetaObject.methodOffset();
-    EXPECT_LT(worker.qt_metacall(QMetaObject::InvokeMetaMethod, own + 3, arguments), 0);
-    EXPECT_EQ(journal.lines(), Lines{"signalQueueSize 7"});
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, own + 5, arguments), 0);
-    EXPECT_EQ(worker.qt_metacall(QMetaObject::InvokeMetaMethod, own + 7, arguments), 2);
-}
-
-TEST_F(ChannelState, TheNominalClassOfTheLibraryHoldsNothing)
-{
-    const BIZ_Manage nominal;
-    static_cast<void>(nominal);
-    EXPECT_TRUE(std::is_empty_v<BIZ_Manage>);
 }
 
 // --- setWatchdogSleepTime -------------------------------------------------------------

@@ -3,7 +3,6 @@
 #include "device_channel_fixture.h"
 
 #include <climits>
-#include <mutex>
 
 #include <QtCore/QLocale>
 
@@ -258,15 +257,6 @@ TEST_F(SendLoopTimeout, AWaitOfThreeSecondsIsResentOnPass200AndGivenUp200PassesL
     EXPECT_EQ(announced(), Tags{1});
     passes(1);
     EXPECT_EQ(announced(), (Tags{1, 2}));
-}
-
-TEST_F(SendLoopTimeout, AResendSaysSoCallsForTheLinkWaits20MillisecondsAndAnnouncesAgain)
-{
-    putInFlight(1, 30);
-    journalSleeps();
-    passes(2);
-    EXPECT_EQ(journal.lines(), (Lines{"message \"Timeout watchdog resend! iTimeoutCount:1\"", "signalInitCore",
-                                      "sleep 0 s 20000000 ns", "signalSendMessage 1"}));
 }
 
 TEST_F(SendLoopTimeout, AResendKeepsTheSequenceByteTheCounterAndTheClosedGate)
@@ -601,17 +591,6 @@ TEST_F(SendLoopSkipMode, FreesTheRecordsPayloads)
     EXPECT_FALSE(payload.isDetached());
     passes(1);
     EXPECT_TRUE(payload.isDetached());
-}
-
-TEST_F(SendLoopSkipMode, TakesNoLock)
-{
-    worker.setSkipSendcmd(true);
-    enqueue({1});
-    passes(0);
-    const std::lock_guard<std::mutex> sendLock(biz_CMDSWork::HexCmdlock);
-    const std::lock_guard<std::mutex> receiveLock(biz_CMDSWork::receiveHexCmdlock);
-    passes(1);
-    EXPECT_TRUE(biz_CMDSWork::queueHexCmd.empty());
 }
 
 TEST_F(SendLoopSkipMode, StillWatchesTheCommandInFlightWhileTheQueueIsEmpty)

@@ -57,16 +57,6 @@ TEST_F(OsdEnqueue, EveryFieldOfTheCommandIsStored)
     EXPECT_TRUE(Channel::queueHexCmd.at(0).back() == fullRecord(deviceA)) << "filed for a known device";
 }
 
-TEST_F(OsdEnqueue, PayloadAndTextsAreSharedRatherThanCopied)
-{
-    const model_OsdParam given = fullRecord(deviceA);
-
-    Channel::addToSendQueue(given);
-
-    EXPECT_EQ(Channel::queueHexCmd.at(0).front().baData.constData(), given.baData.constData());
-    EXPECT_EQ(Channel::queueHexCmd.at(0).front().qsOsdText.constData(), given.qsOsdText.constData());
-}
-
 TEST_F(OsdEnqueue, KnownFreeDeviceWithAnEmptyQueueKeepsItsFlagTrue)
 {
     Channel::addToSendQueue(record(deviceA, 1));

@@ -191,21 +191,6 @@ TEST_F(OsdSendLoop, DeviceGetsOneCommandPerPassAndNoneUntilItsFlagIsTrueAgain)
     EXPECT_TRUE(isFree(deviceA));
 }
 
-TEST_F(OsdSendLoop, CommandOfAHeldDeviceWaitsBehindTheOneInFlight)
-{
-    startSendLoop();
-    Channel::addToSendQueue(record(deviceA, 1));
-    sendPasses();
-    Channel::addToSendQueue(record(deviceA, 2));
-
-    sendPasses(10);
-    EXPECT_EQ(announced(), pairs({1}));
-
-    Channel::setRetFlag(deviceA, true);
-    sendPasses();
-    EXPECT_EQ(announced(), pairs({2}));
-}
-
 TEST_F(OsdSendLoop, FreeDevicesAreAllServedInOnePassInTheOrderOfTheirSlots)
 {
     Channel::addToSendQueue(record(deviceC, 1));

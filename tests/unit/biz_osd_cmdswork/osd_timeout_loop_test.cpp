@@ -156,13 +156,6 @@ TEST_F(OsdTimeOut, FractionOfTheSecondOfTheDispatchDoesNotCount)
     EXPECT_TRUE(isFree(deviceA));
 }
 
-TEST_F(OsdTimeOut, DeviceIsFreedByAnyPassAfterItsDeadline)
-{
-    startSendLoop();
-
-    EXPECT_TRUE(freedAt(T + 1000000, T, 3000));
-}
-
 TEST_F(OsdTimeOut, WaitIsDividedByAThousandTowardZero)
 {
     struct Row

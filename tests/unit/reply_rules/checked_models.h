@@ -14,7 +14,7 @@
 /** The models that have a checker, and every way in which each of them is asked. */
 struct CheckedModel
 {
-    std::string name; ///< as the reports and the truth table spell it
+    std::string name; ///< as the reports spell it
     std::string file; ///< its listing in tests/data
     int deviceType = 0;
     bool (biz_CMDSWork::*checker)(model_Protocoldata) = nullptr;

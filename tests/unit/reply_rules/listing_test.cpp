@@ -108,7 +108,7 @@ TEST(CheckedModels, AreThoseOfTheLibrary)
 
 TEST(Listings, AreAllReadByTheSweeps)
 {
-    std::set<std::string> read{"reply_rules_truth.tsv"};
+    std::set<std::string> read;
     for (const CheckedModel &model : checkedModels()) {
         read.insert(model.file);
     }
