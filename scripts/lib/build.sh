@@ -12,6 +12,10 @@ use_qt() {
 }
 use_qt "$(usual_qt)"
 
+# How many places ctest has. Most tests wait most of their time; those that compute take as many places as
+# tests/CMakeLists.txt gives a processor.
+test_places=$((3 * $(nproc)))
+
 # step WHAT TAKES LOG COMMAND...: says what is done and how long it takes, and shows COMMAND's output if it fails. On a
 # terminal the output is shown as it comes.
 step() {
