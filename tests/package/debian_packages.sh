@@ -26,7 +26,8 @@ fail() {
 mkdir -p "$scratch"
 rm -rf "$scratch/root" "$scratch/run" "$scratch/unpacked"
 mkdir -p "$scratch/root" "$scratch/run" "$scratch/unpacked"
-# Compiled once, for this Qt alone.
+# Compiled once, for this Qt alone, and without the packages of debugging symbols, which nobody looks at here.
+export DEB_BUILD_OPTIONS=noautodbgsym
 export DEB_BUILD_PROFILES=pkg.libbiz-manage.noqt$other_qt
 "$source/scripts/packages" "$scratch/build" >"$scratch/packages.log" 2>&1 || {
     tail -n 50 "$scratch/packages.log" >&2
