@@ -16,6 +16,16 @@ constexpr quint64 Counters::*countedByWorkers[] = {
     &Counters::refusedFrames, &Counters::bytesOut,   &Counters::bytesIn,
 };
 
+/** What the fleet counts itself: what it is given, how that ends, and what the workers tell of each command. */
+constexpr quint64 Counters::*countedByTheFleet[] = {
+    &Counters::enqueued,   &Counters::sent,      &Counters::resent,      &Counters::answered,    &Counters::gaveUp,
+    &Counters::cleared,    &Counters::skipped,   &Counters::stopped,     &Counters::released,    &Counters::expired,
+    &Counters::superseded, &Counters::cancelled, &Counters::unreachable, &Counters::interrupted, &Counters::rejected,
+    &Counters::late,       &Counters::duplicate, &Counters::foreign,
+};
+static_assert(std::size(countedByWorkers) + std::size(countedByTheFleet) == counterRows.size(),
+              "a total was added, and nobody counts it for a fleet");
+
 QByteArray headOf(const model_Protocoldata &record)
 {
     return QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead));
