@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <iostream>
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
@@ -179,16 +179,15 @@ class ReportOfManyEvents : public testing::TestWithParam<int>
 TEST_P(ReportOfManyEvents, KeepsItsBudget)
 {
     constexpr int commands = 33400; // three events each
-    constexpr qint64 mostMs = 5000;
+    constexpr qint64 mostMs = 5000; // of a processor, whatever else keeps it busy
     constexpr qint64 mostBytes = 2000000;
     constexpr qint64 mostMemory = 200000000;
     const QList<QByteArray> lines = longRun(commands, GetParam());
     ASSERT_GE(lines.size(), 100000);
     resetPeakMemory();
-    QElapsedTimer clock;
-    clock.start();
+    const std::clock_t before = std::clock();
     const QByteArray page = pageOf(historyOf(lines)).toUtf8();
-    const qint64 ms = clock.elapsed();
+    const qint64 ms = (std::clock() - before) * 1000 / CLOCKS_PER_SEC;
     const qint64 memory = peakMemory(); // with the log itself, which this test has in memory
     std::cout << lines.size() << " events of " << GetParam() << " devices: " << ms << " ms, page of "
               << page.size() / 1000 << " kB, " << memory / 1000000 << " MB of memory" << std::endl;
