@@ -84,6 +84,9 @@ void EventLog::Private::begin(std::shared_ptr<LineSink> place)
 
 void EventLog::Private::beginWaiting()
 {
+    if (m_waiting.empty()) {
+        return;
+    }
     for (std::shared_ptr<LineSink> &place : std::exchange(m_waiting, {})) {
         tellHead({everybody, {}, {}, std::move(place)});
     }

@@ -44,7 +44,7 @@ public:
     /** A disk that is stuck for seconds costs no event; then memory is worth more. */
     static constexpr qint64 mostBytes = 4 * 1024 * 1024;
 
-    /** True when the queue had been empty: somebody is to look. */
+    /** True when somebody is to be told to look: who has found something lately looks again by himself. */
     bool append(const Event &event)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -54,13 +54,13 @@ public:
             ++m_lost;
             return false;
         }
-        const bool wasEmpty = m_batches.empty();
-        if (wasEmpty || m_batches.back().sink != everybody || m_batches.back().begins) {
+        if (m_batches.empty() || m_batches.back().sink != everybody || m_batches.back().begins) {
             m_batches.emplace_back();
+            m_batches.back().events.reserve(usualEvents);
         }
         m_batches.back().events.push_back(event);
         m_bytes += size;
-        return wasEmpty;
+        return !std::exchange(m_isWatched, true);
     }
 
     /** What one place is told: it is small, and always has room. */
@@ -70,9 +70,10 @@ public:
         ++m_appended;
         m_bytes += batch.head.size();
         m_batches.push_back(std::move(batch));
-        return m_batches.size() == 1;
+        return !std::exchange(m_isWatched, true);
     }
 
+    /** Who has found something looks again, and who has not is told when there is. */
     Taken takeAll()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -81,6 +82,7 @@ public:
         taken.lost = std::exchange(m_lost, 0);
         taken.upTo = m_appended;
         m_bytes = 0;
+        m_isWatched = !taken.batches.empty();
         return taken;
     }
 
@@ -100,6 +102,9 @@ public:
     }
 
 private:
+    /** A host that is not busy makes no more until somebody looks. */
+    static constexpr std::size_t usualEvents = 64;
+
     /** Of the event and of its line, which exist one after the other. */
     static qint64 roughSizeOf(const Event &event)
     {
@@ -112,6 +117,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Batch> m_batches;
+    bool m_isWatched = false; ///< somebody is going to look
     qint64 m_bytes = 0;
     qint64 m_lost = 0;
     quint64 m_appended = 0;

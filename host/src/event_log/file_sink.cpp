@@ -44,10 +44,11 @@ LineSink::Result FileSink::write(const QByteArray &lines)
     Result result = Result::Written;
     while (!left.isEmpty()) {
         const bool isReady = m_file.isOpen() || open();
-        const int size = isReady ? sizeThatFits(left) : 0;
+        const qint64 written = isReady ? m_file.size() : 0;
+        const int size = isReady ? sizeThatFits(left, written) : 0;
         if (isReady && size == 0 && beginNext()) {
             result = Result::Begun;
-        } else if (size > 0 && append(left.left(size))) {
+        } else if (size > 0 && append(left.left(size), written)) {
             left.remove(0, size);
         } else {
             m_lostLines += left.count('\n');
@@ -59,15 +60,15 @@ LineSink::Result FileSink::write(const QByteArray &lines)
     return result;
 }
 
-/** Of whole lines; one that is longer than a file stands alone in it. */
-int FileSink::sizeThatFits(const QByteArray &lines) const
+/** Of whole lines, behind what is written; one that is longer than a file stands alone in it. */
+int FileSink::sizeThatFits(const QByteArray &lines, qint64 written) const
 {
-    const qint64 room = m_settings.maxBytes - m_file.size();
+    const qint64 room = m_settings.maxBytes - written;
     if (lines.size() <= room) {
         return byteCount(lines);
     }
     const auto size = lines.left(static_cast<int>(std::max<qint64>(room, 0))).lastIndexOf('\n') + 1;
-    return static_cast<int>(size == 0 && m_file.size() <= m_startLine.size() ? lines.indexOf('\n') + 1 : size);
+    return static_cast<int>(size == 0 && written <= m_startLine.size() ? lines.indexOf('\n') + 1 : size);
 }
 
 /** At the end of what an earlier log has left; a pipe or a terminal has no end. */
@@ -79,16 +80,15 @@ bool FileSink::open()
                        (hasEnd ? QIODevice::Append : QIODevice::NotOpen));
 }
 
-/** Wholly or not at all: a part of a line would spoil the next one. */
-bool FileSink::append(const QByteArray &lines)
+/** Wholly or not at all, behind what is written: a part of a line would spoil the next one. */
+bool FileSink::append(const QByteArray &lines, qint64 written)
 {
-    const qint64 before = m_file.size();
     if (m_file.write(lines) == lines.size()) {
         return true;
     }
     setProblem(m_file.errorString());
     if (!m_file.isSequential()) {
-        m_file.resize(before);
+        m_file.resize(written);
     }
     return false;
 }
@@ -101,7 +101,7 @@ bool FileSink::beginNext()
     for (int number = oldest; number > 0; --number) {
         QFile::rename(numbered(m_settings.path, number - 1), numbered(m_settings.path, number));
     }
-    return open() && append(m_startLine);
+    return open() && append(m_startLine, m_file.size());
 }
 
 LineSink::Result FileSink::fail()

@@ -19,9 +19,9 @@ public:
     Result write(const QByteArray &lines) override;
 
 private:
-    int sizeThatFits(const QByteArray &lines) const;
+    int sizeThatFits(const QByteArray &lines, qint64 written) const;
     bool open();
-    bool append(const QByteArray &lines);
+    bool append(const QByteArray &lines, qint64 written);
     bool beginNext();
     Result fail();
 

@@ -4,6 +4,7 @@
 
 #include <QtNetwork/QLocalSocket>
 
+#include <events/event_lines_p.h>
 #include <logging_p.h>
 #include <timing_p.h>
 
@@ -13,11 +14,14 @@ namespace {
 
 QByteArray linesOf(const EventQueue::Batch &batch)
 {
-    QByteArray lines = batch.head;
-    for (const Event &event : batch.events) {
-        lines.append(jsonLine(event));
+    if (batch.events.empty()) {
+        return batch.head;
     }
-    return lines;
+    JsonLines lines;
+    for (const Event &event : batch.events) {
+        biz::host::write(lines, event);
+    }
+    return batch.head + lines.take();
 }
 
 /** More would be a mistake, and each may hold a megabyte. */
@@ -69,6 +73,11 @@ void LogWriter::drain()
         write({everybody, lostLine(taken.lost), {}, nullptr});
     }
     m_queue->noteWritten(taken.upTo);
+    if (taken.batches.empty()) {
+        m_soon.stop();
+    } else {
+        wake();
+    }
 }
 
 // --- Places ---------------------------------------------------------------------------------------

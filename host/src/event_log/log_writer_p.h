@@ -25,7 +25,7 @@ public:
     /** Soon, together with what comes until then. */
     void wake();
 
-    /** Now. */
+    /** Now; and soon again while there was something, so that a busy host need not wake it. */
     void drain();
 
     void listen(const QString &socket);

@@ -6,6 +6,22 @@
 
 namespace biz::host {
 
+namespace {
+
+void addRecord(Event &event, const model_Protocoldata &record)
+{
+    event.head = QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead));
+    event.data = record.baData;
+}
+
+void addNames(Event &event, const model_Protocoldata &record)
+{
+    event.sequence = record.ucHead[0];
+    event.codes = commandText(record);
+}
+
+} // namespace
+
 DeviceEvents::DeviceEvents(DeviceHost *host)
     : m_host(host)
 {
@@ -70,10 +86,8 @@ Event DeviceEvents::eventOf(EventKind kind, Ticket ticket, const model_Protocold
     event.kind = kind;
     event.ticket = ticket;
     event.id = m_ids.of(ticket);
-    event.head = QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead));
-    event.data = record.baData;
-    event.sequence = record.ucHead[0];
-    event.codes = commandText(record);
+    addRecord(event, record);
+    addNames(event, record);
     return event;
 }
 
@@ -95,8 +109,7 @@ void DeviceEvents::onWriting(Ticket ticket, int attempt, const model_Protocoldat
     event.kind = EventKind::Writing;
     event.ticket = ticket;
     event.id = m_ids.of(ticket);
-    event.codes = commandText(command);
-    event.sequence = command.ucHead[0];
+    addNames(event, command);
     event.attempts = attempt;
     tell(std::move(event));
 }
@@ -117,10 +130,8 @@ void DeviceEvents::onEnded(Ticket ticket, const CommandResult &result)
     Event event;
     const auto written = m_written.find(ticket);
     if (written != m_written.end()) {
-        const bool isAnswered = result.outcome == Outcome::Answered;
-        event = eventOf(endEvent(result.outcome), ticket, isAnswered ? result.reply : *written);
-        event.sequence = written->ucHead[0];
-        event.codes = commandText(*written);
+        addRecord(event, result.outcome == Outcome::Answered ? result.reply : *written);
+        addNames(event, *written);
         m_written.erase(written);
     }
     event.id = m_ids.of(ticket);

@@ -1,19 +1,19 @@
 #include <host/event.h>
 
-#include <events/json_line_p.h>
+#include <events/event_lines_p.h>
 
 namespace biz::host {
 
 namespace {
 
-void addText(JsonLine &line, const char *key, const QString &value)
+void addText(JsonLines &line, JsonKey key, const QString &value)
 {
     if (!value.isEmpty()) {
         line.text(key, value);
     }
 }
 
-void addHex(JsonLine &line, const char *key, const QByteArray &bytes)
+void addHex(JsonLines &line, JsonKey key, const QByteArray &bytes)
 {
     if (!bytes.isEmpty()) {
         line.hex(key, bytes);
@@ -21,21 +21,21 @@ void addHex(JsonLine &line, const char *key, const QByteArray &bytes)
 }
 
 template<typename Number>
-void addNumber(JsonLine &line, const char *key, const std::optional<Number> &value)
+void addNumber(JsonLines &line, JsonKey key, const std::optional<Number> &value)
 {
     if (value) {
         line.number(key, *value);
     }
 }
 
-void addMilliseconds(JsonLine &line, const char *key, const std::optional<double> &value)
+void addMilliseconds(JsonLines &line, JsonKey key, const std::optional<double> &value)
 {
     if (value) {
         line.milliseconds(key, *value);
     }
 }
 
-void addCommand(JsonLine &line, const Event &event)
+void addCommand(JsonLines &line, const Event &event)
 {
     if (event.ticket != 0) {
         line.number("ticket", static_cast<qint64>(event.ticket));
@@ -50,7 +50,7 @@ void addCommand(JsonLine &line, const Event &event)
     addNumber(line, "waitMs", event.waitMs);
 }
 
-void addRecord(JsonLine &line, const Event &event)
+void addRecord(JsonLines &line, const Event &event)
 {
     addHex(line, "head", event.head);
     addHex(line, "data", event.data);
@@ -58,13 +58,13 @@ void addRecord(JsonLine &line, const Event &event)
     addNumber(line, "flag", event.flag);
 }
 
-void addLink(JsonLine &line, const LinkStatus &link)
+void addLink(JsonLines &line, const LinkStatus &link)
 {
     line.text("state", linkStateName(link.state));
     line.number("linkAttempts", link.attempts);
 }
 
-void addHistory(JsonLine &line, const QVector<CommandEvent> &history)
+void addHistory(JsonLines &line, const QVector<CommandEvent> &history)
 {
     line.beginArray("history");
     for (int i = 0; i < history.size(); ++i) {
@@ -76,7 +76,7 @@ void addHistory(JsonLine &line, const QVector<CommandEvent> &history)
     line.endArray();
 }
 
-void addWhy(JsonLine &line, const Event &event)
+void addWhy(JsonLines &line, const Event &event)
 {
     if (event.error != Error::None) {
         line.text("error", errorName(event.error));
@@ -94,9 +94,9 @@ void addWhy(JsonLine &line, const Event &event)
 
 } // namespace
 
-QByteArray jsonLine(const Event &event, const QJsonObject &more)
+void write(JsonLines &line, const Event &event, const QJsonObject &more)
 {
-    JsonLine line;
+    line.begin();
     line.text("event", eventName(event.kind));
     line.utc("utc", event.utcMs);
     line.milliseconds("atMs", event.atMs);
@@ -107,6 +107,13 @@ QByteArray jsonLine(const Event &event, const QJsonObject &more)
     }
     addWhy(line, event);
     line.more(more);
+    line.end();
+}
+
+QByteArray jsonLine(const Event &event, const QJsonObject &more)
+{
+    JsonLines line;
+    write(line, event, more);
     return line.take();
 }
 

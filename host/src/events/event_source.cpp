@@ -8,6 +8,12 @@ namespace {
 
 constexpr double nanosecondsPerMillisecond = 1e6;
 
+void stamp(Event &event, const QElapsedTimer &sinceStart)
+{
+    event.utcMs = QDateTime::currentMSecsSinceEpoch();
+    event.atMs = static_cast<double>(sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
+}
+
 } // namespace
 
 EventSource::EventSource(QObject *parent)
@@ -34,13 +40,13 @@ QByteArray EventSource::headLines() const
 
 void EventSource::tell(Event event)
 {
-    Q_EMIT happened(timed(std::move(event)));
+    stamp(event, m_sinceStart);
+    Q_EMIT happened(event);
 }
 
 Event EventSource::timed(Event event) const
 {
-    event.utcMs = QDateTime::currentMSecsSinceEpoch();
-    event.atMs = static_cast<double>(m_sinceStart.nsecsElapsed()) / nanosecondsPerMillisecond;
+    stamp(event, m_sinceStart);
     return event;
 }
 

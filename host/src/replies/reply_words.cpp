@@ -56,7 +56,8 @@ QVector<RuleInWords> rulesInWords(int deviceType)
 
 QString commandText(const model_Protocoldata &record)
 {
-    return QString::fromStdString(rules::hexByte(record.ucHead[1]) + '/' + rules::hexByte(record.ucHead[2]));
+    const std::string codes = rules::hexByte(record.ucHead[1]) + '/' + rules::hexByte(record.ucHead[2]);
+    return QString::fromLatin1(codes.data(), static_cast<int>(codes.size()));
 }
 
 } // namespace biz::host

@@ -72,6 +72,24 @@ TEST(EventLine, KeepsHostileTextsWhole)
     EXPECT_FALSE(line.contains('\x1b')) << "a terminal must not obey a log";
 }
 
+TEST(EventLine, KeepsEachCharacter)
+{
+    constexpr int manyScripts = 0x2100;
+    for (int character = 0; character < manyScripts; ++character) {
+        Event event = eventOf(EventKind::Failed);
+        event.reason = QChar(character);
+        EXPECT_EQ(parsed(jsonLine(event)).value("reason").toString(), event.reason) << character;
+    }
+}
+
+TEST(EventLine, TakesATextOfAnyLength)
+{
+    Event event = eventOf(EventKind::Failed);
+    event.reason = QString(100000, QLatin1Char('\n'));
+
+    EXPECT_EQ(parsed(jsonLine(event)).value("reason").toString(), event.reason);
+}
+
 TEST(EventLine, TellsTheHistoryInItsOrder)
 {
     Event event = eventOf(EventKind::GaveUp);

@@ -47,6 +47,54 @@ TEST_F(EventLogFiles, HoldWhatHappensRightAfterTheAttaching)
     EXPECT_TRUE(waitForEnd(ticket));
 }
 
+TEST_F(EventLogFiles, HoldWhatHappensAfterAQuietTime)
+{
+    EventLog log(host.get(), path());
+    start();
+    ASSERT_TRUE(log.flush());
+    ASSERT_TRUE(log.flush()) << "with nothing to write the log goes to sleep";
+    const auto before = linesOf(path()).size();
+    enqueue();
+
+    EXPECT_TRUE(waitFor([&] { return linesOf(path()).size() > before; }));
+    host->stop();
+    EXPECT_TRUE(waitForAllEnds());
+}
+
+/** Tells what a test has it tell. */
+class ToldEvents : public EventSource
+{
+public:
+    QJsonObject about() const override { return {}; }
+    QJsonObject state() const override { return {}; }
+
+    void tellAt(qint64 utcMs)
+    {
+        Event event;
+        event.kind = EventKind::Opened;
+        event.utcMs = utcMs;
+        Q_EMIT happened(event);
+    }
+};
+
+TEST_F(EventLogFiles, TellEachEventWithItsOwnSecond)
+{
+    auto source = std::make_unique<ToldEvents>();
+    ToldEvents &told = *source;
+    EventLog log(std::move(source));
+    log.writeTo(EventFile(path()));
+    for (const qint64 utcMs : {1772356087006, 1772356087999, 1772356088000}) {
+        told.tellAt(utcMs);
+    }
+    ASSERT_TRUE(log.flush());
+
+    QStringList times;
+    for (const QByteArray &line : linesOf(path()).mid(2)) {
+        times.append(parsed(line).value("utc").toString());
+    }
+    EXPECT_EQ(times, (QStringList{"2026-03-01T09:08:07.006Z", "2026-03-01T09:08:07.999Z", "2026-03-01T09:08:08.000Z"}));
+}
+
 TEST_F(EventLogFiles, GoOnAsNumberedOnesOfWhichTheLastFewAreKept)
 {
     constexpr qint64 maxBytes = 4000;
