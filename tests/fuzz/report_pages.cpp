@@ -6,7 +6,7 @@
 #include <biz_console/report/history_files.h>
 #include <common/errors.h>
 #include <fuzz/input_in_memory.h>
-#include <history/findings.h>
+#include <history/findings/findings.h>
 #include <report/report_page.h>
 
 namespace {

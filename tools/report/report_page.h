@@ -5,7 +5,7 @@
 
 #include <QtCore/QByteArray>
 
-#include <history/findings.h>
+#include <history/findings/findings.h>
 
 namespace biz::report {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include <common/hex.h>
-#include <history/findings.h>
+#include <history/findings/findings.h>
 #include <history/words.h>
 #include <report/drawing/html.h>
 #include <report/drawing/table.h>

@@ -5,7 +5,7 @@
 
 #include <QtCore/QStringList>
 
-#include <history/findings.h>
+#include <history/findings/findings.h>
 #include <report/drawing/scale.h>
 
 namespace biz::report {

@@ -4,8 +4,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
-#include <history/findings.h>
-#include <history/history_builder.h>
+#include <history/findings/findings.h>
+#include <history/reading/history_builder.h>
 #include <host/device_host.h>
 #include <host/event_log.h>
 

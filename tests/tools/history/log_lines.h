@@ -5,8 +5,8 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
-#include <history/findings.h>
-#include <history/history_builder.h>
+#include <history/findings/findings.h>
+#include <history/reading/history_builder.h>
 
 /** Writes an event log as a host would, with times in milliseconds since its start. */
 class LogLines

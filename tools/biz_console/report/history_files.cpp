@@ -9,7 +9,7 @@
 #include <common/errors.h>
 #include <common/input_file.h>
 #include <history/event.h>
-#include <history/history_builder.h>
+#include <history/reading/history_builder.h>
 
 namespace biz::console {
 

@@ -6,7 +6,7 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/report/history_files.h>
 #include <common/shown_text.h>
-#include <history/findings.h>
+#include <history/findings/findings.h>
 #include <report/report_page.h>
 
 namespace biz::console {

@@ -7,7 +7,7 @@
 #include <QtGui/QPainter>
 
 #include <biz_monitor/looks/marks.h>
-#include <history/findings.h>
+#include <history/findings/findings.h>
 #include <history/words.h>
 
 namespace biz::monitor {

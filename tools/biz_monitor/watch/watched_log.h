@@ -6,7 +6,7 @@
 #include <QtCore/QTimer>
 
 #include <biz_monitor/sources/line_source.h>
-#include <history/history_builder.h>
+#include <history/reading/history_builder.h>
 
 namespace biz::monitor {
 

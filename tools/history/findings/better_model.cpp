@@ -1,4 +1,4 @@
-#include <history/findings.h>
+#include <history/findings/findings.h>
 
 #include <algorithm>
 

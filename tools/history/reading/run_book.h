@@ -1,0 +1,71 @@
+#ifndef BIZ_HISTORY_RUN_BOOK_H
+#define BIZ_HISTORY_RUN_BOOK_H
+
+#include <history/event.h>
+#include <history/history.h>
+#include <history/reading/bounds.h>
+#include <history/reading/device_book.h>
+#include <history/reading/open_commands.h>
+
+namespace biz::history {
+
+/** The runs of a history: the one that goes on, the clock by which it counts, and its commands. */
+class RunBook
+{
+public:
+    RunBook(History *history, DeviceBook *devices, const Bounds &bounds)
+        : m_history(*history)
+        , m_devices(*devices)
+        , m_bounds(bounds)
+    {
+    }
+
+    /** What is read next is the first line of a file. */
+    void beginFile() { m_isFirstOfFile = true; }
+
+    void readStart(const Event &start);
+
+    /** Any other line: where it is of no run that is known, one begins. */
+    void expect(const Event &event);
+
+    /** The summary of the run. */
+    void readSummary(double atMs);
+
+    /** When it happened: by the steady clock where the line has it, so that somebody who sets the clock bends nothing.
+     */
+    double timeOf(const Event &event) const;
+
+    Run &run() { return m_history.runs[static_cast<std::size_t>(m_open.run)]; }
+    OpenCommands &commands() { return m_open.commands; }
+
+    /** Negative: the run's lines name their devices. */
+    int onlyDevice() const { return m_open.onlyDevice; }
+
+private:
+    struct OpenRun
+    {
+        int run = 0;
+        double startMs = never; ///< what `atMs` counts from
+        OpenCommands commands;
+        int onlyDevice = -1;
+    };
+
+    void beginRun(const Event &start);
+    void continueRun(const Event &event);
+    void learnFrom(const Event &start);
+    bool isRepeated(const Event &start) const;
+    bool belongsToOpenRun(const Event &event) const;
+    void closeLink(double atMs);
+    void closeCommands();
+
+    History &m_history;
+    DeviceBook &m_devices;
+    const Bounds m_bounds;
+    OpenRun m_open;
+    bool m_hasRun = false;
+    bool m_isFirstOfFile = false;
+};
+
+} // namespace biz::history
+
+#endif
