@@ -106,6 +106,7 @@ void readStart(const Line &line, Event *event)
     event->link = line.text("link");
     event->tool = line.text("tool");
     event->library = line.text("library");
+    event->environment = line.text("environment");
 }
 
 void readCommand(const Line &line, Event *event)

@@ -80,6 +80,7 @@ struct Event
     QString link;
     QString tool;
     QString library;
+    QString environment;
 
     std::vector<Standing> standings; ///< of a state
 };

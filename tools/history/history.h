@@ -139,6 +139,7 @@ struct Run
     QString model;
     QString tool;
     QString library;
+    QString environment; ///< "Qt 5.15.8, Debian GNU/Linux 12 (bookworm), x86_64"
     bool isOfDevice = true;
     bool isPipelined = false;
     double fromMs = never;

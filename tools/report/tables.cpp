@@ -160,6 +160,7 @@ QString runTable(const History &history)
         if (!run.library.isEmpty()) {
             versions << QStringLiteral("library ") + run.library;
         }
+        versions << run.environment;
         versions.removeAll(QString());
         table.addRow({escaped(history::momentText(run.fromMs)), history::durationText(run.toMs - run.fromMs), channel,
                       escaped(run.link), run.model.isEmpty() ? QStringLiteral("–") : escaped(run.model), end,

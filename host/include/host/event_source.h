@@ -57,6 +57,9 @@ private:
     qint64 m_startUtcMs;
 };
 
+/** What this process runs with, as keys of the `start` line: "library", "environment". */
+BIZ_HOST_EXPORT QJsonObject versionKeys();
+
 BIZ_HOST_EXPORT std::unique_ptr<EventSource> eventsOf(DeviceHost *host);
 BIZ_HOST_EXPORT std::unique_ptr<EventSource> eventsOf(OsdHost *host);
 

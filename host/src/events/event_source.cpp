@@ -1,6 +1,9 @@
 #include <host/event_source.h>
 
 #include <QtCore/QDateTime>
+#include <QtCore/QSysInfo>
+
+#include <host/version.h>
 
 namespace biz::host {
 
@@ -31,11 +34,26 @@ QByteArray EventSource::headLines() const
     Event start;
     start.kind = EventKind::Start;
     start.utcMs = m_startUtcMs;
-    QJsonObject keys = about();
+    QJsonObject keys = versionKeys();
+    const QJsonObject own = about();
+    for (auto key = own.begin(); key != own.end(); ++key) {
+        keys.insert(key.key(), key.value());
+    }
     keys.insert(QStringLiteral("format"), eventFormat);
     Event now;
     now.kind = EventKind::State;
     return jsonLine(start, keys) + jsonLine(timed(now), state());
+}
+
+/** Made once: the files of a log may begin often. */
+QJsonObject versionKeys()
+{
+    static const QJsonObject keys{
+        {QStringLiteral("library"), libraryVersion()},
+        {QStringLiteral("environment"),
+         QStringLiteral("Qt %1, %2, %3")
+             .arg(QString::fromLatin1(qVersion()), QSysInfo::prettyProductName(), QSysInfo::currentCpuArchitecture())}};
+    return keys;
 }
 
 void EventSource::tell(Event event)

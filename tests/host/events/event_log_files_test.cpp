@@ -2,6 +2,8 @@
 
 #include <QtCore/QBuffer>
 
+#include <host/version.h>
+
 #include "event_log_fixture.h"
 
 namespace {
@@ -21,6 +23,16 @@ TEST_F(EventLogFiles, BeginWithTheFormatAndHowThingsStand)
     EXPECT_EQ(eventsIn(lines).mid(0, 2), (QStringList{"start", "state"}));
     EXPECT_EQ(parsed(lines.at(0)).value("format").toInt(), eventFormat);
     EXPECT_EQ(parsed(lines.at(0)).value("channel").toString(), QStringLiteral("device"));
+}
+
+TEST_F(EventLogFiles, BeginWithTheVersionsThatTheProcessRunsWith)
+{
+    EventLog log(host.get(), path());
+    ASSERT_TRUE(log.flush());
+
+    const QJsonObject start = parsed(linesOf(path()).at(0));
+    EXPECT_EQ(start.value("library").toString(), libraryVersion());
+    EXPECT_TRUE(start.value("environment").toString().contains(QLatin1String(qVersion())));
 }
 
 TEST_F(EventLogFiles, HoldEveryEventOfACommand)

@@ -41,7 +41,8 @@ TEST(ReportPage, HoldsNothingOfAHostileTextButTheText)
                      {"deviceType", LogLines::a2},
                      {"link", text},
                      {"tool", text},
-                     {"library", text}});
+                     {"library", text},
+                     {"environment", text}});
         log.given(1, 1, text);
         log.sent(2, 1);
         log.rejected(3, 1, text, "01 F1 08 03 62 01 00", 353, text);

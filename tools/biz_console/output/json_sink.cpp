@@ -3,6 +3,7 @@
 #include <common/units.h>
 #include <common/utf8_stream.h>
 #include <host/event.h>
+#include <host/event_source.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
@@ -73,9 +74,11 @@ JsonSink::JsonSink(QTextStream &out, bool events)
 
 void JsonSink::started(const RunStart &run)
 {
-    QJsonObject keys{{key("format"), host::eventFormat},
-                     {key("channel"), run.isOfDevice ? QStringLiteral("device") : QStringLiteral("osd")},
-                     {key("link"), run.target}};
+    QJsonObject keys = host::versionKeys();
+    keys.insert(key("tool"), QStringLiteral("biz_console " BIZ_CONSOLE_VERSION));
+    keys.insert(key("format"), host::eventFormat);
+    keys.insert(key("channel"), run.isOfDevice ? QStringLiteral("device") : QStringLiteral("osd"));
+    keys.insert(key("link"), run.target);
     if (run.isOfDevice) {
         keys.insert(key("deviceType"), run.deviceType);
         keys.insert(key("pipelined"), run.isPipelined);

@@ -108,6 +108,7 @@ void RunBook::beginRun(const Event &start)
     run.model = modelOf(start.deviceType);
     run.tool = start.tool;
     run.library = start.library;
+    run.environment = start.environment;
     run.isOfDevice = start.isOfDevice;
     run.isPipelined = start.isPipelined;
     run.fromMs = start.utcMs;
