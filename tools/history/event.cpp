@@ -5,6 +5,7 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QHash>
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
@@ -50,6 +51,16 @@ public:
 
     Line object(const QString &name) const { return Line(m_object.value(name).toObject()); }
     QStringList names() const { return m_object.keys(); }
+
+    std::vector<Line> objects(const char *name) const
+    {
+        std::vector<Line> all;
+        const QJsonArray array = value(name).toArray();
+        for (const QJsonValue &item : array) {
+            all.emplace_back(item.toObject());
+        }
+        return all;
+    }
 
     quint64 count(const char *name) const
     {
@@ -152,6 +163,17 @@ Standing standingOf(const QString &device, const Line &line)
     return standing;
 }
 
+/** An OSD host tells which of its devices do not reply. */
+void readSilentDevices(const Line &line, Event *event)
+{
+    for (const Line &device : line.objects("silentDevices")) {
+        Standing standing;
+        standing.device = device.text("device");
+        standing.silentSinceMs = device.time("silentSince");
+        event->standings.push_back(standing);
+    }
+}
+
 /** A fleet tells of each of its devices by its name. */
 void readState(const Line &line, Event *event)
 {
@@ -163,6 +185,7 @@ void readState(const Line &line, Event *event)
     if (names.isEmpty()) {
         event->standings.push_back(standingOf(QString(), line));
     }
+    readSilentDevices(line, event);
 }
 
 void readWhy(const Line &line, Event *event)

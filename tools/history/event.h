@@ -20,7 +20,8 @@ struct Standing
 {
     QString device; ///< empty: the only one
     std::optional<host::LinkState> linkState;
-    double sinceMs = -1.0; ///< that the link is in this state
+    double sinceMs = -1.0;       ///< that the link is in this state
+    double silentSinceMs = -1.0; ///< that an OSD device has not replied
     QString reason;
     Tally before; ///< the commands that had ended
     quint64 refusedBefore = 0;

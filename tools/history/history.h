@@ -124,6 +124,10 @@ struct Device
     std::vector<Trouble> troubles; ///< bytes that were no reply, failed sending and receiving
     quint64 refusedReplies = 0;
 
+    // What a log tells where it begins: an OSD device had not replied since then.
+    double silentSinceMs = never;
+    double silentToldMs = never;
+
     // Of a history that goes on.
     Tally forgotten;            ///< what is not held any more, or was before the log began
     int openCommands = 0;       ///< of the run that goes on, those that have not ended

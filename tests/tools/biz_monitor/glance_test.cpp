@@ -1,3 +1,5 @@
+#include <QtCore/QJsonArray>
+
 #include <gtest/gtest.h>
 
 #include <biz_monitor/watch/glance.h>
@@ -73,6 +75,19 @@ TEST_F(GlanceTest, DeviceThatWasSilentOnceAnswersAgainAfterEnoughReplies)
     for (int i = 0; i < 20; ++i) {
         log.answeredCommand(3000 + i * 10, 4 + i, 5);
     }
+    EXPECT_EQ(glance().health, Health::Answering);
+}
+
+TEST_F(GlanceTest, OsdDeviceThatWasSilentBeforeTheLogBeganIsSilentUntilItReplies)
+{
+    log.lines.clear();
+    log.start(-1, QStringLiteral("osd"));
+    const QJsonObject device{{"device", "10.0.0.7"}, {"silentSince", "2026-05-06T13:59:00.000Z"}};
+    log.line(1, {{"event", "state"}, {"silentDevices", QJsonArray{device}}});
+    EXPECT_EQ(glance().health, Health::Silent);
+    EXPECT_TRUE(glance().sentence.endsWith(QStringLiteral("before the log began.")));
+    log.line(100, {{"event", "given"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    log.line(130, {{"event", "answered"}, {"ticket", 1}, {"device", "10.0.0.7"}, {"roundTripMs", 30}});
     EXPECT_EQ(glance().health, Health::Answering);
 }
 

@@ -1,3 +1,5 @@
+#include <QtCore/QJsonArray>
+
 #include <gtest/gtest.h>
 
 #include <tools/history/log_lines.h>
@@ -253,6 +255,49 @@ TEST(HistoryBuilder, HostThatWasNeverStartedIsNoFault)
     log.start();
     log.line(1, standing(QStringLiteral("closed"), 0));
     EXPECT_EQ(findingsOf(log.history()).at(0).severity, Finding::Severity::Note);
+}
+
+/** The log of an OSD host, one of whose devices had been silent for a minute. */
+LogLines logWithSilentDevice()
+{
+    LogLines log;
+    log.start(-1, QStringLiteral("osd"));
+    const auto since = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(LogLines::startMs()) - 60000, Qt::UTC);
+    const QJsonObject device{{"device", "10.0.0.7"}, {"silentSince", since.toString(Qt::ISODateWithMs)}};
+    log.line(1, {{"event", "state"}, {"silentDevices", QJsonArray{device}}});
+    return log;
+}
+
+TEST(HistoryBuilder, OsdDeviceThatWasSilentBeforeTheLogBeganIsSilent)
+{
+    const std::vector<Finding> findings = findingsOf(logWithSilentDevice().history());
+    EXPECT_EQ(findings.at(0).kind, Finding::Kind::Silence);
+    EXPECT_EQ(findings.at(0).fromMs, LogLines::startMs() - 60000);
+    EXPECT_TRUE(findings.at(0).sentence.startsWith("10.0.0.7 had been silent since"));
+}
+
+TEST(HistoryBuilder, CommandsThatAnOlderSilenceSwallowsAreOfIt)
+{
+    LogLines log = logWithSilentDevice();
+    log.line(100, {{"event", "given"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    log.line(100, {{"event", "sent"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    log.line(900, {{"event", "gaveUp"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    const std::vector<Silence> silences = silencesOf(log.history().devices.at(0));
+    ASSERT_EQ(silences.size(), 1U);
+    EXPECT_EQ(silences.at(0).givenUp, 1U);
+    EXPECT_FALSE(silences.at(0).isOver);
+}
+
+TEST(HistoryBuilder, OlderSilenceEndsWithTheFirstReply)
+{
+    LogLines log = logWithSilentDevice();
+    log.line(100, {{"event", "given"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    log.line(100, {{"event", "sent"}, {"ticket", 1}, {"device", "10.0.0.7"}});
+    log.line(130, {{"event", "answered"}, {"ticket", 1}, {"device", "10.0.0.7"}, {"roundTripMs", 30}});
+    const std::vector<Silence> silences = silencesOf(log.history().devices.at(0));
+    ASSERT_EQ(silences.size(), 1U);
+    EXPECT_TRUE(silences.at(0).isOver);
+    EXPECT_EQ(silences.at(0).toMs, LogLines::startMs() + 130);
 }
 
 TEST(HistoryBuilder, FleetTellsOfEachDeviceByItsName)

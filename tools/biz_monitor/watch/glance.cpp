@@ -78,6 +78,12 @@ Health healthOfLink(const Device &device)
     Q_UNREACHABLE();
 }
 
+/** Before the log began, and not heard of since. */
+bool isToldSilent(const Device &device)
+{
+    return device.silentSinceMs >= 0.0 && device.lastReplyMs < device.silentSinceMs;
+}
+
 Health healthOf(const Device &device, const Recent &recent)
 {
     const Health link = healthOfLink(device);
@@ -85,7 +91,7 @@ Health healthOf(const Device &device, const Recent &recent)
         return link;
     }
     if (recent.ended == 0) {
-        return Health::Unused;
+        return isToldSilent(device) ? Health::Silent : Health::Unused;
     }
     if (recent.rejectedInARow > 0) {
         return Health::Refused;
@@ -111,6 +117,10 @@ QString sentenceOf(Health health, const Device &device, const Recent &recent)
         return QStringLiteral("The link has been lost since %1%2.").arg(history::clockText(span.fromMs), why);
     }
     case Health::Silent:
+        if (recent.ended == 0) {
+            return QStringLiteral("Silent since %1, before the log began.")
+                .arg(history::clockText(device.silentSinceMs));
+        }
         return QStringLiteral("Silent since %1: no reply to %2.")
             .arg(history::clockText(recent.failingSinceMs), inARow(recent.failedInARow));
     case Health::Refused:

@@ -156,7 +156,8 @@ QString DeviceFindings::slownessAdvice() const
         advisedMs = std::max(advisedMs, advice.verdict == WaitAdvice::Verdict::Enough ? 0 : advice.advisedMs);
     }
     return advisedMs == 0 ? QString()
-                          : QStringLiteral("Set iWaitTime to %1 ms or more; “Waits” below says why.").arg(advisedMs);
+                          : QStringLiteral("Give commands a wait (iWaitTime) of %1 ms or more; “Waits” below says why.")
+                                .arg(advisedMs);
 }
 
 void DeviceFindings::lookForSlowness()
@@ -200,16 +201,21 @@ void DeviceFindings::lookForSlowness()
 void DeviceFindings::tellSilence(const Silence &silence)
 {
     QString sentence;
-    if (m_tally.answered == 0 && m_device.incidents.empty()) {
+    const QString afterwards = silence.isOver ? QStringLiteral(", then it replied again")
+                                              : QStringLiteral(", and nothing was heard of it afterwards");
+    if (silence.isOlderThanLog) {
+        const QString givenUp =
+            silence.givenUp == 0 ? QString() : QStringLiteral(": %1 given up since").arg(commandsText(silence.givenUp));
+        sentence = QStringLiteral("%1 had been silent since %2, before this log began%3%4.")
+                       .arg(m_device.title, clockText(silence.fromMs), givenUp, afterwards);
+    } else if (m_tally.answered == 0 && m_device.incidents.empty()) {
         sentence = QStringLiteral("%1 never replied: %2 given up in %3 from %4.")
                        .arg(m_device.title, commandsText(silence.givenUp), durationText(silence.toMs - silence.fromMs),
                             clockText(silence.fromMs));
     } else {
         sentence = QStringLiteral("%1 was silent for %2 from %3: %4 given up%5.")
                        .arg(m_device.title, durationText(silence.toMs - silence.fromMs), clockText(silence.fromMs),
-                            commandsText(silence.givenUp),
-                            silence.isOver ? QStringLiteral(", then it replied again")
-                                           : QStringLiteral(", and nothing was heard of it afterwards"));
+                            commandsText(silence.givenUp), afterwards);
     }
     Finding &told = add(Kind::Silence, Severity::Fault, QStringLiteral("Silent"), sentence,
                         m_device.isOfDevice
@@ -235,7 +241,8 @@ void DeviceFindings::lookForSilence()
     constexpr quint64 fewestCommands = 2;
     std::vector<Silence> silences = silencesOf(m_device);
     const auto firstBrief = std::stable_partition(silences.begin(), silences.end(), [this](const Silence &silence) {
-        return silence.givenUp >= fewestCommands || (m_tally.answered == 0 && m_device.incidents.empty());
+        return silence.isOlderThanLog || silence.givenUp >= fewestCommands ||
+               (m_tally.answered == 0 && m_device.incidents.empty());
     });
     tellBriefSilences(static_cast<quint64>(silences.end() - firstBrief));
     silences.erase(firstBrief, silences.end());
@@ -259,8 +266,9 @@ bool DeviceFindings::lookForWrongModel()
         return false;
     }
     add(Kind::WrongModel, Severity::Fault, QStringLiteral("Wrong model"),
-        QStringLiteral("The wrong model is probably set for %1: %2 refused as the rules of the %3 demand, but all of "
-                       "them obey the rules of the %4.")
+        QStringLiteral(
+            "The wrong model is probably set for %1: %2 refused since they break the rules of the %3, but all of "
+            "them obey those of the %4.")
             .arg(m_device.title, countText(m_device.refusedReplies, "reply was", "replies were"),
                  m_device.model.isEmpty() ? QStringLiteral("set model") : m_device.model, better),
         QStringLiteral("Set the model to %1 and try again.").arg(better));

@@ -44,7 +44,8 @@ struct Silence
     double fromMs = never;
     double toMs = never;
     quint64 givenUp = 0;
-    bool isOver = false; ///< it was heard of again
+    bool isOver = false;         ///< it was heard of again
+    bool isOlderThanLog = false; ///< the host told of it where the log begins
 };
 std::vector<Silence> silencesOf(const Device &device);
 

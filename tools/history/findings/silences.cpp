@@ -37,12 +37,26 @@ std::vector<const Command *> unansweredOf(const Device &device)
     return commands;
 }
 
+/** What the host told of it where the log begins. */
+Silence silenceBeforeLog(const Device &device, const std::vector<double> &heard)
+{
+    Silence silence;
+    silence.fromMs = device.silentSinceMs;
+    silence.isOver = !heard.empty();
+    silence.toMs = silence.isOver ? heard.front() : device.silentToldMs;
+    silence.isOlderThanLog = true;
+    return silence;
+}
+
 } // namespace
 
 std::vector<Silence> silencesOf(const Device &device)
 {
     const std::vector<double> heard = heardTimesOf(device);
     std::vector<Silence> silences;
+    if (device.silentSinceMs >= 0.0) {
+        silences.push_back(silenceBeforeLog(device, heard));
+    }
     for (const Command *command : unansweredOf(device)) {
         const auto next = std::lower_bound(heard.begin(), heard.end(), command->sentMs);
         const double heardAgainMs = next == heard.end() ? never : *next;

@@ -284,6 +284,10 @@ void HistoryBuilder::readStanding(const Standing &standing, double atMs)
         device.forgotten += standing.before;
         device.refusedReplies += standing.refusedBefore;
     }
+    if (standing.silentSinceMs >= 0.0 && device.commands.empty() && device.silentSinceMs < 0.0) {
+        device.silentSinceMs = std::min(standing.silentSinceMs, atMs);
+        device.silentToldMs = atMs;
+    }
     const bool isKnown = !device.link.empty() && device.link.back().toMs < 0.0;
     if (!standing.linkState || (isKnown && device.link.back().state == *standing.linkState)) {
         return;
