@@ -113,10 +113,13 @@ Drawing waitingCommands(const Scene &scene)
 
 Drawing rateOfCommands(const Scene &scene)
 {
-    constexpr std::size_t columns = 60;
-    const std::vector<Ends> ends = endsOf(scene, columns);
     constexpr double secondMs = 1000.0;
-    const double columnSeconds = std::max(scene.stretch.lengthMs(), 1.0) / columns / secondMs;
+    constexpr double fewestColumns = 20.0;
+    constexpr double mostColumns = 60.0;
+    const double seconds = std::max(scene.stretch.lengthMs(), 1.0) / secondMs;
+    const auto columns = static_cast<std::size_t>(std::clamp(seconds, fewestColumns, mostColumns));
+    const std::vector<Ends> ends = endsOf(scene, columns);
+    const double columnSeconds = seconds / static_cast<double>(columns);
     const auto rate = [columnSeconds](quint64 count) {
         return static_cast<double>(count) / columnSeconds;
     };
@@ -130,7 +133,7 @@ Drawing rateOfCommands(const Scene &scene)
                 .arg(QString::number(highest, 'f', 1)));
     drawCountAxis(svg, top, QStringLiteral("commands a second"));
     drawTimeAxis(svg, TimeScale(scene.stretch, chart::left, chart::right));
-    constexpr double columnWidth = (chart::right - chart::left) / static_cast<double>(columns);
+    const double columnWidth = (chart::right - chart::left) / static_cast<double>(columns);
     constexpr double gap = 1.0;
     for (std::size_t place = 0; place < columns; ++place) {
         const Ends &column = ends[place];

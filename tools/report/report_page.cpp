@@ -240,7 +240,8 @@ void Page::writeOverview()
                refusalTable(m_history));
     QString charts = figure("Round trips.", QStringLiteral("How long replies took, by when their command was sent."),
                             roundTripsOverTime(scene, dotsAcross));
-    charts += figure("Distribution.", QStringLiteral("How many replies took how long."), roundTripDistribution(scene));
+    charts += figure("Distribution.", QStringLiteral("How many replies took how long; outlined: too late."),
+                     roundTripDistribution(scene));
     charts += figure("Waiting commands.", QStringLiteral("How many waited to be sent."), waitingCommands(scene));
     charts += figure("Rate.", QStringLiteral("Commands that ended each second; hatched: not answered."),
                      rateOfCommands(scene));
@@ -256,11 +257,12 @@ void Page::writeTable(const char *title, const QString &explanation, const QStri
 
 void Page::writeTables()
 {
-    writeTable("Waits",
-               QStringLiteral("Whether the commands’ iWaitTime leaves the device its time. A command to one device is "
-                              "sent again after two thirds of its wait; an OSD wait counts whole seconds, the first of "
-                              "which may be short."),
-               waitTable(m_history));
+    writeTable(
+        "Waits",
+        QStringLiteral("Whether the commands’ wait (iWaitTime) leaves the device its time. A command to one device is "
+                       "sent again after two thirds of its wait; an OSD wait counts whole seconds, the first of "
+                       "which may be short."),
+        waitTable(m_history));
     writeTable("Devices", QStringLiteral("What became of the commands of each."), deviceTable(m_history));
 }
 

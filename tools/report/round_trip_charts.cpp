@@ -94,6 +94,12 @@ private:
 
 constexpr double noReplyHeight = chart::top - 17.0;
 
+QString usableText(const Wait &wait)
+{
+    return (wait.isOfDevice ? QStringLiteral("sent again after %1") : QStringLiteral("sure to wait %1"))
+        .arg(history::durationText(wait.usableMs));
+}
+
 void drawWaits(Svg &svg, const Responses &all, const DurationScale &durations)
 {
     constexpr double above = 3.0;
@@ -106,10 +112,7 @@ void drawWaits(Svg &svg, const Responses &all, const DurationScale &durations)
             svg.line("usable", chart::left, usable, chart::right, usable);
             if (all.waits.size() == 1) {
                 constexpr double below = 11.0;
-                svg.text("axis", chart::right, usable + below,
-                         (wait.isOfDevice ? QStringLiteral("sent again after %1") : QStringLiteral("sure to wait %1"))
-                             .arg(history::durationText(wait.usableMs)),
-                         Anchor::End);
+                svg.text("axis", chart::right, usable + below, usableText(wait), Anchor::End);
             }
         }
     }
@@ -130,20 +133,35 @@ struct Classes
 {
     static constexpr int perDecade = 12;
 
+    /** Of replies that took about the same time. */
+    struct Count
+    {
+        quint64 inTime = 0;
+        quint64 late = 0;
+
+        quint64 all() const { return inTime + late; }
+    };
+
     double shortestMs = 1.0;
-    std::vector<quint64> counts;
+    std::vector<Count> counts;
 
     explicit Classes(const Responses &all, const DurationScale &durations)
         : shortestMs(durations.shortestMs())
         , counts(static_cast<std::size_t>(
               std::lround(std::log10(durations.longestMs() / durations.shortestMs()) * perDecade)))
     {
-        for (const auto *responses : {&all.inTime, &all.late}) {
-            for (const auto &[sentMs, responseMs] : *responses) {
-                const double place = std::log10(std::max(responseMs, shortestMs) / shortestMs) * perDecade;
-                ++counts[std::min(static_cast<std::size_t>(place), counts.size() - 1)];
-            }
+        for (const auto &[sentMs, responseMs] : all.inTime) {
+            ++classOf(responseMs).inTime;
         }
+        for (const auto &[sentMs, responseMs] : all.late) {
+            ++classOf(responseMs).late;
+        }
+    }
+
+    Count &classOf(double responseMs)
+    {
+        const double place = std::log10(std::max(responseMs, shortestMs) / shortestMs) * perDecade;
+        return counts[std::min(static_cast<std::size_t>(place), counts.size() - 1)];
     }
 
     double beginMs(std::size_t place) const
@@ -152,12 +170,19 @@ struct Classes
         return shortestMs * std::pow(decade, static_cast<double>(place) / perDecade);
     }
 
-    double highest() const { return static_cast<double>(*std::max_element(counts.begin(), counts.end())); }
+    double highest() const
+    {
+        const auto most = std::max_element(counts.begin(), counts.end(),
+                                           [](const Count &a, const Count &b) { return a.all() < b.all(); });
+        return static_cast<double>(most->all());
+    }
 };
 
 void drawDistributionAxes(Svg &svg, const Responses &all, const DurationScale &durations, double highest)
 {
     constexpr double belowAxis = 15.0;
+    constexpr double baseline = 12.0;
+    constexpr double toLine = 5.0;
     drawCountAxis(svg, highest, QStringLiteral("replies"));
     for (const Tick &tick : durations.ticks()) {
         svg.line("grid", tick.position, chart::top, tick.position, chart::bottom);
@@ -170,7 +195,32 @@ void drawDistributionAxes(Svg &svg, const Responses &all, const DurationScale &d
         if (wait.usableMs >= durations.shortestMs()) {
             const double usable = durations.at(wait.usableMs);
             svg.line("usable", usable, chart::top, usable, chart::bottom);
+            if (all.waits.size() == 1) {
+                svg.text("axis", usable - toLine, chart::top + baseline, usableText(wait), Anchor::End);
+            }
         }
+    }
+}
+
+/** Replies in time, and on top of them those that came too late. */
+void drawClass(Svg &svg, const Classes &classes, std::size_t place, const DurationScale &durations, double highest)
+{
+    const Classes::Count &count = classes.counts[place];
+    const QString span =
+        QStringLiteral(" from %1 to %2")
+            .arg(history::durationText(classes.beginMs(place)), history::durationText(classes.beginMs(place + 1)));
+    constexpr double gap = 1.0;
+    const double left = durations.at(classes.beginMs(place));
+    const double width = durations.at(classes.beginMs(place + 1)) - left - gap;
+    const double middle = heightOf(static_cast<double>(count.inTime), highest);
+    const double top = heightOf(static_cast<double>(count.all()), highest);
+    if (count.inTime > 0) {
+        svg.rect("b answered", {left, middle, width, chart::bottom - middle},
+                 history::countText(count.inTime, "reply", "replies") + span);
+    }
+    if (count.late > 0) {
+        svg.rect("b late", {left, top, width, middle - top},
+                 history::countText(count.late, "late reply", "late replies") + span);
     }
 }
 
@@ -227,18 +277,7 @@ Drawing roundTripDistribution(const Scene &scene)
                      history::durationText(all.shortestMs), history::durationText(all.longestMs)));
     drawDistributionAxes(svg, all, durations, highest);
     for (std::size_t place = 0; place < classes.counts.size(); ++place) {
-        if (classes.counts[place] == 0) {
-            continue;
-        }
-        constexpr double gap = 1.0;
-        const double left = durations.at(classes.beginMs(place));
-        const double right = durations.at(classes.beginMs(place + 1));
-        const double y = heightOf(static_cast<double>(classes.counts[place]), highest);
-        svg.rect("b answered", {left, y, right - left - gap, chart::bottom - y},
-                 QStringLiteral("%1 from %2 to %3")
-                     .arg(history::countText(classes.counts[place], "reply", "replies"),
-                          history::durationText(classes.beginMs(place)),
-                          history::durationText(classes.beginMs(place + 1))));
+        drawClass(svg, classes, place, durations, highest);
     }
     return {svg.markup(), {}};
 }

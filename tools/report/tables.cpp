@@ -58,6 +58,24 @@ QString payloadText(const Refusal &refusal)
                                                              : QStringLiteral("<br><code>%1</code>").arg(first));
 }
 
+/** "2026-11-22". */
+QString dayText(double ms)
+{
+    constexpr int size = 10;
+    return history::momentText(ms).left(size);
+}
+
+/** The head of the page tells the day of a log that has only one. */
+QString whenText(const Refusal &refusal, bool isOneDay)
+{
+    const auto text = [isOneDay](double ms) {
+        return isOneDay ? history::clockText(ms) : dayText(ms) + QLatin1Char(' ') + history::clockText(ms);
+    };
+    const QString first = text(refusal.firstMs);
+    const QString last = text(refusal.lastMs);
+    return first == last ? first : QStringLiteral("%1 to %2").arg(first, last);
+}
+
 QString verdictText(const WaitAdvice &advice)
 {
     switch (advice.verdict) {
@@ -66,7 +84,7 @@ QString verdictText(const WaitAdvice &advice)
     case WaitAdvice::Verdict::Tight:
         return QStringLiteral("▲ tight: %1 ms would leave room").arg(advice.advisedMs);
     case WaitAdvice::Verdict::TooShort:
-        return QStringLiteral("✖ too short: set <b>iWaitTime to %1 ms</b>").arg(advice.advisedMs);
+        return QStringLiteral("✖ too short: set it to <b>%1 ms</b>").arg(advice.advisedMs);
     }
     Q_UNREACHABLE();
 }
@@ -96,6 +114,7 @@ QString refusalTable(const History &history)
     Table table({QStringLiteral("Command"), QStringLiteral("#Replies"), QStringLiteral("First reply: head"),
                  QStringLiteral("Payload"), QStringLiteral("What is wrong, and the whole rule"),
                  QStringLiteral("When")});
+    const bool isOneDay = dayText(history.fromMs) == dayText(history.toMs);
     for (const Device &device : history.devices) {
         std::vector<const Refusal *> refusals;
         for (const Refusal &refusal : device.refusals) {
@@ -104,14 +123,13 @@ QString refusalTable(const History &history)
         std::stable_sort(refusals.begin(), refusals.end(),
                          [](const Refusal *a, const Refusal *b) { return a->count > b->count; });
         for (const Refusal *refusal : refusals) {
-            QString when = history::momentText(refusal->firstMs);
-            if (refusal->count > 1) {
-                when += QStringLiteral(" to ") + history::clockText(refusal->lastMs);
+            QString command = wrapped("b", escaped(refusal->codes));
+            if (history.devices.size() > 1) {
+                command += QStringLiteral("<br>") + escaped(device.title);
             }
-            table.addRow({QStringLiteral("<b>%1</b><br>%2").arg(escaped(refusal->codes), escaped(device.title)),
-                          number(refusal->count), markedHead(*refusal), payloadText(*refusal),
+            table.addRow({command, number(refusal->count), markedHead(*refusal), payloadText(*refusal),
                           QStringLiteral("<b>%1</b><br>%2").arg(escaped(refusal->broken), escaped(refusal->rule)),
-                          escaped(when)});
+                          escaped(whenText(*refusal, isOneDay))});
         }
     }
     return table.markup(mostRefusals, QStringLiteral("refused kinds of replies"));
@@ -137,8 +155,8 @@ QString deviceTable(const History &history)
 {
     Table table({QStringLiteral("Device"), QStringLiteral("#Commands"), QStringLiteral("#Answered"),
                  QStringLiteral("#Sent again"), QStringLiteral("#Given up"), QStringLiteral("#Link down"),
-                 QStringLiteral("#Ended by host, open"), QStringLiteral("#Refused replies"), QStringLiteral("#Late"),
-                 QStringLiteral("#Twice"), QStringLiteral("#Median"), QStringLiteral("#Longest")});
+                 QStringLiteral("#Ended by host, or open"), QStringLiteral("#Refused replies"), QStringLiteral("#Late"),
+                 QStringLiteral("#Came twice"), QStringLiteral("#Median"), QStringLiteral("#Longest")});
     for (const Device &device : history.devices) {
         addDevice(table, device);
     }

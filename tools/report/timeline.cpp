@@ -34,13 +34,18 @@ struct Row
     Lanes lanes;
     std::vector<const Finding *> spans; ///< findings with a time in this stretch
     const Finding *gravest = nullptr;
-    bool hasMarks = false;
+    bool hasResends = false;
+    bool hasIncidents = false;
     double top = 0.0;
     double laneHeight = 0.0;
 
     double barsTop() const { return top + (spans.empty() ? 2.0 : bracketHeight); }
     double barsBottom() const { return barsTop() + lanes.count * laneHeight; }
-    double bottom() const { return barsBottom() + (hasMarks ? marksHeight : 2.0); }
+    double incidentsTop() const { return barsBottom() + (hasResends ? marksHeight : 0.0); }
+    double bottom() const
+    {
+        return hasResends || hasIncidents ? incidentsTop() + (hasIncidents ? marksHeight : 0.0) : barsBottom() + 2.0;
+    }
 };
 
 Mark markOf(Incident::Kind kind)
@@ -176,13 +181,15 @@ Row Timeline::rowOf(int device, int lanes, int bars) const
         }
     }
     const std::vector<Incident> &incidents = deviceOf(row).incidents;
-    row.hasMarks = std::any_of(incidents.begin(), incidents.end(),
-                               [this](const Incident &incident) { return m_scene.stretch.contains(incident.atMs); });
+    row.hasIncidents = std::any_of(incidents.begin(), incidents.end(), [this](const Incident &incident) {
+        return m_scene.stretch.contains(incident.atMs);
+    });
     const std::vector<double> &clears = deviceOf(row).clears;
-    row.hasMarks = row.hasMarks || std::any_of(clears.begin(), clears.end(),
-                                               [this](double clearMs) { return m_scene.stretch.contains(clearMs); });
-    row.hasMarks = row.hasMarks || std::any_of(row.lanes.bars.begin(), row.lanes.bars.end(),
-                                               [](const Bar &bar) { return bar.command->resentMs >= 0.0; });
+    row.hasIncidents = row.hasIncidents || std::any_of(clears.begin(), clears.end(), [this](double clearMs) {
+                           return m_scene.stretch.contains(clearMs);
+                       });
+    row.hasResends = std::any_of(row.lanes.bars.begin(), row.lanes.bars.end(),
+                                 [](const Bar &bar) { return bar.command->resentMs >= 0.0; });
     return row;
 }
 
@@ -320,31 +327,34 @@ void Timeline::drawSpan(Svg &svg, const Row &row, const Finding &finding) const
     svg.text(isOutage ? "bold" : "alarm", middle, y - toBaseline + 1.0, label, Anchor::Middle);
 }
 
-// One of a kind at a place: what lies under another cannot be seen.
+/**
+ * What the host sent again stands over what came, since the two often fall together. One of a kind is drawn at a
+ * place: what lies under another cannot be seen.
+ */
 void Timeline::drawMarks(Svg &svg, const Row &row) const
 {
     constexpr double closest = 5.0;
-    const double y = row.barsBottom() + marksHeight / 2.0;
     double lastOf[] = {-closest, -closest, -closest, -closest, -closest, -closest};
-    const auto draw = [&](Mark mark, double ms, const QString &what) {
+    const auto draw = [&](Mark mark, double top, double ms, const QString &what) {
         const double x = m_time.at(ms);
         double &last = lastOf[static_cast<int>(mark)];
         if (m_scene.stretch.contains(ms) && x - last >= closest) {
             last = x;
-            svg.mark(mark, x, y, what + QLatin1Char(' ') + history::clockText(ms));
+            svg.mark(mark, x, top + marksHeight / 2.0, what + QLatin1Char(' ') + history::clockText(ms));
         }
     };
     for (const Bar &bar : row.lanes.bars) {
         if (bar.command->resentMs >= 0.0) {
-            draw(Mark::Triangle, bar.command->resentMs, QStringLiteral("sent again"));
+            draw(Mark::Triangle, row.barsBottom(), bar.command->resentMs, QStringLiteral("sent again"));
         }
     }
     for (const Incident &incident : deviceOf(row).incidents) {
         static const char *const words[] = {"reply refused", "late reply", "reply came twice", "stray reply"};
-        draw(markOf(incident.kind), incident.atMs, QString::fromLatin1(words[static_cast<int>(incident.kind)]));
+        draw(markOf(incident.kind), row.incidentsTop(), incident.atMs,
+             QString::fromLatin1(words[static_cast<int>(incident.kind)]));
     }
     for (const double clearMs : deviceOf(row).clears) {
-        draw(Mark::Stroke, clearMs, QStringLiteral("cleared"));
+        draw(Mark::Stroke, row.incidentsTop(), clearMs, QStringLiteral("cleared"));
     }
 }
 

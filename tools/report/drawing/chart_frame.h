@@ -11,7 +11,7 @@ namespace chart {
 
 constexpr double width = 480.0;
 constexpr double height = 220.0;
-constexpr double left = 52.0;
+constexpr double left = 66.0;
 constexpr double right = 470.0;
 constexpr double top = 26.0;
 constexpr double bottom = 196.0;

@@ -87,7 +87,8 @@ QString styleSheet()
     return QStringLiteral("\n:root {%1 }\n"
                           "@media screen and (prefers-color-scheme: dark) { :root { color-scheme: dark;%2 } }\n")
                .arg(inkVariables(&InkRow::light), inkVariables(&InkRow::dark)) +
-           QStringLiteral(R"css(@media print {
+           QStringLiteral(R"css(@page { size: landscape; margin: 12mm; }
+@media print {
   body { max-width: none; padding: 0; font-size: 10pt; } nav { display: none; }
   figure, .finding, tr { break-inside: avoid; } h2, h3 { break-after: avoid; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; } }
@@ -117,7 +118,7 @@ svg .bold { font-weight: 650; } svg .center { text-anchor: middle; }
 .b { stroke-width: .5; } .answered { fill: var(--good); stroke: var(--good); }
 .ended { fill: url(#p-ended); stroke: var(--neutral); } .open { fill: none; stroke: var(--quiet); stroke-width: 1; stroke-dasharray: 3 2; }
 .released { fill: url(#p-released); stroke: var(--sky); } .unreachable { fill: url(#p-unreachable); stroke: var(--down); }
-.givenup { fill: url(#p-givenup); stroke: var(--bad); }
+.givenup { fill: url(#p-givenup); stroke: var(--bad); } .late { fill: none; stroke: var(--late); stroke-width: 1.8; }
 .waiting { fill: var(--neutral); opacity: .55; }
 .p-bad { stroke: var(--bad); stroke-width: 3.2; } .p-bad-back { fill: var(--bad-soft); }
 .p-down { stroke: var(--down); stroke-width: 1.4; } .p-down-back { fill: var(--down-soft); }
@@ -131,6 +132,7 @@ svg .bold { font-weight: 650; } svg .center { text-anchor: middle; }
 table { border-collapse: collapse; width: 100%; font-size: .9rem; margin: 8px 0; } caption { text-align: left; color: var(--quiet); }
 th, td { text-align: left; vertical-align: top; padding: 4px 10px 4px 0; border-bottom: 1px solid var(--rule); }
 th { font-weight: 600; } td.n, th.n { text-align: right; font-variant-numeric: tabular-nums; }
+td.n { white-space: nowrap; }
 .scroll { overflow-x: auto; }
 code { font: .92em ui-monospace, "DejaVu Sans Mono", monospace; white-space: nowrap; }
 mark { background: var(--mark); color: inherit; font-weight: 700; padding: 0 2px; border-bottom: 2px solid var(--bad); }
