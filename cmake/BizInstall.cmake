@@ -127,6 +127,16 @@ if(BIZ_BUILD_TOOLS)
         set(monitor ${PROJECT_SOURCE_DIR}/tools/biz_monitor/biz_monitor)
         install(FILES ${monitor}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT biz_monitor)
         install(FILES ${monitor}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT biz_monitor)
+        set(completion ${PROJECT_SOURCE_DIR}/tools/completion/biz_tools)
+        install(FILES ${completion}.bash
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME biz_monitor
+            COMPONENT biz_monitor)
+        install(FILES ${completion}.fish
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME biz_monitor.fish
+            COMPONENT biz_monitor)
+        install(FILES ${completion}.zsh
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _biz_monitor
+            COMPONENT biz_monitor)
         install(FILES ${monitor}.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
             COMPONENT biz_monitor)
     endif()

@@ -100,19 +100,21 @@ done
 
 # The tools come with their manual pages, and with completion under the names that bash looks for.
 share=$scratch/root/usr/share
-for tool in biz_console biz_simulator; do
-    [ -f "$share/man/man1/$tool.1.gz" ] || fail "biz-tools has no manual page of $tool"
+for tool in biz_console biz_simulator biz_monitor; do
+    [ -f "$share/man/man1/$tool.1.gz" ] || fail "there is no manual page of $tool"
     bash -c 'source "$0" && complete -p "$1"' "$share/bash-completion/completions/$tool" "$tool" >/dev/null ||
-        fail "biz-tools completes no $tool"
-    [ -f "$share/fish/vendor_completions.d/$tool.fish" ] || fail "biz-tools completes no $tool for fish"
+        fail "bash completes no $tool"
+    [ -f "$share/fish/vendor_completions.d/$tool.fish" ] || fail "fish completes no $tool"
+done
+for file in _biz_tools _biz_monitor; do
+    [ -f "$share/zsh/vendor-completions/$file" ] || fail "there is no $file for zsh"
 done
 # The monitor comes apart, for machines that have a screen.
 needs biz-monitor "$host$number \\(= "
 holds_none biz-tools 'biz_monitor'
-for file in man/man1/biz_monitor.1.gz applications/biz_monitor.desktop icons/hicolor/scalable/apps/biz_monitor.svg; do
+for file in applications/biz_monitor.desktop icons/hicolor/scalable/apps/biz_monitor.svg; do
     [ -f "$share/$file" ] || fail "biz-monitor has no $file"
 done
-[ -f "$share/zsh/vendor-completions/_biz_tools" ] || fail 'biz-tools completes nothing for zsh'
 [ -f "$share/biz_manage/schemas/session.schema.json" ] || fail 'biz-tools has no schemas'
 
 # A package of a program that uses the libraries learns from them what it depends on.

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# completion_test.fish.sh COMPLETION CONSOLE SIMULATOR: what fish offers for lines that are being
+# completion_test.fish.sh COMPLETION CONSOLE SIMULATOR [MONITOR]: what fish offers for lines that are being
 # typed. Ends with 77, which means "skipped", where fish is missing.
 set -uo pipefail
 
 command -v fish >/dev/null || { echo "skipped: fish is not installed"; exit 77; }
 completion=$(readlink -f "$1")
-PATH=$(dirname "$(readlink -f "$2")"):$(dirname "$(readlink -f "$3")"):$PATH
+PATH=$(dirname "$(readlink -f "$2")"):$(dirname "$(readlink -f "$3")"):${4:+$(dirname "$(readlink -f "$4")"):}$PATH
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch" || exit 1
@@ -32,5 +32,9 @@ expect 'biz_console run session.json --record sess' session.json
 expect 'biz_console rules ' A1MAX
 expect 'biz_simulator --model ' PVN410MAX2
 expect 'biz_simulator --outage' --outage-for
+if [ -n "${4-}" ]; then
+    expect 'biz_monitor --so' --socket
+    expect 'biz_monitor sess' session.json
+fi
 echo "$failures lines are not completed as expected."
 [ "$failures" -eq 0 ]

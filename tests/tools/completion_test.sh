@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# completion_test.sh COMPLETION CONSOLE SIMULATOR: what bash offers for lines that are being typed.
+# completion_test.sh COMPLETION CONSOLE SIMULATOR [MONITOR]: what bash offers for lines that are being typed.
 # Prints each claim that does not hold, with what was offered, and fails if there is any.
 set -uo pipefail
 
@@ -7,6 +7,7 @@ set -uo pipefail
 source "$1"
 console=$2
 simulator=$3
+monitor=${4-}
 export LC_ALL=C
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -21,6 +22,7 @@ claims=0
 offered() {
     local line=${1/#biz_console/"$console"}
     line=${line/#biz_simulator/"$simulator"}
+    line=${line/#biz_monitor/"$monitor"}
     local split
     split=$(sed -E 's/([=:])/ \1 /g' <<<"$line")
     read -ra COMP_WORDS <<<"$split"
@@ -30,7 +32,7 @@ offered() {
     COMPREPLY=()
     case $1 in
     biz_console*) _biz_console ;;
-    *) _biz_simulator ;;
+    *) _biz_program ;;
     esac
     ((${#COMPREPLY[@]} == 0)) || printf '%s\n' "${COMPREPLY[@]}" | sort
 }
@@ -93,6 +95,12 @@ expect "biz_simulator --fault F1/08=dup" "duplicate"
 expect "biz_simulator --fault=F1/08=dup" "duplicate"
 expect "biz_simulator --fault-rate l" "late="
 expect "biz_simulator --port " ""
+if [ -n "$monitor" ]; then
+    expect "biz_monitor -" "$(printed_options "$monitor")"
+    expect "biz_monitor --so" "--socket"
+    expect "biz_monitor --socket lo" "logs"
+    expect "biz_monitor sess" "session.json"
+fi
 
 echo "$((claims - failures)) of $claims lines are completed as expected."
 [ "$failures" -eq 0 ]

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# completion_test.zsh.sh COMPLETION CONSOLE SIMULATOR: what zsh is given to offer for lines that
+# completion_test.zsh.sh COMPLETION CONSOLE SIMULATOR [MONITOR]: what zsh is given to offer for lines that
 # are being typed. Ends with 77, which means "skipped", where zsh is missing.
 set -uo pipefail
 
 command -v zsh >/dev/null || { echo "skipped: zsh is not installed"; exit 77; }
 completion=$(readlink -f "$1")
-PATH=$(dirname "$(readlink -f "$2")"):$(dirname "$(readlink -f "$3")"):$PATH
+PATH=$(dirname "$(readlink -f "$2")"):$(dirname "$(readlink -f "$3")"):${4:+$(dirname "$(readlink -f "$4")"):}$PATH
 failures=0
 
 # expect LINE WORD: it is among what is given for the last word of the line; files are "FILES".
@@ -34,5 +34,9 @@ expect 'biz_console run session.json --record ' FILES
 expect 'biz_console rules ' A1MAX
 expect 'biz_simulator --model ' PVN410MAX2
 expect 'biz_simulator --outage' --outage-for
+if [ -n "${4-}" ]; then
+    expect 'biz_monitor --so' --socket
+    expect 'biz_monitor sess' FILES
+fi
 echo "$failures lines are not completed as expected."
 [ "$failures" -eq 0 ]

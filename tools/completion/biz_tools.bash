@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completion of biz_console and biz_simulator for bash: commands, options, and the values of
+# Completion of biz_console, biz_simulator and biz_monitor for bash: commands, options, and the values of
 # options. Installed once under the name of each, since that is how bash-completion finds it;
 # `source` works as well.
 #
@@ -69,7 +69,7 @@ _biz_kind_of_value() {
 _biz_value() {
     local kind=$1 value=$2 help=$3 kinds
     case ${kind,,} in
-    *file* | script | session*) _biz_offer_paths "$value" ;;
+    *file* | script | session* | name) _biz_offer_paths "$value" ;;
     folder | dir*) _biz_offer_paths "$value" -d ;;
     model) _biz_offer "${value^^}" "${_biz_models[@]}" ;;
     n=kind)
@@ -122,7 +122,8 @@ _biz_console() {
     fi
 }
 
-_biz_simulator() {
+# A program without commands.
+_biz_program() {
     local program words
     COMPREPLY=()
     _biz_join_words
@@ -131,4 +132,4 @@ _biz_simulator() {
 }
 
 complete -F _biz_console biz_console
-complete -F _biz_simulator biz_simulator
+complete -F _biz_program biz_simulator biz_monitor

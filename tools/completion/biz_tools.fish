@@ -1,4 +1,4 @@
-# Completion of biz_console and biz_simulator for fish: commands, options, and the values of options.
+# Completion of biz_console, biz_simulator and biz_monitor for fish: commands, options, and the values of options.
 # Installed under the name of each program, where fish looks for it.
 #
 # What there is to complete is read from the --help of the program that is being typed, so that the
@@ -40,7 +40,7 @@ end
 function __biz_tools_candidates
     set -l kind (string lower -- (__biz_tools_kind))
     switch "$kind"
-        case '*file*' script
+        case '*file*' script name
             __fish_complete_path (commandline -ct)
         case folder 'dir*'
             __fish_complete_directories (commandline -ct)
@@ -60,3 +60,4 @@ complete -c biz_console -f
 complete -c biz_console -f -n __biz_tools_needs_command -a '(__biz_tools_commands) help'
 complete -c biz_console -f -n 'not __biz_tools_needs_command' -a '(__biz_tools_candidates)'
 complete -c biz_simulator -f -a '(__biz_tools_candidates)'
+complete -c biz_monitor -f -a '(__biz_tools_candidates)'

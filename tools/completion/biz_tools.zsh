@@ -1,6 +1,6 @@
-#compdef biz_console biz_simulator
-# Completion of biz_console and biz_simulator for zsh: commands, options, and the values of options.
-# Installed as _biz_tools where zsh looks for such files; `source` works as well, behind compinit.
+#compdef biz_console biz_simulator biz_monitor
+# Completion of biz_console, biz_simulator and biz_monitor for zsh: commands, options, and the values of options.
+# Installed as _biz_tools, and as _biz_monitor with the monitor, where zsh looks for such files; `source` works as well, behind compinit.
 #
 # What there is to complete is read from the --help of the program that is being typed, so that the
 # two cannot disagree. What an option takes is told by its name in the help, `--script <FILE>`.
@@ -9,7 +9,7 @@ _biz_models=(A2 A1MAX A3 PVN410MAX K250 PVN410MAX2 A5)
 
 _biz_tools_value() {
     case ${1:l} in
-    *file* | script) _files ;;
+    *file* | script | name) _files ;;
     folder | dir*) _files -/ ;;
     model) compadd -M 'm:{a-z}={A-Z}' -- $_biz_models ;;
     esac
@@ -45,5 +45,5 @@ _biz_tools() {
 if [[ $zsh_eval_context[-1] == loadautofunc ]]; then
     _biz_tools "$@"
 else
-    (( $+functions[compdef] )) && compdef _biz_tools biz_console biz_simulator
+    (( $+functions[compdef] )) && compdef _biz_tools biz_console biz_simulator biz_monitor
 fi
