@@ -34,6 +34,15 @@ QString payloadMarkup(const history::Refusal &refusal, const QString &colour)
     return QStringLiteral("%1<br><code>%2</code>").arg(refusal.brokenPayload ? marked(size, colour) : size, bytes);
 }
 
+QString spanText(const history::Refusal &refusal)
+{
+    constexpr int daySize = 10;
+    const QString first = history::momentText(refusal.firstMs);
+    const QString last = history::momentText(refusal.lastMs);
+    return QStringLiteral("%1 to %2")
+        .arg(first, first.left(daySize) == last.left(daySize) ? last.mid(daySize + 1) : last);
+}
+
 } // namespace
 
 QString refusalMarkup(const history::Refusal &refusal, const QString &markColour)
@@ -42,13 +51,11 @@ QString refusalMarkup(const history::Refusal &refusal, const QString &markColour
         return QStringLiteral("<tr><td style=\"padding-right:12px\">%1</td><td>%2</td></tr>")
             .arg(QString::fromLatin1(title), content);
     };
-    const QString rows =
-        row("Broken", QStringLiteral("<b>%1</b>").arg(refusal.broken.toHtmlEscaped())) +
-        row("Rule", refusal.rule.toHtmlEscaped()) +
-        row("Head", QStringLiteral("<code>%1</code>").arg(headMarkup(refusal, markColour))) +
-        row("Payload", payloadMarkup(refusal, markColour)) +
-        row("Seen", QStringLiteral("%1 to %2; the bytes are those of the first")
-                        .arg(history::momentText(refusal.firstMs), history::momentText(refusal.lastMs)));
+    const QString rows = row("Wrong", QStringLiteral("<b>%1</b>").arg(refusal.broken.toHtmlEscaped())) +
+                         row("Rule", refusal.rule.toHtmlEscaped()) +
+                         row("Head", QStringLiteral("<code>%1</code>").arg(headMarkup(refusal, markColour))) +
+                         row("Payload", payloadMarkup(refusal, markColour)) +
+                         row("Seen", QStringLiteral("%1; the bytes are those of the first").arg(spanText(refusal)));
     const QString note = refusal.isAcceptedNow
                              ? QStringLiteral("<p>The rules of this version find nothing wrong with it.</p>")
                              : QString();

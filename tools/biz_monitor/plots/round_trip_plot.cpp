@@ -21,6 +21,13 @@ using report::TimeScale;
 
 constexpr double dotSize = 4.4;
 
+/** What happens at the dotted line. */
+QString usableText(const history::Device &device, int waitMs)
+{
+    return (device.isOfDevice ? QStringLiteral("sent again after %1") : QStringLiteral("sure to wait %1"))
+        .arg(history::durationText(history::usableWaitMs(device, waitMs)));
+}
+
 } // namespace
 
 /** What falls into the time that is shown. */
@@ -99,15 +106,29 @@ void RoundTripPlot::paintScale(QPainter &painter, const QRectF &area, const Colo
     if (!shown.unanswered.empty()) {
         label(area.top() + lineHeight() / 2.0, QStringLiteral("no reply"), Ink::Bad);
     }
-    if (shown.waitMs <= 0) {
-        return;
+    if (shown.waitMs > 0) {
+        paintWait(painter, area, colours, shown);
     }
+}
+
+/** How long the commands wait, and when the channel acts. */
+void RoundTripPlot::paintWait(QPainter &painter, const QRectF &area, const Colours &colours, const Shown &shown) const
+{
+    const QRectF dots = dotsArea(area);
+    const DurationScale scale(shown.shortestMs, shown.longestMs, dots.bottom(), dots.top());
+    const double labelHeight = lineHeight();
     const double waitY = scale.at(shown.waitMs);
     painter.setPen(QPen(colours(Ink::Bad), 1.4, Qt::DashLine));
     painter.drawLine(QPointF(area.left(), waitY), QPointF(area.right(), waitY));
     const double usableY = scale.at(std::max(history::usableWaitMs(*device(), shown.waitMs), shown.shortestMs));
     painter.setPen(QPen(colours(Ink::Late), 1.2, Qt::DotLine));
     painter.drawLine(QPointF(area.left(), usableY), QPointF(area.right(), usableY));
+    constexpr double linesWithRoom = 6.0;
+    if (usableY + labelHeight < dots.bottom() && dots.height() > linesWithRoom * labelHeight) {
+        painter.setPen(colours(Ink::Quiet));
+        painter.drawText(QRectF(area.left(), usableY, area.width() - 4.0, labelHeight), Qt::AlignRight,
+                         usableText(*device(), shown.waitMs));
+    }
     painter.setPen(colours(Ink::Bad));
     painter.drawText(QRectF(area.left(), waitY - labelHeight, area.width() - 4.0, labelHeight), Qt::AlignRight,
                      QStringLiteral("wait %1 ms").arg(shown.waitMs));

@@ -26,6 +26,7 @@ private:
     Shown shown() const;
     QRectF dotsArea(const QRectF &area) const;
     void paintScale(QPainter &painter, const QRectF &area, const Colours &colours, const Shown &shown) const;
+    void paintWait(QPainter &painter, const QRectF &area, const Colours &colours, const Shown &shown) const;
 };
 
 } // namespace biz::monitor

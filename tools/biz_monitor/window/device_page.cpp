@@ -53,6 +53,15 @@ QWidget *withName(const QString &name, QLabel *value)
     return box;
 }
 
+/** Wide enough for the column's title, and for its texts where the title is shorter. */
+int widthFor(const QTableView *table, int column, const QString &longestText)
+{
+    const QString title = table->model()->headerData(column, Qt::Horizontal).toString();
+    const QFontMetrics metrics = table->fontMetrics();
+    constexpr int margins = 14;
+    return qMax(metrics.horizontalAdvance(title), metrics.horizontalAdvance(longestText)) + margins;
+}
+
 QString counted(const QString &title, int count)
 {
     return count == 0 ? title : QStringLiteral("%1 (%2)").arg(title).arg(count);
@@ -139,8 +148,7 @@ QWidget *DevicePage::buildRefusals()
 {
     m_refusalTable = buildTable(&m_refusals, QStringLiteral("Refused replies"), RefusalModel::Broken);
     for (const int column : {RefusalModel::LastSeen, RefusalModel::Replies, RefusalModel::Command}) {
-        m_refusalTable->setColumnWidth(column,
-                                       m_refusalTable->fontMetrics().horizontalAdvance(QLatin1String("00:00:00   ")));
+        m_refusalTable->setColumnWidth(column, widthFor(m_refusalTable, column, QStringLiteral("00:00:00")));
     }
     m_refusal = new QTextBrowser;
     m_refusal->setAccessibleName(QStringLiteral("The refused reply that is chosen"));
