@@ -1,3 +1,5 @@
+#include <QtNetwork/QLocalServer>
+
 #include <gtest/gtest.h>
 
 #include <biz_monitor/sources/file_source.h>
@@ -75,6 +77,21 @@ TEST_F(SourcesTest, ApplicationIsFollowedOnItsSocket)
     EXPECT_TRUE(sees(watched, 1));
     EXPECT_TRUE(watched.problem().isEmpty()) << qPrintable(watched.problem());
     EXPECT_TRUE(watched.isLive());
+}
+
+TEST_F(SourcesTest, ApplicationThatWritesFasterThanTheWindowReadsIsReadToTheEnd)
+{
+    const QString socket = folder.path(QStringLiteral("socket"));
+    QLocalServer application;
+    ASSERT_TRUE(application.listen(socket));
+    const WatchedLog watched(std::make_unique<monitor::SocketSource>(socket));
+    ASSERT_TRUE(test::waitFor([&] { return application.hasPendingConnections(); }));
+    constexpr int lines = 10000;
+    const QByteArray line =
+        R"({"event":"lost","utc":"2026-05-06T14:00:00.000Z","lines":1,"reason":")" + QByteArray(1000, 'x') + "\"}\n";
+    application.nextPendingConnection()->write(line.repeated(lines));
+
+    EXPECT_TRUE(test::waitFor([&] { return watched.history().events == lines; })) << watched.history().events;
 }
 
 TEST_F(SourcesTest, ApplicationThatComesBackIsFollowedAgain)

@@ -1,5 +1,7 @@
 #include <biz_monitor/sources/socket_source.h>
 
+#include <utility>
+
 namespace biz::monitor {
 
 namespace {
@@ -7,10 +9,10 @@ namespace {
 constexpr int retryPeriodMs = 500;
 
 /** Whatever is longer is no line of a log, and is left out. */
-constexpr qint64 longestLine = 1024 * 1024;
+constexpr int longestLine = 1024 * 1024;
 
 /** Who writes faster than the window reads has to wait, or to give up. */
-constexpr qint64 bufferSize = 2 * longestLine;
+constexpr qint64 bufferSize = 256 * 1024;
 
 } // namespace
 
@@ -25,7 +27,10 @@ SocketSource::SocketSource(const QString &socket)
 
 void SocketSource::connectAgain()
 {
-    if (m_socket.state() == QLocalSocket::UnconnectedState && m_socket.bytesAvailable() == 0) {
+    const bool isReadToItsEnd = m_socket.bytesAvailable() == 0 && m_read.indexOf('\n', m_taken) < 0;
+    if (m_socket.state() == QLocalSocket::UnconnectedState && isReadToItsEnd) {
+        m_read.clear();
+        m_taken = 0;
         m_isTooLong = false;
         m_socket.connectToServer(m_name, QIODevice::ReadOnly);
     }
@@ -33,22 +38,35 @@ void SocketSource::connectAgain()
 
 bool SocketSource::next(QByteArray *line)
 {
-    if (!m_socket.isOpen()) {
-        return false;
+    while (!takeLine(line)) {
+        m_read.remove(0, std::exchange(m_taken, 0));
+        if (m_read.size() > longestLine) {
+            m_isTooLong = true;
+            m_read.clear();
+        }
+        // All of it: a socket whose buffer was full goes on only when it is asked for more than it has.
+        const QByteArray more = m_socket.isOpen() ? m_socket.readAll() : QByteArray();
+        if (more.isEmpty()) {
+            return false;
+        }
+        m_read += more;
     }
-    while (m_socket.canReadLine()) {
-        *line = m_socket.readLine();
-        line->chop(1);
-        if (!m_isTooLong) {
+    return true;
+}
+
+bool SocketSource::takeLine(QByteArray *line)
+{
+    for (;;) {
+        const auto end = static_cast<int>(m_read.indexOf('\n', m_taken));
+        if (end < 0) {
+            return false;
+        }
+        *line = m_read.mid(m_taken, end - m_taken);
+        m_taken = end + 1;
+        if (!std::exchange(m_isTooLong, false)) { // else only its end is here
             return true;
         }
-        m_isTooLong = false; // only its end is here
     }
-    if (m_socket.bytesAvailable() > longestLine || m_socket.state() == QLocalSocket::UnconnectedState) {
-        m_isTooLong = true;
-        m_socket.readAll();
-    }
-    return false;
 }
 
 QString SocketSource::problem() const

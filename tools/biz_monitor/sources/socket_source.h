@@ -20,10 +20,13 @@ public:
 
 private:
     void connectAgain();
+    bool takeLine(QByteArray *line);
 
     QString m_name;
     QLocalSocket m_socket;
     QTimer m_retry;
+    QByteArray m_read;
+    int m_taken = 0; ///< bytes of it
     bool m_isTooLong = false;
 };
 
