@@ -183,6 +183,7 @@ void drawDistributionAxes(Svg &svg, const Responses &all, const DurationScale &d
     constexpr double belowAxis = 15.0;
     constexpr double baseline = 12.0;
     constexpr double toLine = 5.0;
+    constexpr double widestLabel = 130.0;
     drawCountAxis(svg, highest, QStringLiteral("replies"));
     for (const Tick &tick : durations.ticks()) {
         svg.line("grid", tick.position, chart::top, tick.position, chart::bottom);
@@ -195,7 +196,7 @@ void drawDistributionAxes(Svg &svg, const Responses &all, const DurationScale &d
         if (wait.usableMs >= durations.shortestMs()) {
             const double usable = durations.at(wait.usableMs);
             svg.line("usable", usable, chart::top, usable, chart::bottom);
-            if (all.waits.size() == 1) {
+            if (all.waits.size() == 1 && usable - chart::left > widestLabel) {
                 svg.text("axis", usable - toLine, chart::top + baseline, usableText(wait), Anchor::End);
             }
         }

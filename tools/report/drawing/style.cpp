@@ -90,7 +90,7 @@ QString styleSheet()
            QStringLiteral(R"css(@page { size: landscape; margin: 12mm; }
 @media print {
   body { max-width: none; padding: 0; font-size: 10pt; } nav { display: none; }
-  figure, .finding, tr { break-inside: avoid; } h2, h3 { break-after: avoid; }
+  figure, .finding, tr { break-inside: avoid; } h2, h3, h2 + .quiet { break-after: avoid; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; } }
 body { margin: 0 auto; max-width: 1120px; padding: 24px 20px 60px; background: var(--page); color: var(--text);
   font: 15px/1.5 system-ui, "Segoe UI", "DejaVu Sans", sans-serif; }
