@@ -56,6 +56,7 @@ public:
         }
         if (m_batches.empty() || m_batches.back().sink != everybody || m_batches.back().begins) {
             m_batches.emplace_back();
+            m_batches.back().events.swap(m_spare);
             m_batches.back().events.reserve(usualEvents);
         }
         m_batches.back().events.push_back(event);
@@ -86,10 +87,17 @@ public:
         return taken;
     }
 
-    void noteWritten(quint64 upTo)
+    /** All that was taken has been written. Its room goes to the next batch, unless a burst has made it large. */
+    void noteWritten(Taken taken)
     {
+        std::vector<Event> room;
+        if (!taken.batches.empty() && taken.batches.back().events.capacity() <= mostSpareEvents) {
+            room.swap(taken.batches.back().events);
+            room.clear();
+        }
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_written = upTo;
+        m_spare.swap(room);
+        m_written = taken.upTo;
         m_changed.notify_all();
     }
 
@@ -104,6 +112,7 @@ public:
 private:
     /** A host that is not busy makes no more until somebody looks. */
     static constexpr std::size_t usualEvents = 64;
+    static constexpr std::size_t mostSpareEvents = 16 * usualEvents;
 
     /** Of the event and of its line, which exist one after the other. */
     static qint64 roughSizeOf(const Event &event)
@@ -117,7 +126,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Batch> m_batches;
-    bool m_isWatched = false; ///< somebody is going to look
+    std::vector<Event> m_spare; ///< empty, with room
+    bool m_isWatched = false;   ///< somebody is going to look
     qint64 m_bytes = 0;
     qint64 m_lost = 0;
     quint64 m_appended = 0;

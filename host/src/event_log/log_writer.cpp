@@ -65,15 +65,16 @@ void LogWriter::wake()
 
 void LogWriter::drain()
 {
-    const EventQueue::Taken taken = m_queue->takeAll();
+    EventQueue::Taken taken = m_queue->takeAll();
+    const bool isQuiet = taken.batches.empty();
     for (const EventQueue::Batch &batch : taken.batches) {
         write(batch);
     }
     if (taken.lost > 0) {
         write({everybody, lostLine(taken.lost), {}, nullptr});
     }
-    m_queue->noteWritten(taken.upTo);
-    if (taken.batches.empty()) {
+    m_queue->noteWritten(std::move(taken));
+    if (isQuiet) {
         m_soon.stop();
     } else {
         wake();

@@ -56,8 +56,10 @@ QVector<RuleInWords> rulesInWords(int deviceType)
 
 QString commandText(const model_Protocoldata &record)
 {
-    const std::string codes = rules::hexByte(record.ucHead[1]) + '/' + rules::hexByte(record.ucHead[2]);
-    return QString::fromLatin1(codes.data(), static_cast<int>(codes.size()));
+    const std::string command = rules::hexByte(record.ucHead[1]);
+    const std::string subCode = rules::hexByte(record.ucHead[2]);
+    const char codes[] = {command[0], command[1], '/', subCode[0], subCode[1]};
+    return QString::fromLatin1(codes, sizeof codes);
 }
 
 } // namespace biz::host
