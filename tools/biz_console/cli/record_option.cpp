@@ -1,5 +1,7 @@
 #include <biz_console/cli/record_option.h>
 
+#include <QtCore/QFileInfo>
+
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
@@ -49,7 +51,8 @@ RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &se
     if (!parser.isSet(option)) {
         return;
     }
-    m_file.setFileName(parser.value(option));
+    // --log-dir changes the working directory later on.
+    m_file.setFileName(QFileInfo(parser.value(option)).absoluteFilePath());
     openFile(option, sessionFile);
     if (keepsLastPart) {
         m_lastPart = std::make_unique<LastPart>(lastPartBytes);

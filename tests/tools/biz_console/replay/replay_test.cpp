@@ -567,6 +567,19 @@ TEST_F(ConsoleRecordOnFailure, NothingIsWrittenWhenAllWentAsExpected)
     EXPECT_FALSE(QFile::exists(file("rec.jsonl")));
 }
 
+TEST_F(ConsoleRecordOnFailure, AFileOfTheSameNameInTheLogFolderIsLeftAlone)
+{
+    FakeDevice device(FakeDevice::echo);
+    ASSERT_TRUE(QDir().mkpath(file("logs")));
+    write("logs/last.jsonl", "of somebody else");
+    RunningConsole console(runArguments(session(giveBytes), device.url()) +
+                               QStringList{"--record-on-failure", "last.jsonl"},
+                           {}, folder.path());
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_TRUE(QFile::exists(file("logs/last.jsonl")));
+    EXPECT_FALSE(QFile::exists(file("last.jsonl")));
+}
+
 TEST_F(ConsoleRecordOnFailure, AShortRunIsRecordedAsAWhole)
 {
     FakeDevice device(FakeDevice::stayAway);
