@@ -26,14 +26,19 @@ void addJunitOption(QCommandLineParser &parser)
 }
 
 JunitFile::JunitFile(const QCommandLineParser &parser, const QString &sessionFile)
-    : m_file(parser.value(junitOption()))
-    , m_suite(QFileInfo(sessionFile).completeBaseName())
+    : m_suite(QFileInfo(sessionFile).completeBaseName())
 {
     if (!parser.isSet(junitOption())) {
         return;
     }
+    // --log-dir changes the working directory later on.
+    m_file.setFileName(QFileInfo(parser.value(junitOption())).absoluteFilePath());
     requireOtherFile(junitOption(), m_file.fileName(), sessionFile);
-    if (!m_file.open(QIODevice::WriteOnly)) {
+}
+
+void JunitFile::open()
+{
+    if (!m_file.fileName().isEmpty() && !m_file.open(QIODevice::WriteOnly)) {
         throw tools::InputError(
             QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }

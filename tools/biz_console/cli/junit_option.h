@@ -11,12 +11,15 @@ namespace biz::console {
 /** --junit. */
 void addJunitOption(QCommandLineParser &parser);
 
-/** The file that --junit names, opened at once, before --log-dir changes the working directory. */
+/** The file that --junit names. It is opened when all that the user said has been checked, as that empties it. */
 class JunitFile
 {
 public:
-    /** Throws InputError when it cannot be written, UsageError when it is the file of the session. */
+    /** Throws UsageError when it is the file of the session. */
     JunitFile(const QCommandLineParser &parser, const QString &sessionFile);
+
+    /** Before what follows. Throws InputError when it cannot be written. */
+    void open();
 
     /** Reports a run of the session, if --junit is set. The run must not outlive the file. */
     void report(SessionRun &run);

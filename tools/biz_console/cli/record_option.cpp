@@ -53,7 +53,7 @@ RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &se
     }
     // --log-dir changes the working directory later on.
     m_file.setFileName(QFileInfo(parser.value(option)).absoluteFilePath());
-    openFile(option, sessionFile);
+    requireOtherFile(option, m_file.fileName(), sessionFile);
     if (keepsLastPart) {
         m_lastPart = std::make_unique<LastPart>(lastPartBytes);
         m_recorder = std::make_unique<Recorder>(*m_lastPart);
@@ -63,12 +63,13 @@ RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &se
 }
 
 // What a run before this one left there is overwritten only by a recording of this one.
-void RecordingFile::openFile(const QString &option, const QString &sessionFile)
+void RecordingFile::open()
 {
-    requireOtherFile(option, m_file.fileName(), sessionFile);
+    if (!m_recorder) {
+        return;
+    }
     m_isNewFile = !m_file.exists();
-    const bool isWhole = option == recordOption();
-    if (!m_file.open(isWhole ? QIODevice::WriteOnly : QIODevice::ReadWrite)) {
+    if (!m_file.open(m_lastPart ? QIODevice::ReadWrite : QIODevice::WriteOnly)) {
         throw tools::InputError(
             QStringLiteral("%1: cannot be written: %2").arg(m_file.fileName(), m_file.errorString()));
     }

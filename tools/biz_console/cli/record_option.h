@@ -16,14 +16,17 @@ namespace biz::console {
 void addRecordOptions(QCommandLineParser &parser);
 
 /**
- * The file that --record or --record-on-failure names. It is opened at once, before --log-dir
- * changes the working directory.
+ * The file that --record or --record-on-failure names. It is opened when all that the user said has been checked: that
+ * empties what an older run left there.
  */
 class RecordingFile
 {
 public:
-    /** Throws InputError when it cannot be written, or is the file of the session. */
+    /** Throws UsageError when it is the file of the session. */
     RecordingFile(const QCommandLineParser &parser, const QString &sessionFile);
+
+    /** Before what follows. Throws InputError when it cannot be written. */
+    void open();
 
     /** Without a recording the link as it is. */
     std::unique_ptr<host::DeviceLink> wrap(std::unique_ptr<host::DeviceLink> link);
@@ -35,7 +38,6 @@ public:
     void finish(int exitCode);
 
 private:
-    void openFile(const QString &option, const QString &sessionFile);
     void writeLastPart();
 
     QFile m_file;

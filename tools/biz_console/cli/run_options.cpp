@@ -176,12 +176,16 @@ bool isQuiet(const QCommandLineParser &parser)
     return parser.isSet(quietOption());
 }
 
-void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
-                   const EventPrinter::Options &shown)
+void requireOneForm(const QCommandLineParser &parser)
 {
     if (wantsJson(parser) && parser.isSet(watchOption())) {
         throw tools::UsageError(QStringLiteral("--watch: cannot be used beside --json"));
     }
+}
+
+void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
+                   const EventPrinter::Options &shown)
+{
     if (parser.isSet(watchOption()) && output.outIsTerminal) {
         run.addSink(std::make_unique<WatchView>(output.out, standardOutputSize, shown.allDevices));
     } else if (wantsJson(parser)) {

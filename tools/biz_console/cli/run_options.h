@@ -46,6 +46,9 @@ bool wantsJson(const QCommandLineParser &parser);
 /** --watch. */
 void addWatchOption(QCommandLineParser &parser);
 
+/** Throws UsageError when the options ask for two forms of output at once. */
+void requireOneForm(const QCommandLineParser &parser);
+
 /**
  * Gives a run the sink that shows it: JSON, a view in the terminal, or lines for people as
  * `shown` says. JSON has every event unless --quiet is set.

@@ -59,10 +59,14 @@ int runOsd(const QStringList &arguments, const Output &output)
     if (port != 0) {
         session.port = port;
     }
-    obeyTraceOption(parser);
-
+    requireOneForm(parser);
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
+    MetricsFile metrics(parser, output, path);
+    obeyTraceOption(parser);
+
+    recording.open();
+    junit.open();
     SessionRun run(std::make_unique<OsdSide>(std::move(session), std::move(options)), plan, output.err);
     recording.record(run);
     junit.report(run);
@@ -71,7 +75,6 @@ int runOsd(const QStringList &arguments, const Output &output)
     shown.progress = !isQuiet(parser);
     shown.allDevices = parser.isSet(allDevicesOption());
     addOutputSink(run, parser, output, shown);
-    MetricsFile metrics(parser, output, path);
     metrics.start([&run] { return run.metrics(); });
     const int exitCode = execute(run);
     metrics.finish();

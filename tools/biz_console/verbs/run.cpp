@@ -35,12 +35,15 @@ int runDevice(const QStringList &arguments, const Output &output)
     std::unique_ptr<host::DeviceLink> link = deviceLink(parser);
     const RunPlan plan = runPlan(parser);
     DeviceSession session = readDeviceSession(tools::readInputFile(path));
-    obeyTraceOption(parser);
+    requireOneForm(parser);
     RecordingFile recording(parser, path);
     JunitFile junit(parser, path);
     MetricsFile metrics(parser, output, path);
+    obeyTraceOption(parser);
     obeyLogDirOption(parser);
 
+    recording.open();
+    junit.open();
     SessionRun run(std::make_unique<DeviceSide>(std::move(session), recording.wrap(std::move(link)), plan), plan,
                    output.err);
     recording.record(run);

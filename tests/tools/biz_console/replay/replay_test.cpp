@@ -514,6 +514,21 @@ TEST_F(ConsoleRecord, TheFileOfTheSessionIsNeverOverwritten)
     EXPECT_EQ(device.commands(), 0);
 }
 
+TEST_F(ConsoleRecord, ARefusedCommandLineLeavesOlderFilesAsTheyAre)
+{
+    const QString recording = write("old.jsonl", "old");
+    const QString report = write("old.xml", "old");
+    const QString played = session(giveBytes);
+    const QStringList outputs{"--record", recording, "--junit", report};
+    for (const QStringList &refused :
+         {QStringList{"--json", "--watch"}, QStringList{"--metrics", played}, QStringList{"--log-dir", recording}}) {
+        RunningConsole console(runArguments(played, "tcp://127.0.0.1:1") + outputs + refused);
+        EXPECT_EQ(console.exitStatus(), 2) << qPrintable(refused.join(' '));
+        EXPECT_EQ(QFileInfo(recording).size(), 3) << qPrintable(refused.join(' '));
+        EXPECT_EQ(QFileInfo(report).size(), 3) << qPrintable(refused.join(' '));
+    }
+}
+
 TEST_F(ConsoleRecord, CommandsWithoutANameAreReplayed)
 {
     FakeDevice device(FakeDevice::echo);
