@@ -1,9 +1,6 @@
 #include <biz_console/cli/command_line.h>
 
-#include <sys/stat.h>
-
 #include <QtCore/QDir>
-#include <QtCore/QFile>
 
 #include <biz_console/cli/trace.h>
 #include <common/errors.h>
@@ -45,16 +42,6 @@ QString helpText(const QCommandLineParser &parser)
     const auto usageEnd = text.indexOf(QLatin1Char('\n'), usage);
     return QStringLiteral("Usage: biz_console %1 [options]%2")
         .arg(text.mid(usage, usageEnd - usage), text.mid(usageEnd));
-}
-
-/** Whether two names, of which either may be a link, are of one file. */
-bool isSameFile(const QString &one, const QString &other)
-{
-    struct stat first = {};
-    struct stat second = {};
-    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
-           stat(QFile::encodeName(other).constData(), &second) == 0 && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
 }
 
 } // namespace
@@ -138,13 +125,6 @@ QString onlyArgument(const QCommandLineParser &parser, const QString &what)
         throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
     }
     return arguments.first();
-}
-
-void requireOtherFile(const QString &option, const QString &written, const QString &read, const QString &what)
-{
-    if (isSameFile(written, read)) {
-        throw tools::UsageError(QStringLiteral("--%1: another file than %2 expected").arg(option, what));
-    }
 }
 
 } // namespace biz::console

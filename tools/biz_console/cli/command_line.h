@@ -30,10 +30,6 @@ int numberOf(const QCommandLineParser &parser, const QString &option, int lowest
 /** The one positional argument that a command takes. */
 QString onlyArgument(const QCommandLineParser &parser, const QString &what);
 
-/** A file that an option writes must not be one that is read, which `what` names. Throws UsageError. */
-void requireOtherFile(const QString &option, const QString &written, const QString &read,
-                      const QString &what = QStringLiteral("that of the session"));
-
 } // namespace biz::console
 
 #endif

@@ -25,15 +25,12 @@ void addJunitOption(QCommandLineParser &parser)
                       QStringLiteral("file")});
 }
 
-JunitFile::JunitFile(const QCommandLineParser &parser, const QString &sessionFile)
+JunitFile::JunitFile(const QCommandLineParser &parser, FileNames &names, const QString &sessionFile)
     : m_suite(QFileInfo(sessionFile).completeBaseName())
 {
-    if (!parser.isSet(junitOption())) {
-        return;
+    if (parser.isSet(junitOption())) {
+        m_file.setFileName(names.written(junitOption(), parser.value(junitOption())));
     }
-    // --log-dir changes the working directory later on.
-    m_file.setFileName(QFileInfo(parser.value(junitOption())).absoluteFilePath());
-    requireOtherFile(junitOption(), m_file.fileName(), sessionFile);
 }
 
 void JunitFile::open()

@@ -4,6 +4,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QFile>
 
+#include <biz_console/cli/file_names.h>
 #include <biz_console/run/session_run.h>
 
 namespace biz::console {
@@ -15,8 +16,8 @@ void addJunitOption(QCommandLineParser &parser);
 class JunitFile
 {
 public:
-    /** Throws UsageError when it is the file of the session. */
-    JunitFile(const QCommandLineParser &parser, const QString &sessionFile);
+    /** Throws UsageError when something else has the file. */
+    JunitFile(const QCommandLineParser &parser, FileNames &names, const QString &sessionFile);
 
     /** Before what follows. Throws InputError when it cannot be written. */
     void open();

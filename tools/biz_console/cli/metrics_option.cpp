@@ -3,8 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include <QtCore/QFileInfo>
-
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
@@ -30,13 +28,11 @@ void addMetricsOption(QCommandLineParser &parser)
          QStringLiteral("file")});
 }
 
-MetricsFile::MetricsFile(const QCommandLineParser &parser, const Output &output, const QString &sessionFile)
+MetricsFile::MetricsFile(const QCommandLineParser &parser, const Output &output, FileNames &names)
     : m_err(output.err)
 {
     if (parser.isSet(metricsOption())) {
-        requireOtherFile(metricsOption(), parser.value(metricsOption()), sessionFile);
-        // --log-dir changes the working directory later on.
-        m_path = QFileInfo(parser.value(metricsOption())).absoluteFilePath();
+        m_path = names.written(metricsOption(), parser.value(metricsOption()));
     }
 }
 

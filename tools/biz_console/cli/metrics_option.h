@@ -6,6 +6,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QTimer>
 
+#include <biz_console/cli/file_names.h>
 #include <biz_console/cli/output.h>
 #include <host/metrics.h>
 
@@ -21,8 +22,8 @@ void addMetricsOption(QCommandLineParser &parser);
 class MetricsFile
 {
 public:
-    /** Throws UsageError when it is the file of the session. */
-    MetricsFile(const QCommandLineParser &parser, const Output &output, const QString &sessionFile);
+    /** Throws UsageError when something else has the file. */
+    MetricsFile(const QCommandLineParser &parser, const Output &output, FileNames &names);
 
     /** A file that cannot be written at once is an InputError. The run has to outlive finish(). */
     void start(std::function<host::HostMetrics()> metrics);

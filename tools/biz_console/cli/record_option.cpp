@@ -1,7 +1,5 @@
 #include <biz_console/cli/record_option.h>
 
-#include <QtCore/QFileInfo>
-
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
 
@@ -40,7 +38,7 @@ void addRecordOptions(QCommandLineParser &parser)
                       QStringLiteral("file")});
 }
 
-RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &sessionFile)
+RecordingFile::RecordingFile(const QCommandLineParser &parser, FileNames &names)
 {
     const bool keepsLastPart = parser.isSet(recordOnFailureOption());
     if (keepsLastPart && parser.isSet(recordOption())) {
@@ -51,9 +49,7 @@ RecordingFile::RecordingFile(const QCommandLineParser &parser, const QString &se
     if (!parser.isSet(option)) {
         return;
     }
-    // --log-dir changes the working directory later on.
-    m_file.setFileName(QFileInfo(parser.value(option)).absoluteFilePath());
-    requireOtherFile(option, m_file.fileName(), sessionFile);
+    m_file.setFileName(names.written(option, parser.value(option)));
     if (keepsLastPart) {
         m_lastPart = std::make_unique<LastPart>(lastPartBytes);
         m_recorder = std::make_unique<Recorder>(*m_lastPart);

@@ -6,6 +6,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QFile>
 
+#include <biz_console/cli/file_names.h>
 #include <biz_console/recording/last_part.h>
 #include <biz_console/recording/recorder.h>
 #include <biz_console/run/session_run.h>
@@ -22,8 +23,8 @@ void addRecordOptions(QCommandLineParser &parser);
 class RecordingFile
 {
 public:
-    /** Throws UsageError when it is the file of the session. */
-    RecordingFile(const QCommandLineParser &parser, const QString &sessionFile);
+    /** Throws UsageError when something else has the file. */
+    RecordingFile(const QCommandLineParser &parser, FileNames &names);
 
     /** Before what follows. Throws InputError when it cannot be written. */
     void open();

@@ -60,9 +60,10 @@ int runOsd(const QStringList &arguments, const Output &output)
         session.port = port;
     }
     requireOneForm(parser);
-    RecordingFile recording(parser, path);
-    JunitFile junit(parser, path);
-    MetricsFile metrics(parser, output, path);
+    FileNames names(path);
+    RecordingFile recording(parser, names);
+    JunitFile junit(parser, names, path);
+    MetricsFile metrics(parser, output, names);
     obeyTraceOption(parser);
 
     recording.open();

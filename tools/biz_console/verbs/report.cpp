@@ -4,6 +4,7 @@
 #include <QtCore/QSaveFile>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/cli/file_names.h>
 #include <biz_console/report/history_files.h>
 #include <common/shown_text.h>
 #include <history/findings/findings.h>

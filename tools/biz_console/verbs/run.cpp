@@ -36,9 +36,10 @@ int runDevice(const QStringList &arguments, const Output &output)
     const RunPlan plan = runPlan(parser);
     DeviceSession session = readDeviceSession(tools::readInputFile(path));
     requireOneForm(parser);
-    RecordingFile recording(parser, path);
-    JunitFile junit(parser, path);
-    MetricsFile metrics(parser, output, path);
+    FileNames names(path);
+    RecordingFile recording(parser, names);
+    JunitFile junit(parser, names, path);
+    MetricsFile metrics(parser, output, names);
     obeyTraceOption(parser);
     obeyLogDirOption(parser);
 

@@ -156,7 +156,8 @@ int runServe(const QStringList &arguments, const Output &output)
     if (!parser.positionalArguments().isEmpty()) {
         throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
     }
-    MetricsFile metrics(parser, output, {}); // before --log-dir changes the folder
+    FileNames names({});
+    MetricsFile metrics(parser, output, names);
     return parser.isSet(osdOption()) ? serveOsdDevices(parser, metrics) : serveDevice(parser, metrics);
 }
 

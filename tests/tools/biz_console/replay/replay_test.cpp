@@ -514,6 +514,20 @@ TEST_F(ConsoleRecord, TheFileOfTheSessionIsNeverOverwritten)
     EXPECT_EQ(device.commands(), 0);
 }
 
+TEST_F(ConsoleRecord, NoTwoOutputsOfARunAreOneFile)
+{
+    const QString played = session(giveBytes);
+    for (const QStringList &both :
+         {QStringList{"--record", "out", "--junit", "out"}, QStringList{"--junit", "out", "--metrics", file("out")},
+          QStringList{"--record-on-failure", "./out", "--metrics", "out"}}) {
+        RunningConsole console(runArguments(played, "tcp://127.0.0.1:1") + both, {}, folder.path());
+        EXPECT_EQ(console.exitStatus(), 2) << qPrintable(both.join(' '));
+        EXPECT_TRUE(console.errors().contains(both.at(2) + ": another file than that of " + both.at(0)))
+            << qPrintable(console.errors());
+        EXPECT_FALSE(QFile::exists(file("out")));
+    }
+}
+
 TEST_F(ConsoleRecord, ARefusedCommandLineLeavesOlderFilesAsTheyAre)
 {
     const QString recording = write("old.jsonl", "old");
