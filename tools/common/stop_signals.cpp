@@ -1,7 +1,10 @@
 #include <common/stop_signals.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
 #include <system_error>
 
 #include <fcntl.h>
@@ -14,9 +17,35 @@ namespace {
 /** A pipe from the signal handler, which may do next to nothing, to the event loop. */
 int pipeEnds[2] = {-1, -1};
 
-extern "C" void writeToPipe(int /*signal*/)
+/** A signal that comes again within this time is the same wish. */
+constexpr std::int64_t sameWishMs = 500;
+
+constexpr std::int64_t never = -1;
+
+constexpr int highestSignal = SIGTERM;
+static_assert(SIGINT < highestSignal && SIGHUP < highestSignal, "each signal has its time");
+
+/** When each signal came first. */
+std::atomic<std::int64_t> cameMs[highestSignal + 1];
+static_assert(std::atomic<std::int64_t>::is_always_lock_free, "a signal handler may use it");
+
+std::int64_t nowMs()
+{
+    constexpr std::int64_t msPerSecond = 1000;
+    constexpr std::int64_t nsPerMs = 1'000'000;
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * msPerSecond + now.tv_nsec / nsPerMs;
+}
+
+extern "C" void askForStop(int signal)
 {
     const int savedErrno = errno;
+    std::int64_t first = never;
+    if (!cameMs[signal].compare_exchange_strong(first, nowMs()) && nowMs() - first >= sameWishMs) {
+        std::signal(signal, SIG_DFL);
+        raise(signal); // which takes effect as soon as this handler returns
+    }
     const char byte = 0;
     // A full pipe holds a request already.
     if (write(pipeEnds[1], &byte, 1) < 0) {
@@ -27,8 +56,9 @@ extern "C" void writeToPipe(int /*signal*/)
 void handle(int signal)
 {
     struct sigaction action = {};
-    action.sa_handler = writeToPipe;
-    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
+    cameMs[signal] = never;
+    action.sa_handler = askForStop;
+    action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }

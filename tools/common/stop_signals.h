@@ -7,8 +7,9 @@
 namespace biz::tools {
 
 /**
- * Turns SIGINT and SIGTERM into a Qt signal on the thread of the object. The second one of
- * a kind ends the process at once, as if nobody had asked for them. One object per process.
+ * Turns SIGINT, SIGTERM and SIGHUP, unless that is ignored, into a Qt signal on the thread of the object. One that
+ * comes again half a second later or more ends the process at once, as if nobody had asked for them; within that time
+ * it is the same wish, since `timeout` signals the process and then its group. One object per process.
  */
 class StopSignals : public QObject
 {
