@@ -8,6 +8,7 @@
 #include <biz_console/verbs/verbs.h>
 #include <common/errors.h>
 #include <common/shown_text.h>
+#include <common/standard_streams.h>
 #include <common/suggestion.h>
 
 namespace {
@@ -108,6 +109,7 @@ QString helpFor(const QStringList &arguments)
 
 int main(int argc, char **argv)
 {
+    biz::tools::guardStandardStreams();
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     QTextStream out(stdout);

@@ -5,6 +5,7 @@
 #include <biz_simulator/options/options.h>
 #include <biz_simulator/transport/cannot_listen.h>
 #include <common/errors.h>
+#include <common/standard_streams.h>
 #include <common/stop_signals.h>
 #include <devices/event_log_p.h>
 
@@ -42,6 +43,7 @@ int play(const Options &options)
 
 int main(int argc, char **argv)
 {
+    biz::tools::guardStandardStreams();
     QCoreApplication application(argc, argv);
     CommandLine line;
     try {

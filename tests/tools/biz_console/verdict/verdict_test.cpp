@@ -28,6 +28,24 @@ protected:
         return content.readAll();
     }
 
+    /** The exit status of an endless run whose reader goes away after a line, as the shell prints it. */
+    QByteArray statusWithoutReader(const QStringList &arguments) const
+    {
+        QProcess shell;
+        const QString piped = QStringLiteral(R"({ "$0" "$@"; echo $? >status; } | head -1)");
+        shell.setWorkingDirectory(folder.path());
+        QEventLoop loop;
+        QObject::connect(&shell, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
+        QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+        shell.start("/bin/sh",
+                    QStringList{"-c", piped, QStringLiteral(BIZ_CONSOLE)} + arguments + QStringList{"--repeat", "0"});
+        loop.exec();
+        EXPECT_EQ(shell.state(), QProcess::NotRunning) << "it goes on commanding";
+        shell.kill();
+        shell.waitForFinished();
+        return contentOf("status");
+    }
+
     static QString lastEvent(const QByteArray &lines)
     {
         const QByteArray last = lines.trimmed().split('\n').last();
@@ -89,17 +107,21 @@ TEST_F(ConsoleVerdict, OfARunThatNobodyCanHearOfIsNotThatAllWasAsExpected)
 TEST_F(ConsoleVerdict, ARunWithoutEndEndsWhenItsReaderHasGone)
 {
     FakeDevice device(FakeDevice::echo);
-    QProcess console;
-    const QStringList arguments = runArguments(session(getVolume), device.url()) + QStringList{"--repeat", "0"};
-    const QString piped = QStringLiteral(R"("$0" "$@" | head -1)");
-    console.start("/bin/sh", QStringList{"-c", piped, QStringLiteral(BIZ_CONSOLE)} + arguments);
-    QEventLoop loop;
-    QObject::connect(&console, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
-    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
-    loop.exec();
-    EXPECT_EQ(console.state(), QProcess::NotRunning) << "it goes on commanding";
-    console.kill();
-    console.waitForFinished();
+    EXPECT_EQ(statusWithoutReader(runArguments(session(getVolume), device.url())), "1\n");
+}
+
+TEST_F(ConsoleVerdict, ARunOverUdpEndsInOrderWhenItsReaderHasGone)
+{
+    QUdpSocket device;
+    ASSERT_TRUE(device.bind(QHostAddress(QHostAddress::LocalHost), 0));
+    QObject::connect(&device, &QUdpSocket::readyRead, &device, [&device] {
+        const QNetworkDatagram datagram = device.receiveDatagram();
+        device.writeDatagram(datagram.makeReply(datagram.data()));
+    });
+    const QStringList arguments =
+        runArguments(session(getVolume), QStringLiteral("udp://127.0.0.1:%1").arg(device.localPort()));
+    EXPECT_EQ(statusWithoutReader(arguments + QStringList{"--record", file("recording.jsonl")}), "1\n");
+    EXPECT_EQ(lastEvent(contentOf("recording.jsonl")), QStringLiteral("summary"));
 }
 
 TEST_F(ConsoleVerdict, AHangUpOfTheTerminalIsAnInterruption)
