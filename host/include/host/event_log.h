@@ -26,8 +26,8 @@ struct EventFile
     }
 
     QString path;
-    qint64 maxBytes; ///< of one file; a single longer line still goes in whole
-    int maxFiles;    ///< the current one included; 1 or more
+    qint64 maxBytes; ///< of one file, without a bound if 0 or less; a single longer line still goes in whole
+    int maxFiles;    ///< the current one included; at least one is kept
 };
 
 /**
@@ -74,7 +74,10 @@ public:
      * one. */
     void serveOn(const QString &socket);
 
-    /** Waits until everything told so far has been written; false when that took longer. */
+    /**
+     * Waits until everything told so far has been handed to its destinations; false when that took longer. One that
+     * fails has lost it, which failed() tells.
+     */
     bool flush(int deadlineMs = 1000);
 
 Q_SIGNALS:

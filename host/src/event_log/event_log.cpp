@@ -53,7 +53,7 @@ EventLog::Private::Private(EventLog *log, std::unique_ptr<EventSource> source)
     , m_thread(new QThread)
     , m_writer(new LogWriter(m_queue))
 {
-    m_source->setParent(nullptr);
+    m_source->setParent(log); // it follows the host to another thread
     QObject::connect(m_source.get(), &EventSource::happened, log, [this](const Event &event) { onHappened(event); });
     QObject::connect(m_writer, &LogWriter::headWanted, log, [this](SinkId sink) { tellHead({sink, {}, {}, nullptr}); });
     QObject::connect(m_writer, &LogWriter::failed, log, &EventLog::failed);

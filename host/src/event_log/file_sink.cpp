@@ -29,9 +29,11 @@ FileSink::FileSink(EventFile file)
 LineSink::Result FileSink::begin(const QByteArray &head)
 {
     const auto startSize = head.indexOf('\n') + 1;
-    const bool isFirst = m_startLine.isEmpty();
+    m_needsStart = m_needsStart || m_startLine.isEmpty();
     m_startLine = head.left(startSize);
-    return write(isFirst ? head : head.mid(startSize));
+    // Where that began a file, the head is in it: told once more, it could fill one file after the other.
+    const Result result = write(head.mid(startSize));
+    return result == Result::Begun ? Result::Written : result;
 }
 
 LineSink::Result FileSink::write(const QByteArray &lines)
@@ -40,31 +42,38 @@ LineSink::Result FileSink::write(const QByteArray &lines)
         m_lostLines += lines.count('\n');
         return Result::Failed;
     }
-    QByteArray left = m_lostLines > 0 ? lostLine(m_lostLines) + lines : lines;
-    Result result = Result::Written;
-    while (!left.isEmpty()) {
-        const bool isReady = m_file.isOpen() || open();
-        const qint64 written = isReady ? m_file.size() : 0;
-        const int size = isReady ? sizeThatFits(left, written) : 0;
-        if (isReady && size == 0 && beginNext()) {
-            result = Result::Begun;
-        } else if (size > 0 && append(left.left(size), written)) {
-            left.remove(0, size);
-        } else {
-            m_lostLines += left.count('\n');
-            return fail();
-        }
+    m_hasBegun = false;
+    if (m_lostLines > 0 && put(lostLine(m_lostLines)).isEmpty()) {
+        m_lostLines = 0;
     }
-    m_lostLines = 0;
+    const QByteArray left = m_lostLines == 0 ? put(lines) : lines;
+    if (!left.isEmpty()) {
+        m_lostLines += left.count('\n');
+        return fail();
+    }
     m_sinceFailure.invalidate();
-    return result;
+    return m_hasBegun ? Result::Begun : Result::Written;
+}
+
+/** Returns what could not be written. */
+QByteArray FileSink::put(QByteArray lines)
+{
+    while (!lines.isEmpty() && (m_file.isOpen() || open())) {
+        const qint64 written = m_file.size();
+        const int size = sizeThatFits(lines, written);
+        if (size == 0 ? !beginNext() : !append(lines.left(size), written)) {
+            break;
+        }
+        lines.remove(0, size);
+    }
+    return lines;
 }
 
 /** Of whole lines, behind what is written; one that is longer than a file stands alone in it. */
 int FileSink::sizeThatFits(const QByteArray &lines, qint64 written) const
 {
     const qint64 room = m_settings.maxBytes - written;
-    if (lines.size() <= room) {
+    if (m_settings.maxBytes <= 0 || lines.size() <= room) {
         return byteCount(lines);
     }
     const auto size = lines.left(static_cast<int>(std::max<qint64>(room, 0))).lastIndexOf('\n') + 1;
@@ -77,7 +86,20 @@ bool FileSink::open()
     const QFileInfo info(m_settings.path);
     const bool hasEnd = !info.exists() || info.isFile();
     return m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered |
-                       (hasEnd ? QIODevice::Append : QIODevice::NotOpen));
+                       (hasEnd ? QIODevice::Append : QIODevice::NotOpen)) &&
+           (!m_needsStart || writeStart());
+}
+
+/** In a file of its own where the earlier log has left no room for it. */
+bool FileSink::writeStart()
+{
+    const qint64 written = m_file.size();
+    if (written > 0 && sizeThatFits(m_startLine, written) == 0) {
+        return beginNext();
+    }
+    m_hasBegun = true;
+    m_needsStart = !append(m_startLine, written);
+    return !m_needsStart;
 }
 
 /** Wholly or not at all, behind what is written: a part of a line would spoil the next one. */
@@ -96,12 +118,22 @@ bool FileSink::append(const QByteArray &lines, qint64 written)
 bool FileSink::beginNext()
 {
     m_file.close();
-    const int oldest = m_settings.maxFiles - 1;
+    const int oldest = std::max(m_settings.maxFiles, 1) - 1;
     QFile::remove(numbered(m_settings.path, oldest));
     for (int number = oldest; number > 0; --number) {
         QFile::rename(numbered(m_settings.path, number - 1), numbered(m_settings.path, number));
     }
-    return open() && append(m_startLine, m_file.size());
+    m_needsStart = false; // not twice, by open()
+    if (!open()) {
+        m_needsStart = true;
+        return false;
+    }
+    if (m_file.size() > 0) {
+        setProblem(QStringLiteral("it is full, and its folder lets nobody rename or remove it"));
+        return false;
+    }
+    m_needsStart = true;
+    return writeStart();
 }
 
 LineSink::Result FileSink::fail()

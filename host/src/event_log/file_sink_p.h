@@ -20,7 +20,9 @@ public:
 
 private:
     int sizeThatFits(const QByteArray &lines, qint64 written) const;
+    QByteArray put(QByteArray lines);
     bool open();
+    bool writeStart();
     bool append(const QByteArray &lines, qint64 written);
     bool beginNext();
     Result fail();
@@ -28,6 +30,8 @@ private:
     const EventFile m_settings;
     QFile m_file;
     QByteArray m_startLine;
+    bool m_needsStart = false; ///< the file that is open, or is to be opened, lacks it
+    bool m_hasBegun = false;   ///< a start line since the last write() began
     qint64 m_lostLines = 0;
     QElapsedTimer m_sinceFailure;
 };

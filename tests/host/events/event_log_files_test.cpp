@@ -1,7 +1,13 @@
+#include <atomic>
+#include <thread>
+
 #include <unistd.h>
 
 #include <QtCore/QBuffer>
+#include <QtCore/QDir>
+#include <QtCore/QThread>
 
+#include <host/support/on_thread.h>
 #include <host/version.h>
 
 #include "event_log_fixture.h"
@@ -80,8 +86,13 @@ TEST_F(EventLogFiles, HoldWhatHappensAfterAQuietTime)
 class ToldEvents : public EventSource
 {
 public:
+    explicit ToldEvents(int stateBytes = 0)
+        : m_state{{QStringLiteral("text"), QString(stateBytes, QLatin1Char('x'))}}
+    {
+    }
+
     QJsonObject about() const override { return {}; }
-    QJsonObject state() const override { return {}; }
+    QJsonObject state() const override { return m_state; }
 
     void tellAt(qint64 utcMs)
     {
@@ -90,6 +101,9 @@ public:
         event.utcMs = utcMs;
         Q_EMIT happened(event);
     }
+
+private:
+    const QJsonObject m_state;
 };
 
 TEST_F(EventLogFiles, TellEachEventWithItsOwnSecond)
@@ -161,6 +175,66 @@ TEST_F(EventLogFiles, TellOnceThatTheDiskIsFull)
     EXPECT_TRUE(failures.first().startsWith("/dev/full: ")) << failures.first().toStdString();
 }
 
+TEST_F(EventLogFiles, AreNotFilledWithStartLinesWhereTheFolderIsNotToBeChanged)
+{
+    constexpr qint64 maxBytes = 2000;
+    answerEverything();
+    ASSERT_TRUE(QDir().mkpath(path() + ".1/in the way"));
+    EventLog log(host.get(), EventFile(path(), maxBytes, 2));
+    QStringList failures;
+    QObject::connect(&log, &EventLog::failed, host.get(), [&](const QString &why) { failures.append(why); });
+    start();
+    ASSERT_TRUE(waitFor([&] {
+        exchange();
+        return log.flush() && !failures.isEmpty();
+    }));
+    exchange();
+    ASSERT_TRUE(log.flush());
+
+    EXPECT_EQ(failures.size(), 1);
+    EXPECT_TRUE(failures.first().contains("is full")) << failures.first().toStdString();
+    EXPECT_LE(QFile(path()).size(), maxBytes);
+    EXPECT_EQ(eventsIn(linesOf(path())).count("start"), 1);
+}
+
+TEST_F(EventLogFiles, HoldOneFileAtLeastAndAnyNumberOfBytesWithoutABound)
+{
+    answerEverything();
+    EventLog log(host.get(), EventFile(path(), 0, 0));
+    start();
+    for (int i = 0; i < 30; ++i) {
+        exchange();
+    }
+    ASSERT_TRUE(log.flush());
+
+    EXPECT_EQ(eventsIn(linesOf(path())).count("start"), 1);
+    EXPECT_EQ(eventsIn(linesOf(path())).count("answered"), 30);
+}
+
+TEST_F(EventLogFiles, BeginWhenTheyCanBeWrittenAtLast)
+{
+    constexpr int retryMs = 1000;
+    answerEverything();
+    const QString later = folder.path(QStringLiteral("later"));
+    EventLog log(host.get(), later + "/events.jsonl");
+    start();
+    exchange();
+    ASSERT_TRUE(log.flush());
+    ASSERT_TRUE(QDir().mkpath(later));
+    ASSERT_TRUE(waitFor(
+        [&] {
+            exchange();
+            return log.flush() && QFile::exists(later + "/events.jsonl");
+        },
+        retryMs + patienceMs));
+    exchange();
+    ASSERT_TRUE(log.flush());
+
+    const QStringList events = eventsIn(linesOf(later + "/events.jsonl"));
+    EXPECT_EQ(events.mid(0, 2), (QStringList{"start", "lost"}));
+    EXPECT_EQ(events.count("state"), 1);
+}
+
 TEST_F(EventLogFiles, CannotHoldUpAHostWithADeviceThatIsStuck)
 {
     int ends[2];
@@ -212,6 +286,82 @@ TEST_F(EventLogFiles, AreCompleteWhenTheHostTakesItsLogAlong)
     host.reset();
 
     EXPECT_EQ(eventsIn(linesOf(path())).last(), QStringLiteral("linkStateChanged"));
+}
+
+TEST_F(EventLogFiles, AreNotTurnedOverByTellingHowThingsStand)
+{
+    constexpr qint64 maxBytes = 4000;
+    auto source = std::make_unique<ToldEvents>(maxBytes * 2 / 3);
+    ToldEvents &told = *source;
+    EventLog log(std::move(source));
+    log.writeTo(EventFile(path(), maxBytes, 100));
+    const auto settle = [&log] {
+        for (int turn = 0; turn < 10; ++turn) {
+            ASSERT_TRUE(log.flush());
+            QCoreApplication::processEvents();
+        }
+    };
+    for (int i = 0; i < 100; ++i) {
+        told.tellAt(i);
+        ASSERT_TRUE(log.flush());
+    }
+    settle();
+    const auto files = QDir(folder.path()).entryList(QDir::Files).size();
+    EXPECT_GT(files, 1);
+    settle();
+
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), files);
+}
+
+TEST_F(EventLogFiles, CountTheLinesThatWereLostOnce)
+{
+    constexpr int lostEvents = 5;
+    constexpr int headLines = 1; // "state": "start" is written in time
+    auto source = std::make_unique<ToldEvents>();
+    ToldEvents &told = *source;
+    EventLog log(std::move(source));
+    const QString later = folder.path(QStringLiteral("later"));
+    log.writeTo(EventFile(later + "/events.jsonl"));
+    for (int i = 0; i < lostEvents; ++i) {
+        told.tellAt(i);
+        ASSERT_TRUE(log.flush());
+    }
+    ASSERT_TRUE(QDir().mkpath(later));
+    int further = 0;
+    ASSERT_TRUE(waitFor([&] {
+        told.tellAt(++further);
+        return log.flush() && QFile::exists(later + "/events.jsonl");
+    }));
+
+    const QByteArrayList lines = linesOf(later + "/events.jsonl");
+    ASSERT_EQ(eventsIn(lines).mid(0, 2), (QStringList{"start", "lost"}));
+    EXPECT_EQ(parsed(lines.at(1)).value("lines").toInt(), headLines + lostEvents + further - 1);
+}
+
+TEST_F(EventLogFiles, AreWrittenForAHostThatMovedToAnotherThread)
+{
+    QThread thread;
+    thread.start();
+    answerEverything();
+    new EventLog(host.get(), path());
+    host->moveToThread(&thread);
+    QObject context;
+    context.moveToThread(&thread);
+    std::atomic<bool> hasEnded{false};
+    QObject::connect(
+        host.get(), &DeviceHost::ended, host.get(), [&] { hasEnded = true; }, Qt::DirectConnection);
+    // From here on the host is called on its own thread only. This one runs no event loop.
+    runOnThreadOf(&context, [&] {
+        EXPECT_TRUE(host->start());
+        given.insert(host->enqueue(command(longWaitMs)));
+    });
+    while (!hasEnded) {
+        std::this_thread::yield();
+    }
+    runOnThreadOf(&context, [&] { host.reset(); });
+    thread.quit();
+    thread.wait();
+    EXPECT_EQ(eventsIn(linesOf(path())).count("answered"), 1);
 }
 
 } // namespace
