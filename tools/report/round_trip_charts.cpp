@@ -112,7 +112,8 @@ void drawWaits(Svg &svg, const Responses &all, const DurationScale &durations)
             svg.line("usable", chart::left, usable, chart::right, usable);
             if (all.waits.size() == 1) {
                 constexpr double below = 11.0;
-                svg.text("axis", chart::right, usable + below, usableText(wait), Anchor::End);
+                const double baseline = usable + below < chart::bottom ? usable + below : usable - above;
+                svg.text("axis", chart::right, baseline, usableText(wait), Anchor::End);
             }
         }
     }
