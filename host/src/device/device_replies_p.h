@@ -27,9 +27,11 @@ public:
         TimePoint arrival;
     };
 
-    DeviceReplies(DeviceCommands *commands, HostSignals<DeviceHost> *signalsOfHost)
+    /** Replies are numbered from the one after `lastFed` on. */
+    DeviceReplies(DeviceCommands *commands, HostSignals<DeviceHost> *signalsOfHost, quint32 lastFed = 0)
         : m_commands(commands)
         , m_signals(signalsOfHost)
+        , m_lastFed(lastFed)
     {
     }
 
@@ -79,7 +81,7 @@ private:
     std::unique_ptr<ReplyMatcher> m_matcher;
     FedReplies m_answers; ///< the first to each command; the channel judges them first
     FedReplies m_further; ///< that came before the first was judged
-    quint32 m_lastFed = 0;
+    quint32 m_lastFed;    ///< counts through its end
 };
 
 } // namespace biz::host
