@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
+#include <biz_cmdswork/biz_cmdswork.h>
 #include <device/device_channel_p.h>
 #include <device/device_replies_p.h>
 
@@ -64,4 +66,19 @@ TEST_F(DeviceRepliesFixture, AnAnswerIsKnownByItsNumberAlsoWhereNumbersBeginAnew
     ASSERT_TRUE(next);
     EXPECT_EQ(next->command->ticket, second);
     EXPECT_EQ(replies.underWay(), 0);
+}
+
+TEST_F(DeviceRepliesFixture, AFurtherReplyIsJudgedAfterTheAnswersOfOthers)
+{
+    DeviceReplies replies(&commands, &signalsOfHost);
+    inFlight(1);
+    inFlight(2);
+    for (const int sequence : {1, 1, 2}) {
+        replies.take(withSequence(static_cast<quint8>(sequence)));
+    }
+    std::vector<quint32> numbers;
+    for (auto &queue = biz_CMDSWork::receivequeueHexCmd; !queue.empty(); queue.pop()) {
+        numbers.push_back(queue.front().nTag);
+    }
+    EXPECT_EQ(numbers, (std::vector<quint32>{1, 3, 2}));
 }

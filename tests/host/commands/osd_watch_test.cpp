@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 #include <host/support/wait_for.h>
 #include <osd/osd_watch_p.h>
 #include <timing_p.h>
@@ -22,7 +23,7 @@ protected:
     OsdCommand &inFlight(int waitMs)
     {
         model_OsdParam record;
-        record.qsIp = QStringLiteral("127.0.0.1");
+        record.qsIp = ip;
         record.iWaitTime = waitMs;
         OsdDevice &device = commands.knownDevice(record.qsIp);
         commands.enter(device.lane, record, {}, nullptr);
@@ -33,6 +34,7 @@ protected:
         return command;
     }
 
+    const QString ip = QStringLiteral("127.0.0.1");
     QObject context;
     Outbox outbox{nullptr};
     TicketSource tickets;
@@ -63,4 +65,15 @@ TEST_F(OsdWatchFixture, AnsweredCommandsDoNotMakeTheNextLookLater)
     constexpr int several = 11;
     ASSERT_TRUE(waitFor([this] { return looks >= several; }));
     EXPECT_LT(clock.elapsed(), several / 2 * timing::osdFullLookPeriod.count());
+}
+
+// As it does when somebody sets the wall clock.
+TEST_F(OsdWatchFixture, ADeviceThatTheChannelFreesBeforeItsTimeIsFound)
+{
+    const Ticket ticket = inFlight(longWaitMs).ticket;
+    biz_Osd_CMDSWork::m_bRetFlag.insert(ip, true);
+    EXPECT_EQ(watch.endOverdue().size(), 1U);
+    EXPECT_EQ(commands.find(ticket), nullptr);
+    biz_Osd_CMDSWork::m_bRetFlag.remove(ip);
+    QCoreApplication::removePostedEvents(&outbox); // there is no host to tell of its end
 }

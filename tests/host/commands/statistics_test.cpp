@@ -115,7 +115,9 @@ TEST(Counters, ArePutTogetherByEveryRowOfTheirTable)
     }
     share.rejectedByRule.insert(QStringLiteral("F1/08: length is 354"), 2);
     share.queueLength = 3;
+    share.lastSeenUtcMs = 5;
     Counters total = share;
+    total.lastSeenUtcMs = 7;
     total += share;
 
     for (const CounterRow &row : counterRows) {
@@ -123,6 +125,7 @@ TEST(Counters, ArePutTogetherByEveryRowOfTheirTable)
     }
     EXPECT_EQ(total.rejectedByRule.first(), 4U);
     EXPECT_EQ(total.queueLength, 6);
+    EXPECT_EQ(total.lastSeenUtcMs, 7);
     EXPECT_LT(total.roundTripMedianMs, 0.0);
 }
 

@@ -30,7 +30,8 @@ class DeviceHostFixture : public ::testing::Test
 protected:
     /** Waits that are short for a test and long for a loop that passes every 10 ms. */
     static constexpr int shortWaitMs = 60;
-    static constexpr int longWaitMs = 20000; ///< for commands that are not to time out
+    /** For commands that are not to time out: a resend, which brings about what nothing else did, comes too late. */
+    static constexpr int longWaitMs = 10 * patienceMs;
 
     DeviceHostFixture() { makeHost(); }
 

@@ -171,6 +171,19 @@ TEST_F(DeviceHostOutage, HeldCommandsGoOutInOrderWhenTheLinkIsBackAndWhatHadBeen
     EXPECT_EQ(host->counters().answered, 2U);
 }
 
+TEST_F(DeviceHostOutage, HalfAReplyIsForgottenWithItsLink)
+{
+    start();
+    occupy();
+    Q_EMIT link->received(DemoFrameCodec().encode(link->commands.back()).left(4));
+    breakDown();
+    answerEverything();
+    comeBack();
+    const Ticket next = enqueue();
+    ASSERT_TRUE(waitFor([&] { return seen.hasEnded(next) || host->counters().refusedFrames > 0; }));
+    EXPECT_EQ(seen.outcomeOf(next), "answered");
+}
+
 TEST_F(DeviceHostOutage, AHeldCommandsValidityGoesOnRunningOut)
 {
     CommandOptions options;

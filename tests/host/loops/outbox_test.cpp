@@ -146,6 +146,21 @@ TEST(Outbox, OneEndLeavesPerEventWithTurnsForOthersBetween)
     EXPECT_GE(turns, count);
 }
 
+TEST(Outbox, EndsThatWerePostedApartLeaveOnePerEventToo)
+{
+    Outbox outbox(nullptr);
+    const auto first = std::make_shared<CountedEnds>(1);
+    const auto second = std::make_shared<CountedEnds>(1);
+    QObject other;
+    int toldBefore = -1;
+    outbox.post(first);
+    outbox.post(second);
+    QMetaObject::invokeMethod(
+        &other, [&] { toldBefore = first->told + second->told; }, Qt::QueuedConnection);
+    ASSERT_TRUE(waitFor([&] { return second->told == 1; }));
+    EXPECT_EQ(toldBefore, 1);
+}
+
 TEST(Outbox, EmissionsAndEndsLeaveInTheOrderPosted)
 {
     Outbox outbox(nullptr);

@@ -28,6 +28,7 @@ TEST_F(OsdDevices, TheStatusShowsEachDevicesShare)
     ASSERT_EQ(status.size(), 2);
     EXPECT_EQ(status[0].ip, talker.ip);
     EXPECT_EQ(status[0].counters.answered, 1U);
+    EXPECT_EQ(status[0].counters.sent, 1U);
     EXPECT_FALSE(status[0].inFlight);
     EXPECT_EQ(status[1].ip, silent.ip);
     EXPECT_TRUE(status[1].inFlight);
@@ -112,6 +113,7 @@ TEST_F(OsdDevices, AClearKeepsTheDevicesAndTheirCounters)
     const QVector<OsdDeviceStatus> status = host->devices();
     ASSERT_EQ(status.size(), 2);
     EXPECT_EQ(status[0].counters.answered, 1U);
+    EXPECT_EQ(status[0].counters.sent, 1U);
     EXPECT_EQ(status[1].counters.cleared, 2U);
     EXPECT_FALSE(status[1].inFlight);
 }

@@ -73,6 +73,20 @@ TEST_F(SimulatedDeviceTest, StalledDeviceReadsNothingThatWasThrownAway)
     EXPECT_HOLDS(testkit::heard(device, {"F1/08", "F1/08"}));
 }
 
+TEST_F(SimulatedDeviceTest, StalledDeviceIsNotSilentWithinTwiceTheWaitOfItsCommands)
+{
+    channel.setPipelined(true);
+    device.failNext(FaultKind::Stall);
+    for (int i = 0; i < 2; ++i) {
+        model_Protocoldata command = host::makeCommand(0xF1, 0x08);
+        command.iWaitTime = 3000;
+        static_cast<void>(channel.enqueue(command));
+        clock.advance(100ms);
+    }
+    clock.advance(1700ms); // longer than the shortest silence that is one
+    EXPECT_EQ(linkState(), LinkState::Up);
+}
+
 TEST_F(SimulatedDeviceTest, EveryFaultLeavesTheNextCommandUnharmed)
 {
     for (int kind = 0; kind < testkit::faultKinds; ++kind) {
