@@ -1,5 +1,6 @@
 #include <osd/osd_channel_p.h>
 
+#include <deque>
 #include <mutex>
 
 namespace biz::host::osd_channel {
@@ -7,6 +8,34 @@ namespace biz::host::osd_channel {
 namespace {
 
 using Lock = std::lock_guard<std::mutex>;
+
+/** How many bytes each reply has that waits for the receive loop, which takes them from the front; under its lock. */
+class WaitingSizes
+{
+public:
+    qint64 total() const { return m_total; }
+
+    void add(qint64 size)
+    {
+        m_sizes.push_back(size);
+        m_total += size;
+    }
+
+    /** Those before them have been taken. */
+    void keepLast(std::size_t count)
+    {
+        for (; m_sizes.size() > count; m_sizes.pop_front()) {
+            m_total -= m_sizes.front();
+        }
+    }
+
+private:
+    std::deque<qint64> m_sizes;
+    qint64 m_total = 0;
+};
+
+/** Never destroyed: the receive loop may outlive main(). */
+WaitingSizes &waitingSizes = *new WaitingSizes;
 
 } // namespace
 
@@ -28,12 +57,16 @@ void freeDevice(const biz_Osd_CMDSWork &worker, const QString &ip, quint32 tag)
 
 std::size_t pushReply(const model_OsdParam &reply)
 {
-    std::size_t dropped = 0;
     const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
-    for (; biz_Osd_CMDSWork::receivequeueHexCmd.size() >= maxRepliesWaiting; ++dropped) {
-        biz_Osd_CMDSWork::receivequeueHexCmd.pop();
+    auto &replies = biz_Osd_CMDSWork::receivequeueHexCmd;
+    waitingSizes.keepLast(replies.size());
+    std::size_t dropped = 0;
+    for (; replies.size() >= maxRepliesWaiting || waitingSizes.total() > maxReplyBytesWaiting; ++dropped) {
+        replies.pop();
+        waitingSizes.keepLast(replies.size());
     }
-    biz_Osd_CMDSWork::receivequeueHexCmd.push(reply);
+    replies.push(reply);
+    waitingSizes.add(reply.baData.size());
     return dropped;
 }
 

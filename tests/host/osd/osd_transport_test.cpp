@@ -1,9 +1,11 @@
+#include <mutex>
 #include <vector>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTimer>
 
+#include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 #include <host/datagram_transport.h>
 
 #include "osd_host_fixture.h"
@@ -292,4 +294,27 @@ TEST_F(OsdTransport, IsGivenACommandOnlyWhenItMayBeWritten)
     transport->answer();
     ASSERT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "answered");
+}
+
+TEST_F(OsdTransport, MayBringMoreThanTheReceiveLoopTakesAndTheRepliesWaitInBoundedRoom)
+{
+    constexpr int replies = 3000; // nearly three times as many bytes as may wait
+    constexpr int payloadBytes = 60000;
+    constexpr std::size_t mostWaiting = 64 * 1024 * 1024 / payloadBytes + 1;
+    host->setKeepUnmatchedReplies(true);
+    start();
+    model_OsdParam large = command("192.0.2.1", endlessWaitMs);
+    large.baData = QByteArray(payloadBytes, 'x');
+    const Ticket ticket = host->enqueue(large);
+    ASSERT_NE(ticket, 0U);
+    given.insert(ticket);
+    ASSERT_TRUE(waitFor([this] { return transport->sent.size() == 1; }));
+    for (int i = 0; i < replies; ++i) {
+        transport->answer();
+    }
+    {
+        const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
+        EXPECT_LE(biz_Osd_CMDSWork::receivequeueHexCmd.size(), mostWaiting);
+    }
+    EXPECT_TRUE(waitForEnd(ticket));
 }
