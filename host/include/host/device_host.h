@@ -144,11 +144,14 @@ public:
     /**
      * Tells the device that no command follows, and goes on reading: linkStateChanged() tells `Closed` when it has sent
      * what it had to send and ended the connection. What is given now waits. False where the link has no such
-     * way, which is so of all but TCP, or is not up. stop() follows.
+     * way, which is so of all but TCP, is not up, or holds bytes that have not left. stop() follows.
      */
     bool endWriting();
 
-    /** Accepted replies that the channel has not handed on yet: `ended` or `duplicate` follows for each. */
+    /**
+     * Accepted replies that the channel has not handed on yet: `ended` or `duplicate` follows for each, unless the
+     * model is changed meanwhile and its rules refuse it.
+     */
     int repliesUnderWay() const;
 
     // --- Commands -----------------------------------------------------------------------

@@ -36,6 +36,8 @@ struct HostMetrics
     LinkState link = LinkState::Closed; ///< of the device channel
     QVector<OsdDeviceStatus> devices;   ///< of the OSD channel
 };
+
+/** These are called on the host's thread, as all of its functions are but for counters(). */
 BIZ_HOST_EXPORT HostMetrics metricsOf(const DeviceHost &host);
 BIZ_HOST_EXPORT HostMetrics metricsOf(const OsdHost &host);
 
@@ -45,7 +47,10 @@ BIZ_HOST_EXPORT QVector<HostMetrics> metricsOf(const DeviceFleet &fleet);
 /** All of it as text. Labels are shortened, and their number is bounded. */
 BIZ_HOST_EXPORT QByteArray metricsText(const QVector<HostMetrics> &hosts);
 
-/** The same as a file that is replaced atomically: who reads it sees the old one or the new one, whole. */
+/**
+ * The same as a file that is replaced atomically: who reads it sees the old one or the new one, whole. Waits for the
+ * disk, on any thread. False, with `error`, when it could not be written.
+ */
 [[nodiscard]] BIZ_HOST_EXPORT bool writeMetrics(const QString &path, const QVector<HostMetrics> &hosts, QString *error);
 
 } // namespace biz::host

@@ -159,7 +159,10 @@ public:
     /** The same for one device. */
     void clear(const QString &ip);
 
-    /** Clears a device, and forgets it with its counters; the totals stay. */
+    /**
+     * Clears a device, and forgets it with its counters; the totals stay. The channel keeps its entry for the address,
+     * some hundred bytes and the last command, until the process ends.
+     */
     void forget(const QString &ip);
 
     /** Commands that have not been taken for sending yet. */

@@ -10,7 +10,8 @@ namespace biz::host {
 /**
  * Says which reply belongs to which command of the device channel; an application brings its
  * own by deriving. It is asked on the host's thread, for each command in flight, the oldest
- * first, and for the command that ended last, whose further replies are told apart so.
+ * first, and for the command that ended last, whose further replies are told apart so. What it throws leaves the event
+ * loop of that thread; the reply is lost then.
  */
 class BIZ_HOST_EXPORT ReplyMatcher
 {
