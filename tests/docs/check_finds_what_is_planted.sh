@@ -60,8 +60,16 @@ cat >>"$copy/docs/deliberate.md" <<'END'
 - In code: `src/platform/sleep_p.h` `nanosleep`
 END
 
-expected+=('does not name the counter planted')
-sed -i 's/^    {"bytesIn", .*/&\n    {"planted", \&Counters::planted},/' "$copy/host/include/host/counters.h"
+# plant_name WHAT PATTERN LINE FILE: LINE follows the line that PATTERN names in FILE.
+plant_name() {
+    expected+=("does not name the $1 planted")
+    sed -i "s|^ *$2.*|&\\n$3|" "$copy/$4"
+}
+
+plant_name counter '{"bytesIn", ' '    {"planted", \&Counters::planted},' host/include/host/counters.h
+plant_name 'kind of link' '{"udp", ' '    {"planted", "planted://HOST", makePlanted},' host/src/link/link_factory.cpp
+plant_name 'command of the console' '{"log", ' '    {"planted", "", "plants", runPlanted},' tools/biz_console/main.cpp
+plant_name fault 'Blackout, ' '    Planted,' testkit/include/testkit/fault_kind.h
 
 if output=$("$copy/scripts/check-docs" 2>&1); then
     echo 'the check finds nothing' >&2
