@@ -160,7 +160,11 @@ private:
     std::unique_ptr<Private> d;
 };
 
-/** Tells what happens in a fleet, for an EventLog: of each event `device` is the device's name. */
+/**
+ * Tells what happens in a fleet, for an EventLog: of each event `device` is the device's name. An event leaves from the
+ * event loop, before the signal of the same; a listener may call the fleet, and destroy it. What has not left when the
+ * fleet is destroyed is not told.
+ */
 BIZ_HOST_EXPORT std::unique_ptr<EventSource> eventsOf(DeviceFleet *fleet);
 
 } // namespace biz::host

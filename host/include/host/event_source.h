@@ -21,7 +21,8 @@ class OsdHost;
  *
  * `Given` and `Writing` are told at the moment itself, inside of the host's calls, and who listens does not call
  * the host from there. The others leave with the host's signals, and a listener may call the host; whoever
- * listens to the same source beside it then hears of that first. Listeners connect directly.
+ * listens to the same source beside it then hears of that first. Of a DeviceFleet all events leave with its signals.
+ * Listeners connect directly.
  *
  * It lives on the host's thread, and may outlive the host.
  */

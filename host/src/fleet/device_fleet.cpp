@@ -40,6 +40,7 @@ DeviceFleet::Private::Private(DeviceFleet *fleet, const QString &folder)
     : m_fleet(fleet)
     , m_folder(QDir(folder).absolutePath())
     , m_signals(fleet)
+    , m_tap(fleet)
 {
 }
 
@@ -98,8 +99,7 @@ bool DeviceFleet::Private::add(const QString &name, const DeviceSettings &settin
     if (!QDir().mkpath(folder)) {
         return refusal.refuse(Error::CannotMakeFolder, QStringLiteral("the folder %1 cannot be made").arg(folder));
     }
-    auto device =
-        std::make_unique<FleetDevice>(name, planOf(settings, folder), settings.whileDown, &m_signals, &m_taps);
+    auto device = std::make_unique<FleetDevice>(name, planOf(settings, folder), settings.whileDown, &m_signals, &m_tap);
     FleetDevice &added = *device;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

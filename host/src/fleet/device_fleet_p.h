@@ -32,7 +32,7 @@ public:
     QStringList names() const;
     Counters counters(const QString &name) const;
 
-    FleetTaps &taps() { return m_taps; }
+    FleetTap &tap() { return m_tap; }
 
     LastRefusal refusal;
 
@@ -43,7 +43,7 @@ private:
     DeviceFleet *const m_fleet;
     const QString m_folder;
     HostSignals<DeviceFleet> m_signals;
-    FleetTaps m_taps;
+    FleetTap m_tap; ///< a child of the fleet, so that it follows it to another thread
     Ticket m_lastTicket = 0;
     std::map<QString, std::unique_ptr<FleetDevice>> m_devices; ///< changed under the mutex
     mutable std::mutex m_mutex;                                ///< for those who ask on other threads

@@ -34,11 +34,11 @@ QByteArray headOf(const model_Protocoldata &record)
 } // namespace
 
 FleetDevice::FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
-                         FleetTaps *taps)
+                         FleetTap *tap)
     : m_name(name)
     , m_whileDown(whileDown)
     , m_signals(signalsOfFleet)
-    , m_taps(taps)
+    , m_tap(tap)
     , m_worker(plan)
 {
     connect(&m_worker, &Worker::serving, this, [this] {
@@ -193,7 +193,7 @@ void FleetDevice::onLine(const QByteArray &text)
     } else if (line->event.kind == EventKind::Refused) {
         onRefused(line->event);
     } else if (line->event.kind != EventKind::Start && line->event.kind != EventKind::Given) {
-        tellTaps(line->event, line->ticket);
+        tellEvent(line->event, line->ticket);
         onWritten(*line);
         onReply(*line);
     }
@@ -250,7 +250,7 @@ void FleetDevice::onRejected(const WorkerLine &line)
 
 void FleetDevice::onRefused(const Event &event)
 {
-    tellTaps(event, 0);
+    tellEvent(event, 0);
     m_signals->post(&DeviceFleet::refused, m_name, event.bytes.value_or(0), event.reason);
 }
 
@@ -355,7 +355,7 @@ void FleetDevice::enterLinkState(LinkStatus status)
     event.link = status;
     event.error = status.error;
     event.reason = status.reason;
-    tellTaps(std::move(event), 0);
+    tellEvent(std::move(event), 0);
     m_signals->post(&DeviceFleet::linkStateChanged, m_name, status);
 }
 
@@ -390,19 +390,19 @@ void FleetDevice::end(Commands::iterator command, CommandResult result)
     m_signals->post(&DeviceFleet::ended, m_name, ticket, std::move(result));
 }
 
-// --- What taps hear ---------------------------------------------------------------------------
+// --- Events -------------------------------------------------------------------------------------
 
-/** With the fleet's names of device and command. */
-void FleetDevice::tellTaps(Event event, Ticket ticket) const
+/** With the fleet's names of device and command. It leaves as signals do: its listeners may call the fleet. */
+void FleetDevice::tellEvent(Event event, Ticket ticket) const
 {
-    if (m_taps->isEmpty()) {
+    if (!m_tap->isHeard()) {
         return;
     }
     const auto command = m_commands.find(ticket);
     event.ticket = ticket;
     event.id = command != m_commands.end() ? command->second.options.id : QString();
     event.device = m_name;
-    m_taps->tell(event);
+    m_signals->outbox()->post([tap = m_tap, event = std::move(event)] { Q_EMIT tap->happened(event); });
 }
 
 void FleetDevice::tellGiven(Ticket ticket, const Command &command) const
@@ -413,7 +413,7 @@ void FleetDevice::tellGiven(Ticket ticket, const Command &command) const
     event.head = headOf(command.record);
     event.data = command.record.baData;
     event.waitMs = command.record.iWaitTime;
-    tellTaps(std::move(event), ticket);
+    tellEvent(std::move(event), ticket);
 }
 
 void FleetDevice::tellEnd(Ticket ticket, const Command &command, const CommandResult &result) const
@@ -424,7 +424,7 @@ void FleetDevice::tellEnd(Ticket ticket, const Command &command, const CommandRe
     event.codes = commandText(command.record);
     event.head = headOf(record);
     event.data = record.baData;
-    tellTaps(std::move(event), ticket);
+    tellEvent(std::move(event), ticket);
 }
 
 // --- Counters ---------------------------------------------------------------------------------

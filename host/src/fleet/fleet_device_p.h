@@ -26,7 +26,7 @@ public:
     using Signals = HostSignals<DeviceFleet>;
 
     FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
-                FleetTaps *taps);
+                FleetTap *tap);
 
     void start();
     Worker &worker() { return m_worker; }
@@ -82,7 +82,7 @@ private:
     bool isFailingFast() const;
     void enterLinkState(LinkStatus status);
 
-    void tellTaps(Event event, Ticket ticket) const;
+    void tellEvent(Event event, Ticket ticket) const;
     void tellGiven(Ticket ticket, const Command &command) const;
     void tellEnd(Ticket ticket, const Command &command, const CommandResult &result) const;
 
@@ -96,7 +96,7 @@ private:
     const QString m_name;
     const WhileDown m_whileDown;
     Signals *const m_signals;
-    FleetTaps *const m_taps;
+    FleetTap *const m_tap;
     LinkStatus m_link;
 
     Commands m_commands;

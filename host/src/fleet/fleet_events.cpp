@@ -6,20 +6,15 @@
 namespace biz::host {
 
 /** What happens in a fleet. */
-class FleetEvents : public EventSource, private FleetTap
+class FleetEvents : public EventSource
 {
 public:
     explicit FleetEvents(DeviceFleet *fleet)
         : m_fleet(fleet)
     {
-        fleet->d->taps().add(this);
-    }
-
-    ~FleetEvents() override
-    {
-        if (m_fleet) {
-            m_fleet->d->taps().remove(this);
-        }
+        connect(
+            &fleet->d->tap(), &FleetTap::happened, this, [this](const Event &event) { tell(event); },
+            Qt::DirectConnection);
     }
 
     QJsonObject about() const override { return {{QStringLiteral("channel"), QStringLiteral("fleet")}}; }
@@ -40,8 +35,6 @@ public:
     }
 
 private:
-    void onEvent(const Event &event) override { tell(event); }
-
     const QPointer<DeviceFleet> m_fleet;
 };
 

@@ -1,42 +1,25 @@
 #ifndef BIZ_HOST_FLEET_TAP_P_H
 #define BIZ_HOST_FLEET_TAP_P_H
 
-#include <algorithm>
-#include <vector>
+#include <QtCore/QMetaMethod>
+#include <QtCore/QObject>
 
 #include <host/event.h>
 
 namespace biz::host {
 
-/** Hears of what happens in a fleet when it happens. It calls nothing of the fleet. */
-class FleetTap
+/** Tells what happens in a fleet as events, from the event loop: a listener may call the fleet, or destroy it. */
+class FleetTap : public QObject
 {
+    Q_OBJECT
+
 public:
-    FleetTap() = default;
-    virtual ~FleetTap() = default;
-    FleetTap(const FleetTap &) = delete;
-    FleetTap &operator=(const FleetTap &) = delete;
+    using QObject::QObject;
 
-    virtual void onEvent(const Event &event) = 0;
-};
+    bool isHeard() const { return isSignalConnected(QMetaMethod::fromSignal(&FleetTap::happened)); }
 
-/** The taps of one fleet. */
-class FleetTaps
-{
-public:
-    bool isEmpty() const { return m_taps.empty(); }
-    void add(FleetTap *tap) { m_taps.push_back(tap); }
-    void remove(FleetTap *tap) { m_taps.erase(std::remove(m_taps.begin(), m_taps.end(), tap), m_taps.end()); }
-
-    void tell(const Event &event) const
-    {
-        for (FleetTap *const tap : m_taps) {
-            tap->onEvent(event);
-        }
-    }
-
-private:
-    std::vector<FleetTap *> m_taps;
+Q_SIGNALS:
+    void happened(const biz::host::Event &event);
 };
 
 } // namespace biz::host

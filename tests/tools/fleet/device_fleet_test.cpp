@@ -220,6 +220,41 @@ TEST_F(Fleet, AnEventLogHasTheEventsOfAllDevicesByTheirNames)
     EXPECT_EQ(told, (QStringList{"given", "writing", "sent", "answered"}));
 }
 
+TEST_F(Fleet, AListenerToItsEventsMayCallIt)
+{
+    DeviceSettings settings;
+    settings.program = "no such program";
+    ASSERT_TRUE(fleet->add("hall", settings));
+    ASSERT_TRUE(waitForLink("hall", LinkState::Lost));
+    Ticket last = 0;
+    const std::unique_ptr<EventSource> events = eventsOf(fleet.get());
+    QObject::connect(events.get(), &EventSource::happened, fleet.get(), [&](const Event &event) {
+        if (event.kind == EventKind::Unreachable && last == 0) {
+            last = give("hall");
+            EXPECT_FALSE(fleet->cancel(event.ticket)); // which has ended
+            EXPECT_TRUE(fleet->remove("hall"));
+        }
+    });
+    const Ticket first = give("hall");
+    ASSERT_TRUE(waitForEnd(first) && waitFor([&] { return last != 0 && hasEnded(last); }));
+    EXPECT_EQ(outcomeOf(first), "unreachable");
+    EXPECT_TRUE(fleet->names().isEmpty());
+}
+
+TEST_F(Fleet, AListenerToItsEventsMayDestroyIt)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    bool isGone = false;
+    const std::unique_ptr<EventSource> events = eventsOf(fleet.get());
+    QObject::connect(events.get(), &EventSource::happened, fleet.get(), [&] {
+        fleet.reset();
+        isGone = true;
+    });
+    EXPECT_TRUE(fleet->clear("slow"));
+    EXPECT_NE(fleet->enqueue("slow", makeCommand(0x68, 0x12)), 0U);
+    EXPECT_TRUE(waitFor([&] { return isGone; }));
+}
+
 // --- What is refused ------------------------------------------------------------------------
 
 TEST_F(Fleet, ANameThatIsNoNameOfAFolderIsRefused)
