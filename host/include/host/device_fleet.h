@@ -112,7 +112,10 @@ public:
 
     // --- Commands -----------------------------------------------------------------------
 
-    /** Queues a command, as DeviceHost::enqueue() does. Returns 0, with error(), when it is refused. */
+    /**
+     * Queues a command, as DeviceHost::enqueue() does. Returns 0, with error(), when it is refused. One with more
+     * payload than the demonstration frame carries is, as `CannotEncode`, whatever codec the worker has.
+     */
     [[nodiscard]] Ticket enqueue(const QString &name, const model_Protocoldata &command,
                                  const CommandOptions &options = {});
 

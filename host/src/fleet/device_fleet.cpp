@@ -6,6 +6,7 @@
 
 #include <fleet/worker_plan_p.h>
 #include <host/device_link.h>
+#include <host/frame_codec.h>
 #include <timing_p.h>
 
 namespace biz::host {
@@ -234,6 +235,9 @@ Ticket DeviceFleet::Private::enqueue(const QString &name, const model_Protocolda
     if (named == nullptr) {
         return 0;
     }
+    if (!isTakenByWorkers(command)) {
+        return 0;
+    }
     if (!named->hasRoomFor(command)) {
         refusal.refuse(Error::TooManyPending,
                        QStringLiteral("%1 commands of \"%2\" are pending, or %3 bytes of payload: no more may be")
@@ -243,6 +247,15 @@ Ticket DeviceFleet::Private::enqueue(const QString &name, const model_Protocolda
     const Ticket ticket = ++m_lastTicket;
     named->enqueue(ticket, command, options);
     return ticket;
+}
+
+/** A line with more payload is refused by a worker, whatever codec it has, or it is too long for its input. */
+bool DeviceFleet::Private::isTakenByWorkers(const model_Protocoldata &command)
+{
+    return command.baData.size() <= DemoFrameCodec::maxPayload ||
+           refusal.refuse(Error::CannotEncode, QStringLiteral("a command of %1 payload bytes: at most %2 expected")
+                                                   .arg(QString::number(command.baData.size()),
+                                                        QString::number(DemoFrameCodec::maxPayload)));
 }
 
 bool DeviceFleet::cancel(Ticket ticket)

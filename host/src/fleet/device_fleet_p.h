@@ -37,6 +37,7 @@ public:
     LastRefusal refusal;
 
 private:
+    bool isTakenByWorkers(const model_Protocoldata &command);
     bool isGood(const QString &name, const DeviceSettings &settings);
     void letGo(std::unique_ptr<FleetDevice> device);
 

@@ -2,6 +2,7 @@
 #include <QtCore/QJsonObject>
 
 #include <host/event_log.h>
+#include <host/frame_codec.h>
 #include <host/metrics.h>
 
 #include "fleet_fixture.h"
@@ -307,6 +308,14 @@ TEST_F(Fleet, PendingPayloadIsBounded)
     }
     EXPECT_EQ(taken, DeviceFleet::mostPendingBytes / payload.size());
     EXPECT_EQ(fleet->error(), Error::TooManyPending);
+}
+
+TEST_F(Fleet, ACommandThatFitsIntoNoLineOfItsWorkersIsRefused)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    for (const int size : {DemoFrameCodec::maxPayload + 1, 70'000, 100'000}) {
+        EXPECT_EQ(refusalOf("slow", QByteArray(size, 'x')), Error::CannotEncode) << size;
+    }
 }
 
 // --- Removing and ending --------------------------------------------------------------------
