@@ -238,7 +238,7 @@ Ticket DeviceFleet::Private::enqueue(const QString &name, const model_Protocolda
     if (!isTakenByWorkers(command)) {
         return 0;
     }
-    if (!named->hasRoomFor(command)) {
+    if (!named->hasRoomFor(command, options)) {
         refusal.refuse(Error::TooManyPending,
                        QStringLiteral("%1 commands of \"%2\" are pending, or %3 bytes of payload: no more may be")
                            .arg(QString::number(mostPending), name, QString::number(mostPendingBytes)));

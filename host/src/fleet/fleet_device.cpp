@@ -58,9 +58,20 @@ void FleetDevice::start()
 
 // --- Commands ---------------------------------------------------------------------------------
 
-bool FleetDevice::hasRoomFor(const model_Protocoldata &command) const
+/** The one whose place it takes needs no room beside it. */
+bool FleetDevice::hasRoomFor(const model_Protocoldata &command, const CommandOptions &options) const
 {
-    return pending() < DeviceFleet::mostPending && m_payload + command.baData.size() <= DeviceFleet::mostPendingBytes;
+    const Command *const replaced = heldWithKey(options.replaceKey);
+    const int others = pending() - (replaced != nullptr ? 1 : 0);
+    const qint64 othersPayload = m_payload - (replaced != nullptr ? replaced->record.baData.size() : 0);
+    return others < DeviceFleet::mostPending && othersPayload + command.baData.size() <= DeviceFleet::mostPendingBytes;
+}
+
+/** Null when there is none. */
+const FleetDevice::Command *FleetDevice::heldWithKey(const QString &replaceKey) const
+{
+    const auto newest = m_commands.find(m_newestWithKey.value(replaceKey));
+    return newest != m_commands.end() && !newest->second.isGiven ? &newest->second : nullptr;
 }
 
 void FleetDevice::enqueue(Ticket ticket, const model_Protocoldata &command, const CommandOptions &options)
@@ -86,40 +97,46 @@ void FleetDevice::enqueue(Ticket ticket, const model_Protocoldata &command, cons
         endByFleet(added, Outcome::Unreachable, QStringLiteral("the link is down: ") + m_link.reason);
         return;
     }
-    laneOf(added->second).push_back(ticket);
+    hold(ticket, options);
     giveHeld();
+}
+
+void FleetDevice::hold(Ticket ticket, const CommandOptions &options)
+{
+    Held held;
+    held.ticket = ticket;
+    held.options = options;
+    if (const auto replaced = m_held.push(std::move(held))) {
+        endByFleet(m_commands.find(replaced->ticket), Outcome::Superseded,
+                   QStringLiteral("ticket %1 took its place").arg(ticket));
+    }
 }
 
 void FleetDevice::giveHeld()
 {
-    for (std::deque<Ticket> *const lane : {&m_heldUrgent, &m_held}) {
-        while (!lane->empty() && m_worker.canTake()) {
-            const Ticket ticket = lane->front();
-            lane->pop_front();
-            const auto command = m_commands.find(ticket);
-            if (command != m_commands.end()) {
-                give(ticket, command->second);
-            }
-        }
+    while (!m_held.isEmpty() && m_worker.canTake()) {
+        give(m_held.takeFirst());
     }
 }
 
 /** What is left of its validity goes with it. */
-void FleetDevice::give(Ticket ticket, Command &command)
+void FleetDevice::give(const Held &held)
 {
-    CommandOptions options = command.options;
+    const auto found = m_commands.find(held.ticket);
+    Command &command = found->second;
+    CommandOptions options = held.options;
     if (options.validFor.count() > 0) {
         const auto waited =
             std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - command.history.enqueuedAt());
         options.validFor -= waited;
         if (options.validFor.count() <= 0) {
-            endByFleet(m_commands.find(ticket), Outcome::Expired,
+            endByFleet(found, Outcome::Expired,
                        QStringLiteral("the time for which it was valid had passed before its worker took it"));
             return;
         }
     }
     command.isGiven = true;
-    m_worker.write(commandLine(ticket, command.record, options));
+    m_worker.write(commandLine(held.ticket, command.record, options));
 }
 
 bool FleetDevice::cancel(Ticket ticket)
@@ -326,13 +343,8 @@ void FleetDevice::endGiven()
 
 void FleetDevice::endHeld(Outcome outcome, const QString &reason)
 {
-    for (std::deque<Ticket> *const lane : {&m_heldUrgent, &m_held}) {
-        for (const Ticket ticket : std::exchange(*lane, {})) {
-            const auto command = m_commands.find(ticket);
-            if (command != m_commands.end()) {
-                endByFleet(command, outcome, reason);
-            }
-        }
+    while (!m_held.isEmpty()) {
+        endByFleet(m_commands.find(m_held.takeFirst().ticket), outcome, reason);
     }
 }
 
@@ -367,6 +379,7 @@ void FleetDevice::endByFleet(Commands::iterator command, Outcome outcome, const 
     result.outcome = outcome;
     result.attempts = command->second.attempts;
     result.reason = reason;
+    result.supersededBy = outcome == Outcome::Superseded ? command->second.supersededBy : 0;
     command->second.history.note(outcomeName(outcome) + QStringLiteral(": ") + reason);
     result.history = command->second.history.events();
     end(command, std::move(result));
@@ -378,6 +391,9 @@ void FleetDevice::end(Commands::iterator command, CommandResult result)
     const Command &ended = command->second;
     tellEnd(ticket, ended, result);
     m_payload -= ended.record.baData.size();
+    if (!ended.isGiven) {
+        (void)m_held.take(ticket);
+    }
     const auto newest = m_newestWithKey.find(ended.options.replaceKey);
     if (newest != m_newestWithKey.end() && newest.value() == ticket) {
         m_newestWithKey.erase(newest);

@@ -1,7 +1,6 @@
 #ifndef BIZ_HOST_FLEET_DEVICE_P_H
 #define BIZ_HOST_FLEET_DEVICE_P_H
 
-#include <deque>
 #include <map>
 #include <mutex>
 
@@ -10,6 +9,7 @@
 #include <QtCore/QString>
 
 #include <commands/command_history_p.h>
+#include <commands/command_queue_p.h>
 #include <commands/statistics_p.h>
 #include <fleet/fleet_tap_p.h>
 #include <fleet/worker_line_p.h>
@@ -32,7 +32,7 @@ public:
     Worker &worker() { return m_worker; }
     const Worker &worker() const { return m_worker; }
 
-    bool hasRoomFor(const model_Protocoldata &command) const;
+    bool hasRoomFor(const model_Protocoldata &command, const CommandOptions &options) const;
     void enqueue(Ticket ticket, const model_Protocoldata &command, const CommandOptions &options);
     bool cancel(Ticket ticket);
     void clear();
@@ -60,10 +60,19 @@ private:
     };
     using Commands = std::map<Ticket, Command>;
 
+    /** A command that its worker has not got yet, in the queue that a host has, too. */
+    struct Held
+    {
+        Ticket ticket = 0;
+        Ticket position = 0;
+        CommandOptions options;
+    };
+
     void giveHeld();
-    void give(Ticket ticket, Command &command);
+    void give(const Held &held);
+    const Command *heldWithKey(const QString &replaceKey) const;
+    void hold(Ticket ticket, const CommandOptions &options);
     void askForEnd(Command &command, const QByteArray &line);
-    std::deque<Ticket> &laneOf(const Command &command) { return command.options.urgent ? m_heldUrgent : m_held; }
 
     void onLine(const QByteArray &text);
     void onWritten(const WorkerLine &line);
@@ -100,9 +109,8 @@ private:
     LinkStatus m_link;
 
     Commands m_commands;
-    qint64 m_payload = 0;            ///< of all of them, in bytes
-    std::deque<Ticket> m_heldUrgent; ///< until the worker takes them; some may have ended
-    std::deque<Ticket> m_held;
+    qint64 m_payload = 0;      ///< of all of them, in bytes
+    CommandQueue<Held> m_held; ///< those that the worker has not got yet
     QHash<QString, Ticket> m_newestWithKey;
 
     mutable std::mutex m_mutex; ///< for the statistics

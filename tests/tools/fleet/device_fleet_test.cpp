@@ -155,6 +155,55 @@ TEST_F(Fleet, ASupersededCommandNamesTheOneThatTookItsPlace)
     EXPECT_EQ(endOf(old).supersededBy, latest);
 }
 
+TEST_F(Fleet, OfCommandsWithOneReplaceKeyOnlyTheNewestWaitsForAWorker)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    CommandOptions options;
+    options.replaceKey = "brightness";
+    const Ticket first = give("slow", 20000, options);
+    const Ticket second = give("slow", 20000, options);
+    for (int further = 0; further < DeviceFleet::mostPending; ++further) {
+        give("slow", 20000, options);
+    }
+    EXPECT_EQ(fleet->pending("slow"), 1);
+    ASSERT_TRUE(waitForEnd(first));
+    EXPECT_EQ(outcomeOf(first), "superseded");
+    EXPECT_EQ(endOf(first).supersededBy, second);
+}
+
+TEST_F(Fleet, TheNewestIsTakenInPlaceOfTheOneBeforeItAlsoWhenNoMoreMayBePending)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    CommandOptions options;
+    options.replaceKey = "brightness";
+    give("slow", 20000, options);
+    for (int others = 1; others < DeviceFleet::mostPending; ++others) {
+        give("slow");
+    }
+    EXPECT_EQ(refusalOf("slow"), Error::TooManyPending);
+    give("slow", 20000, options);
+    EXPECT_EQ(fleet->pending("slow"), DeviceFleet::mostPending);
+}
+
+TEST_F(Fleet, TheNewestOfAReplaceKeyLeavesInThePlaceOfTheOneBeforeIt)
+{
+    QList<QByteArray> heard;
+    devices["hall"] = std::make_unique<FakeDevice>([&heard](FakeDevice &self, const model_Protocoldata &command) {
+        heard.append(command.baData);
+        self.send(command);
+    });
+    DeviceSettings settings;
+    settings.link = QUrl(devices["hall"]->url());
+    ASSERT_TRUE(fleet->add("hall", settings));
+    CommandOptions options;
+    options.replaceKey = "brightness";
+    given.insert(fleet->enqueue("hall", makeCommand(0x68, 0x12, "old"), options));
+    given.insert(fleet->enqueue("hall", makeCommand(0x68, 0x12, "other")));
+    given.insert(fleet->enqueue("hall", makeCommand(0x68, 0x12, "new"), options));
+    ASSERT_TRUE(waitFor([this] { return ends.size() == given.size(); }));
+    EXPECT_EQ(heard, (QList<QByteArray>{"new", "other"}));
+}
+
 TEST_F(Fleet, ACommandExpiresWhileItsWorkerIsNotThereYet)
 {
     devices["hall"] = std::make_unique<FakeDevice>(FakeDevice::echo);
