@@ -98,7 +98,10 @@ public:
      */
     [[nodiscard]] bool add(const QString &name, const DeviceSettings &settings);
 
-    /** Ends a device's commands as `Stopped` and its worker within a second. Its name can be added at once. */
+    /**
+     * Ends a device's commands as `Stopped` and its worker within a second. Its name can be added at once: the new
+     * device is connecting, and its commands wait, until the old worker has ended.
+     */
     bool remove(const QString &name);
 
     /** In alphabetical order. */

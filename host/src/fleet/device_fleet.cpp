@@ -106,8 +106,21 @@ bool DeviceFleet::Private::add(const QString &name, const DeviceSettings &settin
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_devices.emplace(name, std::move(device));
     }
-    added.start();
+    if (FleetDevice *const former = formerOf(name)) {
+        added.startAfter(&former->worker());
+    } else {
+        added.start();
+    }
     return true;
+}
+
+/** The device that had this name before, while its worker is there; null: there is none. */
+FleetDevice *DeviceFleet::Private::formerOf(const QString &name) const
+{
+    const auto found = std::find_if(m_leaving.begin(), m_leaving.end(), [&name](const auto &device) {
+        return device->name() == name && !device->worker().isGone();
+    });
+    return found == m_leaving.end() ? nullptr : found->get();
 }
 
 bool DeviceFleet::Private::isGood(const QString &name, const DeviceSettings &settings)

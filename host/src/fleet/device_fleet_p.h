@@ -39,6 +39,7 @@ public:
 private:
     bool isTakenByWorkers(const model_Protocoldata &command);
     bool isGood(const QString &name, const DeviceSettings &settings);
+    FleetDevice *formerOf(const QString &name) const;
     void letGo(std::unique_ptr<FleetDevice> device);
 
     DeviceFleet *const m_fleet;

@@ -56,6 +56,12 @@ void FleetDevice::start()
     m_worker.start();
 }
 
+void FleetDevice::startAfter(Worker *former)
+{
+    enterLinkState({LinkState::Connecting, {}, 0, {}, {}});
+    connect(former, &Worker::gone, &m_worker, &Worker::start);
+}
+
 // --- Commands ---------------------------------------------------------------------------------
 
 /** The one whose place it takes needs no room beside it. */

@@ -28,7 +28,13 @@ public:
     FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
                 FleetTap *tap);
 
+    const QString &name() const { return m_name; }
+
     void start();
+
+    /** The same when a former worker, which holds the folder, is gone. */
+    void startAfter(Worker *former);
+
     Worker &worker() { return m_worker; }
     const Worker &worker() const { return m_worker; }
 

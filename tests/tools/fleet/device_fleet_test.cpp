@@ -391,6 +391,23 @@ TEST_F(Fleet, ANameCanBeAddedAgainAtOnce)
     EXPECT_EQ(outcomeOf(ticket), "answered");
 }
 
+TEST_F(Fleet, ADeviceThatIsAddedAgainAtOnceConnectsWhenItsFormerWorkerHasEnded)
+{
+    addDevice("hall");
+    kill("hall", SIGSTOP); // it ends only when it is killed
+    EXPECT_TRUE(fleet->remove("hall"));
+    links["hall"].clear();
+    DeviceSettings settings;
+    settings.link = QUrl(devices["hall"]->url());
+    ASSERT_TRUE(fleet->add("hall", settings));
+    const Ticket ticket = give("hall");
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+    for (const LinkStatus &status : links["hall"]) {
+        EXPECT_NE(status.state, LinkState::Lost) << status.reason.toStdString();
+    }
+}
+
 TEST_F(Fleet, AllWorkersHaveEndedWhenTheFleetIsGone)
 {
     addDevice("hall");
