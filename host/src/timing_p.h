@@ -174,7 +174,7 @@ constexpr milliseconds longestWorkerPause{30'000};
 /** Who has run for so long and ends then does not keep ending. */
 constexpr milliseconds workerCountsAsSteady{5'000};
 
-/** From one look at a folder that another process holds to the next. */
+/** From one look at a folder that another process holds, or that cannot be used, to the next. */
 constexpr milliseconds workerLockLookPeriod{100};
 
 /** How long a worker may take to begin to serve: hundreds are started together. */

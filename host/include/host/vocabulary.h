@@ -57,7 +57,7 @@ enum class Error {
     NameTaken,         ///< a device of this name is there already
     UnknownDevice,     ///< there is no device of this name
     TooManyPending,    ///< as many commands are pending as may be
-    CannotMakeFolder,  ///< a device's folder cannot be made
+    CannotMakeFolder,  ///< a device's folder cannot be made, or not be used
     FolderTaken,       ///< another process works in the device's folder
     WorkerCannotStart, ///< the program of a device's worker cannot be run
     WorkerEnded,       ///< a device's worker has ended unasked

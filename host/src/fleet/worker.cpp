@@ -1,7 +1,10 @@
 #include <fleet/worker_p.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
+
+#include <QtCore/QDir>
 
 #include <timing_p.h>
 
@@ -46,8 +49,7 @@ void Worker::start()
 
 void Worker::attempt()
 {
-    if (!WorkerProcess::isFree(m_plan.folder)) {
-        tellAway(Error::FolderTaken, QStringLiteral("another process works in ") + m_plan.folder);
+    if (!mayUseFolder()) {
         m_starting.start(timing::workerLockLookPeriod);
         return;
     }
@@ -60,6 +62,20 @@ void Worker::attempt()
     connectProcess();
     m_beating.start();
     m_process->start(m_plan.program, m_plan.arguments);
+}
+
+/** One that was deleted is made again. */
+bool Worker::mayUseFolder()
+{
+    QDir().mkpath(m_plan.folder); // why that fails, the lock tells
+    const int error = WorkerProcess::lockError(m_plan.folder);
+    if (error == EWOULDBLOCK) {
+        tellAway(Error::FolderTaken, QStringLiteral("another process works in ") + m_plan.folder);
+    } else if (error != 0) {
+        tellAway(Error::CannotMakeFolder,
+                 QStringLiteral("the folder %1 cannot be used: %2").arg(m_plan.folder, qt_error_string(error)));
+    }
+    return error == 0;
 }
 
 void Worker::connectProcess()

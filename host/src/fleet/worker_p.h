@@ -72,6 +72,7 @@ Q_SIGNALS:
 
 private:
     void attempt();
+    bool mayUseFolder();
     void connectProcess();
     void attemptLater();
     void beat();

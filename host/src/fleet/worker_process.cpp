@@ -1,5 +1,6 @@
 #include <fleet/worker_process_p.h>
 
+#include <cerrno>
 #include <csignal>
 
 #include <QtCore/QFile>
@@ -21,12 +22,14 @@ QByteArray lockFileOf(const QString &folder)
     return QFile::encodeName(folder + QStringLiteral("/worker.lock"));
 }
 
-/** The descriptor that holds the lock; negative when another process does. */
+/** The descriptor that holds the lock; negative, with errno, when there is none. */
 int lock(const char *file, int furtherFlags)
 {
     const int descriptor = open(file, O_RDWR | O_CREAT | furtherFlags, ownerOnly);
     if (descriptor >= 0 && flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
         close(descriptor);
+        errno = error;
         return -1;
     }
     return descriptor;
@@ -47,14 +50,14 @@ WorkerProcess::WorkerProcess(const QString &folder, QObject *parent)
 
 WorkerProcess::~WorkerProcess() = default;
 
-bool WorkerProcess::isFree(const QString &folder)
+int WorkerProcess::lockError(const QString &folder)
 {
     const int descriptor = lock(lockFileOf(folder).constData(), O_CLOEXEC);
     if (descriptor < 0) {
-        return false;
+        return errno;
     }
     ::close(descriptor);
-    return true;
+    return 0;
 }
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)

@@ -24,8 +24,8 @@ public:
     explicit WorkerProcess(const QString &folder, QObject *parent = nullptr);
     ~WorkerProcess() override;
 
-    /** Whether no process works in the folder. */
-    static bool isFree(const QString &folder);
+    /** The system's error of an attempt to take the folder's lock; EWOULDBLOCK: a process works there; 0: none. */
+    static int lockError(const QString &folder);
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 protected:

@@ -151,6 +151,30 @@ TEST_F(WorkerDeaths, AProgramThatCannotBeRunIsToldOnceAndCommandsFailFast)
     EXPECT_EQ(outcomeOf(ticket), "unreachable");
 }
 
+TEST_F(WorkerDeaths, AFolderThatWasDeletedIsMadeAgain)
+{
+    addDevice("hall");
+    const qint64 old = fleet->workerProcessId("hall");
+    ASSERT_TRUE(QDir(folder.path("fleet/hall")).removeRecursively());
+    kill("hall");
+    ASSERT_TRUE(waitForNewWorker("hall", old));
+    EXPECT_TRUE(waitForLink("hall", LinkState::Up));
+}
+
+TEST_F(WorkerDeaths, AFolderThatCannotBeUsedIsToldInTheSystemsWordsAndUsedWhenItCanBe)
+{
+    addDevice("hall");
+    ASSERT_TRUE(QDir(folder.path("fleet/hall")).removeRecursively());
+    QFile inItsPlace(folder.path("fleet/hall"));
+    ASSERT_TRUE(inItsPlace.open(QIODevice::WriteOnly));
+    kill("hall");
+    ASSERT_TRUE(waitFor([this] { return fleet->linkStatus("hall").error == Error::CannotMakeFolder; }));
+    EXPECT_TRUE(fleet->linkStatus("hall").reason.contains("Not a directory"))
+        << fleet->linkStatus("hall").reason.toStdString();
+    ASSERT_TRUE(inItsPlace.remove());
+    EXPECT_TRUE(waitForLink("hall", LinkState::Up));
+}
+
 TEST_F(WorkerDeaths, AWorkerThatKeepsEndingIsStartedEverMoreRarely)
 {
     const QString starts = folder.path("starts");
