@@ -24,8 +24,8 @@ struct DeviceSettings
     QUrl link;     ///< as makeLink() takes it
     QString model; ///< whose rules judge the replies, such as "A2"; empty: every reply is accepted
 
-    int defaultWaitMs = 500; ///< of commands that name no wait, 1 or more
-    int settleMs = 0;        ///< quiet time between a reply and the next command
+    int defaultWaitMs = 500; ///< of commands that name no wait, 1 to DeviceFleet::longestMs
+    int settleMs = 0;        ///< quiet time between a reply and the next command, to DeviceFleet::longestMs
     bool pipelined = false;
     WhileDown whileDown = WhileDown::FailFast;
 
@@ -80,6 +80,12 @@ public:
     /** The longest name of a device, in characters. */
     static constexpr int longestName = 64;
 
+    /** The longest wait, validity and settle time, in milliseconds: an hour. */
+    static constexpr int longestMs = 3'600'000;
+
+    /** The longest replace key, in characters. */
+    static constexpr int longestReplaceKey = 128;
+
     /** Each device works in a folder of its name below this one; both are made where they are missing. */
     explicit DeviceFleet(const QString &folder, QObject *parent = nullptr);
 
@@ -117,7 +123,8 @@ public:
 
     /**
      * Queues a command, as DeviceHost::enqueue() does. Returns 0, with error(), when it is refused. One with more
-     * payload than the demonstration frame carries is, as `CannotEncode`, whatever codec the worker has.
+     * payload than the demonstration frame carries is, as `CannotEncode`, whatever codec the worker has; one with a
+     * wait, validity or replace key beyond the longest is, as `OutOfRange`.
      */
     [[nodiscard]] Ticket enqueue(const QString &name, const model_Protocoldata &command,
                                  const CommandOptions &options = {});

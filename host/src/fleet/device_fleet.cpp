@@ -7,11 +7,15 @@
 #include <fleet/worker_plan_p.h>
 #include <host/device_link.h>
 #include <host/frame_codec.h>
+#include <serve/request_p.h>
 #include <timing_p.h>
 
 namespace biz::host {
 
 namespace {
+
+static_assert(DeviceFleet::longestMs == longestRequestMs && DeviceFleet::longestReplaceKey == longestRequestId,
+              "what the fleet takes a worker takes");
 
 bool isNameCharacter(QChar character)
 {
@@ -134,10 +138,14 @@ bool DeviceFleet::Private::isGood(const QString &name, const DeviceSettings &set
     if (m_devices.count(name) != 0) {
         return refusal.refuse(Error::NameTaken, QStringLiteral("there is a device \"%1\" already").arg(name));
     }
-    if (settings.heartbeatMs < 10 || settings.defaultWaitMs < 1 || settings.settleMs < 0) {
+    const bool isInRange = settings.heartbeatMs >= 10 && settings.defaultWaitMs >= 1 &&
+                           settings.defaultWaitMs <= longestMs && settings.settleMs >= 0 &&
+                           settings.settleMs <= longestMs;
+    if (!isInRange) {
         return refusal.refuse(Error::OutOfRange,
-                              QStringLiteral("a heartbeat of 10 ms or more, a wait of 1 ms or more and a settle time "
-                                             "of 0 ms or more are needed"));
+                              QStringLiteral("a heartbeat of 10 ms or more, a wait of 1 to %1 ms and "
+                                             "a settle time of 0 to %1 ms are needed")
+                                  .arg(longestMs));
     }
     if (!settings.program.isEmpty()) {
         return true; // what suits it is its own affair
@@ -248,7 +256,7 @@ Ticket DeviceFleet::Private::enqueue(const QString &name, const model_Protocolda
     if (named == nullptr) {
         return 0;
     }
-    if (!isTakenByWorkers(command)) {
+    if (!isTakenByWorkers(command, options)) {
         return 0;
     }
     if (!named->hasRoomFor(command, options)) {
@@ -263,12 +271,19 @@ Ticket DeviceFleet::Private::enqueue(const QString &name, const model_Protocolda
 }
 
 /** A line with more payload is refused by a worker, whatever codec it has, or it is too long for its input. */
-bool DeviceFleet::Private::isTakenByWorkers(const model_Protocoldata &command)
+bool DeviceFleet::Private::isTakenByWorkers(const model_Protocoldata &command, const CommandOptions &options)
 {
-    return command.baData.size() <= DemoFrameCodec::maxPayload ||
-           refusal.refuse(Error::CannotEncode, QStringLiteral("a command of %1 payload bytes: at most %2 expected")
-                                                   .arg(QString::number(command.baData.size()),
-                                                        QString::number(DemoFrameCodec::maxPayload)));
+    if (command.baData.size() > DemoFrameCodec::maxPayload) {
+        return refusal.refuse(Error::CannotEncode, QStringLiteral("a command of %1 payload bytes: at most %2 expected")
+                                                       .arg(QString::number(command.baData.size()),
+                                                            QString::number(DemoFrameCodec::maxPayload)));
+    }
+    const bool isInRange = command.iWaitTime <= longestMs && options.validFor.count() <= longestMs &&
+                           options.replaceKey.size() <= longestReplaceKey;
+    return isInRange ||
+           refusal.refuse(Error::OutOfRange, QStringLiteral("a wait and a validity of at most %1 ms and a replace key "
+                                                            "of at most %2 characters are needed")
+                                                 .arg(QString::number(longestMs), QString::number(longestReplaceKey)));
 }
 
 bool DeviceFleet::cancel(Ticket ticket)

@@ -37,7 +37,7 @@ public:
     LastRefusal refusal;
 
 private:
-    bool isTakenByWorkers(const model_Protocoldata &command);
+    bool isTakenByWorkers(const model_Protocoldata &command, const CommandOptions &options);
     bool isGood(const QString &name, const DeviceSettings &settings);
     FleetDevice *formerOf(const QString &name) const;
     void letGo(std::unique_ptr<FleetDevice> device);

@@ -21,6 +21,11 @@ protected:
         return fleet->enqueue(name, makeCommand(0x68, 0x12, payload)) == 0 ? fleet->error() : Error::None;
     }
 
+    Error refusalOf(const model_Protocoldata &command, const CommandOptions &options)
+    {
+        return fleet->enqueue("slow", command, options) == 0 ? fleet->error() : Error::None;
+    }
+
     Error refusalOfAdd(const QString &name, const DeviceSettings &settings)
     {
         return fleet->add(name, settings) ? Error::None : fleet->error();
@@ -365,6 +370,52 @@ TEST_F(Fleet, ACommandThatFitsIntoNoLineOfItsWorkersIsRefused)
     for (const int size : {DemoFrameCodec::maxPayload + 1, 70'000, 100'000}) {
         EXPECT_EQ(refusalOf("slow", QByteArray(size, 'x')), Error::CannotEncode) << size;
     }
+}
+
+namespace {
+
+constexpr int hourMs = 3'600'000;
+constexpr int longestKey = 128;
+
+} // namespace
+
+TEST_F(Fleet, OptionsThatAWorkerWouldRefuseAreRefused)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    const model_Protocoldata command = makeCommand(0x68, 0x12);
+    model_Protocoldata patient = command;
+    patient.iWaitTime = hourMs + 1;
+    CommandOptions lasting;
+    lasting.validFor = std::chrono::milliseconds(hourMs + 1);
+    CommandOptions replacing;
+    replacing.replaceKey = QString(longestKey + 1, 'k');
+    EXPECT_EQ(refusalOf(patient, {}), Error::OutOfRange);
+    EXPECT_EQ(refusalOf(command, lasting), Error::OutOfRange);
+    EXPECT_EQ(refusalOf(command, replacing), Error::OutOfRange);
+}
+
+TEST_F(Fleet, SettingsThatAWorkerWouldRefuseAreRefused)
+{
+    DeviceSettings settings = onLoopback();
+    settings.defaultWaitMs = hourMs + 1;
+    EXPECT_EQ(refusalOfAdd("hall", settings), Error::OutOfRange);
+    settings = onLoopback();
+    settings.settleMs = hourMs + 1;
+    EXPECT_EQ(refusalOfAdd("hall", settings), Error::OutOfRange);
+}
+
+TEST_F(Fleet, WhatTheFleetTakesAWorkerTakes)
+{
+    DeviceSettings settings;
+    settings.defaultWaitMs = hourMs;
+    settings.settleMs = hourMs;
+    addDevice("hall", FakeDevice::echo, settings);
+    CommandOptions options;
+    options.validFor = std::chrono::milliseconds(hourMs);
+    options.replaceKey = QString(longestKey, 'k');
+    const Ticket ticket = give("hall", hourMs, options);
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
 }
 
 // --- Removing and ending --------------------------------------------------------------------
