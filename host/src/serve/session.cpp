@@ -30,10 +30,15 @@ private:
     struct sigaction m_before = {};
 };
 
-/** Events that belong to no command: a client that does not read may miss them. */
-bool mayBeLost(const Event &event)
+/**
+ * What a client that does not read may miss: all but the way of a command from its taking to its end, of which there is
+ * so much at most as commands may be pending. Of replies beside it a device can send any number.
+ */
+bool mayBeLost(EventKind kind)
 {
-    return event.ticket == 0;
+    const bool isOfItsWay =
+        kind == EventKind::Given || kind == EventKind::Writing || kind == EventKind::Sent || kind == EventKind::Resent;
+    return !isOfItsWay && !outcomeOf(kind);
 }
 
 } // namespace
@@ -163,7 +168,7 @@ void Session::refuse(const QString &id, qint64 line, const QString &problem)
 
 void Session::onEvent(const Event &event)
 {
-    if (m_output.isOverfull() && mayBeLost(event)) {
+    if (m_output.isOverfull() && mayBeLost(event.kind)) {
         ++m_linesLost;
         return;
     }

@@ -232,6 +232,19 @@ TEST_F(ConsoleServe, AWrongOptionIsOneLineAndAnExitStatus)
 
 namespace {
 
+/** Of a process, in KiB. */
+qint64 memoryKiB(qint64 processId)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(processId));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    const auto found =
+        std::find_if(lines.begin(), lines.end(), [](const QByteArray &line) { return line.startsWith("VmRSS:"); });
+    return found == lines.end() ? -1 : found->split(':').at(1).trimmed().split(' ').first().toLongLong();
+}
+
 /** A worker behind pipes of the test's own, whose output nobody reads until the test does. */
 class UnreadServe : public testing::Test
 {
@@ -282,6 +295,12 @@ protected:
         return given;
     }
 
+    void say(const QByteArray &line)
+    {
+        const auto size = static_cast<size_t>(line.size());
+        ASSERT_EQ(write(m_input[1], line.constData(), size), static_cast<ssize_t>(size));
+    }
+
     QByteArray readAll()
     {
         QByteArray all;
@@ -293,7 +312,10 @@ protected:
         return all;
     }
 
-    FakeDevice device{FakeDevice::echo};
+    FakeDevice::Behaviour behaviour = FakeDevice::echo;
+    FakeDevice device{[this](FakeDevice &self, const model_Protocoldata &command) {
+        behaviour(self, command);
+    }};
     QProcess m_process;
 
     int m_input[2] = {-1, -1};
@@ -319,4 +341,35 @@ TEST_F(UnreadServe, EndsWithItsInputAllTheSame)
     giveUntilItTakesNoMore();
     closeInput();
     EXPECT_TRUE(waitFor([this] { return m_process.state() == QProcess::NotRunning; }, endLimitMs));
+}
+
+TEST_F(UnreadServe, HoldsSoMuchForItsClientHoweverOftenTheDeviceRepeatsAReply)
+{
+    constexpr int repeats = 200; // of replies whose lines have 180 kB each
+    constexpr qint64 mayGrowByKiB = 24 * 1024;
+    model_Protocoldata reply;
+    behaviour = [&reply](FakeDevice &self, const model_Protocoldata &command) {
+        reply = command;
+        reply.baData = QByteArray(60'000, 'x');
+        self.send(command);
+    };
+    say("{\"do\":\"command\",\"id\":\"7\",\"head\":\"F1 00 01 16 00 00\"}\n");
+    ASSERT_TRUE(waitFor([this] { return device.commands() == 1; }));
+    const qint64 before = memoryKiB(m_process.processId());
+    int sent = 0;
+    ASSERT_TRUE(waitFor([&] {
+        device.send(reply);
+        return ++sent == repeats;
+    }));
+    QByteArray told;
+    EXPECT_TRUE(waitFor([&] {
+        told += readAll();
+        if (!told.contains(R"("event":"lost")")) {
+            device.send(reply); // the next line tells of those that are missing
+            return false;
+        }
+        return true;
+    }));
+    EXPECT_LT(memoryKiB(m_process.processId()) - before, mayGrowByKiB);
+    EXPECT_TRUE(told.contains(R"("event":"answered")"));
 }
