@@ -153,7 +153,7 @@ constexpr milliseconds servingEndLookPeriod{10};
 /** From one look for the end of an input that is not being read to the next. */
 constexpr milliseconds pausedInputLookPeriod{100};
 
-/** From the end of the input, or a stop, to the end of serving, at most. */
+/** From the end of the input to the end of serving, at most; after a stop, from the last byte that was read. */
 constexpr milliseconds servingEndLimit{400};
 
 /** Of that, how long the host's loops have for their return. */

@@ -18,11 +18,14 @@ class OsdHost;
  *
  * It starts the host and runs an event loop of its own. It returns when the client asks for it, when the input
  * ends, when nobody can read the output any more, or on QCoreApplication::exit(); at most a second after that,
- * with the host stopped. What it returns is for main(): 0, or 1 when the host could not be started. Qt 6's quit() ends
- * QCoreApplication::exec() alone, and does nothing here.
+ * with the host stopped. Who asked for the end gets all lines as long as it goes on to read: then the second begins
+ * with the last byte that was read. What it returns is for main(): 0; 1 when the host could not be started; 2 when a
+ * client was there that did not read all lines in time. Qt 6's quit() ends QCoreApplication::exec() alone, and does
+ * nothing here.
  *
  * ## Promises
- *  - Each command that is not refused has exactly one end on the output, which bears its id.
+ *  - Each command that is not refused has exactly one end on the output, which bears its id; where it returns 2 some
+ * may be missing.
  *  - `writing` has left this process before a command is handed to the link.
  *  - While nobody reads the output no input is taken and no command is written, and memory stays bounded.
  *

@@ -56,6 +56,7 @@ void LineOutput::push()
         const qint64 written = writeSome(m_held.constData() + m_begin, held());
         if (written >= 0) {
             m_begin += static_cast<int>(written);
+            m_bytesLeft += written;
         } else if (errno == EAGAIN) {
             break;
         } else if (errno != EINTR) {

@@ -32,6 +32,9 @@ public:
     /** Whether all lines have left this process. */
     bool hasLeft() const { return held() == 0; }
 
+    /** Bytes that have left this process since the beginning. */
+    qint64 bytesLeft() const { return m_bytesLeft; }
+
     /** Whether a short line would leave now; also true where a write will tell what is wrong. */
     bool hasRoom() const;
 
@@ -57,6 +60,7 @@ private:
     bool m_isGone = false;
     QByteArray m_held;
     int m_begin = 0; ///< of what is held: bytes before it have left
+    qint64 m_bytesLeft = 0;
     QSocketNotifier m_notifier;
 };
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int ended = 0;
 constexpr int cannotStart = 1;
+constexpr int linesMissing = 2;
 
 /** A client that goes away is an error of a write, and no reason to die. */
 class NoBrokenPipeSignal
@@ -73,14 +74,14 @@ int Session::run()
         problem.kind = EventKind::Problem;
         problem.reason = m_host.errorString();
         write(problem);
-        waitUntil(Clock::now() + timing::servingEndLimit, [this] { return m_output.hasLeft(); });
+        beginEnd();
+        waitUntil([this] { return m_output.hasLeft(); });
         return cannotStart;
     }
     if (!m_output.isGone()) {
         m_loop.exec();
     }
-    stop();
-    return ended;
+    return stop() ? ended : linesMissing;
 }
 
 // --- What the client asks for -----------------------------------------------------------------
@@ -115,6 +116,7 @@ void Session::perform(const Request &request, qint64 line)
         tellState(EventKind::State);
         break;
     case Request::Do::Stop:
+        m_isAskedToEnd = true;
         m_input.stop();
         m_loop.quit();
         break;
@@ -201,25 +203,42 @@ void Session::tellState(EventKind kind)
 
 // --- The end ----------------------------------------------------------------------------------
 
-void Session::stop()
+/** False: the client was there, and was not told all. */
+bool Session::stop()
 {
-    const TimePoint deadline = Clock::now() + timing::servingEndLimit;
+    beginEnd();
     m_input.stop();
     m_host.stop(static_cast<int>(timing::servedHostStopLimit.count()));
-    waitUntil(deadline, [this] { return !m_ids.hasPending(); });
+    waitUntil([this] { return !m_ids.hasPending(); });
     tellState(EventKind::Summary);
-    waitUntil(deadline, [this] { return m_output.hasLeft(); });
+    waitUntil([this] { return m_output.hasLeft(); });
+    return m_output.isGone() || (m_output.hasLeft() && !m_ids.hasPending());
+}
+
+void Session::beginEnd()
+{
+    m_deadline = Clock::now() + timing::servingEndLimit;
+    m_leftAtDeadline = m_output.bytesLeft();
+}
+
+/** Who has asked for the end is there, and gets all of it as long as it reads. */
+void Session::renewDeadline()
+{
+    if (m_isAskedToEnd && m_output.bytesLeft() != m_leftAtDeadline) {
+        beginEnd();
+    }
 }
 
 /** Also after QCoreApplication::exit(), which lets no event loop run any more. */
 template<typename Condition>
-void Session::waitUntil(TimePoint deadline, Condition isDone)
+void Session::waitUntil(Condition isDone)
 {
     // Not once at the deadline: a timer may be early.
     QTimer wakeUp;
     wakeUp.start(timing::servingEndLookPeriod);
-    while (!isDone() && !m_output.isGone() && Clock::now() < deadline) {
+    while (!isDone() && !m_output.isGone() && Clock::now() < m_deadline) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        renewDeadline();
     }
 }
 

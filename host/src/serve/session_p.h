@@ -34,9 +34,11 @@ private:
     void write(const Event &event, const QJsonObject &more = {});
     void tellState(EventKind kind);
 
-    void stop();
+    bool stop();
+    void beginEnd();
+    void renewDeadline();
     template<typename Condition>
-    void waitUntil(TimePoint deadline, Condition isDone);
+    void waitUntil(Condition isDone);
 
     ServedHost &m_host;
     EventSource &m_events;
@@ -45,6 +47,10 @@ private:
     RequestIds m_ids;
     QEventLoop m_loop;
     qint64 m_linesLost = 0; ///< since the last line that could be held
+
+    bool m_isAskedToEnd = false; ///< by the client
+    TimePoint m_deadline;        ///< of the end
+    qint64 m_leftAtDeadline = 0; ///< bytes that had left when the deadline was set
 };
 
 } // namespace biz::host

@@ -50,7 +50,8 @@ void describe(QCommandLineParser &parser)
     parser.setApplicationDescription(QStringLiteral(
         "Takes commands as JSON lines on standard input, for one device, or for OSD devices with --osd, and prints\n"
         "what becomes of them as JSON lines. Ends with its input, within a second.\n"
-        "Exit status: 0 the input has ended, or asked for it, 2 bad usage, 3 the host could not be started."));
+        "Exit status: 0 the input has ended, or asked for it, 1 not all lines were read in time, 2 bad usage,\n"
+        "3 the host could not be started."));
     parser.addPositionalArgument(QString(), QString(), QStringLiteral("serve"));
     addDeviceOption(parser);
     parser.addOption({modelOption(),
@@ -99,6 +100,16 @@ void setWait(Host &host, const QCommandLineParser &parser)
     }
 }
 
+/** What serve() returned, to the shell. */
+ExitCode exitCodeOf(int served)
+{
+    constexpr int cannotStart = 1;
+    if (served == 0) {
+        return AsExpected;
+    }
+    return served == cannotStart ? LinkFailed : NotAsExpected;
+}
+
 /** Serves until the input ends or a signal asks for the end. */
 template<typename Host>
 int serve(Host &host, const QCommandLineParser &parser, MetricsFile &metrics)
@@ -109,9 +120,9 @@ int serve(Host &host, const QCommandLineParser &parser, MetricsFile &metrics)
     QObject::connect(&signalsToStop, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(); });
     metrics.start([&host] { return host::metricsOf(host); });
-    const bool hasServed = host::serve(host) == 0;
+    const int status = host::serve(host);
     metrics.finish();
-    return hasServed ? AsExpected : LinkFailed;
+    return exitCodeOf(status);
 }
 
 int serveDevice(const QCommandLineParser &parser, MetricsFile &metrics)

@@ -301,6 +301,25 @@ protected:
         ASSERT_EQ(write(m_input[1], line.constData(), size), static_cast<ssize_t>(size));
     }
 
+    /** Commands that fit into the input and whose events do not fill the output. */
+    static constexpr int batchSize = 500;
+
+    void giveBatch(int batch)
+    {
+        for (int number = 0; number < batchSize; ++number) {
+            say(R"({"do":"command","id":")" + QByteArray::number(batch * batchSize + number) +
+                "\",\"head\":\"F1 00 01 16 00 00\",\"waitMs\":60000}\n");
+        }
+    }
+
+    /** As much as leaves room for one more write of the worker's. */
+    QByteArray readSome()
+    {
+        char bytes[4096];
+        const auto size = read(m_output[0], bytes, sizeof(bytes));
+        return QByteArray(bytes, static_cast<int>(std::max<ssize_t>(size, 0)));
+    }
+
     QByteArray readAll()
     {
         QByteArray all;
@@ -341,6 +360,7 @@ TEST_F(UnreadServe, EndsWithItsInputAllTheSame)
     giveUntilItTakesNoMore();
     closeInput();
     EXPECT_TRUE(waitFor([this] { return m_process.state() == QProcess::NotRunning; }, endLimitMs));
+    EXPECT_EQ(m_process.exitCode(), 1) << "lines are missing";
 }
 
 TEST_F(UnreadServe, HoldsSoMuchForItsClientHoweverOftenTheDeviceRepeatsAReply)
@@ -372,4 +392,40 @@ TEST_F(UnreadServe, HoldsSoMuchForItsClientHoweverOftenTheDeviceRepeatsAReply)
     }));
     EXPECT_LT(memoryKiB(m_process.processId()) - before, mayGrowByKiB);
     EXPECT_TRUE(told.contains(R"("event":"answered")"));
+}
+
+TEST_F(UnreadServe, TellsAClientThatReadsSlowlyEveryEndAfterAStop)
+{
+    constexpr int batches = 10;
+    behaviour = FakeDevice::stayAway;
+    QByteArray told;
+    for (int batch = 0; batch < batches; ++batch) {
+        giveBatch(batch);
+        ASSERT_TRUE(waitFor([&] {
+            told += readAll();
+            return told.count(R"("event":"given")") == (batch + 1) * batchSize;
+        }));
+    }
+    say(R"({"do":"stop"})"
+        "\n");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(waitFor([&] {
+        told += readSome();
+        return told.contains(R"("event":"summary")");
+    }));
+    EXPECT_GT(clock.elapsed(), endLimitMs) << "no slow client";
+    EXPECT_EQ(told.count(R"("event":"stopped")"), batches * batchSize);
+    EXPECT_TRUE(waitFor([this] { return m_process.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(m_process.exitCode(), 0);
+}
+
+TEST_F(UnreadServe, EndsAfterAStopWhenNobodyReadsAndSaysThatLinesAreMissing)
+{
+    behaviour = FakeDevice::stayAway;
+    giveBatch(0);
+    say(R"({"do":"stop"})"
+        "\n");
+    EXPECT_TRUE(waitFor([this] { return m_process.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(m_process.exitCode(), 1);
 }
