@@ -60,12 +60,14 @@ struct DeviceSettings
  *    it keeps ending. While it is away the device's link counts as lost, and `whileDown` decides about commands.
  *  - A device has one worker at most. The new one starts when the old one's lock on the folder is free.
  *  - No worker outlives the fleet, nor a killed application, by more than a second.
- *  - All signals leave from the event loop, and never inside a call of this class.
+ *  - All signals leave from the event loop, and never inside a call of this class. Those that wait leave in one
+ *    event, however many ends are among them. What is pending when the fleet is destroyed has no end.
+ *  - Records of signals and results have head, payload and wait; what else a command had stays with the application.
  *  - Memory is bounded: see mostPending. Error logs and what else a worker writes stay in its folder.
  *
  * ## Asks for
  *  - An event loop on the thread that the object lives in, and calls from that thread only, but for counters().
- *    Workers end with the thread that added their devices.
+ *    A fleet may be moved to another thread; a worker ends with the thread that has started it.
  *  - A folder that no other fleet uses at the same time.
  */
 class BIZ_HOST_EXPORT DeviceFleet : public QObject

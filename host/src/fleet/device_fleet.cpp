@@ -104,7 +104,8 @@ bool DeviceFleet::Private::add(const QString &name, const DeviceSettings &settin
     if (!QDir().mkpath(folder)) {
         return refusal.refuse(Error::CannotMakeFolder, QStringLiteral("the folder %1 cannot be made").arg(folder));
     }
-    auto device = std::make_unique<FleetDevice>(name, planOf(settings, folder), settings.whileDown, &m_signals, &m_tap);
+    auto device =
+        std::make_unique<FleetDevice>(name, planOf(settings, folder), settings.whileDown, &m_signals, &m_tap, m_fleet);
     FleetDevice &added = *device;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

@@ -34,12 +34,13 @@ QByteArray headOf(const model_Protocoldata &record)
 } // namespace
 
 FleetDevice::FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
-                         FleetTap *tap)
-    : m_name(name)
+                         FleetTap *tap, QObject *parent)
+    : QObject(parent)
+    , m_name(name)
     , m_whileDown(whileDown)
     , m_signals(signalsOfFleet)
     , m_tap(tap)
-    , m_worker(plan)
+    , m_worker(plan, this)
 {
     connect(&m_worker, &Worker::serving, this, [this] {
         enterLinkState({LinkState::Connecting, {}, 0, {}, {}});

@@ -26,7 +26,7 @@ public:
     using Signals = HostSignals<DeviceFleet>;
 
     FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown whileDown, Signals *signalsOfFleet,
-                FleetTap *tap);
+                FleetTap *tap, QObject *parent);
 
     const QString &name() const { return m_name; }
 

@@ -23,6 +23,9 @@ constexpr int keptErrors = 400;
 Worker::Worker(const WorkerPlan &plan, QObject *parent)
     : QObject(parent)
     , m_plan(plan)
+    , m_starting(this)
+    , m_beating(this)
+    , m_killing(this)
     , m_pause(timing::firstWorkerPause)
 {
     m_starting.setSingleShot(true);
@@ -53,7 +56,7 @@ void Worker::attempt()
         m_starting.start(timing::workerLockLookPeriod);
         return;
     }
-    m_process = std::make_unique<WorkerProcess>(m_plan.folder);
+    m_process = std::make_unique<WorkerProcess>(m_plan.folder, this);
     m_splitter = LineSplitter();
     m_errors.clear();
     m_unanswered = 0;

@@ -35,7 +35,7 @@ class Worker : public QObject
     Q_OBJECT
 
 public:
-    explicit Worker(const WorkerPlan &plan, QObject *parent = nullptr);
+    Worker(const WorkerPlan &plan, QObject *parent);
     ~Worker() override;
 
     void start();

@@ -1,5 +1,6 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QThread>
 
 #include <host/event_log.h>
 #include <host/frame_codec.h>
@@ -457,6 +458,25 @@ TEST_F(Fleet, ADeviceThatIsAddedAgainAtOnceConnectsWhenItsFormerWorkerHasEnded)
     for (const LinkStatus &status : links["hall"]) {
         EXPECT_NE(status.state, LinkState::Lost) << status.reason.toStdString();
     }
+}
+
+TEST_F(Fleet, ItGoesOnInAnotherThreadThatItWasMovedTo)
+{
+    addDevice("hall");
+    QThread *const home = QThread::currentThread();
+    QThread thread;
+    thread.start();
+    fleet->moveToThread(&thread);
+    Ticket ticket = 0;
+    QMetaObject::invokeMethod(
+        fleet.get(), [&] { ticket = fleet->enqueue("hall", makeCommand(0x68, 0x12)); }, Qt::BlockingQueuedConnection);
+    given.insert(ticket);
+    EXPECT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(outcomeOf(ticket), "answered");
+    QMetaObject::invokeMethod(
+        fleet.get(), [&] { fleet->moveToThread(home); }, Qt::BlockingQueuedConnection);
+    thread.quit();
+    thread.wait();
 }
 
 TEST_F(Fleet, AllWorkersHaveEndedWhenTheFleetIsGone)
