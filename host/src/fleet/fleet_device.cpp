@@ -48,6 +48,7 @@ FleetDevice::FleetDevice(const QString &name, const WorkerPlan &plan, WhileDown 
     });
     connect(&m_worker, &Worker::line, this, [this](const QByteArray &line) { onLine(line); });
     connect(&m_worker, &Worker::writable, this, [this] { giveHeld(); });
+    connect(&m_worker, &Worker::ended, this, [this] { onWorkerEnded(); });
     connect(&m_worker, &Worker::away, this, [this](Error error, const QString &reason) { onAway(error, reason); });
 }
 
@@ -315,16 +316,19 @@ void FleetDevice::onCounters(const Counters &ofWorker)
 
 // --- When the worker is away ------------------------------------------------------------------
 
+void FleetDevice::onWorkerEnded()
+{
+    endGiven();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto counter : countedByWorkers) {
+        m_ofFormerWorkers.*counter += std::exchange(m_ofWorker.*counter, 0);
+    }
+}
+
 void FleetDevice::onAway(Error error, const QString &reason)
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        for (const auto counter : countedByWorkers) {
-            m_ofFormerWorkers.*counter += std::exchange(m_ofWorker.*counter, 0);
-        }
-    }
     enterLinkState({LinkState::Lost, {}, 0, error, reason});
-    endGiven();
+    endGiven(); // before those that are held, which came later
     if (isFailingFast()) {
         endHeld(Outcome::Unreachable, QStringLiteral("the link is down: ") + reason);
     }

@@ -88,6 +88,7 @@ private:
     void onError(const WorkerLine &line);
     void onEnd(Ticket ticket, const Event &event, Outcome outcome);
     void onCounters(const Counters &ofWorker);
+    void onWorkerEnded();
     void onAway(Error error, const QString &reason);
 
     void endGiven();

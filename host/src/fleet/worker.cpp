@@ -225,6 +225,7 @@ void Worker::onEnd(Error error, const QString &how)
     } else {
         tellAway(Error::WorkerSilent, QStringLiteral("the worker was killed: ") + m_killedFor);
     }
+    Q_EMIT ended();
 }
 
 /** The same trouble is told once, until it has served again. */

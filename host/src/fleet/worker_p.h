@@ -64,7 +64,10 @@ Q_SIGNALS:
     /** canTake() may have become true again. */
     void writable();
 
-    /** It could not be started, or has ended unasked; it will be started again. */
+    /** It has ended unasked, and will be started again. */
+    void ended();
+
+    /** The same, or it could not be started, with the reason; once, until it serves again or another reason comes. */
     void away(biz::host::Error error, const QString &reason);
 
     /** It has ended, as it was to. */
