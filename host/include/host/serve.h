@@ -24,8 +24,8 @@ class OsdHost;
  * nothing here.
  *
  * ## Promises
- *  - Each command that is not refused has exactly one end on the output, which bears its id; where it returns 2 some
- * may be missing.
+ *  - Each command that is not refused has exactly one end on the output, which bears its id. Some may be missing
+ *    where 2 is returned.
  *  - `writing` has left this process before a command is handed to the link.
  *  - While nobody reads the output no input is taken and no command is written, and memory stays bounded.
  *
