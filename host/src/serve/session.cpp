@@ -174,16 +174,23 @@ void Session::onEvent(const Event &event)
         ++m_linesLost;
         return;
     }
-    if (m_linesLost > 0 && !m_output.isFull()) {
-        Event lost;
-        lost.kind = EventKind::Lost;
-        lost.lines = std::exchange(m_linesLost, 0);
-        write(lost);
+    if (!m_output.isFull()) {
+        tellLost();
     }
     m_output.write(jsonLine(event));
     m_input.setPaused(m_output.isFull());
     if (outcomeOf(event.kind)) {
         m_ids.noteEnd(event.ticket);
+    }
+}
+
+void Session::tellLost()
+{
+    if (m_linesLost > 0) {
+        Event lost;
+        lost.kind = EventKind::Lost;
+        lost.lines = std::exchange(m_linesLost, 0);
+        write(lost);
     }
 }
 
@@ -210,6 +217,7 @@ bool Session::stop()
     m_input.stop();
     m_host.stop(static_cast<int>(timing::servedHostStopLimit.count()));
     waitUntil([this] { return !m_ids.hasPending(); });
+    tellLost();
     tellState(EventKind::Summary);
     waitUntil([this] { return m_output.hasLeft(); });
     return m_output.isGone() || (m_output.hasLeft() && !m_ids.hasPending());

@@ -31,6 +31,7 @@ private:
     void refuse(const QString &id, qint64 line, const QString &problem);
 
     void onEvent(const Event &event);
+    void tellLost();
     void write(const Event &event, const QJsonObject &more = {});
     void tellState(EventKind kind);
 
