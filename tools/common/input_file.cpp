@@ -1,5 +1,7 @@
 #include <common/input_file.h>
 
+#include <unistd.h>
+
 #include <QtCore/QFileInfo>
 
 #include <common/errors.h>
@@ -100,6 +102,12 @@ bool InputFile::next(QByteArray *line)
     }
     ++m_lineNumber;
     return true;
+}
+
+// The standard input of a file goes on where the first reader left off.
+bool InputFile::canBeReadAgain() const
+{
+    return !m_file.isSequential() && m_file.handle() != STDIN_FILENO;
 }
 
 QString InputFile::place() const

@@ -44,6 +44,9 @@ public:
 
     int lineNumber() const { return m_lineNumber; }
 
+    /** Whether the same can be read again under this name: what came through a pipe is gone. */
+    bool canBeReadAgain() const;
+
 private:
     QFile m_file;
     QString m_name;

@@ -1,6 +1,8 @@
 #include <biz_console/report/history_files.h>
 
 #include <algorithm>
+#include <deque>
+#include <memory>
 #include <optional>
 
 #include <QtCore/QDateTime>
@@ -21,6 +23,33 @@ struct DatedFile
     QString path;
     bool isErrorLog = false;
     double fromMs = history::never;
+    std::unique_ptr<tools::InputFile> begun; ///< which cannot be read again
+    std::deque<QByteArray> firstLines;       ///< of such a file: they have been read
+};
+
+/** The lines of a file that has been looked into, from the first one on. */
+class Lines
+{
+public:
+    explicit Lines(DatedFile &file)
+        : m_firstLines(std::move(file.firstLines))
+        , m_file(file.begun ? std::move(file.begun) : std::make_unique<tools::InputFile>(file.path))
+    {
+    }
+
+    bool next(QByteArray *line)
+    {
+        if (m_firstLines.empty()) {
+            return m_file->next(line);
+        }
+        *line = m_firstLines.front();
+        m_firstLines.pop_front();
+        return true;
+    }
+
+private:
+    std::deque<QByteArray> m_firstLines;
+    std::unique_ptr<tools::InputFile> m_file;
 };
 
 double timeOf(const ErrorLogLine &line)
@@ -38,38 +67,53 @@ void date(DatedFile &file, const history::Event &event)
 }
 
 /** Looks for the first lines that say what the file is: those before them may be torn. */
-DatedFile lookInto(const QString &path)
+void findBegin(tools::InputFile &file, DatedFile &dated)
 {
     constexpr int mostLines = 100;
-    DatedFile dated{path, false, history::never};
-    tools::InputFile file(path);
     QByteArray text;
     for (int i = 0; i < mostLines && file.next(&text); ++i) {
+        dated.firstLines.push_back(text);
         history::Event event;
         const std::optional<ErrorLogLine> line = readErrorLogLine(text);
         if (history::readEvent(text, &event) && event.utcMs >= 0.0) {
             date(dated, event);
             if (event.kind != history::Event::Kind::Start) {
-                return dated;
+                return;
             }
         } else if (dated.fromMs < 0.0 && line) {
-            return {path, true, timeOf(*line)};
+            dated.isErrorLog = true;
+            dated.fromMs = timeOf(*line);
+            return;
         }
     }
     if (dated.fromMs < 0.0) {
         throw tools::InputError(QStringLiteral("%1: an event log, a recording or an error log expected, with one JSON "
                                                "object or one refused reply a line")
-                                    .arg(path));
+                                    .arg(dated.path));
+    }
+}
+
+// More files may be named than a process may have open.
+DatedFile lookInto(const QString &path)
+{
+    DatedFile dated;
+    dated.path = path;
+    auto file = std::make_unique<tools::InputFile>(path);
+    findBegin(*file, dated);
+    if (file->canBeReadAgain()) {
+        dated.firstLines.clear();
+    } else {
+        dated.begun = std::move(file);
     }
     return dated;
 }
 
-void readEvents(history::HistoryBuilder &builder, const QString &path)
+void readEvents(history::HistoryBuilder &builder, DatedFile &file)
 {
-    tools::InputFile file(path);
-    builder.beginFile(path);
+    Lines lines(file);
+    builder.beginFile(file.path);
     QByteArray text;
-    while (file.next(&text)) {
+    while (lines.next(&text)) {
         builder.readEventLine(text);
     }
 }
@@ -88,12 +132,12 @@ history::LoggedReply loggedReplyOf(const ErrorLogLine &line)
     return logged;
 }
 
-void readErrorLog(history::HistoryBuilder &builder, const QString &path)
+void readErrorLog(history::HistoryBuilder &builder, DatedFile &file)
 {
-    tools::InputFile file(path);
-    builder.beginFile(path);
+    Lines lines(file);
+    builder.beginFile(file.path);
     QByteArray text;
-    while (file.next(&text)) {
+    while (lines.next(&text)) {
         const std::optional<ErrorLogLine> line = readErrorLogLine(text);
         if (line) {
             builder.add(loggedReplyOf(*line));
@@ -116,11 +160,11 @@ history::History readHistory(const QStringList &paths)
         return a.isErrorLog == b.isErrorLog ? a.fromMs < b.fromMs : b.isErrorLog;
     });
     history::HistoryBuilder builder;
-    for (const DatedFile &file : files) {
+    for (DatedFile &file : files) {
         if (file.isErrorLog) {
-            readErrorLog(builder, file.path);
+            readErrorLog(builder, file);
         } else {
-            readEvents(builder, file.path);
+            readEvents(builder, file);
         }
     }
     return builder.take();

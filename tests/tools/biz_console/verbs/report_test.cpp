@@ -61,6 +61,18 @@ TEST_F(ConsoleReport, MixesEventLogsRecordingsAndErrorLogs)
     }
 }
 
+TEST_F(ConsoleReport, OfAPipeIsThatOfItsFile)
+{
+    QByteArray log = start();
+    for (int i = 0; i < 2000; ++i) {
+        log += gaveUp();
+    }
+    const QString ofFile = report({write("log.jsonl", log)});
+    RunningConsole piped({"report", "--out", file("page.html"), "-"}, log);
+    EXPECT_EQ(piped.exitStatus(), 0);
+    EXPECT_EQ(piped.output(), ofFile) << piped.errors().toStdString();
+}
+
 TEST_F(ConsoleReport, FileOfAnotherKindIsNamedAndNothingIsWritten)
 {
     const QString printed = report({write("shopping.txt", "milk\n")}, 2);
