@@ -3,15 +3,13 @@
 #include <sys/stat.h>
 
 #include <common/errors.h>
+#include <common/input_file.h>
 
 namespace biz::tools {
 
 namespace {
 
 constexpr qint64 pieceSize = 256 * 1024;
-
-/** Several times as long as any line of a log: what goes on for longer is none. */
-constexpr qsizetype longestLine = 4 * 1024 * 1024;
 
 /** Logs have fewer files than this, and no gap among them. */
 constexpr int mostFiles = 1000;

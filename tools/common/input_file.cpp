@@ -88,7 +88,8 @@ InputFile::InputFile(const QString &path)
 // A pipe is never known to be at its end before a read finds nothing.
 bool InputFile::next(QByteArray *line)
 {
-    *line = m_file.readLine();
+    constexpr int longestEnd = 2;
+    *line = m_file.readLine(longestLine + longestEnd);
     if (line->isEmpty()) {
         requireGood(m_file, m_name);
         return false;
@@ -101,6 +102,9 @@ bool InputFile::next(QByteArray *line)
         line->remove(0, static_cast<int>(qstrlen(byteOrderMark)));
     }
     ++m_lineNumber;
+    if (line->size() > longestLine) {
+        throw InputError(place(), QStringLiteral("a line of at most %1 bytes expected").arg(longestLine));
+    }
     return true;
 }
 

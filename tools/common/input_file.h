@@ -20,6 +20,9 @@ struct InputText
  */
 InputText readInputFile(const QString &path);
 
+/** Several times as long as any line of a log or a recording, in bytes: what goes on for longer is none. */
+constexpr int longestLine = 4 * 1024 * 1024;
+
 /** A text file that is read line by line; "-" is the standard input. */
 class InputFile
 {
@@ -29,7 +32,7 @@ public:
 
     /**
      * The next line without its end, be that a line feed or carriage return and line feed;
-     * false after the last one. Throws InputError when it cannot be read.
+     * false after the last one. Throws InputError when it cannot be read, or is longer than any line should be.
      */
     bool next(QByteArray *line);
 

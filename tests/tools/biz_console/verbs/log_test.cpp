@@ -176,6 +176,14 @@ TEST_F(ConsoleLog, AFileThatCannotBeReadToItsEndIsBadInput)
     EXPECT_EQ(console.errors(), "biz_console: /proc/self/mem: cannot be read: Input/output error\n");
 }
 
+TEST_F(ConsoleLog, ALineWithoutAnEndDoesNotTakeAllMemory)
+{
+    constexpr int tooLong = 5'000'000;
+    RunningConsole console({"log", "-"}, shortPayload("14:03:22 517") + QByteArray(tooLong, 'a'));
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_EQ(console.errors(), "biz_console: standard input:2: a line of at most 4194304 bytes expected\n");
+}
+
 // Each byte of a payload is whole by itself: the line would be judged by what was written by then.
 TEST_F(ConsoleLog, ALastLineWithoutAnEndIsNotJudged)
 {
