@@ -11,6 +11,7 @@
 #include <biz_gateway/service/service_manager.h>
 #include <common/errors.h>
 #include <common/option_errors.h>
+#include <common/standard_streams.h>
 #include <common/stop_signals.h>
 
 namespace {
@@ -173,6 +174,7 @@ int serve(const Options &options, const GatewayConfig &config)
 
 int main(int argc, char **argv)
 {
+    biz::tools::guardStandardStreams();
     qInstallMessageHandler(printMessage);
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(BIZ_GATEWAY_VERSION));

@@ -1,12 +1,32 @@
 #include <common/standard_streams.h>
 
+#include <cerrno>
 #include <csignal>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace biz::tools {
+
+namespace {
+
+bool isClosed(int stream)
+{
+    return fcntl(stream, F_GETFD) < 0 && errno == EBADF;
+}
+
+} // namespace
 
 void guardStandardStreams()
 {
     std::signal(SIGPIPE, SIG_IGN);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (isClosed(stream)) {
+            // Takes the lowest number that is free, which is this one, for the wrong direction.
+            const int taken = open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+            static_cast<void>(taken);
+        }
+    }
 }
 
 } // namespace biz::tools

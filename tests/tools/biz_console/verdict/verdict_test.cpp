@@ -124,6 +124,25 @@ TEST_F(ConsoleVerdict, ARunOverUdpEndsInOrderWhenItsReaderHasGone)
     EXPECT_EQ(lastEvent(contentOf("recording.jsonl")), QStringLiteral("summary"));
 }
 
+TEST_F(ConsoleVerdict, ARecordingHoldsNothingElseWhenTheStandardStreamsAreClosed)
+{
+    FakeDevice device(FakeDevice::echo);
+    QProcess shell;
+    QEventLoop loop;
+    QObject::connect(&shell, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
+    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+    shell.start("/bin/sh", QStringList{"-c", R"("$0" "$@" <&- >&- 2>&-)", QStringLiteral(BIZ_CONSOLE)} +
+                               runArguments(session(getVolume), device.url()) +
+                               QStringList{"--record", file("recording.jsonl")});
+    loop.exec();
+    EXPECT_EQ(shell.exitCode(), 1) << "nobody could hear of it";
+    const QList<QByteArray> lines = contentOf("recording.jsonl").trimmed().split('\n');
+    for (const QByteArray &line : lines) {
+        EXPECT_TRUE(QJsonDocument::fromJson(line).isObject()) << line.constData();
+    }
+    EXPECT_EQ(lastEvent(lines.last()), QStringLiteral("summary"));
+}
+
 TEST_F(ConsoleVerdict, AHangUpOfTheTerminalIsAnInterruption)
 {
     FakeDevice device(FakeDevice::stayAway);
