@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <biz_console/cli/command_line.h>
+#include <biz_console/summary/text_output.h>
 #include <biz_console/verbs/verbs.h>
+#include <biz_console/verdict/run_report.h>
 #include <common/errors.h>
 #include <common/shown_text.h>
 #include <common/standard_streams.h>
@@ -97,6 +99,17 @@ int dispatch(const QStringList &arguments, const Output &output)
     return verbNamed(first).run(rest, output);
 }
 
+/** The status of a command whose output is to be whole: what nobody could read is not as expected. */
+int statusOf(int status, const Output &output)
+{
+    output.out.flush();
+    if (status == AsExpected && hasFailed(output.out)) {
+        output.err << "biz_console: " << outputFailedText() << '\n';
+        return NotAsExpected;
+    }
+    return status;
+}
+
 /** Where the help is that a wrong command line needs: that of its verb, if it has one. */
 QString helpFor(const QStringList &arguments)
 {
@@ -116,7 +129,7 @@ int main(int argc, char **argv)
     QTextStream err(stderr);
     const Output output{out, err, isatty(STDOUT_FILENO) == 1};
     try {
-        return dispatch(arguments, output);
+        return statusOf(dispatch(arguments, output), output);
     } catch (const biz::tools::UsageError &error) {
         err << "biz_console: " << error.text() << '\n' << helpFor(arguments);
     } catch (const biz::tools::InputError &error) {

@@ -10,6 +10,7 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/replies/error_log_file.h>
 #include <biz_console/replies/log_report.h>
+#include <biz_console/summary/text_output.h>
 #include <common/followed_file.h>
 #include <common/stop_signals.h>
 
@@ -24,10 +25,10 @@ constexpr int followPeriodMs = 200;
 constexpr int linesAtOnce = 100000;
 
 /**
- * Prints what comes, until it is interrupted. Without a file it is today's log, of which there
- * is another one from midnight on.
+ * Prints what comes, until it is interrupted, or nobody can read it any more. Without a file it is today's log, of
+ * which there is another one from midnight on.
  */
-void follow(const QString &givenFile, LogReport &report)
+void follow(const QString &givenFile, LogReport &report, const QTextStream &out)
 {
     const QString folder = QDir::currentPath();
     const auto pathNow = [&] {
@@ -59,6 +60,9 @@ void follow(const QString &givenFile, LogReport &report)
     QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
         try {
             readOn();
+            if (hasFailed(out)) {
+                QCoreApplication::quit();
+            }
         } catch (const tools::InputError &) {
             failure = std::current_exception();
             QCoreApplication::quit();
@@ -98,7 +102,7 @@ int runLog(const QStringList &arguments, const Output &output)
                 QStringLiteral("--%1: one file, or none for today's log, expected").arg(followOption));
         }
         LogReport report(output.out, parser.isSet(jsonOption));
-        follow(files.value(0), report);
+        follow(files.value(0), report, output.out);
         report.close();
         return AsExpected;
     }

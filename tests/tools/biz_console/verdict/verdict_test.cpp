@@ -28,6 +28,24 @@ protected:
         return content.readAll();
     }
 
+    /** That a command ends with status 1, and says why, on a full disk. */
+    static void expectOutputMissed(const QStringList &arguments)
+    {
+        QProcess console;
+        console.setStandardOutputFile("/dev/full");
+        QEventLoop loop;
+        QObject::connect(&console, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
+        QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+        console.start(BIZ_CONSOLE, arguments);
+        loop.exec();
+        EXPECT_EQ(console.state(), QProcess::NotRunning) << qPrintable(arguments.join(' '));
+        EXPECT_EQ(console.exitCode(), 1) << qPrintable(arguments.join(' '));
+        EXPECT_EQ(console.readAllStandardError().count("the output cannot be written"), 1)
+            << qPrintable(arguments.join(' '));
+        console.kill();
+        console.waitForFinished();
+    }
+
     /** The exit status of an endless run whose reader goes away after a line, as the shell prints it. */
     QByteArray statusWithoutReader(const QStringList &arguments) const
     {
@@ -93,14 +111,18 @@ TEST_F(ConsoleVerdict, OfARunThatNobodyCanHearOfIsNotThatAllWasAsExpected)
 {
     FakeDevice device(FakeDevice::echo);
     for (const QStringList &form : {QStringList(), QStringList{"--json"}, QStringList{"--quiet"}}) {
-        QProcess console;
-        console.setStandardOutputFile("/dev/full");
-        console.start(BIZ_CONSOLE, runArguments(session(getVolume), device.url()) + form);
-        QEventLoop loop;
-        QObject::connect(&console, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
-        loop.exec();
-        EXPECT_EQ(console.exitCode(), 1);
-        EXPECT_TRUE(console.readAllStandardError().contains("the output cannot be written"));
+        expectOutputMissed(runArguments(session(getVolume), device.url()) + form);
+    }
+}
+
+TEST_F(ConsoleVerdict, OfACommandThatOnlyPrintsNeedsAReaderToo)
+{
+    const QString log = write("some.log", "[ORLIXA2][2024-05-06 14:03:22 517]<f1 05 00 81 00>0000\n");
+    for (const QStringList &arguments :
+         {QStringList{"--help"}, QStringList{"--version"}, QStringList{"run", "--help"}, QStringList{"rules", "A2"},
+          QStringList{"log", log}, QStringList{"log", "--json", log}, QStringList{"log", "--follow", log},
+          QStringList{"show", log}, QStringList{"report", log, "--out", file("page.html")}}) {
+        expectOutputMissed(arguments);
     }
 }
 
