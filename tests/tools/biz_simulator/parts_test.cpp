@@ -257,6 +257,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{R"({"osd": [{"first": "127.1.0.1", "count": 0}]})", "osd[0].count: a whole number from 1"},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "silent": ["127.1.0.2"]}]})",
                 "osd[0]: \"127.1.0.2\" is none of the OSD devices"},
+        BadFile{R"({"osd": [{"first": "127.1.0.1", "silent": [""]}]})",
+                "osd[0].silent[0]: the address of an OSD device"},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "faults": [{"fault": "late"}]}]})", "osd[0].faults[0]: \"device\""},
         BadFile{R"({"osd": [{"first": "127.1.0.1", "rates": {"close": 1}}]})", "osd[0]: close: an OSD device"}));
 

@@ -111,6 +111,9 @@ void readAddresses(const ObjectReader &reader, OsdSettings *group)
 void readSilent(const ObjectReader &reader, OsdSettings *group)
 {
     for (const PlacedValue &address : reader.textArray("silent")) {
+        if (address.value.text.isEmpty()) {
+            reader.noteAt(address, QStringLiteral("the address of an OSD device expected, not an empty one"));
+        }
         ScriptEntry entry;
         entry.device = address.value.text;
         entry.fault = FaultKind::Silence;

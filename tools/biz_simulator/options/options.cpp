@@ -358,6 +358,9 @@ private:
         const QString list = QStringLiteral("osd-silent-list");
         if (m_parser.isSet(list)) {
             for (const QString &address : m_parser.value(list).split(QLatin1Char(','))) {
+                if (address.isEmpty()) {
+                    failOption(list, QStringLiteral("an address expected between commas, not an empty one"));
+                }
                 silence(address);
             }
         }

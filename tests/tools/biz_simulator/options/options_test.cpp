@@ -158,6 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{"--osd 2 --osd-silent 3", "--osd-silent: \"3\""},
         BadUsage{"--osd 2 --osd-silent-list 127.1.0.1,127.1.0.3", "\"127.1.0.3\" is none"},
         BadUsage{"--osd 2 --osd-silent-list 127.1.1", "\"127.1.1\" is none"},
+        BadUsage{"--model A2 --osd 2 --osd-silent-list 127.1.0.1,", "--osd-silent-list: an address expected"},
         BadUsage{"--osd 2 --fault 1=silence", "expected --model"}, BadUsage{"--osd 2 --one-client", "--one-client: "},
         BadUsage{"--osd 2 --bind 127.0.0.1", "--bind: expected --model"},
         BadUsage{"--model A2 --osd-first 127.3.0.1", "--osd-first: expected --osd"},
