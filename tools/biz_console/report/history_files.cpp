@@ -4,8 +4,14 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <set>
+#include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QtCore/QDateTime>
+#include <QtCore/QFile>
 
 #include <biz_console/replies/error_log_line.h>
 #include <common/errors.h>
@@ -168,6 +174,22 @@ history::History readHistory(const QStringList &paths)
         }
     }
     return builder.take();
+}
+
+QStringList takeRepeatedFiles(QStringList *paths)
+{
+    QStringList distinct;
+    QStringList repeated;
+    std::set<std::pair<dev_t, ino_t>> seen;
+    for (const QString &path : qAsConst(*paths)) {
+        struct stat found = {};
+        const bool isThere = path == QLatin1String("-") ? fstat(STDIN_FILENO, &found) == 0
+                                                        : stat(QFile::encodeName(path).constData(), &found) == 0;
+        const bool isNew = !isThere || seen.emplace(found.st_dev, found.st_ino).second;
+        (isNew ? distinct : repeated).append(path);
+    }
+    *paths = distinct;
+    return repeated;
 }
 
 } // namespace biz::console

@@ -13,6 +13,9 @@ namespace biz::console {
  */
 history::History readHistory(const QStringList &paths);
 
+/** Takes out the names of files that one before them names, too: they would count twice. Returns them. */
+QStringList takeRepeatedFiles(QStringList *paths);
+
 } // namespace biz::console
 
 #endif

@@ -50,12 +50,15 @@ int runReport(const QStringList &arguments, const Output &output)
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
-    const QStringList files = parser.positionalArguments();
+    QStringList files = parser.positionalArguments();
     if (files.isEmpty()) {
         throw tools::UsageError(QStringLiteral("a file is missing"));
     }
     const QString path = parser.value(outOption);
-    for (const QString &file : files) {
+    for (const QString &again : takeRepeatedFiles(&files)) {
+        output.err << "biz_console: " << tools::shownText(again) << ": named twice; it counts once\n";
+    }
+    for (const QString &file : qAsConst(files)) {
         requireOtherFile(outOption, path, file, QStringLiteral("those that are read"));
     }
     const history::History history = readHistory(files);

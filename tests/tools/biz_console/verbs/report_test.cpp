@@ -73,6 +73,17 @@ TEST_F(ConsoleReport, OfAPipeIsThatOfItsFile)
     EXPECT_EQ(piped.output(), ofFile) << piped.errors().toStdString();
 }
 
+TEST_F(ConsoleReport, AFileThatIsNamedTwiceCountsOnce)
+{
+    const QString log = write("log.jsonl", start() + gaveUp());
+    report({log});
+    const auto rows = page().count("<td>event log</td>");
+    ASSERT_TRUE(QFile::link(log, file("link.jsonl")));
+    const QString printed = report({log, file("link.jsonl"), log});
+    EXPECT_TRUE(printed.contains("link.jsonl: named twice; it counts once\n")) << printed.toStdString();
+    EXPECT_EQ(page().count("<td>event log</td>"), rows);
+}
+
 TEST_F(ConsoleReport, FileOfAnotherKindIsNamedAndNothingIsWritten)
 {
     const QString printed = report({write("shopping.txt", "milk\n")}, 2);
