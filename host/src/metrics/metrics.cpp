@@ -1,5 +1,7 @@
 #include <host/metrics.h>
 
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QSaveFile>
 
 #include <host/device_fleet.h>
@@ -201,6 +203,24 @@ void Writer::writeDevices()
          [](const HostMetrics &host) { return static_cast<double>(host.devices.size()); });
 }
 
+/** A device or a pipe is written to, and stays what it is. */
+bool writeInPlace(const QString &path, const QByteArray &text, QString *error)
+{
+    QFile file(path);
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush();
+    *error = file.errorString();
+    return isWritten;
+}
+
+/** Whoever reads a file meanwhile sees the old figures or the new ones. */
+bool replaceFile(const QString &path, const QByteArray &text, QString *error)
+{
+    QSaveFile file(path);
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit();
+    *error = file.errorString();
+    return isWritten;
+}
+
 } // namespace
 
 HostMetrics metricsOf(const DeviceHost &host)
@@ -244,10 +264,12 @@ QByteArray metricsText(const QVector<HostMetrics> &hosts)
 bool writeMetrics(const QString &path, const QVector<HostMetrics> &hosts, QString *error)
 {
     const QByteArray text = metricsText(hosts);
-    QSaveFile file(path);
-    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit();
+    const QFileInfo there(path);
+    QString why;
+    const bool isWritten =
+        there.exists() && !there.isFile() ? writeInPlace(path, text, &why) : replaceFile(path, text, &why);
     if (!isWritten && error != nullptr) {
-        *error = QStringLiteral("%1: %2").arg(path, file.errorString());
+        *error = QStringLiteral("%1: %2").arg(path, why);
     }
     return isWritten;
 }

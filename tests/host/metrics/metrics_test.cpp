@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStandardPaths>
@@ -102,6 +107,20 @@ TEST(Metrics, FileIsReplacedAsAWholeAndNothingElseIsLeft)
     ASSERT_TRUE(now.open(QIODevice::ReadOnly));
     EXPECT_FALSE(now.readAll().contains("channel=\"device\""));
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList(QStringLiteral("wall.prom")));
+}
+
+TEST(Metrics, PipeIsWrittenToAndStaysOne)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("wall.prom"));
+    ASSERT_EQ(mkfifo(QFile::encodeName(path).constData(), S_IRUSR | S_IWUSR), 0);
+    const int reader = open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK);
+    QString error;
+    EXPECT_TRUE(writeMetrics(path, {deviceMetrics()}, &error)) << error.toStdString();
+    char begin[] = "#";
+    EXPECT_EQ(read(reader, begin, sizeof begin - 1), static_cast<ssize_t>(sizeof begin - 1));
+    close(reader);
+    EXPECT_FALSE(QFileInfo(path).isFile());
 }
 
 TEST(Metrics, FolderThatIsMissingIsAnError)

@@ -1,12 +1,13 @@
 #include <biz_console/verbs/verbs.h>
 
 #include <QtCore/QDateTime>
-#include <QtCore/QSaveFile>
 
 #include <biz_console/cli/command_line.h>
 #include <biz_console/cli/file_names.h>
 #include <biz_console/report/history_files.h>
+#include <common/output_file.h>
 #include <common/shown_text.h>
+#include <common/utf8_stream.h>
 #include <history/findings/findings.h>
 #include <report/report_page.h>
 
@@ -14,11 +15,18 @@ namespace biz::console {
 
 namespace {
 
-void save(const QString &path, const QByteArray &page)
+constexpr char standardOutput[] = "-";
+
+void save(const QString &path, const QByteArray &page, QTextStream &out)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit()) {
-        throw tools::InputError(QStringLiteral("%1: cannot be written: %2").arg(path, file.errorString()));
+    if (path == QLatin1String(standardOutput)) {
+        tools::writeUtf8(out);
+        out << QString::fromUtf8(page);
+        return;
+    }
+    const QString problem = tools::writeOutputFile(path, page);
+    if (!problem.isEmpty()) {
+        throw tools::InputError(problem);
     }
 }
 
@@ -30,7 +38,9 @@ void print(QTextStream &out, const std::vector<history::Finding> &findings, cons
             out << tools::shownText(finding.headline + QStringLiteral(": ") + finding.sentence) << '\n';
         }
     }
-    out << tools::shownText(path) << '\n';
+    if (path != QLatin1String(standardOutput)) {
+        out << tools::shownText(path) << '\n';
+    }
 }
 
 } // namespace
@@ -45,8 +55,9 @@ int runReport(const QStringList &arguments, const Output &output)
                                                 "mix."),
                                  QStringLiteral("report FILE..."));
     const QString outOption = QStringLiteral("out");
-    parser.addOption({outOption, QStringLiteral("Where the page goes. Default: report.html."), QStringLiteral("file"),
-                      QStringLiteral("report.html")});
+    parser.addOption({outOption,
+                      QStringLiteral("Where the page goes, - for the standard output. Default: report.html."),
+                      QStringLiteral("file"), QStringLiteral("report.html")});
     if (!parse(parser, arguments, output)) {
         return AsExpected;
     }
@@ -65,8 +76,8 @@ int runReport(const QStringList &arguments, const Output &output)
     const std::vector<history::Finding> findings = history::findingsOf(history);
     const report::Maker maker{QStringLiteral("biz_console " BIZ_CONSOLE_VERSION),
                               static_cast<double>(QDateTime::currentMSecsSinceEpoch())};
-    save(path, report::reportPage(history, findings, maker));
-    print(output.out, findings, path);
+    save(path, report::reportPage(history, findings, maker), output.out);
+    print(path == QLatin1String(standardOutput) ? output.err : output.out, findings, path);
     return AsExpected;
 }
 

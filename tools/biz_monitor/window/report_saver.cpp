@@ -1,8 +1,8 @@
 #include <biz_monitor/window/report_saver.h>
 
 #include <QtCore/QDateTime>
-#include <QtCore/QSaveFile>
 
+#include <common/output_file.h>
 #include <report/report_page.h>
 
 namespace biz::monitor {
@@ -15,11 +15,7 @@ QString write(const history::History &history, const QString &path)
     const report::Maker maker{QStringLiteral("biz_monitor " BIZ_VERSION),
                               static_cast<double>(QDateTime::currentMSecsSinceEpoch())};
     const QByteArray page = report::reportPage(history, history::findingsOf(history), maker);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit()) {
-        return QStringLiteral("%1: cannot be written: %2").arg(path, file.errorString());
-    }
-    return {};
+    return tools::writeOutputFile(path, page);
 }
 
 } // namespace

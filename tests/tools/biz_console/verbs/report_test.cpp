@@ -73,6 +73,23 @@ TEST_F(ConsoleReport, OfAPipeIsThatOfItsFile)
     EXPECT_EQ(piped.output(), ofFile) << piped.errors().toStdString();
 }
 
+TEST_F(ConsoleReport, MayGoToTheStandardOutput)
+{
+    const QString log = write("log.jsonl", start() + gaveUp());
+    RunningConsole dash({"report", "--out", "-", log}, {}, folder.path());
+    EXPECT_EQ(dash.exitStatus(), 0) << dash.errors().toStdString();
+    EXPECT_TRUE(dash.output().startsWith("<!DOCTYPE html>") && dash.output().endsWith("</html>\n"));
+    EXPECT_TRUE(dash.errors().contains("never replied")) << dash.errors().toStdString();
+    EXPECT_FALSE(QFile::exists(file("-")));
+}
+
+TEST_F(ConsoleReport, APipeIsWrittenToAndNotReplaced)
+{
+    RunningConsole named({"report", "--out", "/dev/stdout", write("log.jsonl", start() + gaveUp())});
+    EXPECT_EQ(named.exitStatus(), 0) << named.errors().toStdString();
+    EXPECT_TRUE(named.output().startsWith("<!DOCTYPE html>")) << named.output().left(100).toStdString();
+}
+
 TEST_F(ConsoleReport, AFileThatIsNamedTwiceCountsOnce)
 {
     const QString log = write("log.jsonl", start() + gaveUp());
