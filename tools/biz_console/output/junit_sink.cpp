@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <QtCore/QXmlStreamWriter>
-
 #include <common/shown_text.h>
 #include <common/units.h>
 
@@ -37,6 +35,13 @@ void writeProblem(QXmlStreamWriter &xml, const char *kind, const QString &messag
     xml.writeStartElement(QString::fromLatin1(kind));
     writeAttribute(xml, "message", message);
     xml.writeEndElement();
+}
+
+void startCase(QXmlStreamWriter &xml, const QString &suite, const QString &name)
+{
+    xml.writeStartElement(QStringLiteral("testcase"));
+    writeAttribute(xml, "classname", suite);
+    writeAttribute(xml, "name", name);
 }
 
 } // namespace
@@ -92,8 +97,15 @@ void JunitSink::happened(const host::Event &event)
 
 void JunitSink::ended(const RunEnd &end)
 {
-    const auto failures =
-        std::count_if(m_cases.begin(), m_cases.end(), [](const Case &each) { return !each.isAsExpected(); });
+    const auto isFailure = [&end](const Case &each) {
+        return !each.isAsExpected() && !(end.endedOnRequest && each.wasStopped());
+    };
+    const auto isMismatch = [](const Case &each) {
+        return !each.isAsExpected() && !each.wasStopped();
+    };
+    const qint64 failures = std::count_if(m_cases.begin(), m_cases.end(), isFailure);
+    const qint64 moreMismatches = end.mismatchCount - std::count_if(m_cases.begin(), m_cases.end(), isMismatch);
+    const int isWithRest = m_casesNotKept > 0 ? 1 : 0;
     QXmlStreamWriter xml(&m_device);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
@@ -102,35 +114,48 @@ void JunitSink::ended(const RunEnd &end)
     writeAttribute(xml, "hostname", m_target);
     writeAttribute(xml, "timestamp", m_utc.toString(Qt::ISODate));
     writeAttribute(xml, "time", secondsText(end.summary.seconds * tools::millisecondsPerSecond));
-    writeAttribute(xml, "tests", QString::number(static_cast<qint64>(m_cases.size()) + 1));
-    writeAttribute(xml, "failures", QString::number(failures));
+    writeAttribute(xml, "tests", QString::number(static_cast<qint64>(m_cases.size()) + 1 + isWithRest));
+    writeAttribute(xml, "failures", QString::number(failures + (moreMismatches > 0 ? isWithRest : 0)));
     writeAttribute(xml, "errors", QString::number(end.endedEarly ? 1 : 0));
     for (const Case &each : m_cases) {
-        xml.writeStartElement(QStringLiteral("testcase"));
-        writeAttribute(xml, "classname", m_suite);
-        writeAttribute(xml, "name", each.name);
-        writeAttribute(xml, "time", secondsText(each.roundTripMs));
-        if (!each.isAsExpected()) {
-            writeProblem(xml, "failure",
-                         QStringLiteral("expected %1, was %2 (%3)")
-                             .arg(endingText(each.expected.outcome, each.expected.events),
-                                  endingText(each.outcome, each.events), each.reason));
-        }
-        xml.writeEndElement();
+        writeCase(xml, each, end.endedOnRequest);
     }
-    xml.writeStartElement(QStringLiteral("testcase"));
-    writeAttribute(xml, "classname", m_suite);
-    writeAttribute(xml, "name", QStringLiteral("the run came to its end"));
+    if (m_casesNotKept > 0) {
+        writeRest(xml, end, moreMismatches);
+    }
+    startCase(xml, m_suite, QStringLiteral("the run came to its end"));
     if (end.endedEarly) {
         writeProblem(xml, "error", m_problem);
     }
     xml.writeEndElement();
-    if (m_casesNotKept > 0) {
-        xml.writeTextElement(QStringLiteral("system-out"),
-                             QStringLiteral("%1 commands more are not listed; %2 of all did not end as expected")
-                                 .arg(QString::number(m_casesNotKept), QString::number(end.mismatchCount)));
-    }
     xml.writeEndDocument();
+}
+
+void JunitSink::writeCase(QXmlStreamWriter &xml, const Case &told, bool isStopWanted) const
+{
+    startCase(xml, m_suite, told.name);
+    writeAttribute(xml, "time", secondsText(told.roundTripMs));
+    if (isStopWanted && told.wasStopped()) {
+        xml.writeEmptyElement(QStringLiteral("skipped"));
+    } else if (!told.isAsExpected()) {
+        writeProblem(xml, "failure",
+                     QStringLiteral("expected %1, was %2 (%3)")
+                         .arg(endingText(told.expected.outcome, told.expected.events),
+                              endingText(told.outcome, told.events), told.reason));
+    }
+    xml.writeEndElement();
+}
+
+/** The commands that have no case of their own have one together. */
+void JunitSink::writeRest(QXmlStreamWriter &xml, const RunEnd &end, qint64 mismatches) const
+{
+    startCase(xml, m_suite, QStringLiteral("%1 commands more").arg(m_casesNotKept));
+    if (mismatches > 0) {
+        writeProblem(xml, "failure",
+                     QStringLiteral("%1 of them did not end as expected, %2 of all")
+                         .arg(QString::number(mismatches), QString::number(end.mismatchCount)));
+    }
+    xml.writeEndElement();
 }
 
 } // namespace biz::console

@@ -6,6 +6,7 @@
 #include <QtCore/QHash>
 #include <QtCore/QIODevice>
 #include <QtCore/QString>
+#include <QtCore/QXmlStreamWriter>
 
 #include <biz_console/verdict/event_sink.h>
 
@@ -39,9 +40,12 @@ private:
         QString reason;
 
         bool isAsExpected() const { return hasEnded && expected.isMetBy(outcome, events); }
+        bool wasStopped() const { return !hasEnded || outcome == host::Outcome::Stopped; }
     };
 
     Case *caseOf(host::Ticket ticket);
+    void writeCase(QXmlStreamWriter &xml, const Case &told, bool isStopWanted) const;
+    void writeRest(QXmlStreamWriter &xml, const RunEnd &end, qint64 mismatches) const;
 
     QIODevice &m_device;
     QString m_suite;

@@ -48,6 +48,7 @@ struct RunEnd
     qint64 mismatchCount = 0;
     qint64 total = 0;
     bool endedEarly = false;
+    bool endedOnRequest = false; ///< of a run without end: the commands that it stopped are nobody's fault
     bool allAsExpected = false;
     ExitCode exitCode = AsExpected;
 

@@ -135,6 +135,7 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDevic
     end.total = m_ledger.total();
     end.endedEarly = m_problem.has_value();
     end.allAsExpected = m_ledger.allAsExpected();
+    end.endedOnRequest = m_endOnRequest;
     if (m_endOnRequest) {
         end.stopped.clear();
         end.total -= static_cast<qint64>(counters.stopped);

@@ -1,3 +1,5 @@
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include <QtCore/QXmlStreamReader>
@@ -59,6 +61,18 @@ TEST_F(ConsoleJunit, ARunThatEndsEarlyIsAnError)
     RunningConsole console(reportArguments(session(getVolume), "tcp://127.0.0.1:1"));
     EXPECT_EQ(console.exitStatus(), 3);
     EXPECT_TRUE(elements().last().startsWith("error cannot reach tcp://127.0.0.1:1")) << qPrintable(elements().last());
+}
+
+TEST_F(ConsoleJunit, CommandsThatTheUserStoppedAreNoFailures)
+{
+    FakeDevice device(FakeDevice::stayAway);
+    const QString waiting = session(R"({"name": "wait", "head": "01 02 03 62 01 00", "waitMs": 60000})");
+    RunningConsole console(reportArguments(waiting, device.url()) + QStringList{"--repeat", "0"});
+    ASSERT_TRUE(console.waitForOutput(" sent\n"));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_TRUE(elements().filter("failure").isEmpty()) << qPrintable(elements().join('\n'));
+    EXPECT_EQ(elements().filter("skipped").size(), 1) << qPrintable(elements().join('\n'));
 }
 
 TEST_F(ConsoleJunit, NamesThatXmlCannotSayAreWrittenOut)
