@@ -82,6 +82,9 @@ public:
     /** A line of a log; of one without an end, the log may not have written the rest. */
     void line(const QByteArray &text, const QString &place, bool isWhole = true);
 
+    /** Whether a line was one of a log. */
+    bool hasUnderstood() const { return m_understood > 0; }
+
     /** Prints what was held back. */
     void flush();
 

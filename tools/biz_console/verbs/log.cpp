@@ -76,6 +76,24 @@ void follow(const QString &givenFile, LogReport &report, const QTextStream &out)
     }
 }
 
+/** A file that cannot be read does not keep the console from the others. */
+ExitCode readAll(const QStringList &files, LogReport &report, QTextStream &err)
+{
+    ExitCode status = AsExpected;
+    for (const QString &file : files) {
+        try {
+            report.read(file);
+        } catch (const tools::InputError &error) {
+            err << "biz_console: " << error.text() << '\n';
+            status = BadInput;
+        }
+    }
+    if (status == AsExpected || report.hasUnderstood()) {
+        report.close();
+    }
+    return status;
+}
+
 } // namespace
 
 int runLog(const QStringList &arguments, const Output &output)
@@ -110,11 +128,7 @@ int runLog(const QStringList &arguments, const Output &output)
         files.append(errorLogOfToday(QDir::currentPath()));
     }
     LogReport report(output.out, parser.isSet(jsonOption));
-    for (const QString &file : files) {
-        report.read(file);
-    }
-    report.close();
-    return AsExpected;
+    return readAll(files, report, output.err);
 }
 
 } // namespace biz::console

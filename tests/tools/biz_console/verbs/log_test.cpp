@@ -162,6 +162,16 @@ TEST_F(ConsoleLog, AFileThatIsNoLogIsBadInput)
               "biz_console: " + file + ": an error log expected, but none of its lines is one of a log\n");
 }
 
+TEST_F(ConsoleLog, AFileThatIsMissingKeepsNothingOfTheOthersBack)
+{
+    const QString first = write(shortPayload("14:03:22 517"), "first.log");
+    const QString last = write(highIndex("14:03:23 001"), "last.log");
+    RunningConsole console({"log", first, file("missing.log"), last});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.errors().contains("missing.log: cannot be read")) << qPrintable(console.errors());
+    EXPECT_TRUE(console.output().contains("\n2 rejected replies\n")) << qPrintable(console.output());
+}
+
 TEST_F(ConsoleLog, AnEmptyLogHasNoRejectedReply)
 {
     RunningConsole console({"log", write("")});
