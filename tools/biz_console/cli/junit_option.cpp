@@ -5,6 +5,7 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/output/junit_sink.h>
 #include <common/errors.h>
+#include <common/shown_text.h>
 
 namespace biz::console {
 
@@ -48,12 +49,16 @@ void JunitFile::report(SessionRun &run)
     }
 }
 
-void JunitFile::finish()
+int JunitFile::finish(int exitCode, QTextStream &err)
 {
-    if (m_file.isOpen() && (!m_file.flush() || m_file.error() != QFileDevice::NoError)) {
-        throw tools::InputError(
-            QStringLiteral("%1: the report could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
+    if (!m_file.isOpen() || (m_file.flush() && m_file.error() == QFileDevice::NoError)) {
+        return exitCode;
     }
+    err << "biz_console: "
+        << tools::shownText(
+               QStringLiteral("%1: the report could not be written: %2").arg(m_file.fileName(), m_file.errorString()))
+        << '\n';
+    return unwritten(exitCode);
 }
 
 } // namespace biz::console

@@ -25,8 +25,8 @@ public:
     /** Reports a run of the session, if --junit is set. The run must not outlive the file. */
     void report(SessionRun &run);
 
-    /** Throws InputError when the report is not whole. */
-    void finish();
+    /** As that of the recording. */
+    [[nodiscard]] int finish(int exitCode, QTextStream &err);
 
 private:
     QFile m_file;

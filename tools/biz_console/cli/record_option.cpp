@@ -2,6 +2,7 @@
 
 #include <biz_console/cli/command_line.h>
 #include <common/errors.h>
+#include <common/shown_text.h>
 
 namespace biz::console {
 
@@ -83,30 +84,31 @@ void RecordingFile::record(SessionRun &run)
     }
 }
 
-void RecordingFile::finish(int exitCode)
+int RecordingFile::finish(int exitCode, QTextStream &err)
 {
     if (!m_recorder) {
-        return;
+        return exitCode;
     }
-    try {
-        m_recorder->finish();
-    } catch (const tools::InputError &error) {
-        throw tools::InputError(m_file.fileName(), error.text());
-    }
+    bool isWhole = m_recorder->finish();
     if (m_lastPart && exitCode != AsExpected) {
-        writeLastPart();
+        isWhole = writeLastPart();
     } else if (m_lastPart && m_isNewFile) {
         m_file.remove();
     }
+    if (isWhole) {
+        return exitCode;
+    }
+    err << "biz_console: "
+        << tools::shownText(QStringLiteral("%1: the recording could not be written: %2")
+                                .arg(m_file.fileName(), m_file.errorString()))
+        << '\n';
+    return unwritten(exitCode);
 }
 
-void RecordingFile::writeLastPart()
+bool RecordingFile::writeLastPart()
 {
     const QByteArray text = m_lastPart->recording();
-    if (!m_file.resize(0) || m_file.write(text) != text.size() || !m_file.flush()) {
-        throw tools::InputError(
-            QStringLiteral("%1: the recording could not be written: %2").arg(m_file.fileName(), m_file.errorString()));
-    }
+    return m_file.resize(0) && m_file.write(text) == text.size() && m_file.flush();
 }
 
 } // namespace biz::console

@@ -35,11 +35,14 @@ public:
     /** Records a run, if it is to be recorded. The run must not outlive the file. */
     void record(SessionRun &run);
 
-    /** Ends the recording of a run that ended so. Throws InputError when it is not whole. */
-    void finish(int exitCode);
+    /**
+     * Ends the recording of a run that ended so. Returns the exit code of the command: a recording that is not whole,
+     * which a line on `err` says, is not as expected.
+     */
+    [[nodiscard]] int finish(int exitCode, QTextStream &err);
 
 private:
-    void writeLastPart();
+    bool writeLastPart();
 
     QFile m_file;
     bool m_isNewFile = false;

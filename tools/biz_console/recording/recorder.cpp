@@ -6,7 +6,7 @@
 #include <QtCore/QJsonDocument>
 
 #include <biz_console/output/json_sink.h>
-#include <common/errors.h>
+#include <biz_console/summary/text_output.h>
 #include <common/hex.h>
 #include <common/units.h>
 #include <common/utf8_stream.h>
@@ -41,6 +41,7 @@ public:
     void given(const host::Event &event, const Expectation &expected) override { m_events.given(event, expected); }
     void brokeOff(const host::Event &event, RunProblem problem) override { m_events.brokeOff(event, problem); }
     void ended(const RunEnd &end) override { m_events.ended(end); }
+    bool hasFailed() const override { return console::hasFailed(m_recorder.m_out); }
 
 private:
     Recorder &m_recorder;
@@ -116,12 +117,10 @@ std::unique_ptr<host::DeviceLink> Recorder::wrap(std::unique_ptr<host::DeviceLin
     return std::make_unique<Link>(*this, std::move(link));
 }
 
-void Recorder::finish()
+bool Recorder::finish()
 {
     m_out.flush();
-    if (m_out.status() != QTextStream::Ok) {
-        throw tools::InputError(QStringLiteral("the recording could not be written"), m_out.device()->errorString());
-    }
+    return !console::hasFailed(m_out);
 }
 
 void Recorder::start(const RunStart &run)

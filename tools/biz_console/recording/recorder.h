@@ -32,8 +32,8 @@ public:
     /** Puts a link between the host and `link` that records what passes. */
     std::unique_ptr<host::DeviceLink> wrap(std::unique_ptr<host::DeviceLink> link);
 
-    /** Flushes. Throws InputError when something could not be written. */
-    void finish();
+    /** Flushes; false when something could not be written. */
+    [[nodiscard]] bool finish();
 
 private:
     class Sink;

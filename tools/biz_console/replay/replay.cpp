@@ -208,7 +208,9 @@ Recording replay(const Recording &recording, const ShowRun &show)
     } else {
         replayOsd(recording, notes, show);
     }
-    notes.recorder.finish();
+    if (!notes.recorder.finish()) {
+        throw tools::InputError(QStringLiteral("the replay does not fit into the memory"));
+    }
     return readRecording(notes.buffer.data());
 }
 

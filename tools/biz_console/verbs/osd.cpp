@@ -79,9 +79,7 @@ int runOsd(const QStringList &arguments, const Output &output)
     metrics.start([&run] { return run.metrics(); });
     const int exitCode = execute(run);
     metrics.finish();
-    recording.finish(exitCode);
-    junit.finish();
-    return exitCode;
+    return junit.finish(recording.finish(exitCode, output.err), output.err);
 }
 
 } // namespace biz::console

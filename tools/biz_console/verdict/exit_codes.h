@@ -11,6 +11,12 @@ enum ExitCode : int {
     LinkFailed = 3,    ///< the device could not be reached, or the link was closed
 };
 
+/** That of a command whose output could not be written, which would have ended with this one. */
+constexpr int unwritten(int exitCode)
+{
+    return exitCode == AsExpected ? int{NotAsExpected} : exitCode;
+}
+
 } // namespace biz::console
 
 #endif
