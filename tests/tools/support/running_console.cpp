@@ -47,6 +47,7 @@ bool RunningConsole::waitUntil(Condition condition)
     };
     QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
     QObject::connect(&m_process, &QProcess::readyReadStandardOutput, &loop, check);
+    QObject::connect(&m_process, &QProcess::readyReadStandardError, &loop, check);
     QObject::connect(&m_process, &QProcess::stateChanged, &loop, check);
     limit.start(patienceMs);
     if (!condition()) {
@@ -58,6 +59,11 @@ bool RunningConsole::waitUntil(Condition condition)
 bool RunningConsole::waitForOutput(const QString &text)
 {
     return waitUntil([&] { return output().contains(text); });
+}
+
+bool RunningConsole::waitForErrors(const QString &text)
+{
+    return waitUntil([&] { return errors().contains(text); });
 }
 
 void RunningConsole::sendSignal(int signal)

@@ -21,6 +21,9 @@ public:
     /** Waits until the standard output holds the text; false when it does not in time. */
     bool waitForOutput(const QString &text);
 
+    /** The same of the error stream. */
+    bool waitForErrors(const QString &text);
+
     void sendSignal(int signal);
 
     /** Waits for the end; the exit status, or -1 for a crash or none in time. */

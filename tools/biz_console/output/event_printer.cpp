@@ -216,7 +216,8 @@ void EventPrinter::happened(const host::Event &event)
         ++m_refusalRepeats;
         return;
     }
-    const bool isTrouble = event.kind == host::EventKind::Refused || event.kind == host::EventKind::Failed;
+    const bool isTrouble = event.kind == host::EventKind::Refused || event.kind == host::EventKind::Failed ||
+                           event.kind == host::EventKind::LinkStateChanged;
     const QString text = isTrouble || m_options.events ? eventLine(event) : QString();
     if (event.kind == host::EventKind::Problem) {
         line({}); // a gap: the problem itself goes to the error stream

@@ -103,9 +103,22 @@ void JsonSink::brokeOff(const host::Event &event, RunProblem problem)
 
 void JsonSink::tell(const host::Event &event, const QJsonObject &more)
 {
-    if (m_events) {
+    const bool isOutage = tellsOfOutage(event);
+    if (m_events || isOutage) {
         line(host::jsonLine(event, more));
     }
+}
+
+/** Whether the link was lost, or is back. */
+bool JsonSink::tellsOfOutage(const host::Event &event)
+{
+    if (!event.link) {
+        return false;
+    }
+    const bool isLost = event.link->state == host::LinkState::Lost;
+    const bool isBack = event.link->state == host::LinkState::Up && m_isLinkLost;
+    m_isLinkLost = isLost || (m_isLinkLost && !isBack);
+    return isLost || isBack;
 }
 
 void JsonSink::ended(const RunEnd &end)

@@ -28,10 +28,12 @@ public:
 
 private:
     void tell(const host::Event &event, const QJsonObject &more);
+    bool tellsOfOutage(const host::Event &event);
     void line(const QByteArray &json);
 
     QTextStream &m_out;
     bool m_events;
+    bool m_isLinkLost = false;
 };
 
 } // namespace biz::console

@@ -12,6 +12,7 @@
 #include <biz_console/replies/log_report.h>
 #include <biz_console/summary/text_output.h>
 #include <common/followed_file.h>
+#include <common/shown_text.h>
 #include <common/stop_signals.h>
 
 namespace biz::console {
@@ -28,7 +29,7 @@ constexpr int linesAtOnce = 100000;
  * Prints what comes, until it is interrupted, or nobody can read it any more. Without a file it is today's log, of
  * which there is another one from midnight on.
  */
-void follow(const QString &givenFile, LogReport &report, const QTextStream &out)
+void follow(const QString &givenFile, LogReport &report, const Output &output)
 {
     const QString folder = QDir::currentPath();
     const auto pathNow = [&] {
@@ -60,7 +61,7 @@ void follow(const QString &givenFile, LogReport &report, const QTextStream &out)
     QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
         try {
             readOn();
-            if (hasFailed(out)) {
+            if (hasFailed(output.out)) {
                 QCoreApplication::quit();
             }
         } catch (const tools::InputError &) {
@@ -69,6 +70,10 @@ void follow(const QString &givenFile, LogReport &report, const QTextStream &out)
         }
     });
     readOn();
+    if (!log->isThere()) {
+        output.err << "biz_console: " << tools::shownText(log->path()) << ": not there yet\n";
+        output.err.flush();
+    }
     timer.start(followPeriodMs);
     QCoreApplication::exec();
     if (failure) {
@@ -120,7 +125,7 @@ int runLog(const QStringList &arguments, const Output &output)
                 QStringLiteral("--%1: one file, or none for today's log, expected").arg(followOption));
         }
         LogReport report(output.out, parser.isSet(jsonOption));
-        follow(files.value(0), report, output.out);
+        follow(files.value(0), report, output);
         report.close();
         return AsExpected;
     }

@@ -112,6 +112,25 @@ TEST_F(ConsoleLinks, WithReconnectTheRunStaysThroughAnOutageAndTellsIt)
     EXPECT_TRUE(console.output().contains("  answered          3\n"));
 }
 
+TEST_F(ConsoleLinks, AQuietRunTellsOfOutagesToo)
+{
+    for (const bool isJson : {false, true}) {
+        FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) {
+            if (self.commands() == 2) {
+                self.closeLink();
+            } else {
+                self.send(command);
+            }
+        });
+        RunningConsole console(runArguments(session(getVolumeTimes(4)), device.url()) +
+                               QStringList{"--reconnect", "--quiet"} +
+                               (isJson ? QStringList{"--json"} : QStringList()));
+        EXPECT_EQ(console.exitStatus(), 1) << qPrintable(console.errors());
+        EXPECT_EQ(console.outputLines().filter(isJson ? "\"linkStateChanged\"" : "  link ").size(), 2)
+            << qPrintable(console.output());
+    }
+}
+
 TEST_F(ConsoleLinks, WithReconnectAnInterruptEndsTheWaitForADevice)
 {
     RunningConsole console(runArguments(session(getVolume), "tcp://127.0.0.1:1") + QStringList{"--reconnect"});

@@ -232,6 +232,16 @@ TEST_F(ConsoleLog, FollowingItShowsEachReplyWhenItIsLogged)
     EXPECT_TRUE(console.output().contains("\n2 rejected replies\n")) << qPrintable(console.output());
 }
 
+TEST_F(ConsoleLog, FollowingSaysThatTheFileIsNotThereYet)
+{
+    const QString log = file("missing/later.log");
+    RunningConsole console({"log", "--follow", log});
+    ASSERT_TRUE(console.waitForErrors("biz_console: " + log + ": not there yet\n"));
+    console.sendSignal(SIGINT);
+    EXPECT_EQ(console.exitStatus(), 0);
+    EXPECT_EQ(console.errors().count("not there yet"), 1);
+}
+
 /** A log that is followed, and what becomes of it. */
 class ConsoleFollowedLog : public ConsoleLog
 {
