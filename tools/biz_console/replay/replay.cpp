@@ -42,7 +42,8 @@ struct Notes
     QBuffer buffer;
     Recorder recorder{buffer};
 
-    /** Problems of the recorded run occur again, and are not this program's. */
+    /** Problems of the recorded run occur again, and are not this program's: they go to whoever asked for the replay.
+     */
     QString problemText;
     QTextStream problems{&problemText};
 };
@@ -200,7 +201,7 @@ Recording withoutWaiting(Recording recording)
     return recording;
 }
 
-Recording replay(const Recording &recording, const ShowRun &show)
+Recording replay(const Recording &recording, const ShowRun &show, QString *problems)
 {
     Notes notes;
     if (recording.isOfDevice) {
@@ -208,6 +209,7 @@ Recording replay(const Recording &recording, const ShowRun &show)
     } else {
         replayOsd(recording, notes, show);
     }
+    *problems = notes.problemText;
     if (!notes.recorder.finish()) {
         throw tools::InputError(QStringLiteral("the replay does not fit into the memory"));
     }

@@ -20,8 +20,9 @@ Recording withoutWaiting(Recording recording);
 /**
  * Plays a recording through the library, in place of the devices, and returns what that looked
  * like. It takes as long as the recorded run. Throws InputError when it cannot be played.
+ * `problems` is what the run said on its error stream.
  */
-Recording replay(const Recording &recording, const ShowRun &show);
+Recording replay(const Recording &recording, const ShowRun &show, QString *problems);
 
 } // namespace biz::console
 

@@ -155,6 +155,7 @@ void SessionRun::opened()
         event.kind = host::EventKind::Opened;
         m_report.tell(event);
         giveSome();
+        finishIfDone(); // a recording may have no command
     }
 }
 

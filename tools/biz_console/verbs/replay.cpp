@@ -66,18 +66,25 @@ int runReplay(const QStringList &arguments, const Output &output)
     obeyTraceOption(parser);
     // The replies that are rejected once more are no news for the log of this folder.
     const QTemporaryDir scratch;
+    if (!scratch.isValid()) {
+        throw tools::InputError(QStringLiteral("no temporary folder can be made: ") + scratch.errorString());
+    }
     const QString before = QDir::currentPath();
     QDir::setCurrent(scratch.path());
-    const Recording replayed = replay(recorded, [&](SessionRun &run) {
-        EventPrinter::Options shown;
-        shown.events = parser.isSet(eventsOption);
-        if (shown.events) {
-            run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
-        }
-    });
+    QString problems;
+    const Recording replayed = replay(
+        recorded,
+        [&](SessionRun &run) {
+            EventPrinter::Options shown;
+            shown.events = parser.isSet(eventsOption);
+            if (shown.events) {
+                run.addSink(std::make_unique<EventPrinter>(output.out, output.outIsTerminal, shown));
+            }
+        },
+        &problems);
     QDir::setCurrent(before);
     if (isInterrupted(replayed) && !isInterrupted(recorded)) {
-        output.err << "biz_console: interrupted\n";
+        output.err << problems;
         return NotAsExpected;
     }
     return printResult(recorded, replayed, output);

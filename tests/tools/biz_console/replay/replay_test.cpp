@@ -240,6 +240,35 @@ TEST_F(ConsoleRecord, ADeviceThatCouldNotBeReachedCannotBeReachedAgain)
     expectReplayed(file("rec.jsonl"), "1 command went as recorded\n");
 }
 
+TEST_F(ConsoleRecord, ARecordingWithoutACommandEnds)
+{
+    FakeDevice device(FakeDevice::echo);
+    RunningConsole console(recordArguments(device, giveBytes));
+    EXPECT_EQ(console.exitStatus(), 0);
+    QByteArray withoutCommand;
+    const QByteArray recording = contentOf(file("rec.jsonl"));
+    for (const QByteArray &line : recording.trimmed().split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(line).object();
+        const QString event = object.value("event").toString();
+        const bool isPreamble = event == "bytesOut" && object.value("data").toString() == "00";
+        if (event == "recording" || event == "linkOpened" || event == "summary" || isPreamble) {
+            withoutCommand += line + '\n';
+        }
+    }
+    expectReplayed(write("empty.jsonl", withoutCommand), "0 commands went as recorded\n");
+}
+
+TEST_F(ConsoleRecord, AReplayWithoutATemporaryFolderIsRefused)
+{
+    qputenv("TMPDIR", "/dev/full");
+    RunningConsole replay({"replay", recordingFile("device_faults.jsonl")}, {}, folder.path());
+    qunsetenv("TMPDIR");
+    EXPECT_EQ(replay.exitStatus(), 2);
+    EXPECT_TRUE(replay.errors().startsWith("biz_console: no temporary folder can be made: "))
+        << qPrintable(replay.errors());
+    EXPECT_FALSE(QFile::exists(file("Errorlog")));
+}
+
 TEST_F(ConsoleRecord, AnInterruptedRunIsInterruptedAgain)
 {
     FakeDevice device(FakeDevice::stayAway);
