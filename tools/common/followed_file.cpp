@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <QtCore/QFileInfo>
+
 #include <common/errors.h>
 #include <common/input_file.h>
 
@@ -80,6 +82,12 @@ bool FollowedFile::open(const QString &path)
     const std::optional<Identity> identity = identityOf(path);
     if (!identity) {
         return false;
+    }
+    const QFileInfo there(path);
+    if (!there.isFile()) {
+        throw InputError(QStringLiteral("%1: cannot be read: %2")
+                             .arg(path, there.isDir() ? QStringLiteral("it is a folder")
+                                                      : QStringLiteral("it is no plain file, whose lines stay")));
     }
     m_file.close();
     m_file.setFileName(path);

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <QtCore/QFile>
 
+#include <common/errors.h>
 #include <common/followed_file.h>
 #include <support/scratch_folder.h>
 
@@ -82,6 +85,13 @@ TEST_F(FollowedFileTest, LogCanBeReadFromItsOldestFileOn)
     EXPECT_EQ(newLines(), QByteArrayList{"three"});
     FollowedFile whole(folder.path(QStringLiteral("log")), FollowedFile::Begin::OldestFile);
     EXPECT_EQ(linesOf(whole), (QByteArrayList{"one", "two", "three"}));
+}
+
+TEST_F(FollowedFileTest, PipeIsRefusedAndNotWaitedFor)
+{
+    ASSERT_EQ(mkfifo(QFile::encodeName(file.path()).constData(), S_IRUSR | S_IWUSR), 0);
+    QByteArray line;
+    EXPECT_THROW(file.next(&line), biz::tools::InputError);
 }
 
 TEST_F(FollowedFileTest, FileThatIsEmptiedIsReadFromItsBegin)

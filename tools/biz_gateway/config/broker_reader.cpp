@@ -28,7 +28,8 @@ QString readPath(const ObjectReader &reader, const char *key, const QString &fol
         return {};
     }
     const QString path = QDir(folder).absoluteFilePath(text);
-    if (!QFile(path).open(QIODevice::ReadOnly)) {
+    // A pipe would keep the gateway waiting.
+    if (!QFileInfo(path).isFile() || !QFile(path).open(QIODevice::ReadOnly)) {
         reader.note(key,
                     QStringLiteral("a file that can be read expected, but %1 cannot").arg(tools::quotedText(path)));
     }
