@@ -24,13 +24,20 @@ FollowedFile::FollowedFile(const QString &path, Begin begin)
 {
 }
 
+FollowedFile::Identity FollowedFile::identityFrom(const struct stat &status)
+{
+    constexpr qint64 nsPerSecond = 1'000'000'000;
+    return {static_cast<quint64>(status.st_dev), static_cast<quint64>(status.st_ino),
+            qint64{status.st_mtim.tv_sec} * nsPerSecond + status.st_mtim.tv_nsec};
+}
+
 std::optional<FollowedFile::Identity> FollowedFile::identityOf(const QString &path)
 {
     struct stat status = {};
     if (::stat(QFile::encodeName(path).constData(), &status) != 0) {
         return std::nullopt;
     }
-    return Identity{static_cast<quint64>(status.st_dev), static_cast<quint64>(status.st_ino)};
+    return identityFrom(status);
 }
 
 bool FollowedFile::next(QByteArray *line)
@@ -85,9 +92,9 @@ bool FollowedFile::open(const QString &path)
     }
     const QFileInfo there(path);
     if (!there.isFile()) {
-        throw InputError(QStringLiteral("%1: cannot be read: %2")
-                             .arg(path, there.isDir() ? QStringLiteral("it is a folder")
-                                                      : QStringLiteral("it is no plain file, whose lines stay")));
+        throw InputError(
+            QStringLiteral("%1: cannot be read: %2")
+                .arg(path, there.isDir() ? QStringLiteral("it is a folder") : QStringLiteral("it is no plain file")));
     }
     m_file.close();
     m_file.setFileName(path);
@@ -104,11 +111,16 @@ bool FollowedFile::open(const QString &path)
 /** The file that was begun after this one; empty while this one is the newest. */
 QString FollowedFile::successor() const
 {
+    struct stat own = {};
+    const qint64 changedNs = fstat(m_file.handle(), &own) == 0 ? identityFrom(own).changedNs : 0;
     QString newer;
     for (int number = 0; number < mostFiles; ++number) {
         const std::optional<Identity> identity = identityOf(numbered(number));
         if (!identity) {
             break; // what was read last is gone: the oldest one that is there goes on
+        }
+        if (number > 0 && identity->changedNs < changedNs) {
+            break; // it is older than what was read last
         }
         if (identity->device == m_identity.device && identity->number == m_identity.number) {
             return newer;

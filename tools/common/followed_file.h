@@ -3,6 +3,8 @@
 
 #include <optional>
 
+#include <sys/stat.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
 #include <QtCore/QString>
@@ -47,8 +49,10 @@ private:
     {
         quint64 device = 0;
         quint64 number = 0;
+        qint64 changedNs = 0; ///< when it was written to
     };
 
+    static Identity identityFrom(const struct stat &status);
     static std::optional<Identity> identityOf(const QString &path);
     bool open(const QString &path);
     bool readOn();

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <QtCore/QDateTime>
 #include <QtCore/QFile>
 
 #include <common/errors.h>
@@ -75,6 +76,20 @@ TEST_F(FollowedFileTest, FilesThatWereRotatedMeanwhileAreReadInTheirOrder)
     append("two\n", QStringLiteral("log.1"));
     append("three\n");
     EXPECT_EQ(newLines(), (QByteArrayList{"two", "three"}));
+}
+
+TEST_F(FollowedFileTest, OlderFileIsNotReadWhenTheLogWasReplaced)
+{
+    const QString older = folder.path(QStringLiteral("log.1"));
+    append("old\n", QStringLiteral("log.1"));
+    QFile times(older);
+    ASSERT_TRUE(times.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(times.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime));
+    append("one\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"one"});
+    ASSERT_TRUE(QFile::remove(folder.path(QStringLiteral("log"))));
+    append("new\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"new"});
 }
 
 TEST_F(FollowedFileTest, LogCanBeReadFromItsOldestFileOn)
