@@ -1,5 +1,6 @@
 #include <biz_console/verbs/verbs.h>
 
+#include <QtCore/QDateTime>
 #include <QtCore/QRegularExpression>
 
 #include <biz_console/cli/command_line.h>
@@ -7,6 +8,7 @@
 #include <biz_console/replies/log_report.h>
 #include <biz_console/session/expectation.h>
 #include <common/input_file.h>
+#include <common/shown_text.h>
 #include <common/suggestion.h>
 #include <recording/recording_format.h>
 
@@ -53,6 +55,14 @@ QStringList knownEvents()
                        QStringLiteral("summary")};
 }
 
+/** Whether there is such a time, of that form: "14:00", "2026-11-22 14:00:30.5". */
+bool isTime(const QString &text)
+{
+    const QStringList parts = text.split(QLatin1Char(' '));
+    return QTime::fromString(parts.last(), Qt::ISODate).isValid() &&
+           (parts.size() == 1 || QDate::fromString(parts.first(), Qt::ISODate).isValid());
+}
+
 /** Which lines of a file are wanted. */
 class Filter
 {
@@ -74,7 +84,7 @@ public:
             throw tools::UsageError(QStringLiteral("--%1: there is no event '%2'").arg(eventOption(), m_event) +
                                     tools::suggestionFor(m_event, knownEvents()));
         }
-        if (parser.isSet(sinceOption()) && !moment.match(m_since).hasMatch()) {
+        if (parser.isSet(sinceOption()) && !(moment.match(m_since).hasMatch() && isTime(m_since))) {
             throw tools::UsageError(
                 QStringLiteral("--%1: a time such as 14:00 or \"2026-11-22 14:00:30\" expected, not '%2'")
                     .arg(sinceOption(), m_since));
@@ -125,7 +135,7 @@ void showLines(tools::InputFile &file, QByteArray line, const Filter &filter, QT
             if (file.isWholeLine()) {
                 throw;
             }
-            out << file.place() << ": the file was cut off in this line\n";
+            out << tools::shownText(file.place()) << ": the file was cut off in this line\n";
         }
     } while (file.next(&line));
 }
@@ -140,6 +150,17 @@ void showLog(tools::InputFile &file, QByteArray line, const Filter &filter, QTex
     report.close();
 }
 
+/** Looks for the first line of an error log: those before it may be torn, or empty. */
+bool findLog(tools::InputFile &file, QByteArray *line)
+{
+    constexpr int mostLines = 100;
+    bool isFound = readErrorLogLine(*line).has_value();
+    while (!isFound && file.lineNumber() < mostLines && file.next(line)) {
+        isFound = readErrorLogLine(*line).has_value();
+    }
+    return isFound;
+}
+
 void show(const QString &path, const Filter &filter, QTextStream &out)
 {
     tools::InputFile file(path);
@@ -148,12 +169,13 @@ void show(const QString &path, const Filter &filter, QTextStream &out)
         throw tools::InputError(file.name(), QStringLiteral("a recording, the output of --json or an error log "
                                                             "expected, not an empty file"));
     }
-    if (readErrorLogLine(line)) {
-        showLog(file, line, filter, out);
-    } else if (isRecordingLine(line)) {
+    const QString begin = file.place();
+    if (isRecordingLine(line)) {
         showLines(file, line, filter, out);
+    } else if (findLog(file, &line)) {
+        showLog(file, line, filter, out);
     } else {
-        throw tools::InputError(file.place(),
+        throw tools::InputError(begin,
                                 QStringLiteral("a recording, the output of --json or an error log expected; sessions "
                                                "are played by 'biz_console run' and 'biz_console osd'"));
     }

@@ -55,6 +55,14 @@ TEST_F(ConsoleShow, AnErrorLogIsShownAsLogDoes)
     EXPECT_TRUE(console.output().contains("\n1 rejected reply\n"));
 }
 
+TEST_F(ConsoleShow, AnErrorLogMayBeginWithATornLine)
+{
+    const QString log = write("some.log", "22 517]<f1 08 10\n\n[ORLIXA2][2024-05-06 14:03:22 517]<f1 08 10 62 01>\n");
+    RunningConsole console({"show", log});
+    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    EXPECT_TRUE(console.output().startsWith("2024-05-06 14:03:22.517  A2 F1/08")) << qPrintable(console.output());
+}
+
 TEST_F(ConsoleShow, WhatAFileHoldsIsShownEscaped)
 {
     RunningConsole console({"show", "-"},
@@ -86,7 +94,8 @@ TEST_F(ConsoleShow, AnotherFileIsBadInput)
 TEST_F(ConsoleShow, AFilterThatChoosesNothingForItsSpellingIsRefused)
 {
     for (const QStringList &filter :
-         {QStringList{"--event", "rejectd"}, QStringList{"--command", "F1"}, QStringList{"--since", "noon"}}) {
+         {QStringList{"--event", "rejectd"}, QStringList{"--command", "F1"}, QStringList{"--since", "noon"},
+          QStringList{"--since", "99:99"}, QStringList{"--since", "2026-13-45 10:00"}}) {
         RunningConsole console(QStringList{"show", deviceFaults} + filter);
         EXPECT_EQ(console.exitStatus(), 2) << qPrintable(filter.join(' '));
         EXPECT_TRUE(console.errors().contains(filter.first() + ": ")) << qPrintable(console.errors());
