@@ -25,6 +25,7 @@ expect() {
 
 expect 'biz_console ' run
 expect 'biz_console ' help
+expect 'biz_console help sh' show
 expect 'biz_console sh' show
 expect 'biz_console run --tr' --trace
 expect 'biz_console run sess' session.json

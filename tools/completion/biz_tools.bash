@@ -114,7 +114,10 @@ _biz_console() {
     COMPREPLY=()
     _biz_join_words
     program=${words[0]/#\~/$HOME}
-    if ((${#words[@]} > 2)); then
+    if ((${#words[@]} == 3)) && [[ ${words[1]} == help ]]; then
+        # shellcheck disable=SC2046
+        _biz_offer "${words[2]}" $(_biz_commands "$(_biz_help)")
+    elif ((${#words[@]} > 2)); then
         _biz_options_or_values "$(_biz_help "${words[1]}")"
     else
         # shellcheck disable=SC2046

@@ -24,7 +24,10 @@ function __biz_tools_commands
 end
 
 function __biz_tools_needs_command
-    test (count (commandline -opc)) -eq 1
+    set -l words (commandline -opc)
+    test (count $words) -eq 1; or begin
+        test (count $words) -eq 2; and test $words[2] = help
+    end
 end
 
 # The name of the value that the option before the cursor takes.

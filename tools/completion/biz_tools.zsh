@@ -19,7 +19,8 @@ _biz_tools() {
     local program=${(e)words[1]} verb= help line kind=
     local -a commands options
     [[ ${program:t} == biz_console ]] && verb=${words[2]}
-    if [[ ${program:t} == biz_console && $CURRENT -eq 2 ]]; then
+    if [[ ${program:t} == biz_console && $CURRENT -eq 3 && $verb == help ]] ||
+        [[ ${program:t} == biz_console && $CURRENT -eq 2 ]]; then
         commands=(${(f)"$(LC_ALL=C $program --help 2>/dev/null </dev/null |
             sed -nE '/^Commands:/,/^$/s/^  ([a-z]+) .*/\1/p')"} help --help --version)
         compadd -- $commands
