@@ -73,7 +73,7 @@ void date(DatedFile &file, const history::Event &event)
 }
 
 /** Looks for the first lines that say what the file is: those before them may be torn. */
-void findBegin(tools::InputFile &file, DatedFile &dated)
+void findBegin(tools::InputFile &file, DatedFile &dated, bool mayBeEmpty)
 {
     constexpr int mostLines = 100;
     QByteArray text;
@@ -92,7 +92,8 @@ void findBegin(tools::InputFile &file, DatedFile &dated)
             return;
         }
     }
-    if (dated.fromMs < 0.0) {
+    const bool isEmpty = file.lineNumber() == 0;
+    if (dated.fromMs < 0.0 && !(isEmpty && mayBeEmpty)) {
         throw tools::InputError(QStringLiteral("%1: an event log, a recording or an error log expected, with one JSON "
                                                "object or one refused reply a line")
                                     .arg(dated.path));
@@ -100,12 +101,12 @@ void findBegin(tools::InputFile &file, DatedFile &dated)
 }
 
 // More files may be named than a process may have open.
-DatedFile lookInto(const QString &path)
+DatedFile lookInto(const QString &path, bool mayBeEmpty)
 {
     DatedFile dated;
     dated.path = path;
     auto file = std::make_unique<tools::InputFile>(path);
-    findBegin(*file, dated);
+    findBegin(*file, dated, mayBeEmpty);
     if (file->canBeReadAgain()) {
         dated.firstLines.clear();
     } else {
@@ -157,9 +158,11 @@ void readErrorLog(history::HistoryBuilder &builder, DatedFile &file)
 
 history::History readHistory(const QStringList &paths)
 {
+    // A host may have begun a log and logged nothing: that is no reason to tell nothing of the others.
+    const bool isOneOfSeveral = paths.size() > 1;
     std::vector<DatedFile> files;
     for (const QString &path : paths) {
-        files.push_back(lookInto(path));
+        files.push_back(lookInto(path, isOneOfSeveral));
     }
     // Error logs last: what event logs tell of as well counts once.
     std::stable_sort(files.begin(), files.end(), [](const DatedFile &a, const DatedFile &b) {

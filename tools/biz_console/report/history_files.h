@@ -9,7 +9,8 @@ namespace biz::console {
 
 /**
  * Reads event logs, recordings and error logs, each told by its first line, in the order of their times
- * whatever the order of the names. Throws InputError for a file that is none of them.
+ * whatever the order of the names. Throws InputError for a file that is none of them, or
+ * is the only one and empty.
  */
 history::History readHistory(const QStringList &paths);
 

@@ -109,6 +109,15 @@ TEST_F(ConsoleReport, FileOfAnotherKindIsNamedAndNothingIsWritten)
     EXPECT_FALSE(QFile::exists(file("page.html")));
 }
 
+TEST_F(ConsoleReport, AnEmptyFileIsCountedAmongOthersAndRefusedAlone)
+{
+    const QString empty = write("empty.jsonl", "");
+    const QString printed = report({empty, write("log.jsonl", start() + gaveUp())});
+    EXPECT_TRUE(printed.contains("never replied")) << printed.toStdString();
+    EXPECT_TRUE(page().contains("empty.jsonl"));
+    EXPECT_TRUE(report({empty}, 2).contains("empty.jsonl: an event log, a recording or an error log expected"));
+}
+
 TEST_F(ConsoleReport, MissingFileIsNamed)
 {
     EXPECT_TRUE(report({file("nowhere.jsonl")}, 2).contains("nowhere.jsonl: cannot be read"));
