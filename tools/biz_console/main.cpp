@@ -79,6 +79,9 @@ int help(const QStringList &arguments, const Output &output)
     if (arguments.size() > 1) {
         throw biz::tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
     }
+    if (arguments.first() == QLatin1String("help")) {
+        return help({}, output);
+    }
     return verbNamed(arguments.first()).run({QStringLiteral("--help")}, output);
 }
 

@@ -95,7 +95,11 @@ void obeyLogDirOption(const QCommandLineParser &parser)
 {
     const QString folder =
         parser.isSet(logDirOption()) ? parser.value(logDirOption()) : qEnvironmentVariable(logDirVariable);
-    if (folder.isEmpty() && !parser.isSet(logDirOption())) {
+    if (folder.isEmpty() && parser.isSet(logDirOption())) {
+        throw tools::UsageError(
+            QStringLiteral("--%1: the name of a folder expected, not an empty one").arg(logDirOption()));
+    }
+    if (folder.isEmpty()) {
         return;
     }
     if (!QDir().mkpath(folder) || !QDir::setCurrent(folder)) {

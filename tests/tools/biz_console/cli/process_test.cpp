@@ -207,6 +207,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{{"rnu", "a"}, "there is no command 'rnu'; did you mean 'run'?"},
         BadUsage{{"help", "sned"}, "there is no command 'sned'; did you mean 'send'?"},
         BadUsage{{"help", "run", "osd"}, "unexpected argument 'osd'"},
+        BadUsage{{"send", "--device", "tcp://h", "F10803620100", "--log-dir", ""},
+                 "--log-dir: the name of a folder expected, not an empty one"},
         BadUsage{{"--version", "run"}, "there is no command '--version'"},
         BadUsage{{"run", "a", "-device", "tcp://h"}, "unknown option '-device'; did you mean '--device'?"},
         BadUsage{{"run", "a", "--devise=tcp://h"}, "unknown option '--devise'; did you mean '--device'?"},
@@ -332,7 +334,7 @@ TEST(ConsoleHelp, GoesToTheStandardOutput)
 {
     for (const QStringList &arguments :
          {QStringList{"--help"}, QStringList{"run", "--help"}, QStringList{"osd", "-h"}, QStringList{"log", "--help"},
-          QStringList{"help"}, QStringList{"help", "run"}}) {
+          QStringList{"help"}, QStringList{"help", "help"}, QStringList{"help", "run"}}) {
         RunningConsole console(arguments);
         EXPECT_EQ(console.exitStatus(), 0);
         EXPECT_TRUE(console.output().startsWith("Usage: biz_console ")) << qPrintable(console.output());
