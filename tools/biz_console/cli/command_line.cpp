@@ -13,11 +13,6 @@ namespace {
 /** Where the error log goes that no option says. */
 constexpr char logDirVariable[] = "BIZ_LOG_DIR";
 
-QString logDirOption()
-{
-    return QStringLiteral("log-dir");
-}
-
 QString traceOption()
 {
     return QStringLiteral("trace");
@@ -80,6 +75,11 @@ void obeyTraceOption(const QCommandLineParser &parser)
     showDebugMessages(parser.isSet(traceOption()));
 }
 
+QString logDirOption()
+{
+    return QStringLiteral("log-dir");
+}
+
 void addLogDirOption(QCommandLineParser &parser)
 {
     parser.addOption(
@@ -117,6 +117,15 @@ int numberOf(const QCommandLineParser &parser, const QString &option, int lowest
                                     .arg(option, QString::number(lowest), QString::number(highest), text));
     }
     return number;
+}
+
+void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QString> options, const char *why)
+{
+    for (const QString &option : options) {
+        if (parser.isSet(option)) {
+            throw tools::UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
+        }
+    }
 }
 
 QString onlyArgument(const QCommandLineParser &parser, const QString &what)

@@ -142,6 +142,7 @@ CheckedReply replyOf(const QCommandLineParser &parser)
 {
     const QStringList given = parser.positionalArguments();
     if (given.size() == 1 && given.first().startsWith(QLatin1Char('['))) {
+        refuseOptions(parser, {sizeOption()}, "is not for a line of the error log, which has its payload");
         return CheckedReply::fromTextWithModel(given.first());
     }
     const bool hasSize = parser.isSet(sizeOption());

@@ -60,6 +60,12 @@ int runOsd(const QStringList &arguments, const Output &output)
         session.port = port;
     }
     requireOneForm(parser);
+    if (isQuiet(parser)) {
+        refuseOptions(parser, {eventsOption()}, "is not for a quiet run");
+    }
+    if (wantsJson(parser)) {
+        refuseOptions(parser, {eventsOption(), allDevicesOption()}, "is for people, and --json for programs");
+    }
     FileNames names(path);
     RecordingFile recording(parser, names);
     JunitFile junit(parser, names, path);

@@ -81,16 +81,6 @@ void describe(QCommandLineParser &parser)
     addTraceOption(parser);
 }
 
-/** A misplaced option would silently do nothing. */
-void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QString> options, const char *why)
-{
-    for (const QString &option : options) {
-        if (parser.isSet(option)) {
-            throw tools::UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
-        }
-    }
-}
-
 QByteArray headOf(const QString &text, int size, const char *example)
 {
     const auto head = tools::bytesFromHex(text);
@@ -184,7 +174,7 @@ int sendToDevice(const QCommandLineParser &parser, const Output &output)
 
 int sendToOsdDevice(const QCommandLineParser &parser, const Output &output)
 {
-    refuseOptions(parser, {deviceOption(), modelOption()}, "is not for OSD devices");
+    refuseOptions(parser, {deviceOption(), modelOption(), logDirOption()}, "is not for OSD devices");
     OsdRunOptions options;
     requireAddress(parser.value(osdOption()));
     options.localAddress = osdLocalAddress(parser);

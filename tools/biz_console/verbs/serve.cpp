@@ -75,16 +75,6 @@ void describe(QCommandLineParser &parser)
     addTraceOption(parser);
 }
 
-/** A misplaced option would silently do nothing. */
-void refuseOptions(const QCommandLineParser &parser, std::initializer_list<QString> options, const char *why)
-{
-    for (const QString &option : options) {
-        if (parser.isSet(option)) {
-            throw tools::UsageError(QStringLiteral("--%1 %2").arg(option, QLatin1String(why)));
-        }
-    }
-}
-
 void require(bool isTaken, const QString &problem)
 {
     if (!isTaken) {
@@ -133,6 +123,9 @@ int serveDevice(const QCommandLineParser &parser, MetricsFile &metrics)
     if (parser.isSet(modelOption())) {
         host.setDeviceType(modelNamed(parser.value(modelOption())).deviceType);
     }
+    if (parser.isSet(pipelinedOption())) {
+        refuseOptions(parser, {settleOption()}, "is not for a pipelined host, which waits for no reply");
+    }
     if (parser.isSet(settleOption())) {
         require(host.setSettleTime(numberOf(parser, settleOption(), 0, maxWaitMs)), host.errorString());
     }
@@ -144,10 +137,10 @@ int serveDevice(const QCommandLineParser &parser, MetricsFile &metrics)
 
 int serveOsdDevices(const QCommandLineParser &parser, MetricsFile &metrics)
 {
-    refuseOptions(parser,
-                  {QStringLiteral("device"), modelOption(), settleOption(), pipelinedOption(), holdOption(),
-                   QStringLiteral("log-dir")},
-                  "is not for OSD devices");
+    refuseOptions(
+        parser,
+        {QStringLiteral("device"), modelOption(), settleOption(), pipelinedOption(), holdOption(), logDirOption()},
+        "is not for OSD devices");
     host::OsdHost host;
     require(host.setPort(osdPort(parser, host::OsdHost::defaultPort)), host.errorString());
     const QString local = osdLocalAddress(parser);

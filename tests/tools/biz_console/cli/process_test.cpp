@@ -251,6 +251,12 @@ INSTANTIATE_TEST_SUITE_P(
                  "'0D0100000000000000000000'"},
         BadUsage{{"send", "--osd", "127.1.0.1", "--flag", "256", "0D01000000000000000000"},
                  "--flag: a number from 0 to 255 expected, not '256'"},
+        BadUsage{{"send", "--osd", "127.1.0.1", "--log-dir", "x", "0D01000000000000000000"},
+                 "--log-dir is not for OSD devices"},
+        BadUsage{{"check", "[ORLIXA2][2024-05-06 14:03:22 517]<f1 08 10 62 01>", "--size", "3"},
+                 "--size is not for a line of the error log, which has its payload"},
+        BadUsage{{"serve", "--device", "tcp://h", "--pipelined", "--settle", "9"},
+                 "--settle is not for a pipelined host, which waits for no reply"},
         BadUsage{{"osd", "a", "--bind", "here"}, "--bind: a local address expected, not 'here'"},
         BadUsage{{"rules"}, "the model is missing"}));
 
@@ -394,6 +400,17 @@ TEST_F(ConsoleOsd, AnInterruptAccountsForEveryCommandWithinTwoSeconds)
     EXPECT_LT(time.elapsed(), stopLimitMs);
     EXPECT_TRUE(console.output().contains("stopped before they ended\n  show text (2 times)\n"))
         << qPrintable(console.output());
+}
+
+TEST_F(ConsoleOsd, OptionsThatWouldDoNothingAreRefused)
+{
+    for (const QStringList &refused : {QStringList{"--quiet", "--events"}, QStringList{"--json", "--events"},
+                                       QStringList{"--json", "--all-devices"}}) {
+        RunningConsole console(osdArguments(osdSession("[]")) + refused);
+        EXPECT_EQ(console.exitStatus(), 2) << qPrintable(refused.join(' '));
+        EXPECT_TRUE(console.errors().startsWith("biz_console: " + refused.at(1) + " is "))
+            << qPrintable(console.errors());
+    }
 }
 
 TEST_F(ConsoleOsd, ADeviceThatCannotBeReachedFromTheLocalAddressIsToldWithAdvice)
