@@ -56,6 +56,22 @@ TEST_F(GatewayOfOsdDevices, ASilentOneIsToldSinceWhen)
     EXPECT_EQ(eventOf(answering, "8"), "answered");
 }
 
+TEST_F(GatewayOfOsdDevices, AReloadChangesHowLongRepliesAreWaitedFor)
+{
+    QJsonObject keys = extraKeys.value("osd").toObject();
+    keys.insert("waitMs", 3600000);
+    extraKeys.insert("osd", keys);
+    gateway.reset();
+    gateway = std::make_unique<RunningGateway>(config(), folder.path("gateway"));
+    ASSERT_TRUE(gateway->waitForOutput("connected to the broker"));
+    keys.insert("waitMs", 1000);
+    extraKeys.insert("osd", keys);
+    gateway->write(config());
+    gateway->send(SIGHUP);
+    ASSERT_TRUE(gateway->waitForOutput("the configuration was read again"));
+    EXPECT_EQ(eventOf(silent, "8"), "gaveUp");
+}
+
 TEST_F(GatewayOfOsdDevices, AReloadForgetsOneAndKeepsTheOther)
 {
     EXPECT_EQ(eventOf(answering, "7"), "answered");

@@ -72,6 +72,9 @@ void SiteDevices::applyOsd(const OsdDevices &osd, QStringList *problems)
         !osd.addresses.isEmpty()) {
         problems->append(QStringLiteral("the port and the local address of OSD devices change with a restart only"));
     }
+    if (m_osdHost != nullptr && !m_osdHost->setDefaultWaitTime(osd.defaultWaitMs)) {
+        problems->append(QStringLiteral("OSD devices: ") + m_osdHost->errorString());
+    }
     const QStringList before = m_osd.addresses;
     for (const QString &ip : before) {
         if (!osd.addresses.contains(ip)) {
@@ -92,7 +95,7 @@ void SiteDevices::applyOsd(const OsdDevices &osd, QStringList *problems)
 bool SiteDevices::startOsd(const OsdDevices &osd, QStringList *problems)
 {
     auto host = std::make_unique<host::OsdHost>();
-    const bool isStarted = host->setPort(osd.port) && host->setDefaultWaitTime(osd.defaultWaitMs) &&
+    const bool isStarted = host->setPort(osd.port) &&
                            (osd.localAddress.isEmpty() || host->setLocalAddress(osd.localAddress)) && host->start();
     if (!isStarted) {
         problems->append(QStringLiteral("OSD devices: ") + host->errorString());
