@@ -66,8 +66,11 @@ public:
     void setPower(bool on);
     bool hasPower() const;
 
-    /** Every command that has reached it, in order. */
+    /** Every command that has reached it, in order, since they were last forgotten. */
     const QVector<model_Protocoldata> &commands() const;
+
+    /** Forgets them, so that a run of many hours needs no more memory. */
+    void forgetCommands();
 
     DeviceTally tally() const;
 

@@ -61,8 +61,11 @@ public:
     /** Adds a line to the script of faults. Throws as failNext() does. */
     void addFault(const ScriptEntry &entry);
 
-    /** Every command that has reached a device, in order. */
+    /** Every command that has reached a device, in order, since they were last forgotten. */
     const QVector<ReceivedOsdCommand> &commands() const;
+
+    /** Forgets them, so that a run of many hours needs no more memory. */
+    void forgetCommands();
 
     DeviceTally tally() const;
 

@@ -1,5 +1,7 @@
 #include <faults/fault_plan_p.h>
 
+#include <algorithm>
+
 #include <QtNetwork/QHostAddress>
 
 namespace biz::testkit {
@@ -42,6 +44,7 @@ FaultPlan::FaultPlan(const FaultSettings &settings, const QString &device)
 std::optional<Fault> FaultPlan::next(CommandCode code)
 {
     ++m_receptions;
+    forgetSpent();
     // Drawn even when the script decides: an entry more must not change the rest of the run.
     const auto byChance = drawn();
     const auto byScript = scripted(code);
@@ -53,13 +56,24 @@ std::optional<Fault> FaultPlan::next(CommandCode code)
     return fault;
 }
 
+/** What cannot act any more is not looked at with each command of a run of many hours. */
+void FaultPlan::forgetSpent()
+{
+    const auto isSpent = [this](const CountedEntry &counted) {
+        const ScriptEntry &entry = counted.entry;
+        return (entry.reception && *entry.reception < m_receptions) ||
+               (entry.times != 0 && counted.used >= entry.times);
+    };
+    m_script.erase(std::remove_if(m_script.begin(), m_script.end(), isSpent), m_script.end());
+}
+
 std::optional<Fault> FaultPlan::scripted(CommandCode code)
 {
     for (CountedEntry &counted : m_script) {
         const ScriptEntry &entry = counted.entry;
         const bool matches =
             (!entry.reception || *entry.reception == m_receptions) && (!entry.code || *entry.code == code);
-        if (matches && (entry.times == 0 || counted.used < entry.times)) {
+        if (matches) {
             ++counted.used;
             return Fault{entry.fault, measuresOf(entry)};
         }

@@ -47,6 +47,7 @@ private:
         int used = 0;
     };
 
+    void forgetSpent();
     std::optional<Fault> scripted(CommandCode code);
     std::optional<Fault> drawn();
     FaultMeasures measuresOf(const ScriptEntry &entry) const;

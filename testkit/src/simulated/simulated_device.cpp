@@ -130,6 +130,11 @@ const QVector<model_Protocoldata> &SimulatedDevice::commands() const
     return d->commands;
 }
 
+void SimulatedDevice::forgetCommands()
+{
+    d->commands.clear();
+}
+
 DeviceTally SimulatedDevice::tally() const
 {
     return d->device.tally();

@@ -130,6 +130,11 @@ const QVector<ReceivedOsdCommand> &SimulatedOsdDevices::commands() const
     return d->commands;
 }
 
+void SimulatedOsdDevices::forgetCommands()
+{
+    d->commands.clear();
+}
+
 DeviceTally SimulatedOsdDevices::tally() const
 {
     return d->devices.tally();

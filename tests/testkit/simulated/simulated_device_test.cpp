@@ -38,6 +38,19 @@ protected:
     testkit::CommandRecorder recorder{channel};
 };
 
+TEST_F(SimulatedDeviceTest, ForgottenCommandsAreNotToldAgain)
+{
+    static_cast<void>(give());
+    clock.advance(100ms);
+    EXPECT_EQ(device.commands().size(), 1);
+    device.forgetCommands();
+    EXPECT_TRUE(device.commands().isEmpty());
+    static_cast<void>(give());
+    clock.advance(100ms);
+    EXPECT_EQ(device.commands().size(), 1);
+    EXPECT_EQ(device.tally().received, 2U);
+}
+
 TEST_F(SimulatedDeviceTest, ClosedConnectionIsOpenedAgain)
 {
     device.failNext(FaultKind::Close);
