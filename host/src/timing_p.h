@@ -1,6 +1,7 @@
 #ifndef BIZ_HOST_TIMING_P_H
 #define BIZ_HOST_TIMING_P_H
 
+#include <algorithm>
 #include <chrono>
 
 #include <biz_cmdswork/channel_timing_p.h>
@@ -48,6 +49,12 @@ constexpr milliseconds shortestOsdWait(milliseconds wait)
     constexpr milliseconds second{osd_timing::millisecondsPerSecond};
     const milliseconds wholeSeconds = wait / second * second;
     return wholeSeconds > second ? wholeSeconds - second : milliseconds(0);
+}
+
+/** How long after its announcement, at the latest, the library gives it up, unless the wall clock was set back. */
+constexpr milliseconds longestOsdWait(milliseconds wait)
+{
+    return std::max(wait, milliseconds(0)) + 2 * osd_timing::timeoutPassPeriod;
 }
 
 /** How often all busy devices of the OSD channel are looked at: a wall clock that was set frees them early. */

@@ -21,7 +21,11 @@ OsdTraffic::OsdTraffic(OsdHost *host, HostSignals<OsdHost> *signalsOfHost, OsdCo
     , m_reported(&OsdLoops::instance().inbox())
     , m_askingAgain(host)
     , m_watch(
-          commands, [this] { look(); }, host)
+          commands, [this] { look(); },
+          [](const OsdCommand &command) {
+              osd_channel::freeDevice(OsdLoops::instance().worker(), command.record.qsIp, tagOf(command.ticket));
+          },
+          host)
 {
     m_askingAgain.setSingleShot(true);
     m_askingAgain.setInterval(timing::fullSystemRetryPeriod);

@@ -13,8 +13,10 @@ using std::chrono::milliseconds;
 
 } // namespace
 
-OsdWatch::OsdWatch(OsdCommands *commands, const std::function<void()> &look, QObject *host)
+OsdWatch::OsdWatch(OsdCommands *commands, const std::function<void()> &look,
+                   std::function<void(const OsdCommand &)> free, QObject *host)
     : m_commands(commands)
+    , m_free(std::move(free))
     , m_timer(host)
 {
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -37,6 +39,7 @@ void OsdWatch::add(const OsdCommand &command)
 std::vector<OsdDevice *> OsdWatch::endOverdue()
 {
     std::vector<OsdDevice *> freed;
+    freeForgotten();
     for (const QString &ip : osd_channel::freeAmong(devicesToLookAt())) {
         OsdDevice &device = *m_commands->device(ip);
         OsdCommand *const command = m_commands->inFlightTo(device);
@@ -48,6 +51,18 @@ std::vector<OsdDevice *> OsdWatch::endOverdue()
     }
     schedule();
     return freed;
+}
+
+/** A wall clock that is set back keeps the channel waiting until it has caught up, which may be for days. */
+void OsdWatch::freeForgotten()
+{
+    const TimePoint now = Clock::now();
+    for (auto due = m_due.begin(); due != m_due.end() && due->first <= now; ++due) {
+        const OsdCommand &command = *m_commands->find(due->second);
+        if (now - command.announcedAt >= timing::longestOsdWait(milliseconds(command.record.iWaitTime))) {
+            m_free(command);
+        }
+    }
 }
 
 /** The channel counts from its taking; a command that had to wait for room has no less time than others. */

@@ -16,8 +16,9 @@ namespace biz::host {
 class OsdWatch
 {
 public:
-    /** `look` is called when a command may be overdue; it calls endOverdue(). */
-    OsdWatch(OsdCommands *commands, const std::function<void()> &look, QObject *host);
+    /** `look` is called when a command may be overdue; it calls endOverdue(). `free` has the channel free a device. */
+    OsdWatch(OsdCommands *commands, const std::function<void()> &look, std::function<void(const OsdCommand &)> free,
+             QObject *host);
 
     /** A command is in flight from now on. */
     void add(const OsdCommand &command);
@@ -30,11 +31,13 @@ private:
 
     static Due dueOf(const OsdCommand &command);
 
+    void freeForgotten();
     bool hasHadItsTime(const OsdCommand &command) const;
     QStringList devicesToLookAt();
     void schedule();
 
     OsdCommands *const m_commands;
+    const std::function<void(const OsdCommand &)> m_free;
     QTimer m_timer;
     std::set<Due> m_due; ///< of each command in flight, the earliest that it can be given up
     TimePoint m_lastFullLook{};

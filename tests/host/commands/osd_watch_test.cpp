@@ -40,12 +40,13 @@ protected:
     TicketSource tickets;
     OsdCommands commands{nullptr, &outbox, &tickets};
     int looks = 0;
+    std::vector<Ticket> freed;
     OsdWatch watch{&commands,
                    [this] {
                        ++looks;
                        watch.endOverdue();
                    },
-                   &context};
+                   [this](const OsdCommand &command) { freed.push_back(command.ticket); }, &context};
 };
 
 } // namespace
@@ -76,4 +77,14 @@ TEST_F(OsdWatchFixture, ADeviceThatTheChannelFreesBeforeItsTimeIsFound)
     EXPECT_EQ(commands.find(ticket), nullptr);
     biz_Osd_CMDSWork::m_bRetFlag.remove(ip);
     QCoreApplication::removePostedEvents(&outbox); // there is no host to tell of its end
+}
+
+TEST_F(OsdWatchFixture, CommandThatTheChannelHasForgottenIsFreedWhenItsWaitIsOver)
+{
+    const OsdCommand &command = inFlight(shortWaitMs);
+    QElapsedTimer clock;
+    clock.start();
+    ASSERT_TRUE(waitFor([this] { return !freed.empty(); }));
+    EXPECT_EQ(freed.front(), command.ticket);
+    EXPECT_GE(clock.elapsed(), timing::longestOsdWait(std::chrono::milliseconds(shortWaitMs)).count() - 1);
 }
