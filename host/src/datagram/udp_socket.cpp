@@ -5,6 +5,8 @@
 #include <linux/sock_diag.h>
 #include <unistd.h>
 
+#include <memory_p.h>
+
 namespace biz::host {
 
 namespace {
@@ -72,7 +74,7 @@ int UdpSocket::send(const SocketAddress &to, const QByteArray &datagram) const
     return sent >= 0 ? 0 : errno;
 }
 
-int UdpSocket::read(ReadBuffer &buffer, const OnDatagram &onDatagram) const
+int UdpSocket::read(ReadBuffer &buffer, const OnDatagram &onDatagram)
 {
     for (int batch = 0; batch < batchesPerTurn; ++batch) {
         buffer.reset();
@@ -84,8 +86,12 @@ int UdpSocket::read(ReadBuffer &buffer, const OnDatagram &onDatagram) const
         const auto read = static_cast<std::size_t>(count);
         for (std::size_t i = 0; i < read; ++i) {
             const char *const bytes = buffer.m_bytes.data() + i * ReadBuffer::datagramSize;
-            onDatagram(buffer.m_senders[i].address(),
-                       QByteArray(bytes, static_cast<int>(buffer.m_messages[i].msg_len)));
+            QByteArray datagram;
+            if (memorySuffices([&] { datagram = QByteArray(bytes, static_cast<int>(buffer.m_messages[i].msg_len)); })) {
+                onDatagram(buffer.m_senders[i].address(), datagram);
+            } else {
+                ++m_noMemory;
+            }
         }
         if (read < ReadBuffer::datagrams) {
             return 0;
@@ -105,11 +111,12 @@ quint64 UdpSocket::takeDropped()
 {
     std::array<quint32, SK_MEMINFO_VARS> memory{};
     socklen_t size = sizeof(memory);
+    const quint32 droppedHere = std::exchange(m_noMemory, 0);
     if (::getsockopt(m_descriptor, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) != 0) {
-        return 0; // an old system does not tell
+        return droppedHere; // an old system does not tell
     }
     const quint32 dropped = memory[SK_MEMINFO_DROPS];
-    return dropped - std::exchange(m_droppedSoFar, dropped);
+    return droppedHere + (dropped - std::exchange(m_droppedSoFar, dropped));
 }
 
 } // namespace biz::host

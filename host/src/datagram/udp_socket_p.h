@@ -32,12 +32,12 @@ public:
     int send(const SocketAddress &to, const QByteArray &datagram) const;
 
     /** Reads what is here, up to a bound; 0, or the error number of the system. */
-    int read(ReadBuffer &buffer, const OnDatagram &onDatagram) const;
+    int read(ReadBuffer &buffer, const OnDatagram &onDatagram);
 
     /** What the system lets wait to be read, counted as the system counts it. */
     int receiveRoom() const;
 
-    /** How many datagrams the system has dropped since the last call. */
+    /** How many datagrams were dropped since the last call: by the system, or for want of memory. */
     quint64 takeDropped();
 
 private:
@@ -47,7 +47,8 @@ private:
     }
 
     const int m_descriptor;
-    quint32 m_droppedSoFar = 0;
+    quint32 m_droppedSoFar = 0; ///< by the system
+    quint32 m_noMemory = 0;     ///< datagrams that were read and could not be kept
 };
 
 class UdpSocket::ReadBuffer

@@ -216,7 +216,9 @@ void DeviceTraffic::write(DeviceCommand &command)
 {
     const QByteArray bytes = codec().encode(command.record);
     if (bytes.isEmpty()) {
-        m_commands->end(command, Outcome::GaveUp, QStringLiteral("it does not fit into a frame"));
+        // Its size was looked at when it was given.
+        m_commands->end(command, Outcome::GaveUp,
+                        QStringLiteral("no frame could be made of it, as for want of memory"));
         return;
     }
     // What the link does inside its write() may end the command.

@@ -9,6 +9,7 @@
 #include <QtCore/QSignalBlocker>
 #include <QtNetwork/QNetworkProxy>
 
+#include <memory_p.h>
 #include <timing_p.h>
 
 namespace biz::host {
@@ -79,7 +80,12 @@ bool TcpLink::write(const QByteArray &bytes)
     if (!m_isGuarded) {
         guardHeldBytes(true);
     }
-    if (m_socket.write(bytes) != bytes.size()) {
+    qint64 taken = 0;
+    if (!memorySuffices([&] { taken = m_socket.write(bytes); })) {
+        end(noMemoryReason()); // a part of the frame may have gone out
+        return false;
+    }
+    if (taken != bytes.size()) {
         // An unbuffered socket that finds the connection broken while it writes tells nobody.
         end(m_socket.errorString());
         return false;
@@ -199,7 +205,17 @@ void TcpLink::onReadyRead()
         // An unbuffered socket learns of the other side's end by reading, and tells nobody.
         end(m_socket.errorString());
     } else if (m_open && count > 0) {
-        Q_EMIT received(QByteArray(m_chunk.data(), static_cast<int>(count)));
+        take(m_chunk.data(), static_cast<int>(count));
+    }
+}
+
+void TcpLink::take(const char *bytes, int count)
+{
+    QByteArray chunk;
+    if (memorySuffices([&] { chunk = QByteArray(bytes, count); })) {
+        Q_EMIT received(chunk);
+    } else {
+        end(noMemoryReason()); // what has been read is lost
     }
 }
 

@@ -38,6 +38,7 @@ private:
     void onConnected();
     void onStateChanged(QAbstractSocket::SocketState state);
     void onReadyRead();
+    void take(const char *bytes, int count);
     void end(const QString &why);
     void setOption(int level, int option, int value);
     void setResetOnClose(bool isOn);

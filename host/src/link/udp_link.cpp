@@ -1,7 +1,8 @@
 #include <link/udp_link_p.h>
 
-#include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QNetworkProxy>
+
+#include <memory_p.h>
 
 namespace biz::host {
 
@@ -9,8 +10,6 @@ namespace {
 
 /** Read in one go; what is left then waits for the event loop's next turn. */
 constexpr int datagramsPerTurn = 1000;
-
-constexpr qint64 mostDatagramBytes = 65535;
 
 } // namespace
 
@@ -127,15 +126,19 @@ void UdpLink::fail(const QString &why)
 void UdpLink::onReadyRead()
 {
     for (int i = 0; i < datagramsPerTurn && m_open; ++i) {
-        // Read even when nothing is there: the socket gives no further notice after one that led to no reading. Asked
-        // for a datagram of the size that it has, it would not try.
-        const QNetworkDatagram datagram = m_socket.receiveDatagram(mostDatagramBytes);
-        if (!datagram.isValid()) {
+        // Read even when nothing is there: the socket gives no further notice after one that led to no reading.
+        QHostAddress sender;
+        quint16 port = 0;
+        const qint64 size =
+            m_socket.readDatagram(m_datagram.data(), static_cast<qint64>(m_datagram.size()), &sender, &port);
+        if (size < 0) {
             return;
         }
-        const bool isFromDevice = datagram.senderAddress() == m_device && datagram.senderPort() == m_port;
-        if (isFromDevice && !datagram.data().isEmpty()) {
-            Q_EMIT received(datagram.data());
+        QByteArray bytes;
+        const bool isFromDevice = sender == m_device && port == m_port;
+        if (isFromDevice && size > 0 &&
+            memorySuffices([&] { bytes = QByteArray(m_datagram.data(), static_cast<int>(size)); })) {
+            Q_EMIT received(bytes);
         }
     }
     // The socket gives notice of datagrams that come from now on, not of those left here.

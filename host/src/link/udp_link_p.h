@@ -1,6 +1,8 @@
 #ifndef BIZ_HOST_UDP_LINK_P_H
 #define BIZ_HOST_UDP_LINK_P_H
 
+#include <array>
+
 #include <QtCore/QTimer>
 #include <QtNetwork/QUdpSocket>
 
@@ -39,6 +41,7 @@ private:
     const quint16 m_port;
     QUdpSocket m_socket{this};
     QHostAddress m_device;
+    std::array<char, 65536> m_datagram{}; ///< none is longer
 
     /** Opens from the event loop, so that open() returns before opened() or closed(). */
     QTimer m_opening{this};

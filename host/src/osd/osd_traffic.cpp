@@ -8,6 +8,7 @@
 #include <datagram/udp_datagram_transport_p.h>
 #include <host/osd_datagram_codec.h>
 #include <logging_p.h>
+#include <memory_p.h>
 #include <osd/osd_channel_p.h>
 #include <osd/osd_device_key_p.h>
 #include <timing_p.h>
@@ -179,6 +180,10 @@ void OsdTraffic::write(OsdDevice &device, OsdCommand &command)
         return;
     }
     const QByteArray datagram = OsdDatagramCodec::encode(command.record);
+    if (datagram.isEmpty()) { // its size was looked at when it was given
+        onProblem(device, command, noMemoryReason());
+        return;
+    }
     command.writtenAt = Clock::now();
     m_commands->taps().tellWriting(command.ticket, command.attempts, command.record);
     const DatagramTransport::SendResult result = m_transport->send(device.address, m_devicePort, datagram);

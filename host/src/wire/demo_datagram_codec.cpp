@@ -1,6 +1,7 @@
 #include <host/frame_codec.h>
 
 #include <byte_count_p.h>
+#include <memory_p.h>
 #include <wire/record_bytes_p.h>
 
 namespace biz::host {
@@ -10,7 +11,9 @@ static_assert(DemoDatagramCodec::maxPayload == wire::largestUdpPayload - wire::a
 
 QByteArray DemoDatagramCodec::encode(const model_Protocoldata &record) const
 {
-    return canEncode(record) ? wire::bytesOf(record) : QByteArray();
+    QByteArray datagram;
+    const bool isMade = canEncode(record) && memorySuffices([&] { datagram = wire::bytesOf(record); });
+    return isMade ? datagram : QByteArray();
 }
 
 bool DemoDatagramCodec::canEncode(const model_Protocoldata &record) const

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include <byte_count_p.h>
+#include <memory_p.h>
 #include <wire/cobs_p.h>
 #include <wire/record_bytes_p.h>
 
@@ -32,9 +33,10 @@ private:
     void hold(const char *from, int size, Decoded *decoded);
     void takeStretch(const char *stretch, int size, Decoded *decoded) const;
     void refuseHeld(Decoded *decoded);
+    void refuse(int bytes, const QString &why, Decoded *decoded);
 
     QByteArray m_held;
-    bool m_isTooLong = false; ///< a portion of the present stretch has been refused already
+    bool m_isRefused = false; ///< a portion of the present stretch has been refused already
 };
 
 Decoded DemoFrameCodec::Private::decode(const QByteArray &bytes)
@@ -63,13 +65,13 @@ void DemoFrameCodec::Private::takeEnd(const char *from, int size, Decoded *decod
         return;
     }
     hold(from, size, decoded);
-    if (m_isTooLong) {
-        refuseHeld(decoded);
-    } else {
+    if (!m_isRefused) {
         takeStretch(m_held.constData(), byteCount(m_held), decoded);
+    } else if (!m_held.isEmpty()) {
+        refuseHeld(decoded);
     }
     m_held.clear();
-    m_isTooLong = false;
+    m_isRefused = false;
 }
 
 /** Keeps bytes of a stretch that goes on; a stretch that is longer than every frame is refused in portions. */
@@ -78,11 +80,11 @@ void DemoFrameCodec::Private::hold(const char *from, int size, Decoded *decoded)
     while (size > 0) {
         if (m_held.size() == longestStretch) {
             refuseHeld(decoded);
-            m_held.clear();
-            m_isTooLong = true;
         }
         const int part = std::min(size, longestStretch - byteCount(m_held));
-        m_held.append(from, part);
+        if (!memorySuffices([&] { m_held.append(from, part); })) {
+            refuse(byteCount(m_held) + part, noMemoryReason(), decoded);
+        }
         from += part;
         size -= part;
     }
@@ -93,8 +95,10 @@ void DemoFrameCodec::Private::takeStretch(const char *stretch, int size, Decoded
     if (size == 0) {
         return; // two delimiters in a row, as a preamble makes them
     }
-    const auto bytes = cobs::unstuffed(stretch, size);
-    if (!bytes) {
+    std::optional<QByteArray> bytes;
+    if (!memorySuffices([&] { bytes = cobs::unstuffed(stretch, size); })) {
+        decoded->refusals.append({size, noMemoryReason()});
+    } else if (!bytes) {
         decoded->refusals.append({size, QStringLiteral("a COBS block reaches beyond the end of the frame")});
     } else if (bytes->size() > wire::aroundPayload + maxPayload) {
         decoded->refusals.append(
@@ -106,7 +110,15 @@ void DemoFrameCodec::Private::takeStretch(const char *stretch, int size, Decoded
 
 void DemoFrameCodec::Private::refuseHeld(Decoded *decoded)
 {
-    decoded->refusals.append({byteCount(m_held), QStringLiteral("longer than every frame")});
+    refuse(byteCount(m_held), QStringLiteral("longer than every frame"), decoded);
+}
+
+/** What is held, and what should have been: the rest of the stretch is no frame any more. */
+void DemoFrameCodec::Private::refuse(int bytes, const QString &why, Decoded *decoded)
+{
+    decoded->refusals.append({bytes, why});
+    m_held.clear();
+    m_isRefused = true;
 }
 
 DemoFrameCodec::DemoFrameCodec()
@@ -118,15 +130,14 @@ DemoFrameCodec::~DemoFrameCodec() = default;
 
 QByteArray DemoFrameCodec::encode(const model_Protocoldata &record) const
 {
-    if (!canEncode(record)) {
-        return {};
-    }
-    const QByteArray bytes = wire::bytesOf(record);
     QByteArray frame;
-    frame.reserve(cobs::stuffedSizeAtMost(byteCount(bytes)) + delimiterSize);
-    cobs::appendStuffed(&frame, bytes);
-    frame.append(delimiter);
-    return frame;
+    const auto make = [&] {
+        const QByteArray bytes = wire::bytesOf(record);
+        frame.reserve(cobs::stuffedSizeAtMost(byteCount(bytes)) + delimiterSize);
+        cobs::appendStuffed(&frame, bytes);
+        frame.append(delimiter);
+    };
+    return canEncode(record) && memorySuffices(make) ? frame : QByteArray();
 }
 
 bool DemoFrameCodec::canEncode(const model_Protocoldata &record) const

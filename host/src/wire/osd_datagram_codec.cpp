@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include <byte_count_p.h>
+#include <memory_p.h>
 #include <wire/frame_bytes_p.h>
 
 namespace biz::host {
@@ -46,11 +47,11 @@ QString problemOf(const QByteArray &datagram)
 
 QByteArray OsdDatagramCodec::encode(const model_OsdParam &record)
 {
-    if (record.baData.size() > maxPayload) {
+    QByteArray datagram;
+    if (record.baData.size() > maxPayload ||
+        !memorySuffices([&] { datagram.reserve(smallest + record.baData.size()); })) {
         return {};
     }
-    QByteArray datagram;
-    datagram.reserve(smallest + record.baData.size());
     datagram.append(marker, markerSize);
     datagram.append(reinterpret_cast<const char *>(record.ucOsdHead), headSize);
     datagram.append(static_cast<char>(record.ucOsdFlag));
@@ -67,9 +68,14 @@ bool OsdDatagramCodec::decode(const QByteArray &datagram, model_OsdParam *record
         *reason = problem;
         return false;
     }
+    QByteArray payload;
+    if (!memorySuffices([&] { payload = datagram.mid(payloadAt, datagram.size() - smallest); })) {
+        *reason = noMemoryReason();
+        return false;
+    }
     std::copy_n(datagram.cbegin() + markerSize, headSize, std::begin(record->ucOsdHead));
     record->ucOsdFlag = static_cast<quint8>(datagram[flagAt]);
-    record->baData = datagram.mid(payloadAt, datagram.size() - smallest);
+    record->baData = payload;
     return true;
 }
 

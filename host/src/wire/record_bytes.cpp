@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include <byte_count_p.h>
+#include <memory_p.h>
 
 namespace biz::host::wire {
 
@@ -29,8 +30,11 @@ void takeRecord(const QByteArray &bytes, int received, Decoded *decoded)
     } else {
         model_Protocoldata record;
         std::copy_n(bytes.cbegin(), recordHeadSize, std::begin(record.ucHead));
-        record.baData = bytes.mid(recordHeadSize, bytes.size() - aroundPayload);
-        decoded->records.append(record);
+        if (memorySuffices([&] { record.baData = bytes.mid(recordHeadSize, bytes.size() - aroundPayload); })) {
+            decoded->records.append(record);
+        } else {
+            decoded->refusals.append({received, noMemoryReason()});
+        }
     }
 }
 
