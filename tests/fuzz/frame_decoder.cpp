@@ -1,6 +1,7 @@
 // What must hold: records and refusals do not depend on how the bytes were split; each stretch
-// between two zeros is one record or one refusal; no more than one longest frame is held; any
-// bytes come back as a payload; a datagram can be made again from its record.
+// between two zeros is one record or one refusal; no more than one longest frame is held; whatever
+// came before, a zero and a frame are read as that frame; any bytes come back as a payload; a datagram can be made
+// again from its record.
 
 #include "fuzz_target.h"
 
@@ -74,6 +75,11 @@ void checkStream(const QByteArray &bytes, int part)
         require(whole.records.size() + whole.refusals.size() == endedStretches(bytes),
                 "each stretch is one record or one refusal");
     }
+    model_Protocoldata next;
+    next.baData = bytes.left(part);
+    const Decoded resynchronised = decode(bytes + '\0' + DemoFrameCodec().encode(next), part);
+    require(!resynchronised.records.isEmpty() && same(resynchronised.records.constLast(), next),
+            "a decoder is in step again at the next zero");
     for (const model_Protocoldata &record : whole.records) {
         const Decoded again = DemoFrameCodec().decode(DemoFrameCodec().encode(record));
         require(same(again.records, {record}), "a record that was received can be sent");

@@ -1,7 +1,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -14,8 +13,7 @@
 #include <QtCore/QTemporaryDir>
 
 #include <kit_seeds/model/journal.h>
-#include <kit_seeds/worlds/device_world.h>
-#include <kit_seeds/worlds/osd_world.h>
+#include <kit_seeds/worlds/play.h>
 
 // Kit, library and simulated devices in virtual time, with an application that does whatever it may. Each seed
 // runs in a process of its own, so that it runs alone as among others.
@@ -24,10 +22,6 @@ namespace {
 
 using namespace biz;
 using namespace biz::kit_seeds;
-using namespace std::chrono_literals;
-
-/** However much went wrong, this is enough for every command to end. */
-constexpr milliseconds calmTime = 10min;
 
 /** What a seed's process hands back. */
 struct Report
@@ -39,61 +33,13 @@ struct Report
     char violation[200] = {};
 };
 
-/** The seed's remainder decides on the channels. */
-std::vector<std::unique_ptr<World>> worldsOf(quint64 seed, Dice &dice, testkit::TestClock &clock)
+void note(Report &report, const Worlds &worlds, const std::string &violation)
 {
-    constexpr quint64 mixes = 5;
-    constexpr quint64 onlyOsd = 1;
-    constexpr quint64 both = 3;
-    const quint64 mix = seed % mixes;
-    std::vector<std::unique_ptr<World>> worlds;
-    if (mix != onlyOsd) {
-        worlds.push_back(std::make_unique<DeviceWorld>(dice, clock));
-    }
-    if (mix == onlyOsd || mix == both) {
-        worlds.push_back(std::make_unique<OsdWorld>(dice, clock));
-    }
-    return worlds;
-}
-
-void note(Report &report, const std::vector<std::unique_ptr<World>> &worlds, const std::string &more = {})
-{
-    report.commands = 0;
-    report.writes = 0;
-    std::string violation = more;
     for (const auto &world : worlds) {
         report.commands += world->commands();
         report.writes += world->writes();
-        violation = violation.empty() ? world->violation().text() : violation;
     }
     std::snprintf(report.violation, sizeof report.violation, "%s", violation.c_str());
-}
-
-bool areQuiet(const std::vector<std::unique_ptr<World>> &worlds)
-{
-    return std::all_of(worlds.begin(), worlds.end(), [](const auto &world) { return world->isQuiet(); });
-}
-
-void checkAll(const std::vector<std::unique_ptr<World>> &worlds)
-{
-    for (const auto &world : worlds) {
-        world->check();
-    }
-}
-
-void runSteps(Dice &dice, testkit::TestClock &clock, std::vector<std::unique_ptr<World>> &worlds, int steps,
-              Report &report)
-{
-    for (int step = 0; step < steps && report.violation[0] == '\0'; ++step) {
-        World &world = *worlds[static_cast<std::size_t>(dice.below(static_cast<int>(worlds.size())))];
-        world.step();
-        checkAll(worlds);
-        if (dice.chance(60)) {
-            clock.advance(milliseconds(dice.chance(5) ? dice.between(100, 4000) : dice.between(0, 100)));
-            checkAll(worlds);
-        }
-        note(report, worlds);
-    }
 }
 
 Report runSeed(quint64 seed, int steps, bool isTold)
@@ -104,16 +50,9 @@ Report runSeed(quint64 seed, int steps, bool isTold)
     if (isTold) {
         journal.begin();
     }
-    auto worlds = worldsOf(seed, dice, clock);
-    runSteps(dice, clock, worlds, steps, report);
-    for (const auto &world : worlds) {
-        world->calmDown();
-    }
-    const bool isQuiet = report.violation[0] != '\0' || clock.runUntil([&] { return areQuiet(worlds); }, calmTime);
-    for (const auto &world : worlds) {
-        world->end();
-    }
-    note(report, worlds, isQuiet ? std::string() : "a command does not end though all is well");
+    const Worlds worlds = makeWorlds(seed, dice, clock);
+    const std::string violation = play(worlds, dice, clock, steps);
+    note(report, worlds, violation);
     report.virtualMs =
         static_cast<unsigned long long>(std::chrono::duration_cast<milliseconds>(clock.elapsed()).count());
     report.trace = clock.trace();
