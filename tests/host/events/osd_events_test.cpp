@@ -1,7 +1,10 @@
+#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
+#include <QtCore/QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <host/event_log.h>
 #include <host/event_source.h>
 #include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
@@ -79,6 +82,36 @@ TEST_F(OsdEventsTest, FollowACommandFromItsGivingToItsEnd)
         }
     }
     EXPECT_EQ(kinds, (QStringList{"given", "writing", "sent", "answered"}));
+}
+
+TEST_F(OsdEventsTest, TellOfDatagramsThatBelongToNoCommandAndOfThoseThatHoldNone)
+{
+    const QHostAddress stranger(QStringLiteral("127.0.0.8"));
+    Q_EMIT network->received(stranger, OsdDatagramCodec::encode({}));
+    Q_EMIT network->received(stranger, QByteArray("junk"));
+    ASSERT_TRUE(waitFor([this] { return told.size() >= 3; }));
+
+    const Event &foreign = told.at(1);
+    EXPECT_EQ(eventName(foreign.kind), "foreign");
+    EXPECT_EQ(foreign.device, stranger.toString());
+    const Event &refused = told.at(2);
+    EXPECT_EQ(eventName(refused.kind), "refused");
+    EXPECT_EQ(refused.device, stranger.toString());
+    EXPECT_EQ(refused.bytes, 4);
+    EXPECT_FALSE(refused.reason.isEmpty());
+}
+
+TEST_F(OsdEventsTest, AreWrittenByAnEventLogOfTheHost)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("events.jsonl"));
+    EventLog log(&host, EventFile(path));
+    ASSERT_NE(enqueue(), 0U);
+    ASSERT_TRUE(waitForEnd());
+    ASSERT_TRUE(log.flush());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().contains("\"answered\""));
 }
 
 TEST_F(OsdEventsTest, NameTheDevicesThatAreSilentAndSinceWhen)
