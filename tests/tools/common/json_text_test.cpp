@@ -89,6 +89,16 @@ TEST(Json, NestingHasABound)
     EXPECT_TRUE(problems.first().endsWith("JSON expected: fewer values within each other"));
 }
 
+TEST(Json, TheDeepestNestingIsTakenAndNoDeeper)
+{
+    constexpr int deepest = 64;
+    const auto nested = [](int depth) {
+        return QByteArray(depth, '[') + QByteArray(depth, ']');
+    };
+    EXPECT_TRUE(problemsOf(nested(deepest)).isEmpty());
+    EXPECT_EQ(problemsOf(nested(deepest + 1)).size(), 1);
+}
+
 TEST(Json, AnObjectOfRepeatedKeysIsReadInATimeThatGrowsWithItsSizeOnly)
 {
     const QStringList problems = problemsOf("{\"a\":1" + QByteArray(",\"a\":1").repeated(300'000) + "}");

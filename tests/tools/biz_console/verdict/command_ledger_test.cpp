@@ -37,6 +37,17 @@ TEST(ConsoleLedger, AnAnsweredCommandIsAsExpectedByDefault)
     EXPECT_TRUE(ledger.mismatches().isEmpty());
 }
 
+TEST(ConsoleLedger, ASecondEndEndsNoOtherCommand)
+{
+    CommandLedger ledger;
+    ledger.setTotal(2);
+    ledger.add(1, "get volume", {}, Expectation());
+    ledger.add(2, "get volume", {}, Expectation());
+    ledger.end(1, Outcome::Answered, {});
+    ledger.end(1, Outcome::Answered, {});
+    EXPECT_EQ(ledger.pending(), 1);
+}
+
 TEST(ConsoleLedger, AnotherOutcomeIsAMismatchWithItsReason)
 {
     CommandLedger ledger;
