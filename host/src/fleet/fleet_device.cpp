@@ -133,7 +133,7 @@ void FleetDevice::give(const Held &held)
     const auto found = m_commands.find(held.ticket);
     Command &command = found->second;
     CommandOptions options = held.options;
-    if (options.validFor.count() > 0) {
+    if (options.validFor.count() != 0) {
         const auto waited =
             std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - command.history.enqueuedAt());
         options.validFor -= waited;
