@@ -57,7 +57,7 @@ SessionRun::SessionRun(RunSide channel, const RunPlan &plan, QTextStream &err)
     connect(&m_outputFails, &QTimer::timeout, this, [this] { breakOff(RunProblem::OutputFailed, outputFailedText()); });
     connect(&m_look, &QTimer::timeout, this, [this] {
         if (ask([](const auto &side) { return side.repliesUnderWay(); }) == 0 && !m_isMoreToCome()) {
-            finish();
+            QMetaObject::invokeMethod(this, &SessionRun::finishJudging, Qt::QueuedConnection);
         }
     });
     m_progress.setInterval(progressPeriodMs);
@@ -371,6 +371,14 @@ void SessionRun::judge()
     m_phase = Phase::Judging;
     m_limit.start(judgeLimitMs);
     m_look.start();
+}
+
+/** By an event: the host tells of the last reply by an event too, which is ahead of this one. */
+void SessionRun::finishJudging()
+{
+    if (m_phase == Phase::Judging) {
+        finish();
+    }
 }
 
 void SessionRun::finish()

@@ -96,6 +96,7 @@ private:
     void awaitLastReplies();
     void judge();
     void stop();
+    void finishJudging();
     void finish();
 
     enum class Phase {
