@@ -48,7 +48,7 @@ public:
     void setResponseTopics(const QStringList &filters) { m_responseTopics = filters; }
 
     /** Commands that have not ended, or whose outcome is not in the journal yet. */
-    int pending() const { return static_cast<int>(m_numbers.size() + m_ends.size()); }
+    int pending() const { return static_cast<int>(m_numbers.size()) + static_cast<int>(m_ends.size()); }
 
 private:
     /** A message on its way through the desk. */
