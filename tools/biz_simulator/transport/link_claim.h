@@ -14,7 +14,8 @@ class LinkClaim
 public:
     LinkClaim() = default;
     ~LinkClaim();
-    Q_DISABLE_COPY_MOVE(LinkClaim)
+    LinkClaim(const LinkClaim &) = delete;
+    LinkClaim &operator=(const LinkClaim &) = delete;
 
     /** Throws CannotListen when it cannot be claimed. */
     void take(const QString &linkPath);
