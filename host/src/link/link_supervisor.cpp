@@ -320,7 +320,7 @@ bool LinkSupervisor::enter(LinkState state, Error error, const QString &reason)
     m_status.since = QDateTime::currentDateTimeUtc();
     m_status.error = error;
     m_status.reason = reason;
-    log(before);
+    logChange(before);
 
     const LinkStatus now = m_status; // slots may change what the signals carry
     const quint64 changes = ++m_changes;
@@ -334,7 +334,7 @@ bool LinkSupervisor::enter(LinkState state, Error error, const QString &reason)
     return changes == m_changes;
 }
 
-void LinkSupervisor::log(const LinkStatus &before) const
+void LinkSupervisor::logChange(const LinkStatus &before) const
 {
     if (m_status.state == LinkState::Lost) {
         qCWarning(hostLog).noquote() << "link lost:" << m_status.reason;

@@ -99,7 +99,7 @@ private:
     void onWritable();
 
     bool enter(LinkState state, Error error = Error::None, const QString &reason = {});
-    void log(const LinkStatus &before) const;
+    void logChange(const LinkStatus &before) const;
     void stopTimers();
 
     void noteWritten(qint64 size);
