@@ -61,10 +61,10 @@ const char *classOf(Mark mark)
 }
 
 Svg::Svg(double width, double height, const QString &title, const QString &description)
-{
-    m_head = QStringLiteral("<svg class=\"drawing\" role=\"img\" viewBox=\"0 0 %1 %2\">")
+    : m_head(QStringLiteral("<svg class=\"drawing\" role=\"img\" viewBox=\"0 0 %1 %2\">")
                  .arg(coordinate(width), coordinate(height)) +
-             element("title", title) + element("desc", description);
+             element("title", title) + element("desc", description))
+{
 }
 
 void Svg::rect(const char *cssClass, const Box &box, const QString &title)
