@@ -1,6 +1,7 @@
 #ifndef BIZ_KIT_SEEDS_JOURNAL_H
 #define BIZ_KIT_SEEDS_JOURNAL_H
 
+#include <cstdarg>
 #include <cstdio>
 
 #include <kit_seeds/model/clock.h>
@@ -13,12 +14,14 @@ class Journal
 public:
     void begin() { m_begin = now(); }
 
-    template<typename... Values>
-    void tell(const char *format, Values... values) const
+    [[gnu::format(printf, 2, 3)]] void tell(const char *format, ...) const
     {
         if (m_begin != never) {
             std::printf("%10.3f ms  ", std::chrono::duration<double, std::milli>(now() - m_begin).count());
-            std::printf(format, values...);
+            va_list values;
+            va_start(values, format);
+            std::vprintf(format, values);
+            va_end(values);
             std::printf("\n");
         }
     }

@@ -12,6 +12,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QMutex>
+#include <QtCore/QPointer>
 #include <QtCore/QSemaphore>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QtCore/QDateTime>
+
 #include <biz_console/summary/osd_table.h>
 
 using namespace biz::console;

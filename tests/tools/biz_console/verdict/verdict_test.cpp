@@ -1,8 +1,10 @@
 #include <csignal>
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QProcess>
+#include <QtCore/QTimer>
 
 #include <tools/support/console_process.h>
 
