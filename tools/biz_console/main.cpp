@@ -9,8 +9,8 @@
 #include <biz_console/verbs/verbs.h>
 #include <biz_console/verdict/run_report.h>
 #include <common/errors.h>
+#include <common/files/standard_streams.h>
 #include <common/shown_text.h>
-#include <common/standard_streams.h>
 #include <common/suggestion.h>
 
 namespace {

@@ -10,8 +10,8 @@
 #include <biz_gateway/service/reload_signal.h>
 #include <biz_gateway/service/service_manager.h>
 #include <common/errors.h>
+#include <common/files/standard_streams.h>
 #include <common/option_errors.h>
-#include <common/standard_streams.h>
 #include <common/stop_signals.h>
 
 namespace {

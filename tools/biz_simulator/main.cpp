@@ -1,11 +1,11 @@
 #include <QtCore/QCoreApplication>
 
+#include <biz_simulator/address/cannot_listen.h>
 #include <biz_simulator/devices/open_files.h>
 #include <biz_simulator/devices/simulation.h>
 #include <biz_simulator/options/options.h>
-#include <biz_simulator/transport/cannot_listen.h>
 #include <common/errors.h>
-#include <common/standard_streams.h>
+#include <common/files/standard_streams.h>
 #include <common/stop_signals.h>
 #include <devices/event_log_p.h>
 

@@ -1,7 +1,7 @@
 #include <recording/recording_file.h>
 
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 namespace biz::tools {
 

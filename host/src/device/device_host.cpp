@@ -4,7 +4,7 @@
 
 #include <QtCore/QScopedValueRollback>
 
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <loops/process_end_p.h>
 
 namespace biz::host {

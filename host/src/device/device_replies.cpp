@@ -4,7 +4,7 @@
 
 #include <biz_cmdswork/reply_rules/models_p.h>
 #include <biz_cmdswork/reply_rules/reply_view_p.h>
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 
 namespace biz::host {
 

@@ -5,7 +5,7 @@
 #include <QtCore/QScopedValueRollback>
 
 #include <byte_count_p.h>
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <logging_p.h>
 #include <timing_p.h>
 

@@ -6,8 +6,8 @@
 
 #include <QtCore/QTimer>
 
+#include <device/channel/device_loops_p.h>
 #include <device/device_gate_p.h>
-#include <device/device_loops_p.h>
 #include <device/device_replies_p.h>
 #include <device/device_watch_p.h>
 #include <host/frame_codec.h>

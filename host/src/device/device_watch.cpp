@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <timing_p.h>
 
 namespace biz::host {

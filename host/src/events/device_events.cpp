@@ -1,6 +1,6 @@
 #include <events/device_events_p.h>
 
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <device/device_host_p.h>
 #include <events/state_keys_p.h>
 

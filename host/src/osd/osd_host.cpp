@@ -4,7 +4,7 @@
 
 #include <host/osd_datagram_codec.h>
 #include <loops/process_end_p.h>
-#include <osd/osd_channel_p.h>
+#include <osd/channel/osd_channel_p.h>
 #include <osd/osd_device_key_p.h>
 
 namespace biz::host {

@@ -9,7 +9,7 @@
 #include <host/osd_datagram_codec.h>
 #include <logging_p.h>
 #include <memory_p.h>
-#include <osd/osd_channel_p.h>
+#include <osd/channel/osd_channel_p.h>
 #include <osd/osd_device_key_p.h>
 #include <timing_p.h>
 

@@ -11,8 +11,8 @@
 #include <host/reply_matcher.h>
 #include <loops/host_signals_p.h>
 #include <loops/reported_p.h>
+#include <osd/channel/osd_loops_p.h>
 #include <osd/osd_commands_p.h>
-#include <osd/osd_loops_p.h>
 #include <osd/osd_watch_p.h>
 
 namespace biz::host {

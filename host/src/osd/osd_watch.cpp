@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <osd/osd_channel_p.h>
+#include <osd/channel/osd_channel_p.h>
 #include <timing_p.h>
 
 namespace biz::host {

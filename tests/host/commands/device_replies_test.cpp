@@ -4,7 +4,7 @@
 #include <vector>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <device/device_replies_p.h>
 
 using namespace biz::host;

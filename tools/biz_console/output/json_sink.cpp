@@ -1,7 +1,7 @@
 #include <biz_console/output/json_sink.h>
 
+#include <common/files/utf8_stream.h>
 #include <common/units.h>
-#include <common/utf8_stream.h>
 #include <host/event.h>
 #include <host/event_source.h>
 

@@ -7,9 +7,9 @@
 
 #include <biz_console/output/json_sink.h>
 #include <biz_console/summary/text_output.h>
+#include <common/files/utf8_stream.h>
 #include <common/hex.h>
 #include <common/units.h>
-#include <common/utf8_stream.h>
 #include <host/version.h>
 #include <recording/recording_format.h>
 

@@ -6,8 +6,8 @@
 
 #include <biz_console/verdict/run_problem.h>
 #include <common/errors.h>
+#include <common/files/input_file.h>
 #include <common/hex.h>
-#include <common/input_file.h>
 #include <host/osd_datagram_codec.h>
 #include <model/model_protocoldata.h>
 #include <recording/recording_file.h>

@@ -5,7 +5,7 @@
 
 #include <biz_console/replies/checked_reply.h>
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 #include <common/shown_text.h>
 
 namespace biz::console {

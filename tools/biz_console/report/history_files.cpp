@@ -15,7 +15,7 @@
 
 #include <biz_console/replies/error_log_line.h>
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 #include <history/event.h>
 #include <history/reading/history_builder.h>
 

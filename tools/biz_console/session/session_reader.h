@@ -2,7 +2,7 @@
 #define BIZ_CONSOLE_SESSION_READER_H
 
 #include <biz_console/session/session.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 namespace biz::console {
 

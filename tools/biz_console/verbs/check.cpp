@@ -5,8 +5,8 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/replies/checked_reply.h>
 #include <common/errors.h>
+#include <common/files/input_file.h>
 #include <common/hex.h>
-#include <common/input_file.h>
 #include <common/shown_text.h>
 
 namespace biz::console {

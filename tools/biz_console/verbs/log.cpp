@@ -11,7 +11,7 @@
 #include <biz_console/replies/error_log_file.h>
 #include <biz_console/replies/log_report.h>
 #include <biz_console/summary/text_output.h>
-#include <common/followed_file.h>
+#include <common/files/followed_file.h>
 #include <common/shown_text.h>
 #include <common/stop_signals.h>
 

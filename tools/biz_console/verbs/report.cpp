@@ -5,9 +5,9 @@
 #include <biz_console/cli/command_line.h>
 #include <biz_console/cli/file_names.h>
 #include <biz_console/report/history_files.h>
-#include <common/output_file.h>
+#include <common/files/output_file.h>
+#include <common/files/utf8_stream.h>
 #include <common/shown_text.h>
-#include <common/utf8_stream.h>
 #include <history/findings/findings.h>
 #include <report/report_page.h>
 

@@ -7,7 +7,7 @@
 #include <biz_console/cli/run_options.h>
 #include <biz_console/run/session_run.h>
 #include <biz_console/session/session_reader.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 namespace biz::console {
 

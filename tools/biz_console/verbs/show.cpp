@@ -7,7 +7,7 @@
 #include <biz_console/recording/line_text.h>
 #include <biz_console/replies/log_report.h>
 #include <biz_console/session/expectation.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 #include <common/shown_text.h>
 #include <common/suggestion.h>
 #include <recording/recording_format.h>

@@ -2,7 +2,7 @@
 #define BIZ_GATEWAY_CONFIG_READER_H
 
 #include <biz_gateway/config/gateway_config.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 /**
  * The file that configures a gateway:

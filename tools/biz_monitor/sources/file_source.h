@@ -2,7 +2,7 @@
 #define BIZ_MONITOR_FILE_SOURCE_H
 
 #include <biz_monitor/sources/line_source.h>
-#include <common/followed_file.h>
+#include <common/files/followed_file.h>
 
 namespace biz::monitor {
 

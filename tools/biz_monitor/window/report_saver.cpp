@@ -2,7 +2,7 @@
 
 #include <QtCore/QDateTime>
 
-#include <common/output_file.h>
+#include <common/files/output_file.h>
 #include <report/report_page.h>
 
 namespace biz::monitor {

@@ -6,7 +6,7 @@
 
 #include <QtCore/QDir>
 
-#include <biz_simulator/transport/cannot_listen.h>
+#include <biz_simulator/address/cannot_listen.h>
 
 namespace biz::simulator {
 

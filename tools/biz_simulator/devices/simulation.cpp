@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include <biz_simulator/transport/cannot_listen.h>
-#include <biz_simulator/transport/osd_sockets.h>
+#include <biz_simulator/address/cannot_listen.h>
+#include <biz_simulator/transport/network/osd_sockets.h>
 
 namespace biz::simulator {
 

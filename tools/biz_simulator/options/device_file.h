@@ -2,7 +2,7 @@
 #define BIZ_SIMULATOR_DEVICE_FILE_H
 
 #include <biz_simulator/devices/settings.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 /**
  * A JSON file that describes any number of devices.

@@ -2,7 +2,7 @@
 #define BIZ_SIMULATOR_FAULT_SCRIPT_H
 
 #include <biz_simulator/devices/settings.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 #include <common/json/json_reader.h>
 
 /**

@@ -8,7 +8,7 @@
 #include <biz_simulator/options/device_file.h>
 #include <biz_simulator/options/fault_script.h>
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 #include <common/option_errors.h>
 #include <recording/recorded_devices.h>
 

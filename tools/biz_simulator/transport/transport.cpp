@@ -1,8 +1,8 @@
 #include <biz_simulator/transport/transport.h>
 
-#include <biz_simulator/transport/pty_transport.h>
-#include <biz_simulator/transport/tcp_transport.h>
-#include <biz_simulator/transport/udp_transport.h>
+#include <biz_simulator/transport/network/tcp_transport.h>
+#include <biz_simulator/transport/network/udp_transport.h>
+#include <biz_simulator/transport/pty/pty_transport.h>
 
 namespace biz::simulator {
 

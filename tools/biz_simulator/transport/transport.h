@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include <biz_simulator/transport/listen_address.h>
+#include <biz_simulator/address/listen_address.h>
 #include <lines/transport_p.h>
 
 namespace biz::simulator {

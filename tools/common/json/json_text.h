@@ -8,7 +8,7 @@
 #include <QtCore/QStringList>
 
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 namespace biz::tools {
 

@@ -6,7 +6,7 @@
 #include <QtCore/QUrl>
 #include <QtNetwork/QTcpSocket>
 
-#include <biz_simulator/transport/tcp_transport.h>
+#include <biz_simulator/transport/network/tcp_transport.h>
 #include <devices/played_device_p.h>
 #include <devices/played_osd_devices_p.h>
 #include <host/osd_datagram_codec.h>
@@ -17,6 +17,7 @@
 namespace {
 
 using namespace biz::simulator;
+using namespace biz::testkit;
 using biz::test::waitFor;
 
 /** More than the buffers of the system hold for a connection. */

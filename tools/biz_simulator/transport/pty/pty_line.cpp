@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/pty_line.h>
+#include <biz_simulator/transport/pty/pty_line.h>
 
 #include <array>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <biz_simulator/transport/cannot_listen.h>
+#include <biz_simulator/address/cannot_listen.h>
 
 namespace biz::simulator {
 
@@ -53,7 +53,7 @@ void retire(std::unique_ptr<QSocketNotifier> *notifier)
 } // namespace
 
 PtyLine::PtyLine()
-    : Peer(std::make_unique<host::DemoFrameCodec>())
+    : testkit::Peer(std::make_unique<host::DemoFrameCodec>())
 {
 }
 

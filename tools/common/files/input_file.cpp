@@ -1,4 +1,4 @@
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 #include <unistd.h>
 

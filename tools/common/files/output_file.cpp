@@ -1,4 +1,4 @@
-#include <common/output_file.h>
+#include <common/files/output_file.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>

@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/osd_sockets.h>
+#include <biz_simulator/transport/network/osd_sockets.h>
 
 #include <QtNetwork/QNetworkDatagram>
 

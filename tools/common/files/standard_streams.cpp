@@ -1,4 +1,4 @@
-#include <common/standard_streams.h>
+#include <common/files/standard_streams.h>
 
 #include <cerrno>
 #include <csignal>

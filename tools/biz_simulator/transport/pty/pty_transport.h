@@ -1,8 +1,8 @@
 #ifndef BIZ_SIMULATOR_PTY_TRANSPORT_H
 #define BIZ_SIMULATOR_PTY_TRANSPORT_H
 
-#include <biz_simulator/transport/link_claim.h>
-#include <biz_simulator/transport/transport.h>
+#include <biz_simulator/transport/pty/link_claim.h>
+#include <lines/transport_p.h>
 
 namespace biz::simulator {
 
@@ -12,7 +12,7 @@ class PtyLine;
  * A serial line: a pseudo-terminal. It gets a name of the system's choice each time that it is
  * opened; a symbolic link to it, if one is wanted, keeps its name.
  */
-class PtyTransport final : public Transport
+class PtyTransport final : public testkit::Transport
 {
     Q_OBJECT
 

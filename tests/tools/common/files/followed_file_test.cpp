@@ -6,7 +6,7 @@
 #include <QtCore/QFile>
 
 #include <common/errors.h>
-#include <common/followed_file.h>
+#include <common/files/followed_file.h>
 #include <support/scratch_folder.h>
 
 namespace {

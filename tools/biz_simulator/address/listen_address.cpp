@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/listen_address.h>
+#include <biz_simulator/address/listen_address.h>
 
 #include <algorithm>
 #include <iterator>

@@ -5,7 +5,8 @@
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
-#include <biz_simulator/transport/transport.h>
+#include <biz_simulator/address/listen_address.h>
+#include <lines/transport_p.h>
 
 namespace biz::simulator {
 
@@ -18,7 +19,7 @@ struct TcpBounds
 };
 
 /** A TCP port, for many connections at once. */
-class TcpTransport final : public Transport
+class TcpTransport final : public testkit::Transport
 {
     Q_OBJECT
 
@@ -52,7 +53,7 @@ private:
     TcpBounds m_bounds;
     bool m_isReading = true;
     QTcpServer m_server;
-    QHash<QTcpSocket *, PeerPointer> m_peers; ///< of open connections
+    QHash<QTcpSocket *, testkit::PeerPointer> m_peers; ///< of open connections
 };
 
 } // namespace biz::simulator

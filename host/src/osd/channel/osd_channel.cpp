@@ -1,4 +1,4 @@
-#include <osd/osd_channel_p.h>
+#include <osd/channel/osd_channel_p.h>
 
 #include <deque>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 
 #include <algorithm>
 #include <mutex>

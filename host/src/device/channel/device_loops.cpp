@@ -1,6 +1,6 @@
-#include <device/device_loops_p.h>
+#include <device/channel/device_loops_p.h>
 
-#include <device/device_channel_p.h>
+#include <device/channel/device_channel_p.h>
 #include <loops/process_end_p.h>
 #include <timing_p.h>
 

@@ -4,12 +4,13 @@
 #include <QtCore/QVector>
 #include <QtNetwork/QUdpSocket>
 
-#include <biz_simulator/transport/transport.h>
+#include <biz_simulator/address/listen_address.h>
+#include <lines/transport_p.h>
 
 namespace biz::simulator {
 
 /** A UDP port. What it answers goes to where the question came from. */
-class UdpTransport final : public Transport
+class UdpTransport final : public testkit::Transport
 {
     Q_OBJECT
 

@@ -1,7 +1,7 @@
-#include <osd/osd_loops_p.h>
+#include <osd/channel/osd_loops_p.h>
 
 #include <loops/process_end_p.h>
-#include <osd/osd_channel_p.h>
+#include <osd/channel/osd_channel_p.h>
 #include <timing_p.h>
 
 namespace biz::host {

@@ -1,11 +1,11 @@
-#include <common/followed_file.h>
+#include <common/files/followed_file.h>
 
 #include <sys/stat.h>
 
 #include <QtCore/QFileInfo>
 
 #include <common/errors.h>
-#include <common/input_file.h>
+#include <common/files/input_file.h>
 
 namespace biz::tools {
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/pty_transport.h>
+#include <biz_simulator/transport/pty/pty_transport.h>
 
 #include <tuple>
 
@@ -7,8 +7,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
-#include <biz_simulator/transport/cannot_listen.h>
-#include <biz_simulator/transport/pty_line.h>
+#include <biz_simulator/address/cannot_listen.h>
+#include <biz_simulator/transport/pty/pty_line.h>
 
 namespace biz::simulator {
 
@@ -73,7 +73,7 @@ void PtyTransport::openLine()
     m_line = line;
     // The line holds the connection, which must not hold the line.
     connect(line.get(), &PtyLine::received, this, [this](const QByteArray &bytes) {
-        const PeerPointer peer = m_line; // which may be hung up meanwhile
+        const testkit::PeerPointer peer = m_line; // which may be hung up meanwhile
         Q_EMIT received(peer, bytes);
     });
     if (!isFirst && m_linkPath.isEmpty()) {

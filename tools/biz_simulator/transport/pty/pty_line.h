@@ -5,12 +5,12 @@
 
 #include <QtCore/QSocketNotifier>
 
-#include <biz_simulator/transport/transport.h>
+#include <lines/peer_p.h>
 
 namespace biz::simulator {
 
 /** A pseudo-terminal in raw mode: the far end of a serial line whose near end is a port for hosts. */
-class PtyLine final : public Peer
+class PtyLine final : public testkit::Peer
 {
     Q_OBJECT
 

@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/udp_transport.h>
+#include <biz_simulator/transport/network/udp_transport.h>
 
 #include <algorithm>
 
@@ -15,7 +15,7 @@ constexpr qint64 mostDatagramBytes = 65535;
 
 } // namespace
 
-class UdpTransport::Sender final : public Peer
+class UdpTransport::Sender final : public testkit::Peer
 {
 public:
     Sender(QUdpSocket *socket, const QHostAddress &address, quint16 port)

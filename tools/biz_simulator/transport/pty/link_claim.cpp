@@ -1,4 +1,4 @@
-#include <biz_simulator/transport/link_claim.h>
+#include <biz_simulator/transport/pty/link_claim.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -12,7 +12,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
-#include <biz_simulator/transport/cannot_listen.h>
+#include <biz_simulator/address/cannot_listen.h>
 
 namespace biz::simulator {
 

@@ -1,11 +1,11 @@
-#include <biz_simulator/transport/tcp_transport.h>
+#include <biz_simulator/transport/network/tcp_transport.h>
 
 #include <QtCore/QPointer>
 
 namespace biz::simulator {
 
 /** A connection; the socket is the server's. */
-class TcpTransport::Connection final : public Peer
+class TcpTransport::Connection final : public testkit::Peer
 {
 public:
     Connection(TcpTransport *transport, QTcpSocket *socket)
@@ -112,7 +112,7 @@ void TcpTransport::serve(QTcpSocket *socket)
 void TcpTransport::forget(QTcpSocket *socket)
 {
     // Delayed replies may keep the peer for long: what it had begun to send is not kept with it.
-    const PeerPointer peer = m_peers.take(socket);
+    const testkit::PeerPointer peer = m_peers.take(socket);
     peer->codec->reset();
     peer->heldReply.clear();
     socket->deleteLater();
@@ -165,7 +165,7 @@ void TcpTransport::applyReading(QTcpSocket *socket) const
 
 void TcpTransport::read(QTcpSocket *socket)
 {
-    const PeerPointer peer = m_peers.value(socket); // none: the connection has just ended
+    const testkit::PeerPointer peer = m_peers.value(socket); // none: the connection has just ended
     if (peer && m_isReading && socket->bytesAvailable() > 0) {
         Q_EMIT received(peer, socket->readAll());
     }
