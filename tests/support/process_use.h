@@ -18,6 +18,13 @@ constexpr bool keepsFreedMemory = __has_feature(thread_sanitizer) || __has_featu
 constexpr bool keepsFreedMemory = false;
 #endif
 
+/** Whether this is the build of the sanitizers that look at objects through a pipe, for which they need descriptors. */
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool needsDescriptors = true;
+#else
+constexpr bool needsDescriptors = false;
+#endif
+
 } // namespace biz::test
 
 #endif

@@ -8,6 +8,7 @@
 
 #include <report/drawing/html.h>
 #include <report/report_page.h>
+#include <support/process_use.h>
 #include <tools/history/log_lines.h>
 #include <tools/support/memory_use.h>
 
@@ -192,9 +193,11 @@ TEST_P(ReportOfManyEvents, KeepsItsBudget)
     const qint64 memory = peakMemory(); // with the log itself, which this test has in memory
     std::cout << lines.size() << " events of " << GetParam() << " devices: " << ms << " ms, page of "
               << page.size() / 1000 << " kB, " << memory / 1000000 << " MB of memory" << std::endl;
-    EXPECT_LE(ms, mostMs);
     EXPECT_LE(page.size(), mostBytes);
-    EXPECT_LE(memory, mostMemory);
+    if (!test::keepsFreedMemory) { // a sanitizer takes its share of both
+        EXPECT_LE(ms, mostMs);
+        EXPECT_LE(memory, mostMemory);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, ReportOfManyEvents, testing::Values(1, 20, 500));

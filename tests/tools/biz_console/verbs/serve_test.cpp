@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <support/process_use.h>
 #include <support/scratch_folder.h>
 #include <tools/support/fake_device.h>
 #include <tools/support/running_console.h>
@@ -381,7 +382,9 @@ TEST_F(UnreadServe, HoldsSoMuchForItsClientHoweverOftenTheDeviceRepeatsAReply)
         device.send(reply);
         return ++sent == repeats;
     }));
-    EXPECT_LT(memoryKiB(m_process.processId()) - before, mayGrowByKiB);
+    if (!keepsFreedMemory) {
+        EXPECT_LT(memoryKiB(m_process.processId()) - before, mayGrowByKiB);
+    }
     say(R"({"do":"stop"})"
         "\n");
     QByteArray told;
