@@ -11,8 +11,8 @@ if output=$("$1/scripts/check-models" "$console" 2>&1); then
     echo "A7 is missed nowhere" >&2
     exit 1
 fi
-for place in biz_console.1 biz_simulator.1 biz_tools.bash docs/tools.md bench.py docs/reply_rules.md rules_a7.sh \
-    sessions/a7.json reply_rules_a7.tsv; do
+for place in biz_console.1 biz_simulator.1 biz_tools.bash biz_tools.fish biz_tools.zsh gateway.schema.json docs/tools.md \
+    bench.py docs/reply_rules.md rules_a7.sh sessions/a7.json reply_rules_a7.tsv; do
     [[ $output == *"$place"* ]] || { echo "A7 is not missed in $place: $output" >&2 && exit 1; }
 done
 echo "The check of the models finds what is missing."

@@ -64,7 +64,7 @@ commands=$("$console" --help | awk '/^Commands:/ { inside = 1; next } /^$/ { ins
 models=$(expected_words "$simulator" --model none)
 faults=$(expected_words "$simulator" --model A2 --fault 1=none)
 [ "$(wc -w <<<"$commands")" -ge 5 ] || { echo "the console's commands were not found: $commands"; exit 1; }
-[ "$(wc -w <<<"$models")" -eq 7 ] || { echo "the models were not found: $models"; exit 1; }
+[[ " $models " == *" PVN410MAX2 "* ]] || { echo "the models were not found: $models"; exit 1; }
 [ "$(wc -w <<<"$faults")" -ge 7 ] || { echo "the faults were not found: $faults"; exit 1; }
 
 # Every option that a help prints is offered, and no other.

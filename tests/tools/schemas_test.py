@@ -101,15 +101,43 @@ def check_what_is_refused(folder):
     expect("recording_line", {"event": "danced"}, "an unknown line", fits=False)
 
 
+def enumerators_of(header, enum):
+    inside = re.search(rf"enum class {enum} \{{(.*?)\}};", (tree / header).read_text(), re.DOTALL).group(1)
+    return {name[0].lower() + name[1:] for name in re.findall(r"[A-Z]\w+", re.sub("///.*", "", inside))}
+
+
+def values_in(schema, key):
+    """What stands under a key, wherever that is."""
+    if isinstance(schema, list):
+        return [value for each in schema for value in values_in(each, key)]
+    if isinstance(schema, dict):
+        here = [schema[key]] if key in schema else []
+        return here + [value for each in schema.values() for value in values_in(each, key)]
+    return []
+
+
 def check_faults():
-    """A fault that the simulator knows and the schema does not would be refused in silence."""
-    header = (tree / "testkit/include/testkit/fault_kind.h").read_text()
-    enumerators = re.search(r"enum class FaultKind \{(.*?)\};", header, re.DOTALL).group(1)
-    names = {name[0].lower() + name[1:] for name in re.findall(r"^\s*([A-Z]\w+),", enumerators, re.MULTILINE)}
-    text = json.loads((tree / "tools/schemas/fault_script.schema.json").read_text())
-    listed = set(text["properties"]["faults"]["items"]["properties"]["fault"]["enum"])
-    if names != listed:
-        findings.append(f"the simulator and the schema do not know the same faults: {sorted(names ^ listed)}")
+    """A fault that the simulator knows and a schema does not would be refused in silence."""
+    names = enumerators_of("testkit/include/testkit/fault_kind.h", "FaultKind")
+    for schema_name, lists in {"fault_script": 1, "device_file": 3}.items():
+        text = json.loads((tree / f"tools/schemas/{schema_name}.schema.json").read_text())
+        listed = [set(each) for each in values_in(text, "enum") if "silence" in each]
+        if listed != [names] * lists:
+            differing = sorted(set().union(*(names ^ each for each in listed)))
+            findings.append(f"the simulator and {schema_name} do not know the same faults: {differing}")
+
+
+def check_schemes():
+    """The same of a kind of link, and of what a simulated device listens on."""
+    factory = (tree / "host/src/link/link_factory.cpp").read_text()
+    links = re.findall(r'^ +\{"([a-z]+)", "[a-z]+:', factory, re.MULTILINE)
+    listens = enumerators_of("tools/biz_simulator/address/listen_address.h", "Scheme")
+    for schema_name, schemes in {"gateway": links, "device_file": listens}.items():
+        text = json.loads((tree / f"tools/schemas/{schema_name}.schema.json").read_text())
+        patterns = [each for each in values_in(text, "pattern") if isinstance(each, str) and "tcp" in each]
+        for scheme in schemes:
+            if not patterns or not all(re.match(pattern, f"{scheme}:") for pattern in patterns):
+                findings.append(f"{schema_name} does not know {scheme}:")
 
 
 with tempfile.TemporaryDirectory() as name:
@@ -117,6 +145,7 @@ with tempfile.TemporaryDirectory() as name:
     check_what_the_console_writes(pathlib.Path(name))
     check_what_is_refused(pathlib.Path(name))
     check_faults()
+    check_schemes()
 for finding in findings:
     print(finding, file=sys.stderr)
 print(f"{len(findings)} findings")

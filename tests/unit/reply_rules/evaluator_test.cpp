@@ -119,7 +119,8 @@ TEST(ModelOfDeviceType, KnowsTheSevenCodesOnly)
 // The index in front of a table is only a short cut.
 TEST(Tables, FindTheRowThatNamesTheSubCode)
 {
-    for (const Table *table : {&tableA2, &tableA3A5, &tableA1MaxK250, &tablePvn410Max}) {
+    for (const ModelRules &model : modelRules) {
+        const Table *const table = model.table;
         for (int pair = 0; pair <= 0xFFFF; ++pair) {
             const Row *named = std::find_if(table->begin(), table->end(), [pair](const Row &row) {
                 return row.command == pair / 256 && row.subCodes.contains(pair % 256);
