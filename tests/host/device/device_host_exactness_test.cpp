@@ -206,11 +206,15 @@ TEST_F(DeviceHostExactness, PipelinedFourCommandsAreAheadAndNoMore)
     host->setPipelined(true);
     start();
     const int before = numbersUsed();
+    const auto taken = [&] {
+        return (numbersUsed() - before + 256) % 256;
+    };
     for (int i = 0; i < 3 * most; ++i) {
         enqueue();
     }
+    stayBusy([&] { return taken() == most; });
     stayBusyFor(150); // a dozen passes of the send loop
-    EXPECT_EQ((numbersUsed() - before + 256) % 256, most);
+    EXPECT_EQ(taken(), most);
     EXPECT_EQ(waitingInTheLibrary(), 0U);
     ASSERT_TRUE(waitForAllEnds());
     EXPECT_EQ(host->counters().answered, given.size());
