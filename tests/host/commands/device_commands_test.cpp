@@ -107,6 +107,16 @@ TEST_F(DeviceCommandsFixture, ACommandThatWaitsAgainIsNeitherGatedNorInFlight)
     EXPECT_EQ(commands.inFlight(7), nullptr);
 }
 
+// What was never taken has the sequence byte that its record came with, which may be in use.
+TEST_F(DeviceCommandsFixture, ACommandThatWaitsAgainFreesTheSequenceByteOfNoOther)
+{
+    constexpr quint8 ofNewRecords = 0;
+    const Ticket taken = inFlight(ofNewRecords, false);
+    commands.putBack(*commands.find(give()));
+    ASSERT_NE(commands.inFlight(ofNewRecords), nullptr);
+    EXPECT_EQ(commands.inFlight(ofNewRecords)->ticket, taken);
+}
+
 TEST_F(DeviceCommandsFixture, OnlyWhatWasWrittenAndHeardNothingIsToldAsUnanswered)
 {
     int unanswered = 0;

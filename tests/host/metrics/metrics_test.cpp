@@ -74,6 +74,14 @@ TEST(Metrics, HistogramCountsWhatTookLessThanEachBound)
     EXPECT_TRUE(has(text, R"(biz_round_trip_seconds_count{channel="device"} 4)"));
 }
 
+TEST(Metrics, SumOfTheRoundTripsIsInSeconds)
+{
+    HostMetrics metrics;
+    metrics.channel = QStringLiteral("device");
+    metrics.counters.roundTrips.add(30.0);
+    EXPECT_TRUE(has(metricsText({metrics}), R"(biz_round_trip_seconds_sum{channel="device"} 0.03)"));
+}
+
 TEST(Metrics, TextOfALabelIsEscapedAndShortened)
 {
     HostMetrics metrics = deviceMetrics();

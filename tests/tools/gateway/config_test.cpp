@@ -7,10 +7,12 @@
 #include <biz_gateway/limits/client_limits.h>
 #include <biz_gateway/topics/topics.h>
 #include <common/errors.h>
+#include <host/support/wait_for.h>
 #include <support/scratch_folder.h>
 
 using namespace biz::gateway;
 using biz::test::ScratchFolder;
+using biz::test::waitFor;
 
 namespace {
 
@@ -150,13 +152,14 @@ TEST(CommandTopics, NameADeviceAndPerhapsAClient)
     EXPECT_EQ(topics.readCommandTopic("biz/hall/osd/10.0.0.1/command/bob")->address,
               (Address{Channel::Osd, "10.0.0.1"}));
     EXPECT_EQ(topics.readCommandTopic("biz/hall/osd/10.0.0.1/command/bob")->client, "bob");
-    for (const char *other : {"biz/yard/device/a/command", "biz/hall/device/a/outcome", "biz/hall/device/a/command/b/c",
-                              "biz/hall/gateway/a/command", "biz/hallo/device/a/command"}) {
+    for (const char *other :
+         {"biz/yard/device/a/command", "biz/hall/device/a/outcome", "biz/hall/device/a/event",
+          "biz/hall/device/a/command/b/c", "biz/hall/gateway/a/command", "biz/hallo/device/a/command"}) {
         EXPECT_FALSE(topics.readCommandTopic(other)) << other;
     }
 }
 
-TEST(AllowanceOfAClient, IsItsOwnAndFillsUpAgain)
+TEST(AllowanceOfAClient, IsItsOwn)
 {
     ClientAllowance allowance;
     allowance.perSecond = 1;
@@ -166,6 +169,19 @@ TEST(AllowanceOfAClient, IsItsOwnAndFillsUpAgain)
     EXPECT_EQ(limits.refusal("alice", 1), "");
     EXPECT_NE(limits.refusal("alice", 1), "");
     EXPECT_EQ(limits.refusal("bob", 1), "");
+}
+
+TEST(AllowanceOfAClient, FillsUpAgain)
+{
+    ClientAllowance allowance;
+    allowance.perSecond = 10;
+    allowance.burst = 1;
+    ClientLimits limits(allowance);
+    const auto isRefused = [&] {
+        return !limits.refusal("alice", 1).isEmpty();
+    };
+    ASSERT_TRUE(waitFor(isRefused));
+    EXPECT_TRUE(waitFor([&] { return !isRefused(); }));
 }
 
 TEST(AllowanceOfAClient, BoundsPayloadsOnBothSidesOfTheLimit)

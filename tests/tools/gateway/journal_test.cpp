@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <QtSql/QSqlDatabase>
+#include <QtSql/QSqlQuery>
+
 #include <biz_gateway/journal/journal.h>
 #include <support/scratch_folder.h>
 
@@ -48,6 +51,23 @@ protected:
     void deliver(qint64 number)
     {
         journal->commit([&] { journal->setDelivered(number); });
+    }
+
+    /** Makes an entry older and opens the journal anew, whose time begins with that of its newest entry. */
+    void age(const QString &id, int hours)
+    {
+        journal.reset();
+        const QString connection = QStringLiteral("ageing");
+        {
+            QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+            database.setDatabaseName(folder.path("journal.sqlite"));
+            ASSERT_TRUE(database.open());
+            QSqlQuery query(database);
+            ASSERT_TRUE(query.exec(
+                QStringLiteral("UPDATE command SET at = at - 3600 * %1 WHERE id = '%2'").arg(hours).arg(id)));
+        }
+        QSqlDatabase::removeDatabase(connection);
+        open();
     }
 
     /** Adds ids with large outcomes until the journal is full; returns how many it took. */
@@ -161,6 +181,21 @@ TEST_F(JournalOfCommands, ForgetsNothingThatIsYoungEnough)
     deliver(number);
     journal->commit([this] { journal->forgetOld(); });
     EXPECT_TRUE(journal->find("alice", "7"));
+}
+
+TEST_F(JournalOfCommands, KeepsWhatIsDeliveredForItsHours)
+{
+    settings.keepHours = 3;
+    const qint64 old = add("old");
+    end(old);
+    deliver(old);
+    add("new");
+    ASSERT_NO_FATAL_FAILURE(age("old", 2));
+    journal->commit([this] { journal->forgetOld(); });
+    EXPECT_TRUE(journal->find("alice", "old"));
+    ASSERT_NO_FATAL_FAILURE(age("old", 2));
+    journal->commit([this] { journal->forgetOld(); });
+    EXPECT_FALSE(journal->find("alice", "old"));
 }
 
 TEST_F(JournalOfCommands, ServesOneGatewayAtATime)
