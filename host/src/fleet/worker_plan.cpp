@@ -24,11 +24,10 @@ QStringList consoleArguments(const DeviceSettings &settings)
     if (!settings.model.isEmpty()) {
         arguments += {QStringLiteral("--model"), settings.model};
     }
-    if (settings.settleMs > 0) {
-        arguments += {QStringLiteral("--settle"), QString::number(settings.settleMs)};
-    }
     if (settings.pipelined) {
-        arguments += QStringLiteral("--pipelined");
+        arguments += QStringLiteral("--pipelined"); // which takes no notice of a settle time: the console refuses one
+    } else if (settings.settleMs > 0) {
+        arguments += {QStringLiteral("--settle"), QString::number(settings.settleMs)};
     }
     if (settings.whileDown == WhileDown::Hold) {
         arguments += QStringLiteral("--hold");
