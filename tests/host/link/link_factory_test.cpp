@@ -37,6 +37,13 @@ TEST(MakeLink, AUrlThatNamesNoLinkIsExplained)
                              "tcp://HOST[:PORT]"));
 }
 
+TEST(MakeLink, ANetworkLinkTakesNoFragment)
+{
+    EXPECT_EQ(complaintAbout("udp://127.0.0.1#1"),
+              QStringLiteral("\"udp://127.0.0.1#1\": a UDP link takes no query and no fragment; expected "
+                             "udp://HOST[:PORT]"));
+}
+
 TEST(MakeLink, AUrlThatCannotBeParsedIsQuotedWithoutItsParts)
 {
     EXPECT_EQ(complaintAbout("tcp://127.0.0.1:99999"),

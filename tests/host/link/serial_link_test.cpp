@@ -77,6 +77,8 @@ TEST(MakeSerialLink, AUrlThatNamesNoSerialLinkIsExplained)
                   form);
     EXPECT_EQ(complaintAbout("serial:///dev/ttyS0?baud=1&baud=2"),
               QStringLiteral("\"serial:///dev/ttyS0?baud=1&baud=2\": baud is given twice") + form);
+    EXPECT_EQ(complaintAbout("serial:///dev/ttyS0#1"),
+              QStringLiteral("\"serial:///dev/ttyS0#1\": a serial link takes no fragment") + form);
 }
 
 TEST_F(SerialLink, OpensAfterOpenHasReturned)
@@ -154,6 +156,15 @@ TEST_F(SerialLink, APortThatGoesAwayIsReportedOnce)
     EXPECT_FALSE(journal.link->isOpen());
     EXPECT_FALSE(journal.link->write("too late"));
     EXPECT_EQ(journal.closed.size(), 1);
+}
+
+TEST_F(SerialLink, IsOpenedOnceHoweverOftenItIsAskedTo)
+{
+    journal.link->open();
+    open();
+    journal.link->open();
+    EXPECT_TRUE(journal.link->isOpen());
+    EXPECT_EQ(journal.opened, 1);
 }
 
 TEST_F(SerialLink, ACloseIsSilentAlsoWhileItOpensAndItOpensAgain)

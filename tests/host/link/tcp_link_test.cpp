@@ -134,6 +134,22 @@ TEST_F(TcpLink, OpensAfterOpenHasReturned)
     EXPECT_TRUE(closed.isEmpty());
 }
 
+TEST_F(TcpLink, IsOpenedOnceHoweverOftenItIsAskedTo)
+{
+    link->open();
+    openBothEnds();
+    link->open();
+    letEverythingArrive();
+    EXPECT_EQ(opened, 1);
+}
+
+TEST_F(TcpLink, EndsItsWritingOnlyWhileItIsOpen)
+{
+    EXPECT_FALSE(link->endWriting());
+    openBothEnds();
+    EXPECT_TRUE(link->endWriting());
+}
+
 TEST_F(TcpLink, CarriesBytesBothWays)
 {
     openBothEnds();

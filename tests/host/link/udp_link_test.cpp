@@ -95,6 +95,20 @@ TEST_F(UdpLink, DatagramsOfOtherSendersArePassedOver)
     EXPECT_EQ(journal.received, QByteArray("device"));
 }
 
+TEST_F(UdpLink, AnEmptyDatagramIsPassedOver)
+{
+    int told = 0;
+    QObject::connect(journal.link.get(), &biz::host::DeviceLink::received, journal.link.get(), [&] { ++told; });
+    open();
+    journal.link->write("hello");
+    nextAtDevice();
+    device.writeDatagram("", 0, linkAddress, linkPort);
+    device.writeDatagram("device", linkAddress, linkPort);
+
+    ASSERT_TRUE(waitFor([this] { return !journal.received.isEmpty(); }));
+    EXPECT_EQ(told, 1);
+}
+
 TEST_F(UdpLink, ADeviceThatIsAwayForAWhileIsReachedAgain)
 {
     open();
@@ -218,6 +232,15 @@ TEST_F(UdpLinkLookUp, ANameThatLeadsNowhereIsReportedOnceAndAfterOpenHasReturned
     EXPECT_TRUE(journal.closed.first().startsWith(QStringLiteral("cannot reach ") + journal.link->name()))
         << journal.closed.first().toStdString();
     EXPECT_FALSE(journal.link->isOpen());
+}
+
+TEST_F(UdpLink, IsOpenedOnceHoweverOftenItIsAskedTo)
+{
+    journal.link->open();
+    open();
+    journal.link->open();
+    EXPECT_TRUE(journal.link->isOpen());
+    EXPECT_EQ(journal.opened, 1);
 }
 
 TEST_F(UdpLink, ACloseIsSilentAlsoWhileItOpensAndItOpensAgain)

@@ -4,6 +4,7 @@
 
 namespace {
 
+using biz::host::readMessage;
 using biz::host::readRequest;
 using biz::host::ReadRequest;
 using biz::host::Request;
@@ -125,4 +126,53 @@ TEST(RequestTest, TheLongestPayloadFitsALineAndOneByteMoreIsRefused)
 TEST(RequestTest, AProblemKeepsTheIdOfItsLine)
 {
     EXPECT_EQ(deviceWith(R"(,"waitMs":"soon")").id, QStringLiteral("7"));
+}
+
+TEST(RequestTest, AProblemShowsWhatKindOfValueThereIsAndNoMoreThanItsBeginning)
+{
+    EXPECT_TRUE(deviceWith(R"(,"waitMs":[1])").problem.endsWith(QStringLiteral("not an array")));
+    EXPECT_TRUE(deviceWith(R"(,"waitMs":{"ms":1})").problem.endsWith(QStringLiteral("not an object")));
+    EXPECT_TRUE(
+        deviceWith(",\"waitMs\":\"" + QByteArray(100, 'x') + '"')
+            .problem.endsWith(QStringLiteral("not \"") + QString(39, QLatin1Char('x')) + QStringLiteral("...")));
+}
+
+TEST(RequestTest, ANumberThatIsNotWithinItsBoundsIsRefused)
+{
+    EXPECT_EQ(deviceWith(R"(,"waitMs":3600000)").problem, QString());
+    EXPECT_FALSE(deviceWith(R"(,"waitMs":3600001)").problem.isEmpty());
+    EXPECT_FALSE(deviceWith(R"(,"waitMs":true)").problem.isEmpty());
+}
+
+TEST(RequestTest, ATextIsATextOfAllowedLength)
+{
+    const QByteArray key = ",\"replaceKey\":";
+    EXPECT_EQ(deviceWith(key + '"' + QByteArray(128, 'k') + '"').problem, QString());
+    EXPECT_EQ(deviceWith(key + '7').problem,
+              QStringLiteral("replaceKey: a text of at most 128 characters expected, not 7"));
+    EXPECT_FALSE(deviceWith(key + '"' + QByteArray(129, 'k') + '"').problem.isEmpty());
+    EXPECT_FALSE(device("{\"do\":\"cancel\",\"id\":\"" + QByteArray(129, 'i') + "\"}").problem.isEmpty());
+}
+
+TEST(RequestTest, BytesAreAText)
+{
+    EXPECT_FALSE(deviceWith(R"(,"data":1)").problem.isEmpty());
+    EXPECT_FALSE(device(R"({"do":"command","id":"7","head":7})").problem.isEmpty());
+    EXPECT_FALSE(device(R"({"do":"command","id":"7","head":"F1 08 03 62 01 0G"})").problem.isEmpty());
+}
+
+TEST(MessageTest, IsACommandUnlessItSaysWhatItIs)
+{
+    const ReadRequest command = readMessage(R"({"id":"a","head":"F1 08 03 62 01 00"})", ServedChannel::Device, {});
+    EXPECT_EQ(command.problem, QString());
+    EXPECT_EQ(command.request.what, Request::Do::Command);
+    EXPECT_EQ(readMessage(R"({"do":"clear"})", ServedChannel::Device, {}).request.what, Request::Do::Clear);
+}
+
+TEST(MessageTest, OfAnOsdDeviceNamesNoDevice)
+{
+    const QString device = QStringLiteral("127.1.0.1");
+    EXPECT_EQ(readMessage(R"({"id":"a","text":"hello"})", ServedChannel::Osd, device).request.osd.qsIp, device);
+    EXPECT_TRUE(readMessage(R"({"id":"a","device":"127.1.0.2"})", ServedChannel::Osd, device)
+                    .problem.startsWith(QStringLiteral("device: unknown key")));
 }
