@@ -31,6 +31,7 @@ TEST_F(DeviceHostObject, ASecondHostIsRefusedAndChangesNothing)
         EXPECT_FALSE(second.isValid());
         EXPECT_EQ(second.error(), Error::ChannelTaken);
         EXPECT_TRUE(second.errorString().contains("held")) << second.errorString().toStdString();
+        EXPECT_FALSE(second.setModel("A3"));
         EXPECT_FALSE(second.setLink(std::make_unique<FakeLink>()));
         EXPECT_FALSE(second.start());
         EXPECT_EQ(second.enqueue(command(longWaitMs)), 0U);

@@ -255,6 +255,23 @@ TEST_F(DeviceHostSettings, LinkAndCodecStayWhileItRuns)
     EXPECT_EQ(seen.outcomeOf(ticket), "answered");
 }
 
+TEST_F(DeviceHostSettings, ACodecOfTheApplicationDecidesWhatCanBeSent)
+{
+    class ShortFrames : public DemoFrameCodec
+    {
+    public:
+        bool canEncode(const model_Protocoldata &record) const override { return record.baData.size() <= 3; }
+    };
+    ASSERT_TRUE(host->setCodec(std::make_unique<ShortFrames>()));
+    answerEverything();
+    start();
+    EXPECT_EQ(host->enqueue(makeCommand(0x68, 0x12, "four")), 0U);
+    EXPECT_EQ(host->error(), Error::CannotEncode);
+    const Ticket ticket = enqueue(makeCommand(0x68, 0x12, "six"));
+    ASSERT_TRUE(waitForEnd(ticket));
+    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+}
+
 TEST_F(DeviceHostSettings, ANullCodecIsRefused)
 {
     EXPECT_FALSE(host->setCodec(nullptr));
