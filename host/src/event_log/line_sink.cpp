@@ -8,7 +8,7 @@ namespace biz::host {
 
 namespace {
 
-/** So much waits in a device that sends by itself, as a socket does: seconds of a busy host. */
+/** With more waiting in a device that sends by itself, as a socket does, nobody reads: seconds of a busy host. */
 constexpr qint64 mostHeld = 1024 * 1024;
 
 } // namespace
@@ -29,7 +29,7 @@ DeviceSink::DeviceSink(std::unique_ptr<QIODevice> device)
 
 LineSink::Result DeviceSink::write(const QByteArray &lines)
 {
-    if (m_device->bytesToWrite() + lines.size() > mostHeld) {
+    if (m_device->bytesToWrite() > mostHeld) {
         setProblem(QStringLiteral("the other side does not read"));
         return Result::IsGone;
     }

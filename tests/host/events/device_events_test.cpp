@@ -128,7 +128,17 @@ TEST_F(DeviceEventsTest, EndWithTheirHost)
     host.reset();
 
     EXPECT_TRUE(events->state().isEmpty());
+    EXPECT_TRUE(events->headLines().contains("\"device\""));
     events.reset();
+}
+
+TEST_F(DeviceEventsTest, SayWhyTheLinkIsLost)
+{
+    start();
+    link->breakDown(QStringLiteral("unplugged"));
+    ASSERT_TRUE(waitFor([this] { return told.back().link && told.back().link->state == LinkState::Lost; }));
+
+    EXPECT_TRUE(events->state().value("reason").toString().contains(QStringLiteral("unplugged")));
 }
 
 TEST_F(DeviceEventsTest, LeaveTheHostAloneWhenTheyAreGone)

@@ -40,6 +40,17 @@ TEST(EventLine, TellsTheTimeInUtcWithMilliseconds)
     EXPECT_EQ(jsonLine(event), "{\"event\":\"sent\",\"utc\":\"2026-03-01T09:08:07.006Z\",\"atMs\":12.346}\n");
 }
 
+TEST(EventLine, TellsNegativeNumbersWithTheirSign)
+{
+    Event event = eventOf(EventKind::Sent);
+    event.atMs = -0.5;
+    event.attempts = -7;
+
+    const QJsonObject line = parsed(jsonLine(event));
+    EXPECT_EQ(line.value("atMs").toDouble(), -0.5);
+    EXPECT_EQ(line.value("attempts").toInt(), -7);
+}
+
 TEST(EventLine, TellsAZeroThatIsAValue)
 {
     Event event = eventOf(EventKind::Answered);

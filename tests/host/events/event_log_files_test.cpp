@@ -94,11 +94,12 @@ public:
     QJsonObject about() const override { return {}; }
     QJsonObject state() const override { return m_state; }
 
-    void tellAt(qint64 utcMs)
+    void tellAt(qint64 utcMs, const QString &reason = {})
     {
         Event event;
         event.kind = EventKind::Opened;
         event.utcMs = utcMs;
+        event.reason = reason;
         Q_EMIT happened(event);
     }
 
@@ -258,6 +259,54 @@ TEST_F(EventLogFiles, CannotHoldUpAHostWithADeviceThatIsStuck)
     while (read(ends[0], bytes, sizeof bytes) > 0) {
     }
     close(ends[0]);
+}
+
+TEST_F(EventLogFiles, TellOfADeviceThatTakesNoMoreAndDoWithoutIt)
+{
+    auto full = std::make_unique<QFile>(QStringLiteral("/dev/full"));
+    ASSERT_TRUE(full->open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    answerEverything();
+    EventLog log(host.get());
+    int failures = 0;
+    QObject::connect(&log, &EventLog::failed, host.get(), [&] { ++failures; });
+    log.writeTo(std::move(full));
+    start();
+    ASSERT_TRUE(waitFor([&] { return failures > 0; }));
+    exchange();
+    ASSERT_TRUE(log.flush());
+    QCoreApplication::processEvents();
+
+    EXPECT_EQ(failures, 1);
+}
+
+TEST_F(EventLogFiles, LoseWhatTheyHaveNoRoomForBehindADeviceThatIsStuckAndSayHowMuch)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    auto stuck = std::make_unique<QFile>();
+    ASSERT_TRUE(stuck->open(ends[1], QIODevice::WriteOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle));
+    auto source = std::make_unique<ToldEvents>(100000); // more than a pipe holds
+    ToldEvents &told = *source;
+    auto log = std::make_unique<EventLog>(std::move(source));
+    log->writeTo(std::move(stuck));
+    EXPECT_FALSE(log->flush(50));
+    for (int i = 0; i < 10; ++i) {
+        told.tellAt(i, QString(1024 * 1024, QLatin1Char('x'))); // a few of them fill the memory of a log
+    }
+    std::string text;
+    std::thread reader([&] {
+        char bytes[65536];
+        for (ssize_t size = 1; size > 0;) {
+            size = read(ends[0], bytes, sizeof bytes);
+            text.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+        }
+    });
+    EXPECT_TRUE(log->flush(patienceMs));
+    log.reset();
+    reader.join();
+    close(ends[0]);
+
+    EXPECT_NE(text.find("\"event\":\"lost\""), std::string::npos);
 }
 
 TEST_F(EventLogFiles, MayBeADeviceOfTheApplication)

@@ -87,6 +87,31 @@ TEST_F(EventLogReaders, ThatNeverReadAreDropped)
     }));
 }
 
+TEST_F(EventLogReaders, AreTurnedAwayWhenThereAreManyAndLetInWhenOneHasGone)
+{
+    constexpr int most = 16;
+    start();
+    std::vector<std::unique_ptr<QLocalSocket>> readers;
+    for (int reader = 0; reader < most; ++reader) {
+        readers.push_back(std::make_unique<QLocalSocket>());
+        connectReader(readers.back().get());
+    }
+    QLocalSocket further;
+    ASSERT_TRUE(waitForConnection(&further, socketPath()));
+    EXPECT_TRUE(waitFor([&] { return further.state() == QLocalSocket::UnconnectedState; }));
+
+    readers.pop_back();
+    EXPECT_TRUE(waitFor([&] {
+        QLocalSocket next; // which is turned away until the log has noticed
+        QByteArray told;
+        return waitForConnection(&next, socketPath()) && waitFor([&] {
+                   told += next.readAll();
+                   return told.contains("\"state\"") || next.state() == QLocalSocket::UnconnectedState;
+               }) &&
+               told.contains("\"state\"");
+    }));
+}
+
 TEST_F(EventLogReaders, MayComeAndGo)
 {
     start();

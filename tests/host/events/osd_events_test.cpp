@@ -62,7 +62,8 @@ protected:
         return waitFor([this] { return !told.empty() && outcomeOf(told.back().kind).has_value(); });
     }
 
-    OsdHost host;
+    std::unique_ptr<OsdHost> owned = std::make_unique<OsdHost>();
+    OsdHost &host = *owned;
     PlayedNetwork *network = nullptr;
     std::unique_ptr<EventSource> events = eventsOf(&host);
     std::vector<Event> told;
@@ -114,6 +115,15 @@ TEST_F(OsdEventsTest, AreWrittenByAnEventLogOfTheHost)
     EXPECT_TRUE(file.readAll().contains("\"answered\""));
 }
 
+TEST_F(OsdEventsTest, EndWithTheirHost)
+{
+    owned.reset();
+
+    EXPECT_TRUE(events->state().isEmpty());
+    EXPECT_TRUE(events->headLines().contains("\"osd\""));
+    events.reset();
+}
+
 TEST_F(OsdEventsTest, NameTheDevicesThatAreSilentAndSinceWhen)
 {
     network->answers = false;
@@ -124,6 +134,16 @@ TEST_F(OsdEventsTest, NameTheDevicesThatAreSilentAndSinceWhen)
     ASSERT_EQ(silent.size(), 1);
     EXPECT_EQ(silent.at(0).toObject().value("device").toString(), QStringLiteral("127.0.0.9"));
     EXPECT_TRUE(silent.at(0).toObject().value("silentSince").toString().endsWith(QLatin1Char('Z')));
+}
+
+TEST_F(OsdEventsTest, DoNotNameADeviceThatIsForgotten)
+{
+    network->answers = false;
+    ASSERT_NE(enqueue(), 0U);
+    ASSERT_TRUE(waitForEnd());
+    host.forget(QStringLiteral("127.0.0.9"));
+
+    EXPECT_TRUE(events->state().value("silentDevices").toArray().isEmpty());
 }
 
 } // namespace
