@@ -2,8 +2,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <utility>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEvent>
+#include <QtCore/QPointer>
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
@@ -161,12 +164,32 @@ void MqttConnection::close()
     }
 }
 
+void MqttConnection::customEvent(QEvent * /*event*/)
+{
+    std::vector<std::function<void()>> calls;
+    {
+        const std::lock_guard<std::mutex> lock(m_postedMutex);
+        calls.swap(m_posted);
+    }
+    const QPointer<MqttConnection> self(this); // a slot may destroy it
+    for (const auto &call : calls) {
+        if (!self) {
+            return;
+        }
+        call();
+    }
+}
+
 // --- On the connection's thread ---------------------------------------------------------------
 
-template<typename Call>
-void MqttConnection::post(Call call)
+// By a lock of its own: those inside Qt's queue of events are hidden from the thread sanitizer.
+void MqttConnection::post(std::function<void()> call)
 {
-    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    const std::lock_guard<std::mutex> lock(m_postedMutex);
+    m_posted.push_back(std::move(call));
+    if (m_posted.size() == 1) {
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
 }
 
 void MqttConnection::run()

@@ -2,8 +2,11 @@
 #define BIZ_GATEWAY_MQTT_CONNECTION_H
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
@@ -77,6 +80,10 @@ Q_SIGNALS:
     /** Nothing follows. */
     void ended(const biz::gateway::ConnectionEnd &end);
 
+protected:
+    /** Makes the calls that were posted. */
+    void customEvent(QEvent *event) override;
+
 private:
     void prepare();
     void prepareTls();
@@ -96,14 +103,15 @@ private:
     void onLog(int level, const char *text);
 
     /** Calls `call` on the object's thread, as long as there is the object. */
-    template<typename Call>
-    void post(Call call);
+    void post(std::function<void()> call);
 
     const BrokerSettings m_settings;
     const Introduction m_introduction;
     std::unique_ptr<mosquitto, void (*)(mosquitto *)> m_client;
     MessageInbox m_inbox;
     std::atomic<bool> m_isAbandoned{false};
+    std::mutex m_postedMutex;
+    std::vector<std::function<void()>> m_posted; ///< guarded by m_postedMutex
 
     // Of the thread.
     QElapsedTimer m_sinceStart;
