@@ -45,8 +45,20 @@ static const std::string &constructed()
     static const std::string *const one = new std::string("one"); // nothing that no test takes
     return *one;
 }
+struct Base
+{
+    Base(int first, int second, const std::string &) : sum(first + second) {}
+    int sum;
+};
+struct Derived : Base
+{
+    Derived(int number) : Base([=] { return number > 1 ? 1 : 2; }(), [] { return 3; }(), text(1)) {} // in a lambda
+};
 int main(int count, char **)
 {
+    if (Derived(0).sum + Derived(2).sum != 9) { // as it is
+        return 1;
+    }
     if (count > 1) { // one of two
         throw 1;
     }
@@ -97,8 +109,10 @@ expect 'none: a call' True 0 0
 expect 'taken by either instantiation' True 2 2
 expect 'both of two' True 2 2
 expect 'one of two' True 2 1
+expect 'as it is' True 2 1
 expect 'what only an exception' True 0 0
+expect 'in a lambda' True 2 2
 expect 'not run' False 0 0
 [ "$(python3 -c 'import json; print(sum(line["branches"].count(0) for file in json.load(open("counts.json")).values()
-                                        for line in file.values()))')" = 1 ] || fail 'more than one way is missed'
+                                        for line in file.values()))')" = 2 ] || fail 'other ways are missed, too'
 echo 'What the source decides is counted, and nothing else.'
