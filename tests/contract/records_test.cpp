@@ -13,58 +13,31 @@
 
 namespace {
 
-BIZ_HAS_TYPE(model_Protocoldata::qsText1, QString);
-BIZ_HAS_TYPE(model_Protocoldata::ucValue1, quint8);
-BIZ_HAS_TYPE(model_Protocoldata::qsText2, QString);
-BIZ_HAS_TYPE(model_Protocoldata::ucValue2, quint8);
-BIZ_HAS_TYPE(model_Protocoldata::usValue1, quint16);
-BIZ_HAS_TYPE(model_Protocoldata::usValue2, quint16);
-BIZ_HAS_TYPE(model_Protocoldata::ucValue3, quint8);
-BIZ_HAS_TYPE(model_Protocoldata::usValue3, quint16);
-BIZ_HAS_TYPE(model_Protocoldata::usValue4, quint16);
-BIZ_HAS_TYPE(model_Protocoldata::usValue5, quint16);
-BIZ_HAS_TYPE(model_Protocoldata::ucHead, unsigned char[7]);
-BIZ_HAS_TYPE(model_Protocoldata::iWaitTime, qint32);
-BIZ_HAS_TYPE(model_Protocoldata::qsText3, QString);
-BIZ_HAS_TYPE(model_Protocoldata::baData, QByteArray);
-BIZ_HAS_TYPE(model_Protocoldata::ucValue4, quint8);
-BIZ_HAS_TYPE(model_Protocoldata::nTag, quint32);
-
-static_assert(std::is_standard_layout<model_Protocoldata>::value, "the places below need it");
-BIZ_LIES_AT(model_Protocoldata, qsText1, 0);
-BIZ_LIES_AT(model_Protocoldata, ucValue1, 8, 24);
-BIZ_LIES_AT(model_Protocoldata, qsText2, 16, 32);
-BIZ_LIES_AT(model_Protocoldata, ucValue2, 24, 56);
-BIZ_LIES_AT(model_Protocoldata, usValue1, 26, 58);
-BIZ_LIES_AT(model_Protocoldata, usValue2, 28, 60);
-BIZ_LIES_AT(model_Protocoldata, ucValue3, 30, 62);
-BIZ_LIES_AT(model_Protocoldata, usValue3, 32, 64);
-BIZ_LIES_AT(model_Protocoldata, usValue4, 34, 66);
-BIZ_LIES_AT(model_Protocoldata, usValue5, 36, 68);
-BIZ_LIES_AT(model_Protocoldata, ucHead, 38, 70);
-BIZ_LIES_AT(model_Protocoldata, iWaitTime, 48, 80);
-BIZ_LIES_AT(model_Protocoldata, qsText3, 56, 88);
-BIZ_LIES_AT(model_Protocoldata, baData, 64, 112);
-BIZ_LIES_AT(model_Protocoldata, ucValue4, 72, 136);
-BIZ_LIES_AT(model_Protocoldata, nTag, 76, 140);
+BIZ_HOLDS(model_Protocoldata, qsText1, (0), QString);
+BIZ_HOLDS(model_Protocoldata, ucValue1, (8, 24), quint8);
+BIZ_HOLDS(model_Protocoldata, qsText2, (16, 32), QString);
+BIZ_HOLDS(model_Protocoldata, ucValue2, (24, 56), quint8);
+BIZ_HOLDS(model_Protocoldata, usValue1, (26, 58), quint16);
+BIZ_HOLDS(model_Protocoldata, usValue2, (28, 60), quint16);
+BIZ_HOLDS(model_Protocoldata, ucValue3, (30, 62), quint8);
+BIZ_HOLDS(model_Protocoldata, usValue3, (32, 64), quint16);
+BIZ_HOLDS(model_Protocoldata, usValue4, (34, 66), quint16);
+BIZ_HOLDS(model_Protocoldata, usValue5, (36, 68), quint16);
+BIZ_HOLDS(model_Protocoldata, ucHead, (38, 70), unsigned char[7]);
+BIZ_HOLDS(model_Protocoldata, iWaitTime, (48, 80), qint32);
+BIZ_HOLDS(model_Protocoldata, qsText3, (56, 88), QString);
+BIZ_HOLDS(model_Protocoldata, baData, (64, 112), QByteArray);
+BIZ_HOLDS(model_Protocoldata, ucValue4, (72, 136), quint8);
+BIZ_HOLDS(model_Protocoldata, nTag, (76, 140), quint32);
 BIZ_HAS_SIZE(model_Protocoldata, 80, 144);
 
-BIZ_HAS_TYPE(model_OsdParam::ucOsdHead, unsigned char[11]);
-BIZ_HAS_TYPE(model_OsdParam::qsIp, QString);
-BIZ_HAS_TYPE(model_OsdParam::ucOsdFlag, quint8);
-BIZ_HAS_TYPE(model_OsdParam::iWaitTime, qint32);
-BIZ_HAS_TYPE(model_OsdParam::qsOsdText, QString);
-BIZ_HAS_TYPE(model_OsdParam::baData, QByteArray);
-BIZ_HAS_TYPE(model_OsdParam::nTag, quint32);
-
-static_assert(std::is_standard_layout<model_OsdParam>::value, "the places below need it");
-BIZ_LIES_AT(model_OsdParam, ucOsdHead, 0);
-BIZ_LIES_AT(model_OsdParam, qsIp, 16);
-BIZ_LIES_AT(model_OsdParam, ucOsdFlag, 24, 40);
-BIZ_LIES_AT(model_OsdParam, iWaitTime, 28, 44);
-BIZ_LIES_AT(model_OsdParam, qsOsdText, 32, 48);
-BIZ_LIES_AT(model_OsdParam, baData, 40, 72);
-BIZ_LIES_AT(model_OsdParam, nTag, 48, 96);
+BIZ_HOLDS(model_OsdParam, ucOsdHead, (0), unsigned char[11]);
+BIZ_HOLDS(model_OsdParam, qsIp, (16), QString);
+BIZ_HOLDS(model_OsdParam, ucOsdFlag, (24, 40), quint8);
+BIZ_HOLDS(model_OsdParam, iWaitTime, (28, 44), qint32);
+BIZ_HOLDS(model_OsdParam, qsOsdText, (32, 48), QString);
+BIZ_HOLDS(model_OsdParam, baData, (40, 72), QByteArray);
+BIZ_HOLDS(model_OsdParam, nTag, (48, 96), quint32);
 BIZ_HAS_SIZE(model_OsdParam, 56, 104);
 
 template<typename Record>

@@ -25,13 +25,17 @@ constexpr std::size_t inThisQt(std::size_t withEither)
 #define BIZ_HAS_TYPE(expression, ...)                                                                                  \
     static_assert(std::is_same<decltype(expression), __VA_ARGS__>::value, #expression " is not " #__VA_ARGS__)
 
-/** Where a field lies on platforms with 64-bit pointers: with Qt 5 and with Qt 6, or one place with either. */
-#define BIZ_LIES_AT(type, field, ...)                                                                                  \
-    static_assert(sizeof(void *) != 8 || offsetof(type, field) == biz::test::inThisQt(__VA_ARGS__), #field " has "     \
-                                                                                                           "moved")
+/**
+ * A field's exact type, and where it lies on platforms with 64-bit pointers: `places` is (with Qt 5, with Qt 6), or one
+ * place with either.
+ */
+#define BIZ_HOLDS(type, field, places, ...)                                                                            \
+    BIZ_HAS_TYPE(type::field, __VA_ARGS__);                                                                            \
+    static_assert(sizeof(void *) != 8 || offsetof(type, field) == biz::test::inThisQt places, #field " has moved")
 
-/** The size of a structure there. */
+/** The size of a structure there, whose fields lie where BIZ_HOLDS says. */
 #define BIZ_HAS_SIZE(type, ...)                                                                                        \
+    static_assert(std::is_standard_layout<type>::value, "offsets need it");                                            \
     static_assert(sizeof(void *) != 8 || sizeof(type) == biz::test::inThisQt(__VA_ARGS__),                             \
                   "a field of " #type " was added or removed")
 
