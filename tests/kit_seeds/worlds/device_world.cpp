@@ -1,7 +1,5 @@
 #include <kit_seeds/worlds/device_world.h>
 
-#include <QtCore/QTimer>
-
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <host/reply_words.h>
 
@@ -55,7 +53,7 @@ constexpr ChannelHabits habits{2, 4, soonestGiveUp, latestEnd};
 } // namespace
 
 DeviceWorld::DeviceWorld(Dice &dice, testkit::TestClock &clock)
-    : World(dice, clock, habits)
+    : HostWorld(dice, clock, habits)
 {
     m_device.setReplyDelay(milliseconds(dice.below(30)));
     QObject::connect(&m_device, &testkit::SimulatedDevice::commandReceived, &m_context,
@@ -70,8 +68,7 @@ DeviceWorld::~DeviceWorld()
 
 void DeviceWorld::makeHost()
 {
-    m_host = std::make_unique<host::DeviceHost>();
-    m_totals = Totals(&m_violation);
+    replaceHost();
     m_isSkipping = false;
     m_whileDown = WhileDown::FailFast;
     m_defaultWaitMs = firstWaitMs;
@@ -82,12 +79,6 @@ void DeviceWorld::makeHost()
     m_lineChangedAt = never;
     auto link = std::make_unique<WatchedLink>(m_device.makeLink(), this);
     m_link = link.get();
-    m_host->setMayWrite([this] {
-        if (!m_isReady) {
-            m_ledger.noteHindered();
-        }
-        return m_isReady;
-    });
     const bool isReady = m_host->setModel(QStringLiteral("A2")) && m_host->setLink(std::move(link)) &&
                          m_host->setDefaultWaitTime(m_defaultWaitMs);
     if (!isReady || !m_host->start()) {
@@ -99,9 +90,6 @@ void DeviceWorld::makeHost()
 void DeviceWorld::connectHost()
 {
     using host::DeviceHost;
-    const auto on = [this](auto signal, auto slot) {
-        QObject::connect(m_host.get(), signal, &m_context, slot);
-    };
     on(&DeviceHost::ended, [this](Ticket ticket, const auto &result) { noteEnded(ticket, result, false); });
     on(&DeviceHost::sent, [this](Ticket ticket, int attempt) {
         m_ledger.toldSent(ticket, attempt);
@@ -121,20 +109,6 @@ void DeviceWorld::connectHost()
     on(&DeviceHost::late, [this] { m_totals.toldLate(); });
     on(&DeviceHost::duplicate, [this] { m_totals.toldDuplicate(); });
     on(&DeviceHost::foreign, [this] { m_totals.toldForeign(); });
-}
-
-void DeviceWorld::end()
-{
-    if (!m_host) {
-        return;
-    }
-    m_isStopping = true;
-    m_host.reset();
-    m_isStopping = false;
-    m_ledger.endAll(Outcome::Stopped);
-    // What callbacks hear of the end of the host comes by events.
-    m_clock.advance(milliseconds(1));
-    m_ledger.closeBook();
 }
 
 // --- What happens -----------------------------------------------------------------------------
@@ -221,22 +195,10 @@ void DeviceWorld::setSettleTime(int ms)
 
 void DeviceWorld::stopAndStart()
 {
-    look();
-    m_totals.noteRepliesLost(repliesUnderWay());
-    const quint64 before = counters().stopped;
-    m_isStopping = true;
-    const host::StopReport report = m_host->stop();
-    m_isStopping = false;
-    look();
-    m_ledger.endAll(Outcome::Stopped);
-    m_violation.require(report.clean(), "a stop was not clean");
-    m_violation.require(pending() == 0 && counters().stopped - before == static_cast<quint64>(report.pending),
-                        "a stop did not end what was pending");
+    stop();
     m_answeredAt = never;
     m_lineChangedAt = never;
-    if (!m_host->start()) {
-        m_violation.note("no start after a stop: " + m_host->errorString().toStdString());
-    }
+    start();
 }
 
 void DeviceWorld::changeSettings()
@@ -283,22 +245,11 @@ void DeviceWorld::breakSomething()
     if (what < kinds) {
         m_device.failNext(static_cast<testkit::FaultKind>(what), m_dice.between(1, 3));
     } else if (what < kinds + 2) {
-        fillLink();
+        if (m_link) {
+            fill(m_link.data(), 500);
+        }
     } else {
         m_device.setPower(what == kinds + 2);
-    }
-}
-
-void DeviceWorld::fillLink()
-{
-    if (m_link) {
-        m_ledger.noteHindered();
-        m_link->setFull(true);
-        QTimer::singleShot(m_dice.between(5, 500), m_link.data(), [this, link = m_link.data()] {
-            m_ledger.noteHindered();
-            m_movedAt = now();
-            link->setFull(false);
-        });
     }
 }
 
@@ -391,17 +342,11 @@ void DeviceWorld::beforeReceived(const QByteArray &bytes)
 
 void DeviceWorld::noteEnded(Ticket ticket, const host::CommandResult &result, bool isCallback)
 {
-    const ToldEnd end{ticket,          result.outcome, result.supersededBy, result.reply.baData, result.roundTripMs,
-                      result.attempts, result.reason};
     if (m_host && !m_isStopping) {
         look();
     }
-    if (isCallback) {
-        noteCallback(end);
-    } else {
-        noteEnd(end);
-    }
-    if (end.outcome == Outcome::Answered && isCallback) {
+    tell(ticket, result, isCallback);
+    if (result.outcome == Outcome::Answered && isCallback) {
         noteAnswer(m_ledger.answerOf(ticket));
     }
     m_movedAt = now();

@@ -1,12 +1,10 @@
 #ifndef BIZ_KIT_SEEDS_DEVICE_WORLD_H
 #define BIZ_KIT_SEEDS_DEVICE_WORLD_H
 
-#include <memory>
-
 #include <QtCore/QPointer>
 
+#include <kit_seeds/worlds/host_world.h>
 #include <kit_seeds/worlds/watched_link.h>
-#include <kit_seeds/worlds/world.h>
 
 #include <host/device_host.h>
 #include <testkit/simulated_device.h>
@@ -14,23 +12,18 @@
 namespace biz::kit_seeds {
 
 /** The device channel. */
-class DeviceWorld final : public World, public WatchedLink::Watcher
+class DeviceWorld final : public HostWorld<host::DeviceHost>, public WatchedLink::Watcher
 {
 public:
     DeviceWorld(Dice &dice, testkit::TestClock &clock);
     ~DeviceWorld() override;
 
     void check() override;
-    void end() override;
 
 private:
     // --- The host
-    host::Counters counters() const override { return m_host->counters(); }
-    int pending() const override { return m_host->pending(); }
-    int waiting() const override { return m_host->waiting(); }
     int repliesUnderWay() const override { return m_host->repliesUnderWay(); }
     host::Ticket enqueue(Given &given) override;
-    bool cancel(host::Ticket ticket) override { return m_host->cancel(ticket); }
     bool isLost() const override { return m_host->linkStatus().state == host::LinkState::Lost; }
     bool isFailingFast() const override { return m_whileDown == host::WhileDown::FailFast; }
     host::Outcome endOfGiven() const override;
@@ -47,7 +40,6 @@ private:
     void stopAndStart();
     void changeSettings();
     void breakSomething();
-    void fillLink();
 
     // --- What is seen
     void beforeOpen() override;
@@ -70,15 +62,10 @@ private:
     testkit::SimulatedDevice m_device;
     host::DemoFrameCodec m_commandCodec;
     host::DemoFrameCodec m_replyCodec;
-    QObject m_context;
-    std::unique_ptr<host::DeviceHost> m_host;
     QPointer<WatchedLink> m_link;
 
-    bool m_isReady = true; ///< what the host hears when it asks whether it may write
     bool m_isSkipping = false;
-    bool m_isStopping = false;
     host::WhileDown m_whileDown = host::WhileDown::FailFast;
-    int m_defaultWaitMs = 0;
     int m_toldWaiting = 0;
 
     // Quiet times.
@@ -97,7 +84,6 @@ private:
     nanoseconds m_leftAt = never;    ///< when that last was another number
     nanoseconds m_idleSince = never; ///< since then a command could be written
     nanoseconds m_lastWriteAt = never;
-    nanoseconds m_movedAt = never; ///< last write, or change of what a write depends on
 };
 
 } // namespace biz::kit_seeds

@@ -1,7 +1,5 @@
 #include <kit_seeds/worlds/osd_world.h>
 
-#include <QtCore/QTimer>
-
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
 #include <host/osd_datagram_codec.h>
 
@@ -51,7 +49,7 @@ public:
 } // namespace
 
 OsdWorld::OsdWorld(Dice &dice, testkit::TestClock &clock)
-    : World(dice, clock, habits)
+    : HostWorld(dice, clock, habits)
     , m_devices(QStringLiteral("10.0.0.1"), deviceCount)
 {
     m_devices.setReplyDelay(milliseconds(dice.below(30)));
@@ -65,8 +63,7 @@ OsdWorld::~OsdWorld()
 
 void OsdWorld::makeHost()
 {
-    m_host = std::make_unique<host::OsdHost>();
-    m_totals = Totals(&m_violation);
+    replaceHost();
     m_forgotten = {};
     m_heardAt.clear();
     m_idleSince.clear();
@@ -74,12 +71,6 @@ void OsdWorld::makeHost()
     m_defaultWaitMs = firstWaitMs;
     auto transport = std::make_unique<WatchedTransport>(m_devices.makeTransport(), this);
     m_transport = transport.get();
-    m_host->setMayWrite([this] {
-        if (!m_isReady) {
-            m_ledger.noteHindered();
-        }
-        return m_isReady;
-    });
     if (!m_host->setTransport(std::move(transport)) || !m_host->setReplyMatcher(std::make_unique<MarkMatcher>()) ||
         !m_host->start()) {
         m_violation.note("no host: " + m_host->errorString().toStdString());
@@ -90,9 +81,6 @@ void OsdWorld::makeHost()
 void OsdWorld::connectHost()
 {
     using host::OsdHost;
-    const auto on = [this](auto signal, auto slot) {
-        QObject::connect(m_host.get(), signal, &m_context, slot);
-    };
     on(&OsdHost::ended, [this](Ticket ticket, const auto &result) { noteEnded(ticket, result, false); });
     on(&OsdHost::sent, [this](Ticket ticket) {
         m_ledger.toldSent(ticket, 1);
@@ -105,19 +93,6 @@ void OsdWorld::connectHost()
     });
     on(&OsdHost::duplicate, [this] { m_totals.toldDuplicate(); });
     on(&OsdHost::foreign, [this] { m_totals.toldForeign(); });
-}
-
-void OsdWorld::end()
-{
-    if (!m_host) {
-        return;
-    }
-    m_isStopping = true;
-    m_host.reset();
-    m_isStopping = false;
-    m_ledger.endAll(Outcome::Stopped);
-    m_clock.advance(milliseconds(1));
-    m_ledger.closeBook();
 }
 
 QString OsdWorld::anyDevice()
@@ -204,20 +179,9 @@ void OsdWorld::forget(const QString &device)
 
 void OsdWorld::stopAndStart()
 {
-    look();
-    const quint64 before = counters().stopped;
-    m_isStopping = true;
-    const host::StopReport report = m_host->stop();
-    m_isStopping = false;
-    look();
-    m_ledger.endAll(Outcome::Stopped);
-    m_violation.require(report.clean(), "a stop was not clean");
-    m_violation.require(pending() == 0 && counters().stopped - before == static_cast<quint64>(report.pending),
-                        "a stop did not end what was pending");
+    stop();
     m_movedAt = now();
-    if (!m_host->start()) {
-        m_violation.note("no start after a stop: " + m_host->errorString().toStdString());
-    }
+    start();
 }
 
 void OsdWorld::changeSettings()
@@ -246,24 +210,13 @@ void OsdWorld::breakSomething()
     const int what = m_dice.below(kinds + 4);
     journal.tell("OSD misfortune %d", what);
     if (what >= kinds + 2) {
-        fillTransport();
+        fill(m_transport.data(), 1500);
     } else if (what >= kinds) {
         m_transport->refuse(m_dice.between(1, 2));
     } else if (static_cast<testkit::FaultKind>(what) != testkit::FaultKind::Close) {
         // Those that an OSD device has; others leave its reply as it is.
         m_devices.failNext(anyDevice(), static_cast<testkit::FaultKind>(what), m_dice.between(1, 3));
     }
-}
-
-void OsdWorld::fillTransport()
-{
-    m_ledger.noteHindered();
-    m_transport->setFull(true);
-    QTimer::singleShot(m_dice.between(5, 1500), m_transport.data(), [this, transport = m_transport.data()] {
-        m_ledger.noteHindered();
-        m_movedAt = now();
-        transport->setFull(false);
-    });
 }
 
 void OsdWorld::repair()
@@ -339,16 +292,10 @@ void OsdWorld::afterReceived()
 
 void OsdWorld::noteEnded(Ticket ticket, const host::OsdCommandResult &result, bool isCallback)
 {
-    const ToldEnd end{ticket,          result.outcome, result.supersededBy, result.reply.baData, result.roundTripMs,
-                      result.attempts, result.reason};
     if (m_host) {
         look();
     }
-    if (isCallback) {
-        noteCallback(end);
-    } else {
-        noteEnd(end);
-    }
+    tell(ticket, result, isCallback);
     m_movedAt = now();
     if (m_host) {
         disturb();

@@ -1,13 +1,11 @@
 #ifndef BIZ_KIT_SEEDS_OSD_WORLD_H
 #define BIZ_KIT_SEEDS_OSD_WORLD_H
 
-#include <map>
-#include <memory>
-
 #include <QtCore/QPointer>
+#include <map>
 
+#include <kit_seeds/worlds/host_world.h>
 #include <kit_seeds/worlds/watched_transport.h>
-#include <kit_seeds/worlds/world.h>
 
 #include <host/osd_host.h>
 #include <testkit/simulated_osd_devices.h>
@@ -15,22 +13,17 @@
 namespace biz::kit_seeds {
 
 /** The OSD channel. */
-class OsdWorld final : public World, public WatchedTransport::Watcher
+class OsdWorld final : public HostWorld<host::OsdHost>, public WatchedTransport::Watcher
 {
 public:
     OsdWorld(Dice &dice, testkit::TestClock &clock);
     ~OsdWorld() override;
 
     void check() override;
-    void end() override;
 
 private:
     // --- The host
-    host::Counters counters() const override { return m_host->counters(); }
-    int pending() const override { return m_host->pending(); }
-    int waiting() const override { return m_host->waiting(); }
     host::Ticket enqueue(Given &given) override;
-    bool cancel(host::Ticket ticket) override { return m_host->cancel(ticket); }
 
     // --- What happens
     void act() override;
@@ -42,7 +35,6 @@ private:
     void stopAndStart();
     void changeSettings();
     void breakSomething();
-    void fillTransport();
     QString anyDevice();
     host::Counters countersOf(const QString &device) const;
 
@@ -60,18 +52,12 @@ private:
     void checkChannel();
 
     testkit::SimulatedOsdDevices m_devices;
-    QObject m_context;
-    std::unique_ptr<host::OsdHost> m_host;
     QPointer<WatchedTransport> m_transport;
-    bool m_isReady = true; ///< what the host hears when it asks whether it may send
-    bool m_isStopping = false;
-    int m_defaultWaitMs = 0;
     quint64 m_answersExpected = 0;
     host::Counters m_forgotten;                 ///< of devices that the host has forgotten
     std::map<QString, nanoseconds> m_idleSince; ///< since then a command could be sent to the device
     std::map<QString, nanoseconds> m_heardAt;   ///< of each device that the host knows
     nanoseconds m_heldSince = never;            ///< since then a command that is taken could have been sent
-    nanoseconds m_movedAt = never;              ///< last change of what sending depends on
 };
 
 } // namespace biz::kit_seeds
