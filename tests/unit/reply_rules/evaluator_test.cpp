@@ -106,7 +106,7 @@ TEST(Judge, AcceptsWithoutARule)
     EXPECT_TRUE(verdict.accepted());
 }
 
-TEST(ModelOfDeviceType, KnowsTheSevenCodesOnly)
+TEST(ModelOfDeviceType, KnowsTheCodesOfTheModelsOnly)
 {
     for (const CheckedModel &model : checkedModels()) {
         EXPECT_EQ(modelOfDeviceType(model.deviceType), model.model) << model.name;
