@@ -67,6 +67,16 @@ TEST(RoundTrips, PercentilesAreWithinTheDocumentedPrecision)
     EXPECT_DOUBLE_EQ(trips.max(), *std::max_element(times.begin(), times.end()));
 }
 
+TEST(RoundTrips, APercentileOfFewIsTheFirstThatReachesIt)
+{
+    RoundTrips trips;
+    for (const double ms : {1.0, 10.0, 100.0}) {
+        trips.add(ms);
+    }
+    EXPECT_NEAR(trips.median(), 10.0, 10.0 * precision);
+    EXPECT_NEAR(trips.percentile(99), 100.0, 100.0 * precision);
+}
+
 TEST(RoundTrips, TimesBeyondTheClassesAreCountedAtTheirEnds)
 {
     RoundTrips trips;
@@ -97,6 +107,16 @@ TEST(RoundTrips, OfTwoThatArePutTogetherNothingIsLost)
     for (const int percent : {1, 50, 99}) {
         EXPECT_DOUBLE_EQ(fast.percentile(percent), all.percentile(percent)) << percent;
     }
+}
+
+TEST(RoundTrips, OfTwoThatArePutTogetherTheFastestIsThatOfEither)
+{
+    RoundTrips fast;
+    RoundTrips slow;
+    fast.add(1.0);
+    slow.add(5.0);
+    slow += fast;
+    EXPECT_DOUBLE_EQ(slow.min(), 1.0);
 }
 
 TEST(RoundTrips, OfNoneAddNothing)
@@ -153,6 +173,15 @@ TEST(Statistics, ASnapshotHoldsQueueRoundTripsAndTheLastSighting)
     EXPECT_DOUBLE_EQ(copy.roundTripMaxMs, 100.0);
 }
 
+TEST(Statistics, RefusedBytesAddUp)
+{
+    Statistics statistics;
+    statistics.noteRefused(3);
+    statistics.noteRefused(4);
+    EXPECT_EQ(statistics.snapshot().refusedFrames, 2U);
+    EXPECT_EQ(statistics.snapshot().refusedBytes, 7U);
+}
+
 TEST(Statistics, RulesBeyondTheBoundAreCountedTogether)
 {
     Statistics statistics;
@@ -197,6 +226,7 @@ TEST(CommandHistory, ALongOneKeepsItsBeginningAndItsEndAndSaysWhatIsLeftOut)
     ASSERT_EQ(events.size(), maxCommandEvents);
     EXPECT_EQ(events.first().text, QStringLiteral("queued behind 7"));
     EXPECT_EQ(events[1].text, QStringLiteral("0"));
+    EXPECT_EQ(events[events.size() - 2].text, QStringLiteral("998"));
     EXPECT_EQ(events.last().text, QStringLiteral("999"));
     EXPECT_EQ(events[maxCommandEvents / 2].text,
               QStringLiteral("%1 events are left out").arg(many - (maxCommandEvents - 2)));
