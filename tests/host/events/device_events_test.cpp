@@ -100,6 +100,36 @@ TEST_F(DeviceEventsTest, NameItAfterItsEndToo)
     EXPECT_EQ(told.back().id, QStringLiteral("7"));
 }
 
+TEST_F(DeviceEventsTest, TellOfAReplyAfterTheEndWithTheTimeSince)
+{
+    start();
+    const Ticket ticket = enqueue(command(shortWaitMs));
+    ASSERT_TRUE(waitForEnd(ticket));
+
+    link->reply(link->commands.back());
+    ASSERT_TRUE(waitFor([&] { return told.back().kind == EventKind::Late; }));
+    EXPECT_EQ(told.back().ticket, ticket);
+    EXPECT_GE(told.back().afterEndMs.value_or(-1.0), 0.0);
+}
+
+TEST_F(DeviceEventsTest, TellOfBytesThatAreNoFrame)
+{
+    start();
+    link->sendGarbage();
+
+    ASSERT_TRUE(waitFor([&] { return told.back().kind == EventKind::Refused; }));
+    EXPECT_GT(told.back().bytes.value_or(0), 0);
+    EXPECT_FALSE(told.back().reason.isEmpty());
+}
+
+TEST_F(DeviceEventsTest, TellOfAReplyThatNobodyAskedFor)
+{
+    start();
+    link->reply(command(longWaitMs));
+
+    ASSERT_TRUE(waitFor([&] { return told.back().kind == EventKind::Foreign; }));
+}
+
 TEST_F(DeviceEventsTest, HaveTheReplyInTheEndOfAnAnsweredCommand)
 {
     link->onCommand = [this](const model_Protocoldata &command) {

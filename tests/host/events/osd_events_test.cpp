@@ -20,11 +20,13 @@ class PlayedNetwork : public DatagramTransport
 {
 public:
     bool answers = true;
+    QByteArray last; ///< what was sent, which is also its own reply
 
     QString open(const QHostAddress & /*local*/) override { return {}; }
     void close() override {}
     SendResult send(const QHostAddress &device, quint16 /*port*/, const QByteArray &datagram) override
     {
+        last = datagram;
         if (answers) {
             QMetaObject::invokeMethod(
                 this, [=] { Q_EMIT received(device, datagram); }, Qt::QueuedConnection);
@@ -100,6 +102,24 @@ TEST_F(OsdEventsTest, TellOfDatagramsThatBelongToNoCommandAndOfThoseThatHoldNone
     EXPECT_EQ(refused.device, stranger.toString());
     EXPECT_EQ(refused.bytes, 4);
     EXPECT_FALSE(refused.reason.isEmpty());
+}
+
+TEST_F(OsdEventsTest, TellOfASecondReplyAndOfOneAfterTheEnd)
+{
+    const QHostAddress device(QStringLiteral("127.0.0.9"));
+    const Ticket answered = enqueue();
+    ASSERT_TRUE(waitForEnd());
+    Q_EMIT network->received(device, network->last);
+    ASSERT_TRUE(waitFor([this] { return told.back().kind == EventKind::Duplicate; }));
+    EXPECT_EQ(told.back().ticket, answered);
+
+    network->answers = false;
+    const Ticket givenUp = enqueue();
+    ASSERT_TRUE(waitForEnd());
+    Q_EMIT network->received(device, network->last);
+    ASSERT_TRUE(waitFor([this] { return told.back().kind == EventKind::Late; }));
+    EXPECT_EQ(told.back().ticket, givenUp);
+    EXPECT_GE(told.back().afterEndMs.value_or(-1.0), 0.0);
 }
 
 TEST_F(OsdEventsTest, AreWrittenByAnEventLogOfTheHost)
