@@ -1,5 +1,7 @@
 #include <common/files/input_file.h>
 
+#include <cstdio>
+
 #include <unistd.h>
 
 #include <QtCore/QFileInfo>
@@ -48,10 +50,14 @@ void openForReading(QFile &file, const QString &path)
     }
 }
 
+// The class does not tell that a line of a stream could not be read; the stream knows, and nothing was called since.
 void requireGood(const QFile &file, const QString &name)
 {
     if (file.error() != QFileDevice::NoError) {
         failToRead(name, file.errorString());
+    }
+    if (file.handle() == STDIN_FILENO && std::ferror(stdin) != 0) {
+        failToRead(name, qt_error_string());
     }
 }
 

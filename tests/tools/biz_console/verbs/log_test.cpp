@@ -186,6 +186,15 @@ TEST_F(ConsoleLog, AFileThatCannotBeReadToItsEndIsBadInput)
     EXPECT_EQ(console.errors(), "biz_console: /proc/self/mem: cannot be read: Input/output error\n");
 }
 
+TEST_F(ConsoleLog, AStandardInputThatIsClosedIsBadInput)
+{
+    QProcess shell;
+    shell.start("/bin/sh", {"-c", R"("$0" log - <&-)", QStringLiteral(BIZ_CONSOLE)});
+    ASSERT_TRUE(shell.waitForFinished());
+    EXPECT_EQ(shell.exitCode(), 2);
+    EXPECT_EQ(shell.readAllStandardError(), "biz_console: standard input: cannot be read: Bad file descriptor\n");
+}
+
 TEST_F(ConsoleLog, ALineWithoutAnEndDoesNotTakeAllMemory)
 {
     constexpr int tooLong = 5'000'000;
