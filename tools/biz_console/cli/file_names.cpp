@@ -58,6 +58,11 @@ QString FileNames::written(const QString &option, const QString &name)
     if (name.isEmpty()) {
         throw tools::UsageError(QStringLiteral("--%1: the name of a file expected, not an empty one").arg(option));
     }
+    if (name == QLatin1String("-")) {
+        throw tools::UsageError(
+            QStringLiteral("--%1: the name of a file expected, not '-': it is not written to the standard output")
+                .arg(option));
+    }
     for (const Taken &each : m_taken) {
         requireOtherFile(option, name, each.name, each.what);
     }

@@ -30,6 +30,20 @@ TEST_F(ConsoleMetrics, FileIsNotThatOfTheSession)
         << console.errors().toStdString();
 }
 
+TEST_F(ConsoleMetrics, FileHasANameAndIsNotTheStandardOutput)
+{
+    for (const char *option : {"--metrics", "--record", "--record-on-failure", "--junit"}) {
+        RunningConsole console(runArguments(session(getVolume), "tcp://127.0.0.1:1") + QStringList{option, "-"}, {},
+                               folder.path());
+        EXPECT_EQ(console.exitStatus(), 2);
+        EXPECT_EQ(console.errors(), QStringLiteral("biz_console: %1: the name of a file expected, not '-': it is not "
+                                                   "written to the standard output\n"
+                                                   "Try 'biz_console run --help'.\n")
+                                        .arg(option));
+        EXPECT_FALSE(QFile::exists(file("-")));
+    }
+}
+
 TEST_F(ConsoleMetrics, FileThatCannotBeWrittenStopsTheRunBeforeItBegins)
 {
     FakeDevice device(FakeDevice::echo);
