@@ -107,7 +107,7 @@ int statusOf(int status, const Output &output)
 {
     output.out.flush();
     if (status == AsExpected && hasFailed(output.out)) {
-        output.err << "biz_console: " << outputFailedText() << '\n';
+        output.err << "biz_console: " << biz::tools::outputFailedText() << '\n';
         return NotAsExpected;
     }
     return status;

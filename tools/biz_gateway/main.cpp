@@ -23,12 +23,14 @@ using biz::tools::UsageError;
 enum ExitStatus {
     Success = 0,
     JournalFailed = 1,
+    OutputFailed = 1,
     BadUsage = 2,
     TakenOver = 3,
 };
 
 struct Options
 {
+    QString text; ///< to be printed instead of serving, unless it is empty
     QString configFile;
     QString stateFolder;
     bool onlyChecks = false;
@@ -76,9 +78,9 @@ QString defaultStateFolder()
     return folder.isEmpty() ? QStringLiteral("/var/lib/biz-gateway") : folder;
 }
 
-/** Ends the process itself where a text was asked for. */
 Options readOptions()
 {
+    Options options;
     QCommandLineParser parser;
     describe(parser);
     const QStringList arguments = QCoreApplication::arguments();
@@ -86,15 +88,16 @@ Options readOptions()
         throw UsageError(biz::tools::optionError(parser, arguments));
     }
     if (parser.isSet(QStringLiteral("help"))) {
-        parser.showHelp();
+        options.text = parser.helpText();
+        return options;
     }
     if (parser.isSet(QStringLiteral("version"))) {
-        parser.showVersion();
+        options.text = QStringLiteral("biz_gateway %1\n").arg(QStringLiteral(BIZ_GATEWAY_VERSION));
+        return options;
     }
     if (!parser.positionalArguments().isEmpty()) {
         throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
     }
-    Options options;
     options.configFile = parser.value(QStringLiteral("config"));
     if (options.configFile.isEmpty()) {
         throw UsageError(QStringLiteral("--config with a file expected"));
@@ -180,6 +183,9 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationVersion(QStringLiteral(BIZ_GATEWAY_VERSION));
     try {
         const Options options = readOptions();
+        if (!options.text.isEmpty()) {
+            return biz::tools::printText(options.text) ? Success : fail(OutputFailed, biz::tools::outputFailedText());
+        }
         const GatewayConfig config = readConfig(options.configFile);
         return options.onlyChecks ? Success : serve(options, config);
     } catch (const UsageError &error) {

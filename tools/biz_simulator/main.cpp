@@ -13,7 +13,7 @@ namespace {
 
 using namespace biz::simulator;
 
-enum ExitStatus { Success = 0, BadUsage = 2, CannotBind = 3 };
+enum ExitStatus { Success = 0, OutputFailed = 1, BadUsage = 2, CannotBind = 3 };
 
 int fail(ExitStatus status, const QString &message)
 {
@@ -54,8 +54,7 @@ int main(int argc, char **argv)
         return fail(BadUsage, error.text());
     }
     if (!line.text.isEmpty()) {
-        std::fputs(qUtf8Printable(line.text), stdout);
-        return Success;
+        return biz::tools::printText(line.text) ? Success : fail(OutputFailed, biz::tools::outputFailedText());
     }
     // Before anything listens: whoever reads that it does may send a signal at once.
     const biz::tools::StopSignals signals;

@@ -20,8 +20,8 @@ class OsdHost;
  * ends, when nobody can read the output any more, or on QCoreApplication::exit(); at most a second after that,
  * with the host stopped. Who asked for the end gets all lines as long as it goes on to read: then the second begins
  * with the last byte that was read. What it returns is for main(): 0; 1 when the host could not be started; 2 when a
- * client was there that did not read all lines in time. Qt 6's quit() ends QCoreApplication::exec() alone, and does
- * nothing here.
+ * client was there that did not read all lines in time, or when the output could not be written. Qt 6's quit() ends
+ * QCoreApplication::exec() alone, and does nothing here.
  *
  * ## Promises
  *  - Each command that is not refused has exactly one end on the output, which bears its id. Some may be missing

@@ -61,6 +61,7 @@ void LineOutput::push()
             break;
         } else if (errno != EINTR) {
             m_isGone = true;
+            m_hasFailed = errno != EPIPE && errno != ECONNRESET;
         }
     }
     if (hasLeft() || m_isGone) {

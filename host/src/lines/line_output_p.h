@@ -44,6 +44,9 @@ public:
     /** Nobody can read any more what is written. */
     bool isGone() const { return m_isGone; }
 
+    /** It is gone for another reason than that its reader has: a full disk, or a closed descriptor. */
+    bool hasFailed() const { return m_hasFailed; }
+
 Q_SIGNALS:
     /** It had been full and has left. */
     void left();
@@ -58,6 +61,7 @@ private:
     const int m_descriptor;
     bool m_isSocket;
     bool m_isGone = false;
+    bool m_hasFailed = false;
     QByteArray m_held;
     int m_begin = 0; ///< of what is held: bytes before it have left
     qint64 m_bytesLeft = 0;

@@ -210,7 +210,7 @@ void Session::tellState(EventKind kind)
 
 // --- The end ----------------------------------------------------------------------------------
 
-/** False: the client was there, and was not told all. */
+/** False: lines are missing that the client did not read, or that could not be written. */
 bool Session::stop()
 {
     beginEnd();
@@ -220,7 +220,7 @@ bool Session::stop()
     tellLost();
     tellState(EventKind::Summary);
     waitUntil([this] { return m_output.hasLeft(); });
-    return m_output.isGone() || (m_output.hasLeft() && !m_ids.hasPending());
+    return m_output.isGone() ? !m_output.hasFailed() : m_output.hasLeft() && !m_ids.hasPending();
 }
 
 void Session::beginEnd()

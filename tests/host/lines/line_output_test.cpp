@@ -1,5 +1,7 @@
 #include <lines/line_output_p.h>
 
+#include <QtCore/QFile>
+
 #include <gtest/gtest.h>
 
 #include <host/lines/pipe_ends.h>
@@ -68,6 +70,17 @@ TEST_F(LineOutputTest, AReaderThatHasGoneIsToldAndNothingIsHeldForIt)
     pipe.closeRead();
     output.write("a line\n");
     EXPECT_TRUE(isTold);
+    EXPECT_FALSE(output.hasFailed());
     output.write(longLine());
     EXPECT_FALSE(output.isFull());
+}
+
+TEST(LineOutputOfAFullDisk, IsGoneAndHasFailed)
+{
+    QFile full(QStringLiteral("/dev/full"));
+    ASSERT_TRUE(full.open(QIODevice::WriteOnly));
+    LineOutput output(full.handle());
+    output.write("a line\n");
+    EXPECT_TRUE(output.isGone());
+    EXPECT_TRUE(output.hasFailed());
 }

@@ -65,6 +65,18 @@ QString eventOf(const QJsonObject &outcome)
 
 } // namespace
 
+TEST(GatewayHelp, ThatCannotBeWrittenIsOneLineAndStatusOne)
+{
+    for (const char *option : {"--help", "--version"}) {
+        QProcess gateway;
+        gateway.setStandardOutputFile("/dev/full");
+        gateway.start(QStringLiteral(BIZ_GATEWAY), {option});
+        ASSERT_TRUE(gateway.waitForFinished());
+        EXPECT_EQ(gateway.exitCode(), 1);
+        EXPECT_EQ(gateway.readAllStandardError(), "biz_gateway: the output cannot be written\n");
+    }
+}
+
 TEST_F(GatewayAsAService, TellsItsManagerHowItStands)
 {
     addDevice("hall-1");

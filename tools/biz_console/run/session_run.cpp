@@ -5,6 +5,7 @@
 
 #include <QtCore/QCoreApplication>
 
+#include <common/files/standard_streams.h>
 #include <common/stop_signals.h>
 #include <common/units.h>
 
@@ -54,7 +55,8 @@ SessionRun::SessionRun(RunSide channel, const RunPlan &plan, QTextStream &err)
     m_look.setInterval(lookPeriodMs);
     m_report.setWhenOutputFails([this] { m_outputFails.start(0); });
     m_outputFails.setSingleShot(true); // from the event loop: a sink may hear of things inside of the host's calls
-    connect(&m_outputFails, &QTimer::timeout, this, [this] { breakOff(RunProblem::OutputFailed, outputFailedText()); });
+    connect(&m_outputFails, &QTimer::timeout, this,
+            [this] { breakOff(RunProblem::OutputFailed, tools::outputFailedText()); });
     connect(&m_look, &QTimer::timeout, this, [this] {
         if (ask([](const auto &side) { return side.repliesUnderWay(); }) == 0 && !m_isMoreToCome()) {
             QMetaObject::invokeMethod(this, &SessionRun::finishJudging, Qt::QueuedConnection);

@@ -50,8 +50,8 @@ void describe(QCommandLineParser &parser)
     parser.setApplicationDescription(QStringLiteral(
         "Takes commands as JSON lines on standard input, for one device, or for OSD devices with --osd, and prints\n"
         "what becomes of them as JSON lines. Ends with its input, within a second.\n"
-        "Exit status: 0 the input has ended, or asked for it, 1 not all lines were read in time, 2 bad usage,\n"
-        "3 the host could not be started."));
+        "Exit status: 0 the input has ended, or asked for it, 1 not all lines were read in time or could be\n"
+        "written, 2 bad usage, 3 the host could not be started."));
     parser.addPositionalArgument(QString(), QString(), QStringLiteral("serve"));
     addDeviceOption(parser);
     parser.addOption({modelOption(),
@@ -91,16 +91,20 @@ void setWait(Host &host, const QCommandLineParser &parser)
 }
 
 /** What serve() returned, to the shell. */
-ExitCode exitCodeOf(int served)
+ExitCode exitCodeOf(int served, QTextStream &err)
 {
     constexpr int cannotStart = 1;
     if (served == 0) {
         return AsExpected;
     }
-    return served == cannotStart ? LinkFailed : NotAsExpected;
+    if (served == cannotStart) {
+        return LinkFailed;
+    }
+    err << "biz_console: lines of the output could not be written, or were not read in time\n";
+    return NotAsExpected;
 }
 
-/** Serves until the input ends or a signal asks for the end. */
+/** Serves until the input ends or a signal asks for the end; what host::serve() returned. */
 template<typename Host>
 int serve(Host &host, const QCommandLineParser &parser, MetricsFile &metrics)
 {
@@ -110,9 +114,9 @@ int serve(Host &host, const QCommandLineParser &parser, MetricsFile &metrics)
     QObject::connect(&signalsToStop, &tools::StopSignals::stopRequested, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(); });
     metrics.start([&host] { return host::metricsOf(host); });
-    const int status = host::serve(host);
+    const int served = host::serve(host);
     metrics.finish();
-    return exitCodeOf(status);
+    return served;
 }
 
 int serveDevice(const QCommandLineParser &parser, MetricsFile &metrics)
@@ -162,7 +166,8 @@ int runServe(const QStringList &arguments, const Output &output)
     }
     FileNames names({});
     MetricsFile metrics(parser, output, names);
-    return parser.isSet(osdOption()) ? serveOsdDevices(parser, metrics) : serveDevice(parser, metrics);
+    const int served = parser.isSet(osdOption()) ? serveOsdDevices(parser, metrics) : serveDevice(parser, metrics);
+    return exitCodeOf(served, output.err);
 }
 
 } // namespace biz::console

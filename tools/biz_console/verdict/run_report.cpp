@@ -1,6 +1,7 @@
 #include <biz_console/verdict/run_report.h>
 
 #include <biz_console/replies/error_log_file.h>
+#include <common/files/standard_streams.h>
 #include <common/shown_text.h>
 #include <common/units.h>
 
@@ -11,11 +12,6 @@
 #include <QtCore/QFileInfo>
 
 namespace biz::console {
-
-QString outputFailedText()
-{
-    return QStringLiteral("the output cannot be written");
-}
 
 RunReport::RunReport(QTextStream &err)
     : m_err(err)
@@ -147,7 +143,7 @@ ExitCode RunReport::close(const host::Counters &counters, const QVector<OsdDevic
     tellAll([&end](EventSink &sink) { sink.ended(end); });
     m_isClosed = true;
     if (m_hasOutputFailed && end.exitCode == AsExpected) {
-        sayProblem(outputFailedText());
+        sayProblem(tools::outputFailedText());
         return NotAsExpected;
     }
     return end.exitCode;

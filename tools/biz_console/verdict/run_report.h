@@ -74,9 +74,6 @@ private:
     std::optional<RunProblem> m_problem; ///< the first one
 };
 
-/** What is said of RunProblem::OutputFailed. */
-QString outputFailedText();
-
 } // namespace biz::console
 
 #endif

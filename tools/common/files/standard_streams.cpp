@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <initializer_list>
 
 #include <fcntl.h>
@@ -28,6 +29,16 @@ void guardStandardStreams()
             static_cast<void>(taken);
         }
     }
+}
+
+bool printText(const QString &text)
+{
+    return std::fputs(qUtf8Printable(text), stdout) >= 0 && std::fflush(stdout) == 0;
+}
+
+QString outputFailedText()
+{
+    return QStringLiteral("the output cannot be written");
 }
 
 } // namespace biz::tools

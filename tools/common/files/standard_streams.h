@@ -1,6 +1,8 @@
 #ifndef BIZ_TOOLS_STANDARD_STREAMS_H
 #define BIZ_TOOLS_STANDARD_STREAMS_H
 
+#include <QtCore/QString>
+
 namespace biz::tools {
 
 /**
@@ -9,6 +11,12 @@ namespace biz::tools {
  * fail; otherwise the next file that is opened takes its place, and gets what was meant for people.
  */
 void guardStandardStreams();
+
+/** Prints the only text that a program was asked for, such as its help; false when not all of it could be written. */
+[[nodiscard]] bool printText(const QString &text);
+
+/** What to say then: a full disk has no room, or the reader has gone. */
+QString outputFailedText();
 
 } // namespace biz::tools
 

@@ -212,6 +212,18 @@ TEST_F(ConsoleServe, ASignalIsAStop)
     EXPECT_FALSE(served.find("stopped", "7").isEmpty());
 }
 
+TEST_F(ConsoleServe, AnOutputThatCannotBeWrittenIsToldAndAStatus)
+{
+    QProcess console;
+    console.setStandardInputFile(QProcess::nullDevice());
+    console.setStandardOutputFile("/dev/full");
+    console.start(QStringLiteral(BIZ_CONSOLE), {"serve", "--device", "tcp://127.0.0.1:1"});
+    ASSERT_TRUE(console.waitForFinished());
+    EXPECT_EQ(console.exitCode(), 1);
+    EXPECT_EQ(console.readAllStandardError(),
+              "biz_console: lines of the output could not be written, or were not read in time\n");
+}
+
 TEST_F(ConsoleServe, OsdCommandsNameTheirDevices)
 {
     Served served(QStringLiteral(BIZ_CONSOLE), {"serve", "--osd", "--port", "9"}, folder.path());
