@@ -31,6 +31,7 @@ expect 'biz_console run --tr' --trace
 expect 'biz_console run sess' session.json
 expect 'biz_console run session.json --record sess' session.json
 expect 'biz_console rules ' A1MAX
+expect 'biz_console show a.jsonl --event rej' rejected
 expect 'biz_simulator --model ' PVN410MAX2
 expect 'biz_simulator --outage' --outage-for
 if [ -n "${4-}" ]; then

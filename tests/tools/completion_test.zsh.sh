@@ -33,6 +33,7 @@ expect 'biz_console run --tr' --trace
 expect 'biz_console run ' FILES
 expect 'biz_console run session.json --record ' FILES
 expect 'biz_console rules ' A1MAX
+expect 'biz_console show a.jsonl --event ' rejected
 expect 'biz_simulator --model ' PVN410MAX2
 expect 'biz_simulator --outage' --outage-for
 if [ -n "${4-}" ]; then

@@ -5,7 +5,7 @@
 #
 # Nothing but the models is listed here: what there is to complete is read from the --help of the
 # program that is being typed, so that the two cannot disagree. What an option takes is told by its
-# name in the help, `--script <FILE>`, and the kinds of faults by the help's "Kinds: ...".
+# name in the help, `--script <FILE>`, the kinds of faults by the help's "Kinds: ...", and events by its "Events: ...".
 
 _biz_models=(A2 A1MAX A3 PVN410MAX K250 PVN410MAX2 A5)
 
@@ -22,6 +22,11 @@ _biz_options() {
 # The kinds of faults: "Kinds: silence, late." gives two.
 _biz_kinds() {
     tr -s ' \n' ' ' <<<"$1" | sed -nE 's/.*Kinds: ([^.]*)\..*/\1/p' | tr -d ' ' | tr ',' ' '
+}
+
+# The events that lines are of, told in the same way.
+_biz_events() {
+    tr -s ' \n' ' ' <<<"$1" | sed -nE 's/.*Events: ([^.]*)\..*/\1/p' | tr -d ' ' | tr ',' ' '
 }
 
 _biz_commands() {
@@ -72,6 +77,10 @@ _biz_value() {
     *file* | script | session* | name) _biz_offer_paths "$value" ;;
     folder | dir*) _biz_offer_paths "$value" -d ;;
     model) _biz_offer "${value^^}" "${_biz_models[@]}" ;;
+    event)
+        # shellcheck disable=SC2046
+        _biz_offer "$value" $(_biz_events "$help")
+        ;;
     n=kind)
         read -ra kinds <<<"$(_biz_kinds "$help")"
         [[ $value == *=* ]] && _biz_offer "$value" "${kinds[@]/#/${value%%=*}=}"

@@ -40,6 +40,12 @@ function __biz_tools_models
     printf '%s\n' A2 A1MAX A3 PVN410MAX K250 PVN410MAX2 A5
 end
 
+# The help tells them: "Events: sent, resent."
+function __biz_tools_events
+    string join ' ' (__biz_tools_help) | string replace -ra ' +' ' ' |
+        string replace -rf '.*Events: ([^.]*)\..*' '$1' | string split ', '
+end
+
 function __biz_tools_candidates
     set -l kind (string lower -- (__biz_tools_kind))
     switch "$kind"
@@ -47,6 +53,8 @@ function __biz_tools_candidates
             __fish_complete_path (commandline -ct)
         case folder 'dir*'
             __fish_complete_directories (commandline -ct)
+        case event
+            __biz_tools_events
         case model
             __biz_tools_models
         case ''

@@ -7,10 +7,17 @@
 
 _biz_models=(A2 A1MAX A3 PVN410MAX K250 PVN410MAX2 A5)
 
+# _biz_tools_value KIND HELP: what an option with a value of this name takes.
 _biz_tools_value() {
+    local -a events
     case ${1:l} in
     *file* | script | name) _files ;;
     folder | dir*) _files -/ ;;
+    event)
+        # The help tells them: "Events: sent, resent."
+        events=(${(s:, :)"$(tr -s ' \n' ' ' <<<"$2" | sed -nE 's/.*Events: ([^.]*)\..*/\1/p')"})
+        compadd -- $events
+        ;;
     model) compadd -M 'm:{a-z}={A-Z}' -- $_biz_models ;;
     esac
 }
@@ -32,7 +39,7 @@ _biz_tools() {
         [[ ${line%% *} == ${words[CURRENT - 1]} ]] && kind=${line#* }
     done
     if [[ -n $kind ]]; then
-        _biz_tools_value $kind
+        _biz_tools_value $kind "$help"
     elif [[ ${words[CURRENT]} == -* ]]; then
         compadd -- $options
     elif [[ ${${(f)help}[1]} == *' MODEL'* ]]; then

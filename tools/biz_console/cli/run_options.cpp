@@ -166,9 +166,9 @@ void addWatchOption(QCommandLineParser &parser)
                                                     "events. Other outputs get lines.")});
 }
 
-void addQuietOption(QCommandLineParser &parser)
+void addQuietOption(QCommandLineParser &parser, const char *stillShown)
 {
-    parser.addOption({quietOption(), QStringLiteral("Shows what was not as expected and the summary only.")});
+    parser.addOption({quietOption(), QStringLiteral("Shows %1 and the summary only.").arg(QLatin1String(stillShown))});
 }
 
 bool isQuiet(const QCommandLineParser &parser)

@@ -56,7 +56,8 @@ void requireOneForm(const QCommandLineParser &parser);
 void addOutputSink(SessionRun &run, const QCommandLineParser &parser, const Output &output,
                    const EventPrinter::Options &shown);
 
-void addQuietOption(QCommandLineParser &parser);
+/** What a quiet run shows beside its summary differs between the channels. */
+void addQuietOption(QCommandLineParser &parser, const char *stillShown);
 bool isQuiet(const QCommandLineParser &parser);
 
 } // namespace biz::console

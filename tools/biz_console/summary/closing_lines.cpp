@@ -52,9 +52,10 @@ QString verdict(const RunEnd &end)
 
 QString progressText(const RunProgress &progress)
 {
-    const QString ended = progress.isEndless
-                              ? QStringLiteral("%1 ended in %2 rounds").arg(progress.ended).arg(progress.round)
-                              : QStringLiteral("%1 of %2 ended").arg(progress.ended).arg(progress.total);
+    const QString ended =
+        progress.isEndless
+            ? QStringLiteral("%1 ended in %2").arg(QString::number(progress.ended), counted(progress.round, "round"))
+            : QStringLiteral("%1 of %2 ended").arg(progress.ended).arg(progress.total);
     return QStringLiteral("%1, %2 waiting, %3 awaiting a reply")
         .arg(ended, QString::number(progress.waiting), QString::number(progress.inFlight));
 }

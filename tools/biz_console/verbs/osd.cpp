@@ -32,7 +32,7 @@ void describe(QCommandLineParser &parser)
     parser.addOption({eventsOption(), QStringLiteral("Shows a line for each event of each device.")});
     parser.addOption({allDevicesOption(), QStringLiteral("Gives every device a row of the table of its own.")});
     addPlanOptions(parser);
-    addQuietOption(parser);
+    addQuietOption(parser, "what was not as expected");
     addJsonOption(parser);
     addWatchOption(parser);
     addRecordOptions(parser);

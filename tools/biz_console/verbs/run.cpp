@@ -20,7 +20,7 @@ int runDevice(const QStringList &arguments, const Output &output)
     addDeviceOption(parser);
     addPlanOptions(parser);
     addReconnectOption(parser);
-    addQuietOption(parser);
+    addQuietOption(parser, "what was not as expected, outages of the link");
     addJsonOption(parser);
     addWatchOption(parser);
     addRecordOptions(parser);

@@ -192,7 +192,9 @@ int runShow(const QStringList &arguments, const Output &output)
                                  QStringLiteral("show FILE"));
     parser.addOption({commandOption(), QStringLiteral("Shows the lines of this command alone, such as F1/08."),
                       QStringLiteral("codes")});
-    parser.addOption({eventOption(), QStringLiteral("Shows the lines of this event alone, such as rejected."),
+    parser.addOption({eventOption(),
+                      QStringLiteral("Shows the lines of this event alone. Events: %1.")
+                          .arg(knownEvents().join(QStringLiteral(", "))),
                       QStringLiteral("event")});
     parser.addOption({sinceOption(),
                       QStringLiteral("Shows what happened from <time> on, such as 14:00 or \"2026-11-22 14:00:30\"; "

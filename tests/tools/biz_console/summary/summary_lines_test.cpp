@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <biz_console/summary/closing_lines.h>
 #include <biz_console/summary/summary_lines.h>
 
 using namespace biz::console;
@@ -33,6 +34,16 @@ TEST(ConsoleSummary, CountsEveryKindOfEvent)
                                                               "  round trip        median 2.0 ms, maximum 3.0 ms\n"
                                                               "  commands a second 5.0 (10 in 2.00 s)\n"
                                                               "  error log         /tmp/Errorlog/20240506.log");
+}
+
+TEST(ConsoleSummary, ProgressOfARunWithoutEndCountsItsRounds)
+{
+    RunProgress progress;
+    progress.isEndless = true;
+    EXPECT_EQ(progressText(progress), "0 ended in 1 round, 0 waiting, 0 awaiting a reply");
+    progress.round = 2;
+    progress.ended = 3;
+    EXPECT_EQ(progressText(progress), "3 ended in 2 rounds, 0 waiting, 0 awaiting a reply");
 }
 
 } // namespace
