@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QDir>
+#include <QtCore/QEventLoop>
 #include <QtCore/QFile>
+#include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
 #include <QtNetwork/QNetworkDatagram>
 #include <QtNetwork/QUdpSocket>
 
@@ -42,6 +45,31 @@ protected:
     QStringList runArguments(const QString &sessionFile, const QString &url) const
     {
         return {"run", sessionFile, "--device", url, "--log-dir", file("logs")};
+    }
+
+    QByteArray contentOf(const QString &name) const
+    {
+        QFile content(file(name));
+        EXPECT_TRUE(content.open(QIODevice::ReadOnly));
+        return content.readAll();
+    }
+
+    /** The exit status of an endless run whose reader goes away after a line, as the shell prints it. */
+    QByteArray statusWithoutReader(const QStringList &arguments) const
+    {
+        QProcess shell;
+        const QString piped = QStringLiteral(R"({ "$0" "$@"; echo $? >status; } | head -1)");
+        shell.setWorkingDirectory(folder.path());
+        QEventLoop loop;
+        QObject::connect(&shell, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
+        QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+        shell.start("/bin/sh",
+                    QStringList{"-c", piped, QStringLiteral(BIZ_CONSOLE)} + arguments + QStringList{"--repeat", "0"});
+        loop.exec();
+        EXPECT_EQ(shell.state(), QProcess::NotRunning) << "it goes on commanding";
+        shell.kill();
+        shell.waitForFinished();
+        return contentOf("status");
     }
 
     QStringList errorLogs() const { return QDir(file("logs/Errorlog")).entryList(QDir::Files); }

@@ -83,6 +83,14 @@ TEST_F(ConsoleLinks, ASessionIsPlayedOverASerialLine)
     EXPECT_TRUE(console.output().contains("  answered          3\n"));
 }
 
+TEST_F(ConsoleLinks, ARunOverASerialLineEndsInOrderWhenItsReaderHasGone)
+{
+    SerialEcho device;
+    const QStringList arguments = runArguments(session(getVolume), device.url());
+    EXPECT_EQ(statusWithoutReader(arguments + QStringList{"--record", file("recording.jsonl")}), "1\n");
+    EXPECT_TRUE(contentOf("recording.jsonl").trimmed().split('\n').last().contains("\"summary\""));
+}
+
 TEST_F(ConsoleLinks, ASerialPortThatGoesAwayIsStatusThree)
 {
     SerialEcho device;

@@ -23,13 +23,6 @@ protected:
         device.send(command);
     }
 
-    QByteArray contentOf(const QString &name) const
-    {
-        QFile content(file(name));
-        EXPECT_TRUE(content.open(QIODevice::ReadOnly));
-        return content.readAll();
-    }
-
     /** That a command ends with status 1, and says why, on a full disk. */
     static void expectOutputMissed(const QStringList &arguments)
     {
@@ -46,24 +39,6 @@ protected:
             << qPrintable(arguments.join(' '));
         console.kill();
         console.waitForFinished();
-    }
-
-    /** The exit status of an endless run whose reader goes away after a line, as the shell prints it. */
-    QByteArray statusWithoutReader(const QStringList &arguments) const
-    {
-        QProcess shell;
-        const QString piped = QStringLiteral(R"({ "$0" "$@"; echo $? >status; } | head -1)");
-        shell.setWorkingDirectory(folder.path());
-        QEventLoop loop;
-        QObject::connect(&shell, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), &loop, &QEventLoop::quit);
-        QTimer::singleShot(20000, &loop, &QEventLoop::quit);
-        shell.start("/bin/sh",
-                    QStringList{"-c", piped, QStringLiteral(BIZ_CONSOLE)} + arguments + QStringList{"--repeat", "0"});
-        loop.exec();
-        EXPECT_EQ(shell.state(), QProcess::NotRunning) << "it goes on commanding";
-        shell.kill();
-        shell.waitForFinished();
-        return contentOf("status");
     }
 
     static QString lastEvent(const QByteArray &lines)
@@ -200,6 +175,13 @@ TEST_F(ConsoleVerdict, OfOneCommandIsWordedForOne)
 class ConsoleOsdVerdict : public ConsoleOsd
 {
 };
+
+TEST_F(ConsoleOsdVerdict, ARunEndsInOrderWhenItsReaderHasGone)
+{
+    const QStringList arguments = osdArguments(osdSession(R"(["127.3.0.2"])")) + QStringList{"--events"};
+    EXPECT_EQ(statusWithoutReader(arguments + QStringList{"--record", file("recording.jsonl")}), "1\n");
+    EXPECT_TRUE(contentOf("recording.jsonl").trimmed().split('\n').last().contains("\"summary\""));
+}
 
 TEST_F(ConsoleOsdVerdict, NamesTheDevicesThatAreSilentAndSinceWhen)
 {
