@@ -488,6 +488,16 @@ TEST(SimulatorProcess, HelpAndVersionAreStatusZero)
     EXPECT_TRUE(version.nextLine().startsWith("biz_simulator "));
 }
 
+TEST(SimulatorProcess, HelpThatCannotBeWrittenIsOneLineAndStatusOne)
+{
+    QProcess simulator;
+    simulator.setStandardOutputFile("/dev/full");
+    simulator.start(QStringLiteral(BIZ_SIMULATOR), {"--help"});
+    ASSERT_TRUE(simulator.waitForFinished());
+    EXPECT_EQ(simulator.exitCode(), 1);
+    EXPECT_EQ(simulator.readAllStandardError(), "biz_simulator: the output cannot be written\n");
+}
+
 TEST(SimulatorProcess, TcpPortInUseIsStatusThree)
 {
     QTcpServer other;
@@ -496,6 +506,19 @@ TEST(SimulatorProcess, TcpPortInUseIsStatusThree)
     EXPECT_EQ(simulator.exitStatus(), 3);
     const QString errors = simulator.allErrors();
     EXPECT_TRUE(errors.contains(QStringLiteral("cannot listen on tcp://127.0.0.1:%1").arg(other.serverPort())))
+        << errors.toStdString();
+}
+
+TEST(SimulatorProcess, APortThatNeedsRightsIsToldToNeedThem)
+{
+    // Taken, so that it cannot be had by who has the right to it either.
+    QTcpServer other;
+    other.listen(QHostAddress::LocalHost, 1);
+    RunningSimulator simulator("--model A2 --port 1");
+    EXPECT_EQ(simulator.exitStatus(), 3);
+    const QString errors = simulator.allErrors();
+    EXPECT_TRUE(errors.endsWith("; expected an address that is free, with a port from 1024 on: lower ones need "
+                                "rights\n"))
         << errors.toStdString();
 }
 

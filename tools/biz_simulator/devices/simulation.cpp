@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <netinet/in.h>
+
 #include <biz_simulator/address/cannot_listen.h>
 #include <biz_simulator/transport/network/osd_sockets.h>
 
@@ -40,6 +42,15 @@ void printTally(const QString &name, const DeviceTally &tally)
 void printTrouble(const QString &trouble)
 {
     writeLine(stderr, QStringLiteral("biz_simulator: ") + trouble);
+}
+
+/** What would have gone; the system keeps the ports below this one for those who have the right to them. */
+QString expectedAddress(quint16 port)
+{
+    const bool isReserved = port != 0 && port < IPPORT_RESERVED;
+    return QStringLiteral("expected an address that is free") +
+           (isReserved ? QStringLiteral(", with a port from %1 on: lower ones need rights").arg(IPPORT_RESERVED)
+                       : QString());
 }
 
 bool drawsFaults(const Settings &settings)
@@ -91,16 +102,18 @@ void Simulation::start()
 
 void Simulation::listenAll()
 {
-    for (const auto &device : m_devices) {
-        if (!device->listen()) {
-            throw CannotListen(QStringLiteral("cannot listen on %1: %2; expected an address that is free")
-                                   .arg(device->url(), device->errorString()));
+    for (std::size_t i = 0; i < m_devices.size(); ++i) {
+        if (!m_devices[i]->listen()) {
+            const quint16 port = m_settings.devices.at(static_cast<int>(i)).listen.port;
+            throw CannotListen(QStringLiteral("cannot listen on %1: %2; %3")
+                                   .arg(m_devices[i]->url(), m_devices[i]->errorString(), expectedAddress(port)));
         }
     }
-    for (const auto &group : m_osdGroups) {
-        if (!group->listen()) {
-            throw CannotListen(
-                QStringLiteral("cannot listen on udp %1; expected a free port").arg(group->errorString()));
+    for (std::size_t i = 0; i < m_osdGroups.size(); ++i) {
+        if (!m_osdGroups[i]->listen()) {
+            const quint16 port = m_settings.osdGroups.at(static_cast<int>(i)).port;
+            throw CannotListen(QStringLiteral("cannot listen on udp %1; %2")
+                                   .arg(m_osdGroups[i]->errorString(), expectedAddress(port)));
         }
     }
 }

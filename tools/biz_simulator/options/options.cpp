@@ -188,7 +188,8 @@ private:
                        {QStringLiteral("listen"), QStringLiteral("bind"), QStringLiteral("one-client")});
         }
         if (!hasOsd) {
-            needBeside(QStringLiteral("osd"), {QStringLiteral("osd-first"), QStringLiteral("osd-port")});
+            needBeside(QStringLiteral("osd"), {QStringLiteral("osd-first"), QStringLiteral("osd-port"),
+                                               QStringLiteral("osd-silent"), QStringLiteral("osd-silent-list")});
         }
         readOsdDevices();
         readOsdPort(hasModel);
@@ -321,7 +322,29 @@ private:
         m_faults.seed = readSeed();
         m_options.settings.seed = m_faults.seed;
         readScript();
+        requireFaultOf(QStringLiteral("late-by"), {FaultKind::Late});
+        requireFaultOf(QStringLiteral("vanish-for"), {FaultKind::Vanish});
+        requireFaultOf(QStringLiteral("outage-for"), {FaultKind::Stall, FaultKind::Blackout});
+        requireFaultOf(QStringLiteral("burst-size"), {FaultKind::Burst});
         readSilentDevices();
+    }
+
+    /** A measure of faults that nothing asks for would change nothing. */
+    void requireFaultOf(const QString &measure, const QVector<FaultKind> &kinds) const
+    {
+        const auto isMeasured = [&kinds](const auto &entry) {
+            return kinds.contains(entry.fault);
+        };
+        const bool isUsed = std::any_of(m_faults.script.begin(), m_faults.script.end(), isMeasured) ||
+                            std::any_of(m_faults.rates.begin(), m_faults.rates.end(), isMeasured);
+        if (m_parser.isSet(measure) && !isUsed) {
+            QStringList names;
+            for (const FaultKind kind : kinds) {
+                names.append(faultName(kind));
+            }
+            failOption(measure, QStringLiteral("expected --fault, --fault-rate or --script with %1 beside it")
+                                    .arg(names.join(QStringLiteral(" or "))));
+        }
     }
 
     void readMeasures()
@@ -417,7 +440,8 @@ CommandLine readCommandLine(const QStringList &arguments)
         "Plays display devices: one of a checked model on TCP, UDP or a serial line, any number of OSD\n"
         "devices on UDP, those of a recording, or all that a file describes. Ends on SIGINT and SIGTERM, with a "
         "summary.\n"
-        "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at, or the limit of open\n"
+        "Exit status: 0, 2 for bad usage, 3 when an address cannot be listened at, "
+        "or the limit of open\n"
         "files is too low."));
     addDeviceOptions(parser);
     addFaultOptions(parser);

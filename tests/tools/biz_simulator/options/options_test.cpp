@@ -108,6 +108,14 @@ TEST(SimulatorOptions, FaultsAreReadFromOptionsAndScriptInThisOrder)
     EXPECT_EQ(faults.measures.lateByMs, 20);
 }
 
+TEST(SimulatorOptions, AMeasureIsTakenBesideEachFaultThatHasIt)
+{
+    for (const char *arguments : {"--fault 1=stall --outage-for 20", "--fault-rate blackout=0.1 --outage-for 20",
+                                  "--fault F1/08=vanish --vanish-for 20", "--fault-rate burst=0.1 --burst-size 3"}) {
+        EXPECT_EQ(problemWith(QStringLiteral("--model A2 ") + arguments), "");
+    }
+}
+
 TEST(SimulatorOptions, HelpAndVersionAreTexts)
 {
     EXPECT_TRUE(read("--help").text.contains("--fault-rate"));
@@ -162,7 +170,13 @@ INSTANTIATE_TEST_SUITE_P(
         BadUsage{"--osd 2 --fault 1=silence", "expected --model"}, BadUsage{"--osd 2 --one-client", "--one-client: "},
         BadUsage{"--osd 2 --bind 127.0.0.1", "--bind: expected --model"},
         BadUsage{"--model A2 --osd-first 127.3.0.1", "--osd-first: expected --osd"},
-        BadUsage{"--model A2 --osd-port 15800", "--osd-port: expected --osd"}));
+        BadUsage{"--model A2 --osd-port 15800", "--osd-port: expected --osd"},
+        BadUsage{"--model A2 --osd-silent 0", "--osd-silent: expected --osd"},
+        BadUsage{"--model A2 --osd-silent-list 127.1.0.1", "--osd-silent-list: expected --osd"},
+        BadUsage{"--model A2 --late-by 20", "--late-by: expected --fault, --fault-rate or --script with late beside"},
+        BadUsage{"--model A2 --fault 1=stall --vanish-for 20", "with vanish beside it"},
+        BadUsage{"--model A2 --fault 1=vanish --outage-for 20", "with stall or blackout beside it"},
+        BadUsage{"--osd 2 --fault-rate late=0.1 --burst-size 3", "with burst beside it"}));
 
 TEST(SimulatorOptions, ARecordingBringsItsDevice)
 {

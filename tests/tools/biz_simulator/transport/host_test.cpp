@@ -27,6 +27,13 @@ struct Harm
     bool mayLoseReplies = false;
 
     int waitMs() const { return mayLoseReplies ? shortWaitMs : longWaitMs; }
+
+    QString simulatorArguments() const
+    {
+        const bool isBurst = QByteArray(fault) == "burst";
+        return QStringLiteral("--model A2 --listen %1 --seed 3 --fault-rate %2=0.3").arg(listen, fault) +
+               (isBurst ? " --burst-size 20" : "");
+    }
 };
 
 void PrintTo(const Harm &harm, std::ostream *out)
@@ -98,8 +105,7 @@ TEST_P(HarmedLine, EndsEveryCommandOnceAndTheLastOneWell)
 {
     const Harm harm = GetParam();
     // The last command, which meets no fault, is the one after which the host must have found its way.
-    RunningSimulator simulator(QStringLiteral("--model A2 --listen %1 --seed 3 --burst-size 20 --fault-rate %2=0.3")
-                                   .arg(harm.listen, harm.fault));
+    RunningSimulator simulator(harm.simulatorArguments());
     EndingHost ending(simulator.listeningUrl(), harm.waitMs());
     ending.enqueue(commandCount);
     ASSERT_TRUE(ending.host.start());
@@ -117,8 +123,7 @@ TEST_P(HarmedLine, EndsEveryCommandOnceAndTheLastOneWell)
 TEST_P(HarmedLine, EndsEveryCommandOnceWhenTheyAreSentBackToBack)
 {
     const Harm harm = GetParam();
-    RunningSimulator simulator(QStringLiteral("--model A2 --listen %1 --seed 3 --burst-size 20 --fault-rate %2=0.3")
-                                   .arg(harm.listen, harm.fault));
+    RunningSimulator simulator(harm.simulatorArguments());
     EndingHost ending(simulator.listeningUrl(), harm.waitMs());
     ending.host.setPipelined(true);
     ending.enqueue(commandCount);
@@ -158,8 +163,9 @@ TEST_P(LostLine, IsToldAndCommandsThatAreStoppedEndOnceAndTheNextStartAnswers)
     const Loss loss = GetParam();
     const QTemporaryDir folder;
     const QString listen = QString::fromLatin1(loss.listen).arg(folder.path());
-    RunningSimulator simulator(
-        QStringLiteral("--model A2 --events --listen %1 --vanish-for 200 --fault 3=%2").arg(listen, loss.fault));
+    const bool vanishes = QByteArray(loss.fault) == "vanish";
+    RunningSimulator simulator(QStringLiteral("--model A2 --events --listen %1 --fault 3=%2").arg(listen, loss.fault) +
+                               (vanishes ? " --vanish-for 200" : ""));
     EndingHost ending(simulator.listeningUrl(), longWaitMs);
     ending.enqueue(5);
     ASSERT_TRUE(ending.host.start());
@@ -171,7 +177,7 @@ TEST_P(LostLine, IsToldAndCommandsThatAreStoppedEndOnceAndTheNextStartAnswers)
     EXPECT_EQ(ending.outcomes["unreachable"], 1);
     EXPECT_EQ(ending.outcomes["stopped"], 2);
 
-    if (QByteArray(loss.fault) == "vanish" || listen.startsWith("serial")) {
+    if (vanishes || listen.startsWith("serial")) {
         ASSERT_FALSE(simulator.lineWith("listens again").isEmpty());
     }
     ending.enqueue(5);
