@@ -40,11 +40,11 @@ protected:
         return R"({"site":"hall","devices":[{"name":"a","link":"tcp://10.0.0.1"}],"broker":)" + broker + "}";
     }
 
-    void writePassword(QFileDevice::Permissions others = {}) const
+    void writePassword(QFileDevice::Permissions others = {}, const QByteArray &content = "secret\n") const
     {
         QFile file(folder.path("password"));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("secret\n");
+        file.write(content);
         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | others);
     }
 
@@ -125,6 +125,27 @@ TEST_F(Configuration, APasswordIsNotForEverybody)
     EXPECT_EQ(read(withBroker(R"({"user":"gateway","passwordFile":"password"})")).broker.password, "secret");
 }
 
+TEST_F(Configuration, APasswordIsTheFileWithoutTheEndOfItsLine)
+{
+    const QByteArray withPassword = withBroker(R"({"user":"gateway","passwordFile":"password"})");
+    for (const QByteArray &password : {QByteArray(" blanks count "), QByteArray("\ttab "), QByteArray(4096, 'x')}) {
+        for (const char *end : {"", "\n", "\r\n"}) {
+            writePassword({}, password + end);
+            EXPECT_EQ(read(withPassword).broker.password, password);
+        }
+    }
+}
+
+TEST_F(Configuration, APasswordThatIsTooLongOrOfSeveralLinesIsRefused)
+{
+    const QByteArray withPassword = withBroker(R"({"user":"gateway","passwordFile":"password"})");
+    for (const QByteArray &content : {QByteArray(4097, 'x'), QByteArray(4097, 'x') + '\n', QByteArray("a\n\n"),
+                                      QByteArray("a\nb"), QByteArray(), QByteArray("\n")}) {
+        writePassword({}, content);
+        EXPECT_NE(problemsOf(withPassword).find("the password of at most 4096 bytes"), std::string::npos);
+    }
+}
+
 TEST_F(Configuration, AProgramOfTheSitesOwnGetsItsArgumentsOnly)
 {
     const GatewayConfig config =
@@ -134,6 +155,17 @@ TEST_F(Configuration, AProgramOfTheSitesOwnGetsItsArgumentsOnly)
     EXPECT_NE(problemsOf(R"({"site":"hall","devices":[{"name":"a","program":"/opt/worker","model":"A2"}]})")
                   .find("devices[0].model: no such key"),
               std::string::npos);
+}
+
+TEST_F(Configuration, APipelinedDeviceHasNoSettleTime)
+{
+    const auto problems = [this](const QByteArray &device) {
+        return problemsOf(R"({"site":"hall","devices":[{"name":"a","link":"tcp://10.0.0.1",)" + device + "}]}");
+    };
+    EXPECT_NE(problems(R"("pipelined":true,"settleMs":20)").find("not expected beside \"pipelined\""),
+              std::string::npos);
+    EXPECT_EQ(problems(R"("pipelined":false,"settleMs":20)"), "");
+    EXPECT_EQ(problems(R"("pipelined":true,"settleMs":0)"), "");
 }
 
 TEST(TopicFilter, HasItsWildcardsOnLevelsOfTheirOwn)

@@ -18,7 +18,7 @@ constexpr int shortestKeepAliveS = 5; ///< what the broker's library takes at le
 constexpr int longestKeepAliveS = 3600;
 constexpr int longestTopic = 65535; ///< in bytes
 constexpr int longestClientId = 128;
-constexpr qint64 longestPassword = 4096;
+constexpr qint64 longestPassword = 4096; ///< in bytes
 
 /** The absolute path of a file that can be read; empty when the key is absent. */
 QString readPath(const ObjectReader &reader, const char *key, const QString &folder)
@@ -36,7 +36,7 @@ QString readPath(const ObjectReader &reader, const char *key, const QString &fol
     return path;
 }
 
-/** The first line of a file that not everybody may read. */
+/** The one line of a file that not everybody may read. Editors put an end behind it; nothing else is taken off. */
 QByteArray readPassword(const ObjectReader &reader, const QString &folder)
 {
     const QString path = readPath(reader, "passwordFile", folder);
@@ -47,9 +47,16 @@ QByteArray readPassword(const ObjectReader &reader, const QString &folder)
     if (file.permissions() & QFileDevice::ReadOther) {
         reader.note("passwordFile", QStringLiteral("a file expected that not every user of this machine may read"));
     }
-    const QByteArray password = file.readLine(longestPassword).trimmed();
-    if (password.isEmpty()) {
-        reader.note("passwordFile", QStringLiteral("a file with the password in its first line expected"));
+    constexpr qint64 longestEnd = 2;
+    constexpr qint64 oneTooMany = 1;
+    QByteArray password = file.read(longestPassword + longestEnd + oneTooMany);
+    if (password.endsWith('\n')) {
+        password.chop(password.endsWith("\r\n") ? 2 : 1);
+    }
+    if (password.isEmpty() || password.size() > longestPassword || password.contains('\n')) {
+        reader.note(
+            "passwordFile",
+            QStringLiteral("a file with one line, the password of at most %1 bytes, expected").arg(longestPassword));
     }
     return password;
 }

@@ -131,6 +131,11 @@ ServedDevice readDevice(const ObjectReader &file, const PlacedValue &value)
     settings.defaultWaitMs = reader.integer("waitMs", 1, longestMs, settings.defaultWaitMs);
     settings.settleMs = reader.integer("settleMs", 0, longestMs, settings.settleMs);
     settings.pipelined = reader.boolean("pipelined", settings.pipelined);
+    if (settings.pipelined && settings.settleMs > 0) {
+        reader.note("settleMs", QStringLiteral("not expected beside \"pipelined\": a pipelined device is sent its "
+                                               "commands without a wait for replies, so that no quiet time follows "
+                                               "one"));
+    }
     return device;
 }
 
