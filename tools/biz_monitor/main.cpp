@@ -10,13 +10,14 @@
 #include <biz_monitor/sources/socket_source.h>
 #include <biz_monitor/window/monitor_window.h>
 #include <common/errors.h>
+#include <common/files/standard_streams.h>
 #include <common/option_errors.h>
 
 namespace {
 
 using namespace biz::monitor;
 
-enum ExitStatus { Success = 0, BadUsage = 2 };
+enum ExitStatus { Success = 0, OutputFailed = 1, BadUsage = 2 };
 
 /** Where the lines come from, as the command line says; null: the user will say. */
 std::unique_ptr<LineSource> sourceFrom(const QCommandLineParser &parser, const QString &socketOption)
@@ -86,16 +87,69 @@ int print(int argc, char **argv)
     const QString text = line.parser.isSet(QStringLiteral("help"))
                              ? line.parser.helpText()
                              : QStringLiteral("biz_monitor %1\n").arg(QCoreApplication::applicationVersion());
-    std::fputs(qUtf8Printable(text), stdout);
+    if (!biz::tools::printText(text)) {
+        std::fprintf(stderr, "biz_monitor: %s\n", qUtf8Printable(biz::tools::outputFailedText()));
+        return OutputFailed;
+    }
     return Success;
+}
+
+/** Those that the toolkit takes out of the arguments for itself, once there is an application with a screen. */
+constexpr const char *toolkitOptions[] = {
+    "display",
+    "dograb",
+    "fontengine",
+    "geometry",
+    "icon",
+    "name",
+    "nograb",
+    "platform",
+    "plugin",
+    "platformtheme",
+    "qwindowgeometry",
+    "qwindowicon",
+    "qwindowtitle",
+    "platformpluginpath",
+    "reverse",
+    "style",
+    "session",
+    "sync",
+    "stylesheet",
+    "title",
+    "visual",
+    "widgetcount",
+};
+
+bool isOfToolkit(const QString &argument)
+{
+    const QString name = argument.section(QLatin1Char('='), 0, 0);
+    return std::any_of(std::begin(toolkitOptions), std::end(toolkitOptions), [&name](const char *option) {
+        return name == QLatin1Char('-') + QLatin1String(option) || name == QLatin1String("--") + QLatin1String(option);
+    });
+}
+
+void parse(CommandLine *line, const QStringList &arguments)
+{
+    if (!line->parser.parse(arguments)) {
+        throw biz::tools::UsageError(biz::tools::optionError(line->parser, arguments));
+    }
+}
+
+/** Before a screen is looked for, without which the toolkit aborts the program. */
+void requireGoodOptions(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (std::none_of(arguments.begin(), arguments.end(), isOfToolkit)) {
+        CommandLine line;
+        parse(&line, arguments);
+    }
 }
 
 int show(const QStringList &arguments)
 {
     CommandLine line;
-    if (!line.parser.parse(arguments)) {
-        throw biz::tools::UsageError(biz::tools::optionError(line.parser, arguments));
-    }
+    parse(&line, arguments);
     MonitorWindow window;
     std::unique_ptr<LineSource> source = sourceFrom(line.parser, line.socketOption);
     if (source) {
@@ -112,12 +166,13 @@ int main(int argc, char **argv)
     if (printsOnly(argc, argv)) {
         return print(argc, argv);
     }
-    QApplication application(argc, argv);
-    nameApplication();
-    QApplication::setApplicationDisplayName(QStringLiteral("Device Monitor"));
-    QApplication::setDesktopFileName(QStringLiteral("biz_monitor"));
-    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("biz_monitor")));
     try {
+        requireGoodOptions(argc, argv);
+        const QApplication application(argc, argv);
+        nameApplication();
+        QApplication::setApplicationDisplayName(QStringLiteral("Device Monitor"));
+        QApplication::setDesktopFileName(QStringLiteral("biz_monitor"));
+        QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("biz_monitor")));
         return show(QApplication::arguments());
     } catch (const biz::tools::UsageError &error) {
         std::fprintf(stderr, "biz_monitor: %s\nTry 'biz_monitor --help'.\n", qUtf8Printable(error.text()));

@@ -3,6 +3,8 @@
 #include <QtWidgets/QTabWidget>
 #include <QtWidgets/QTextBrowser>
 
+#include <biz_monitor/window/report_saver.h>
+
 namespace {
 
 enum ListColumn { Name, State, Waiting, RoundTrip, NotAnswered, Refused };
@@ -122,6 +124,35 @@ TEST_F(WindowTest, OneCallSavesAReportBesideTheLog)
     QFile page(saved);
     ASSERT_TRUE(page.open(QIODevice::ReadOnly));
     EXPECT_TRUE(page.readAll().contains("A2 at tcp://10.0.0.1:15700"));
+}
+
+TEST(ReportSaver, MakesEveryReportThatIsAskedForMeanwhile)
+{
+    const biz::test::ScratchFolder folder;
+    LogLines log;
+    log.start();
+    log.answeredCommand(10, 1, 5);
+    const biz::history::History history = log.history();
+    QStringList saved;
+    biz::monitor::ReportSaver saver;
+    QObject::connect(&saver, &biz::monitor::ReportSaver::saved, &saver,
+                     [&saved](const QString &path) { saved.append(path); });
+    const QStringList asked{folder.path("first.html"), folder.path("second.html"), folder.path("third.html")};
+    for (const QString &path : asked) {
+        saver.save(history, path);
+    }
+    EXPECT_TRUE(biz::test::waitFor([&] { return saved == asked; })) << qPrintable(saved.join(' '));
+}
+
+TEST(ReportSaver, MakesWhatIsWaitingBeforeItsEnd)
+{
+    const biz::test::ScratchFolder folder;
+    {
+        biz::monitor::ReportSaver saver;
+        saver.save({}, folder.path("first.html"));
+        saver.save({}, folder.path("second.html"));
+    }
+    EXPECT_TRUE(QFile::exists(folder.path("second.html")));
 }
 
 } // namespace

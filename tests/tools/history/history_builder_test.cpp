@@ -26,6 +26,26 @@ TEST(HistoryBuilder, CommandGetsItsTimesAndItsOutcome)
     EXPECT_EQ(history.names.value(command.name), QStringLiteral("get scene"));
 }
 
+TEST(HistoryBuilder, CommandsOfMoreNamesThanAreHeldAreFurtherOnesAndNotThoseOfTheLastName)
+{
+    constexpr int heldNames = 10000;
+    LogLines log;
+    log.start();
+    for (int number = 1; number <= heldNames + 2; ++number) {
+        log.given(number, number, QStringLiteral("scene %1").arg(number));
+    }
+    log.given(heldNames + 3, heldNames + 3, QStringLiteral("scene 1"));
+    const History history = log.history();
+    const auto nameOf = [&history](int number) {
+        const std::vector<Command> &commands = history.devices.at(0).commands;
+        return history.names.value(commands.at(static_cast<std::size_t>(number - 1)).name);
+    };
+    EXPECT_EQ(nameOf(heldNames), QStringLiteral("scene 10000"));
+    EXPECT_EQ(nameOf(heldNames + 1), QStringLiteral("further commands"));
+    EXPECT_EQ(nameOf(heldNames + 2), QStringLiteral("further commands"));
+    EXPECT_EQ(nameOf(heldNames + 3), QStringLiteral("scene 1"));
+}
+
 TEST(HistoryBuilder, ResponseToACommandSentTwiceCountsFromTheFirstSending)
 {
     LogLines log;

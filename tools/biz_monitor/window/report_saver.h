@@ -2,6 +2,7 @@
 #define BIZ_MONITOR_REPORT_SAVER_H
 
 #include <memory>
+#include <vector>
 
 #include <QtCore/QObject>
 #include <QtCore/QThread>
@@ -10,7 +11,7 @@
 
 namespace biz::monitor {
 
-/** Makes reports beside the window's thread, one at a time. */
+/** Makes reports beside the window's thread, one after the other in the order in which they were asked for. */
 class ReportSaver : public QObject
 {
     Q_OBJECT
@@ -18,11 +19,10 @@ class ReportSaver : public QObject
 public:
     using QObject::QObject;
 
-    /** Waits for a report that is being made. */
+    /** Waits until every report that was asked for has been made. */
     ~ReportSaver() override;
 
-    bool isBusy() const { return m_worker != nullptr; }
-
+    /** Of a path that is waiting already, only the later report is made. */
     void save(const history::History &history, const QString &path);
 
 Q_SIGNALS:
@@ -30,9 +30,17 @@ Q_SIGNALS:
     void failed(const QString &why);
 
 private:
+    struct Wanted
+    {
+        history::History history;
+        QString path;
+    };
+
+    void beginNext();
     void finish(const QString &path, const QString &why);
 
     std::unique_ptr<QThread> m_worker;
+    std::vector<Wanted> m_waiting;
 };
 
 } // namespace biz::monitor

@@ -335,15 +335,15 @@ int HistoryBuilder::placeOf(const Event &event)
     return m_devices.placeOf(device);
 }
 
-int HistoryBuilder::nameOf(const Event &event)
+int HistoryBuilder::nameOf(const QString &name)
 {
-    const QString name = event.name.isEmpty() ? event.codes : event.name;
     const auto known = m_names.constFind(name);
     if (known != m_names.constEnd()) {
         return *known;
     }
-    if (m_history.names.size() >= mostNames) {
-        return static_cast<int>(m_history.names.size()) - 1;
+    const QString furtherName = QStringLiteral("further commands");
+    if (m_history.names.size() >= mostNames && name != furtherName) {
+        return nameOf(furtherName);
     }
     m_history.names.append(name);
     return *m_names.insert(name, static_cast<int>(m_history.names.size()) - 1);
@@ -360,7 +360,7 @@ Command &HistoryBuilder::commandOf(const Event &event, double atMs)
     m_runs.commands().add(event.ticket, {m_current, device.commands.size()});
     Command command;
     command.givenMs = atMs;
-    command.name = nameOf(event);
+    command.name = nameOf(event.name.isEmpty() ? event.codes : event.name);
     command.waitMs = event.waitMs;
     command.ticket = event.ticket;
     ++device.openCommands;

@@ -63,7 +63,7 @@ private:
     Device &deviceOf(const Event &event);
     Command &commandOf(const Event &event, double atMs);
     int placeOf(const Event &event);
-    int nameOf(const Event &event);
+    int nameOf(const QString &name);
     void reach(double atMs);
 
     const Bounds m_bounds;
