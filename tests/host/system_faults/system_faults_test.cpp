@@ -13,7 +13,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QProcess>
 
-#include <host/osd_host.h>
+#include <host/osd/osd_host_fixture.h>
 #include <host/outages/outage_fixture.h>
 #include <host/outages/tcp_device.h>
 #include <support/process_use.h>
@@ -190,10 +190,69 @@ TEST_F(SystemFault, WhatTheHostOpensIsNotInheritedByProgramsThatItStarts)
     }
 }
 
-TEST_F(SystemFault, AForkedChildEndsAndTheHostGoesOn)
+// --- Of hosts of both channels ----------------------------------------------------------------
+
+namespace {
+
+/** A device host, as the tests of both channels use one. */
+class DeviceChannelOfProcess : public SystemFault
 {
-    startUp();
-    give(longWaitMs);
+protected:
+    void setMute(bool isMute) { device.isMute = isMute; }
+    int giveUnanswered() { return give(waitMs); }
+    int givePatient() { return give(longWaitMs); }
+    bool isInFlight()
+    {
+        return waitFor([this] { return arrived.size() == 1 || device.connections() == 1; });
+    }
+    bool waitUntilReachable()
+    {
+        return waitFor([this] { return isUp(); });
+    }
+};
+
+/** The same of an OSD host. */
+class OsdChannelOfProcess : public OsdHostFixture
+{
+protected:
+    void startUp() { start(); }
+    void setMute(bool isMute) { device(0).answers = !isMute; }
+    Ticket giveUnanswered() { return enqueue(device(0), givenUpWaitMs); }
+    Ticket givePatient() { return enqueue(device(0), endlessWaitMs); }
+    bool isInFlight()
+    {
+        return waitFor([this] { return !device(0).commands.empty(); });
+    }
+    bool waitUntilReachable() { return true; } // there is no link that could have been lost
+
+    bool waitForAllEnds()
+    {
+        return waitFor([this] { return ends.size() == given.size(); });
+    }
+
+    void expectAnswer()
+    {
+        const Ticket ticket = givePatient();
+        ASSERT_TRUE(waitForEnd(ticket));
+        EXPECT_EQ(outcomeOf(ticket), "answered");
+    }
+};
+
+template<typename Channel>
+class ProcessFault : public Channel
+{
+};
+
+using Channels = ::testing::Types<DeviceChannelOfProcess, OsdChannelOfProcess>;
+
+} // namespace
+
+TYPED_TEST_SUITE(ProcessFault, Channels, );
+
+TYPED_TEST(ProcessFault, AForkedChildEndsAndTheHostGoesOn)
+{
+    this->startUp();
+    this->givePatient();
     std::fflush(stdout);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -203,29 +262,30 @@ TEST_F(SystemFault, AForkedChildEndsAndTheHostGoesOn)
     int status = -1;
     ASSERT_TRUE(waitFor([&] { return waitpid(child, &status, WNOHANG) == child; }));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    ASSERT_TRUE(waitForAllEnds());
-    expectAnswer();
+    ASSERT_TRUE(this->waitForAllEnds());
+    this->expectAnswer();
 }
 
-TEST_F(SystemFault, AProcessThatStandsStillLosesNoCommand)
+TYPED_TEST(ProcessFault, AProcessThatStandsStillLosesNoCommand)
 {
-    startUp();
-    device.isMute = true;
-    const int late = give(waitMs);
-    const int waiting = give(longWaitMs);
-    ASSERT_TRUE(waitFor([this] { return arrived.size() == 1 || device.connections() == 1; }));
+    this->startUp();
+    this->setMute(true);
+    const auto late = this->giveUnanswered();
+    const auto waiting = this->givePatient();
+    ASSERT_TRUE(this->isInFlight());
     ASSERT_TRUE(QProcess::startDetached(
         QStringLiteral("sh"),
         {QStringLiteral("-c"),
          QStringLiteral("kill -STOP %1; sleep %2; kill -CONT %1").arg(getpid()).arg(stoppedSeconds())}));
     QElapsedTimer clock;
     clock.start();
-    ASSERT_TRUE(waitForEnd(late)); // runs in this process, which stands still meanwhile
-    EXPECT_EQ(outcomeOf(late), "gaveUp");
-    device.isMute = false;
-    ASSERT_TRUE(waitForAllEnds());
-    EXPECT_NE(outcomeOf(waiting), "none");
-    ASSERT_TRUE(waitFor([&] { return isUp() && clock.elapsed() >= 1000 * stoppedSeconds(); },
-                        1000 * stoppedSeconds() + patienceMs));
-    expectAnswer();
+    ASSERT_TRUE(this->waitForEnd(late)); // runs in this process, which stands still meanwhile
+    EXPECT_EQ(this->outcomeOf(late), "gaveUp");
+    this->setMute(false);
+    ASSERT_TRUE(this->waitForAllEnds());
+    EXPECT_NE(this->outcomeOf(waiting), "none");
+    ASSERT_TRUE(
+        waitFor([&] { return clock.elapsed() >= 1000 * stoppedSeconds(); }, 1000 * stoppedSeconds() + patienceMs));
+    ASSERT_TRUE(this->waitUntilReachable());
+    this->expectAnswer();
 }
