@@ -44,7 +44,7 @@ MqttClient::MqttClient(const ClientSettings &settings)
 MqttClient::~MqttClient()
 {
     mosquitto_disconnect(m_client.get());
-    mosquitto_loop_stop(m_client.get(), true);
+    mosquitto_loop_stop(m_client.get(), false); // not cancelled, which may leave a lock of the library taken
     m_client.reset();
     mosquitto_lib_cleanup();
 }
