@@ -54,6 +54,8 @@ public:
     {
         device.listen();
     }
+    Private(const Private &) = delete;
+    Private &operator=(const Private &) = delete;
 
     EventLog log{false};
     LinkTransport *const transport; ///< the device's

@@ -54,6 +54,8 @@ public:
     {
         devices.listen();
     }
+    Private(const Private &) = delete;
+    Private &operator=(const Private &) = delete;
 
     const OsdSettings settings;
     EventLog log{false};
