@@ -149,6 +149,9 @@ constexpr milliseconds drainCheckPeriod{250};
 /** Lines are collected for so long before they are written, so that a busy host wakes the writer rarely. */
 constexpr milliseconds eventLogDelay{100};
 
+/** A file that cannot be written, as on a full disk, is tried again as often as this. */
+constexpr milliseconds eventLogRetryPeriod{1000};
+
 /** How long the end of a log waits for its last lines to be written. */
 constexpr milliseconds eventLogFarewell{1000};
 

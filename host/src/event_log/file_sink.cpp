@@ -5,13 +5,11 @@
 #include <QtCore/QFileInfo>
 
 #include <byte_count_p.h>
+#include <timing_p.h>
 
 namespace biz::host {
 
 namespace {
-
-/** A full disk is tried again as often as this. */
-constexpr qint64 retryPeriodMs = 1000;
 
 QString numbered(const QString &path, int number)
 {
@@ -38,7 +36,7 @@ LineSink::Result FileSink::begin(const QByteArray &head)
 
 LineSink::Result FileSink::write(const QByteArray &lines)
 {
-    if (m_sinceFailure.isValid() && !m_sinceFailure.hasExpired(retryPeriodMs)) {
+    if (m_sinceFailure.isValid() && !m_sinceFailure.hasExpired(timing::eventLogRetryPeriod.count())) {
         m_lostLines += lines.count('\n');
         return Result::Failed;
     }
@@ -51,6 +49,17 @@ LineSink::Result FileSink::write(const QByteArray &lines)
         m_lostLines += left.count('\n');
         return fail();
     }
+    m_sinceFailure.invalidate();
+    return m_hasBegun ? Result::Begun : Result::Written;
+}
+
+LineSink::Result FileSink::writeLost()
+{
+    m_hasBegun = false;
+    if (m_lostLines > 0 && !put(lostLine(m_lostLines)).isEmpty()) {
+        return fail();
+    }
+    m_lostLines = 0;
     m_sinceFailure.invalidate();
     return m_hasBegun ? Result::Begun : Result::Written;
 }

@@ -17,6 +17,7 @@ public:
 
     Result begin(const QByteArray &head) override;
     Result write(const QByteArray &lines) override;
+    Result writeLost() override;
 
 private:
     int sizeThatFits(const QByteArray &lines, qint64 written) const;

@@ -33,6 +33,9 @@ public:
 
     virtual Result write(const QByteArray &lines) = 0;
 
+    /** Tells of lines that could not be written before, where the place can be written again. */
+    virtual Result writeLost() { return Result::Written; }
+
     const QString &problem() const { return m_problem; }
 
 protected:

@@ -48,11 +48,15 @@ void removeStale(const QString &socket)
 LogWriter::LogWriter(std::shared_ptr<EventQueue> queue)
     : m_queue(std::move(queue))
     , m_soon(this)
+    , m_later(this)
     , m_server(this)
 {
     m_soon.setSingleShot(true);
     m_soon.setInterval(timing::eventLogDelay);
     connect(&m_soon, &QTimer::timeout, this, &LogWriter::drain);
+    m_later.setSingleShot(true);
+    m_later.setInterval(timing::eventLogRetryPeriod);
+    connect(&m_later, &QTimer::timeout, this, &LogWriter::tellLost);
     connect(&m_server, &QLocalServer::newConnection, this, &LogWriter::acceptReaders);
 }
 
@@ -78,6 +82,15 @@ void LogWriter::drain()
         m_soon.stop();
     } else {
         wake();
+    }
+}
+
+void LogWriter::tellLost()
+{
+    for (auto &[id, place] : m_places) {
+        if (place.hasFailed && settle(id, place, place.sink->writeLost()) && place.hasFailed) {
+            m_later.start();
+        }
     }
 }
 
@@ -152,6 +165,7 @@ bool LogWriter::settle(SinkId id, Place &place, LineSink::Result result)
         return true;
     case LineSink::Result::Failed:
         if (!std::exchange(place.hasFailed, true)) {
+            m_later.start();
             tellFailure(place.sink->problem());
         }
         return true;

@@ -28,6 +28,9 @@ public:
     /** Now; and soon again while there was something, so that a busy host need not wake it. */
     void drain();
 
+    /** Tells places that could not be written how many lines they miss; later again while they cannot be. */
+    void tellLost();
+
     void listen(const QString &socket);
 
 Q_SIGNALS:
@@ -52,6 +55,7 @@ private:
 
     const std::shared_ptr<EventQueue> m_queue;
     QTimer m_soon;
+    QTimer m_later; ///< tells of lost lines where no event comes to do so
     std::map<SinkId, Place> m_places;
     SinkId m_lastId = everybody;
     QLocalServer m_server;

@@ -387,6 +387,21 @@ TEST_F(EventLogFiles, CountTheLinesThatWereLostOnce)
     EXPECT_EQ(parsed(lines.at(1)).value("lines").toInt(), headLines + lostEvents + further - 1);
 }
 
+TEST_F(EventLogFiles, TellOfLostLinesThoughNothingHappensAnyMore)
+{
+    auto source = std::make_unique<ToldEvents>();
+    ToldEvents &told = *source;
+    EventLog log(std::move(source));
+    const QString later = folder.path(QStringLiteral("later"));
+    log.writeTo(EventFile(later + "/events.jsonl"));
+    told.tellAt(1);
+    ASSERT_TRUE(log.flush());
+    ASSERT_TRUE(QDir().mkpath(later));
+    EXPECT_TRUE(waitFor([&] {
+        return QFile::exists(later + "/events.jsonl") && eventsIn(linesOf(later + "/events.jsonl")).contains("lost");
+    }));
+}
+
 TEST_F(EventLogFiles, AreWrittenForAHostThatMovedToAnotherThread)
 {
     QThread thread;
