@@ -1,5 +1,8 @@
 #include <host/event_log.h>
 
+#include <csignal>
+
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QThread>
 
 #include <event_log/file_sink_p.h>
@@ -9,6 +12,19 @@
 #include <timing_p.h>
 
 namespace biz::host {
+
+namespace {
+
+/** A pipe whose reader has gone is a place that fails, and no reason to end the application. */
+void blockPipeSignal()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+} // namespace
 
 /** The near end of a log, on the host's thread; the far end is a LogWriter on a thread of its own. */
 class EventLog::Private
@@ -60,14 +76,19 @@ EventLog::Private::Private(EventLog *log, std::unique_ptr<EventSource> source)
     QObject::connect(m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
     m_thread->setObjectName(QStringLiteral("biz-event-log"));
     m_writer->moveToThread(m_thread);
+    callWriter(blockPipeSignal);
     m_thread->start(QThread::LowPriority);
 }
 
 /** A writer that is stuck in a write, as on a dead network disk, is left to itself. */
 EventLog::Private::~Private()
 {
+    const QDeadlineTimer deadline(timing::eventLogFarewell);
     const bool isIdle = flush(timing::eventLogFarewell);
-    m_thread->quit();
+    callWriter([writer = m_writer, deadline] {
+        writer->finish(deadline);
+        QThread::currentThread()->quit();
+    });
     if (isIdle && m_thread->wait(static_cast<unsigned long>(timing::eventLogFarewell.count()))) {
         delete m_thread;
     } else {

@@ -29,15 +29,27 @@ DeviceSink::DeviceSink(std::unique_ptr<QIODevice> device)
 
 LineSink::Result DeviceSink::write(const QByteArray &lines)
 {
-    if (m_device->bytesToWrite() > mostHeld) {
-        setProblem(QStringLiteral("the other side does not read"));
-        return Result::IsGone;
-    }
     if (m_device->write(lines) != lines.size()) {
         setProblem(m_device->errorString());
         return Result::IsGone; // a part of a line may have been written
     }
     return Result::Written;
+}
+
+bool DeviceSink::isOverfull()
+{
+    if (m_device->bytesToWrite() <= mostHeld) {
+        return false;
+    }
+    setProblem(QStringLiteral("the other side does not read"));
+    return true;
+}
+
+void DeviceSink::finish(const QDeadlineTimer &deadline)
+{
+    while (m_device->bytesToWrite() > 0 && !deadline.hasExpired() &&
+           m_device->waitForBytesWritten(static_cast<int>(deadline.remainingTime()))) {
+    }
 }
 
 } // namespace biz::host

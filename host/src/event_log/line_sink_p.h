@@ -4,6 +4,7 @@
 #include <memory>
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QIODevice>
 #include <QtCore/QString>
 
@@ -36,6 +37,12 @@ public:
     /** Tells of lines that could not be written before, where the place can be written again. */
     virtual Result writeLost() { return Result::Written; }
 
+    /** Whether it has not taken what was written to it earlier, and is to be given up; `problem()` says why. */
+    virtual bool isOverfull() { return false; }
+
+    /** Hands over what it still holds; what is left at the deadline is lost. */
+    virtual void finish(const QDeadlineTimer &deadline) { Q_UNUSED(deadline) }
+
     const QString &problem() const { return m_problem; }
 
 protected:
@@ -52,6 +59,8 @@ public:
     explicit DeviceSink(std::unique_ptr<QIODevice> device);
 
     Result write(const QByteArray &lines) override;
+    bool isOverfull() override;
+    void finish(const QDeadlineTimer &deadline) override;
 
 private:
     std::unique_ptr<QIODevice> m_device;

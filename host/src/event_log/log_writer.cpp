@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include <sys/stat.h>
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtNetwork/QLocalSocket>
 
 #include <events/event_lines_p.h>
@@ -24,7 +28,7 @@ QByteArray linesOf(const EventQueue::Batch &batch)
     return batch.head + lines.take();
 }
 
-/** More would be a mistake, and each may hold a megabyte. */
+/** More would be a mistake, and each may hold megabytes. */
 constexpr int mostReaders = 16;
 
 /** What a reader sends is nobody's business: the system holds it back from here on. */
@@ -33,14 +37,27 @@ constexpr qint64 mostUnread = 1024;
 /** Long enough to tell a server that is there from the socket of one that is gone. */
 constexpr int probeMs = 100;
 
-/** A process that was killed leaves its socket's file behind. */
-void removeStale(const QString &socket)
+/**
+ * Removes the socket that a killed process left behind; any other file there, and a socket that is served, would be
+ * lost to their owners. Returns what is in the way, or nothing.
+ */
+QString makeRoomFor(const QString &socket)
 {
+    const QString path = QDir::temp().filePath(socket); // where QLocalServer has it
+    struct stat there = {};
+    if (lstat(QFile::encodeName(path).constData(), &there) != 0) {
+        return {};
+    }
+    if (!S_ISSOCK(there.st_mode)) {
+        return QStringLiteral("a file is there that is no socket");
+    }
     QLocalSocket probe;
     probe.connectToServer(socket);
-    if (!probe.waitForConnected(probeMs)) {
-        QLocalServer::removeServer(socket);
+    if (probe.waitForConnected(probeMs) || probe.error() != QLocalSocket::ConnectionRefusedError) {
+        return QStringLiteral("another log or program serves there");
     }
+    QLocalServer::removeServer(socket);
+    return {};
 }
 
 } // namespace
@@ -71,6 +88,9 @@ void LogWriter::drain()
 {
     EventQueue::Taken taken = m_queue->takeAll();
     const bool isQuiet = taken.batches.empty();
+    if (!isQuiet) {
+        dropOverfull();
+    }
     for (const EventQueue::Batch &batch : taken.batches) {
         write(batch);
     }
@@ -100,9 +120,19 @@ void LogWriter::listen(const QString &socket)
 {
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     m_server.close();
-    removeStale(socket);
-    if (!m_server.listen(socket)) {
-        tellFailure(QStringLiteral("cannot serve readers on %1: %2").arg(socket, m_server.errorString()));
+    QString problem = makeRoomFor(socket);
+    if (problem.isEmpty() && !m_server.listen(socket)) {
+        problem = m_server.errorString();
+    }
+    if (!problem.isEmpty()) {
+        tellFailure(QStringLiteral("cannot serve readers on %1: %2").arg(socket, problem));
+    }
+}
+
+void LogWriter::finish(const QDeadlineTimer &deadline)
+{
+    for (const auto &entry : m_places) {
+        entry.second.sink->finish(deadline);
     }
 }
 
@@ -130,6 +160,16 @@ void LogWriter::acceptReaders()
 }
 
 // --- Lines ----------------------------------------------------------------------------------------
+
+/** Once for all that is written together: a burst must not throw out a reader that reads. */
+void LogWriter::dropOverfull()
+{
+    for (auto entry = m_places.begin(); entry != m_places.end();) {
+        Place &place = entry->second;
+        const bool stays = !place.sink->isOverfull() || settle(entry->first, place, LineSink::Result::IsGone);
+        entry = stays ? std::next(entry) : m_places.erase(entry);
+    }
+}
 
 void LogWriter::write(const EventQueue::Batch &batch)
 {

@@ -33,6 +33,9 @@ public:
 
     void listen(const QString &socket);
 
+    /** Hands over what readers and devices still hold: nothing is written after it. */
+    void finish(const QDeadlineTimer &deadline);
+
 Q_SIGNALS:
     /** A reader has come, or a file has begun, that wants to be told how things stand. */
     void headWanted(quint64 sink);
@@ -49,6 +52,7 @@ private:
     };
 
     void acceptReaders();
+    void dropOverfull();
     void write(const EventQueue::Batch &batch);
     bool settle(SinkId id, Place &place, LineSink::Result result);
     void tellFailure(const QString &why);

@@ -1,6 +1,8 @@
 #include <atomic>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QtCore/QBuffer>
@@ -80,6 +82,26 @@ TEST_F(EventLogFiles, HoldWhatHappensAfterAQuietTime)
     EXPECT_TRUE(waitFor([&] { return linesOf(path()).size() > before; }));
     host->stop();
     EXPECT_TRUE(waitForAllEnds());
+}
+
+TEST_F(EventLogFiles, PipeWhoseReaderHasGoneFailsAndTheApplicationGoesOn)
+{
+    const QByteArray pipe = QFile::encodeName(path());
+    ASSERT_EQ(mkfifo(pipe.constData(), S_IRWXU), 0);
+    const int reader = open(pipe.constData(), O_RDONLY | O_NONBLOCK);
+    EventLog log(host.get(), path());
+    QString failure;
+    QObject::connect(&log, &EventLog::failed, host.get(), [&](const QString &why) { failure = why; });
+    ASSERT_TRUE(log.flush());
+    close(reader);
+    enqueue();
+
+    EXPECT_TRUE(waitFor([&] { return failure.contains(path()); }));
+    const int next = open(pipe.constData(), O_RDONLY | O_NONBLOCK); // else the log would wait for one at its end
+    host->stop();
+    EXPECT_TRUE(waitForAllEnds());
+    log.flush();
+    close(next);
 }
 
 /** Tells what a test has it tell. */

@@ -1,3 +1,12 @@
+#include <chrono>
+#include <cstring>
+#include <future>
+#include <thread>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <QtNetwork/QLocalSocket>
 
 #include "event_log_fixture.h"
@@ -7,6 +16,17 @@ namespace {
 using namespace biz::host;
 using namespace biz::test;
 
+/** What a process that is killed leaves behind: a socket that nobody serves. */
+void leaveSocket(const QString &path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof(address.sun_path) - 1);
+    const int left = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(bind(left, reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+    close(left);
+}
+
 class EventLogReaders : public EventsOfDevice
 {
 protected:
@@ -14,6 +34,7 @@ protected:
         : log(host.get())
     {
         answerEverything();
+        QObject::connect(&log, &EventLog::failed, host.get(), [this](const QString &why) { failure = why; });
         log.serveOn(socketPath());
     }
 
@@ -43,6 +64,7 @@ protected:
         });
     }
 
+    QString failure;
     EventLog log;
     std::map<QLocalSocket *, QByteArray> heard;
 };
@@ -130,17 +152,87 @@ TEST_F(EventLogReaders, MayComeAndGo)
 TEST_F(EventLogReaders, FindTheSocketOfALogWhoseProcessWasKilled)
 {
     const QString stale = folder.path(QStringLiteral("stale"));
-    ASSERT_TRUE(QFile(stale).open(QIODevice::WriteOnly));
+    leaveSocket(stale);
     log.serveOn(stale);
 
     QLocalSocket reader;
     EXPECT_TRUE(waitForConnection(&reader, stale));
 }
 
+TEST_F(EventLogReaders, AreNotServedInThePlaceOfAFile)
+{
+    const QString path = folder.path(QStringLiteral("notes"));
+    QFile notes(path);
+    ASSERT_TRUE(notes.open(QIODevice::WriteOnly) && notes.write("kept") == 4 && notes.flush());
+    log.serveOn(path);
+
+    EXPECT_TRUE(waitFor([&] { return failure.contains(QStringLiteral("no socket")); }));
+    EXPECT_EQ(QFile(path).size(), 4);
+}
+
+TEST_F(EventLogReaders, StayWithTheLogThatServedFirst)
+{
+    QLocalSocket first;
+    connectReader(&first);
+    EventLog second(host.get());
+    QObject::connect(&second, &EventLog::failed, host.get(), [&](const QString &why) { failure = why; });
+    second.serveOn(socketPath());
+
+    EXPECT_TRUE(waitFor([&] { return failure.contains(QStringLiteral("serves there")); }));
+    QLocalSocket next;
+    connectReader(&next);
+    EXPECT_EQ(first.state(), QLocalSocket::ConnectedState);
+}
+
+TEST_F(EventLogReaders, WhoReadAreKeptInABurst)
+{
+    constexpr int burst = 2 * 1024 * 1024; // more than a reader may hold
+    QLocalSocket reader;
+    connectReader(&reader);
+    CommandOptions options;
+    options.id = QString(burst, QLatin1Char('x'));
+    enqueue(command(longWaitMs), options);
+
+    EXPECT_TRUE(waitFor([&] {
+        heard[&reader] += reader.readAll();
+        return heard[&reader].size() > burst;
+    }));
+}
+
+TEST_F(EventLogReaders, HearTheLastLinesOfALogThatEnds)
+{
+    constexpr int burst = 1024 * 1024; // more than the system holds for a reader
+    const QString path = folder.path(QStringLiteral("ending"));
+    auto ending = std::make_unique<EventLog>(host.get());
+    ending->serveOn(path);
+    ASSERT_TRUE(waitFor([&] { return QFile::exists(path); }));
+    QByteArray read;
+    std::promise<void> begun;
+    std::thread reader([&] {
+        QLocalSocket socket;
+        socket.connectToServer(path);
+        while (socket.waitForReadyRead(patienceMs)) {
+            const bool isFirst = read.isEmpty();
+            read += socket.readAll();
+            if (isFirst) {
+                begun.set_value();
+            }
+        }
+    });
+    const std::future<void> isBegun = begun.get_future();
+    EXPECT_TRUE(waitFor([&] { return isBegun.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    CommandOptions options;
+    options.id = QString(burst, QLatin1Char('x'));
+    enqueue(command(longWaitMs), options);
+    ending.reset();
+    reader.join();
+
+    EXPECT_GT(read.size(), burst);
+    EXPECT_TRUE(read.endsWith('\n'));
+}
+
 TEST_F(EventLogReaders, LearnOfASocketThatCannotBeOpened)
 {
-    QString failure;
-    QObject::connect(&log, &EventLog::failed, host.get(), [&](const QString &why) { failure = why; });
     log.serveOn(QStringLiteral("/no/such/folder/events"));
 
     EXPECT_TRUE(waitFor([&] { return failure.contains(QStringLiteral("/no/such/folder/events")); }));
