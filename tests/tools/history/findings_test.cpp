@@ -140,6 +140,32 @@ TEST(Findings, AllWellIsSaidFirst)
     EXPECT_EQ(all.at(0).sentence, QStringLiteral("All of 1 command answered."));
 }
 
+TEST(Findings, LogThatIsMostlyUnreadableIsNotWell)
+{
+    LogLines log;
+    log.start();
+    log.answeredCommand(0, 1, 2);
+    log.end(10);
+    log.lines.append({"torn", "torn"});
+    const Finding gravest = findingsOf(log.history()).at(0);
+    EXPECT_EQ(gravest.severity, Finding::Severity::Warning);
+    EXPECT_TRUE(gravest.sentence.startsWith(QStringLiteral("2 lines of log.jsonl, the first of them line 6")))
+        << gravest.sentence.toStdString();
+}
+
+TEST(Findings, DeviceThatRepliedBeforeTheLogBeganHasNotNeverReplied)
+{
+    LogLines log;
+    log.start();
+    log.line(1, {{"event", "state"}, {"state", "up"}, {"counters", QJsonObject{{"answered", 5000}}}});
+    log.unansweredCommand(1000, 1);
+    log.unansweredCommand(2000, 2);
+    const std::vector<Finding> silences = found(log, Finding::Kind::Silence);
+    ASSERT_EQ(silences.size(), 1U);
+    EXPECT_TRUE(silences.at(0).sentence.contains(QStringLiteral("was silent for")))
+        << silences.at(0).sentence.toStdString();
+}
+
 TEST(Findings, ManyDevicesWithTheSameFaultAreToldTogether)
 {
     LogLines log;

@@ -71,6 +71,7 @@ private:
     void lookForSlowness();
     QString slownessAdvice() const;
     void lookForSilence();
+    bool neverReplied() const;
     void tellSilence(const Silence &silence);
     void tellBriefSilences(quint64 commands);
     void lookForRefusals();
@@ -198,6 +199,14 @@ void DeviceFindings::lookForSlowness()
     m_isSlow = true;
 }
 
+/** Neither to the commands that are held nor to those that are not. */
+bool DeviceFindings::neverReplied() const
+{
+    const Tally &earlier = m_device.forgotten;
+    return m_tally.answered == 0 && m_device.incidents.empty() && m_device.refusedReplies == 0 &&
+           earlier.answered + earlier.late + earlier.duplicate + earlier.foreign == 0;
+}
+
 void DeviceFindings::tellSilence(const Silence &silence)
 {
     QString sentence;
@@ -208,7 +217,7 @@ void DeviceFindings::tellSilence(const Silence &silence)
             silence.givenUp == 0 ? QString() : QStringLiteral(": %1 given up since").arg(commandsText(silence.givenUp));
         sentence = QStringLiteral("%1 had been silent since %2, before this log began%3%4.")
                        .arg(m_device.title, clockText(silence.fromMs), givenUp, afterwards);
-    } else if (m_tally.answered == 0 && m_device.incidents.empty()) {
+    } else if (neverReplied()) {
         sentence = QStringLiteral("%1 never replied: %2 given up in %3 from %4.")
                        .arg(m_device.title, commandsText(silence.givenUp), durationText(silence.toMs - silence.fromMs),
                             clockText(silence.fromMs));
@@ -241,8 +250,7 @@ void DeviceFindings::lookForSilence()
     constexpr quint64 fewestCommands = 2;
     std::vector<Silence> silences = silencesOf(m_device);
     const auto firstBrief = std::stable_partition(silences.begin(), silences.end(), [this](const Silence &silence) {
-        return silence.isOlderThanLog || silence.givenUp >= fewestCommands ||
-               (m_tally.answered == 0 && m_device.incidents.empty());
+        return silence.isOlderThanLog || silence.givenUp >= fewestCommands || neverReplied();
     });
     tellBriefSilences(static_cast<quint64>(silences.end() - firstBrief));
     silences.erase(firstBrief, silences.end());
@@ -359,6 +367,22 @@ void lookAtRuns(const History &history, std::vector<Finding> &found)
     }
 }
 
+/** The last line of a log is torn where its program was killed; more than one means that the file is not what it was.
+ */
+void lookAtSources(const History &history, std::vector<Finding> &found)
+{
+    std::size_t told = 0;
+    for (const Source &source : history.sources) {
+        if (source.notUnderstood > 1 && told++ < mostOfOneKind) {
+            found.push_back(finding(Kind::Cut, Severity::Warning, -1, QStringLiteral("Lines not understood"),
+                                    QStringLiteral("%1 of %2, the first of them line %3, were not understood: what "
+                                                   "follows is not all that happened.")
+                                        .arg(countText(source.notUnderstood, "line", "lines"), source.name,
+                                             QString::number(source.firstNotUnderstood))));
+        }
+    }
+}
+
 /** A log may begin later than its host, and a monitor keeps the last commands only. */
 void lookForEarlierCommands(const History &history, std::vector<Finding> &found)
 {
@@ -443,6 +467,7 @@ std::vector<Finding> findingsOf(const History &history)
     }
     gather(found, history);
     lookAtRuns(history, found);
+    lookAtSources(history, found);
     lookForEarlierCommands(history, found);
     std::stable_sort(found.begin(), found.end(),
                      [](const Finding &a, const Finding &b) { return a.severity < b.severity; });
