@@ -136,16 +136,21 @@ void Timeline::chooseRows()
 {
     const auto count = static_cast<int>(m_scene.history.devices.size());
     std::vector<int> devices;
+    std::vector<bool> isChosen(m_scene.history.devices.size());
+    const auto choose = [&](int device) {
+        const auto place = static_cast<std::size_t>(device);
+        if (!isChosen[place]) {
+            isChosen[place] = true;
+            devices.push_back(device);
+        }
+    };
     for (const Finding &finding : m_scene.findings) {
-        const bool isGrave = finding.device >= 0 && finding.severity <= Finding::Severity::Warning;
-        if (isGrave && std::find(devices.begin(), devices.end(), finding.device) == devices.end()) {
-            devices.push_back(finding.device);
+        if (finding.device >= 0 && finding.severity <= Finding::Severity::Warning) {
+            choose(finding.device);
         }
     }
     for (int device = 0; device < count; ++device) {
-        if (std::find(devices.begin(), devices.end(), device) == devices.end()) {
-            devices.push_back(device);
-        }
+        choose(device);
     }
     devices.erase(std::remove_if(devices.begin(), devices.end(),
                                  [this](int device) {
