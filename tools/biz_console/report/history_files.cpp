@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include <sys/stat.h>
@@ -12,6 +14,7 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
+#include <QtCore/QRegularExpression>
 
 #include <biz_console/replies/error_log_line.h>
 #include <common/errors.h>
@@ -29,6 +32,7 @@ struct DatedFile
     QString path;
     bool isErrorLog = false;
     double fromMs = history::never;
+    double startMs = history::never;         ///< of the run that it begins in, which may have begun in an earlier file
     std::unique_ptr<tools::InputFile> begun; ///< which cannot be read again
     std::deque<QByteArray> firstLines;       ///< of such a file: they have been read
 };
@@ -67,6 +71,7 @@ double timeOf(const ErrorLogLine &line)
 /** When an event log begins: files of one log that is rotated have the same first line. */
 void date(DatedFile &file, const history::Event &event)
 {
+    file.startMs = file.fromMs < 0.0 ? event.utcMs : file.startMs;
     if (file.fromMs < 0.0 || event.kind != history::Event::Kind::Start) {
         file.fromMs = event.utcMs;
     }
@@ -89,6 +94,7 @@ void findBegin(tools::InputFile &file, DatedFile &dated, bool mayBeEmpty)
         } else if (dated.fromMs < 0.0 && line) {
             dated.isErrorLog = true;
             dated.fromMs = timeOf(*line);
+            dated.startMs = dated.fromMs;
             return;
         }
     }
@@ -154,6 +160,26 @@ void readErrorLog(history::HistoryBuilder &builder, DatedFile &file)
     }
 }
 
+/** When the first of the files of a log begins that was rotated: they are numbered, or begin with the same start. */
+void dateLogs(std::vector<DatedFile> &files)
+{
+    static const QRegularExpression number(QStringLiteral("\\.\\d+$"));
+    std::map<QString, double> logs;
+    for (DatedFile &file : files) {
+        const auto log = logs.emplace(QString(file.path).remove(number), file.startMs).first;
+        log->second = std::min(log->second, file.startMs);
+    }
+    for (DatedFile &file : files) {
+        file.startMs = logs[QString(file.path).remove(number)];
+    }
+}
+
+/** Of each log file by file; error logs last: what event logs tell of as well counts once. */
+bool isReadBefore(const DatedFile &a, const DatedFile &b)
+{
+    return std::tie(a.isErrorLog, a.startMs, a.fromMs) < std::tie(b.isErrorLog, b.startMs, b.fromMs);
+}
+
 } // namespace
 
 history::History readHistory(const QStringList &paths)
@@ -164,10 +190,8 @@ history::History readHistory(const QStringList &paths)
     for (const QString &path : paths) {
         files.push_back(lookInto(path, isOneOfSeveral));
     }
-    // Error logs last: what event logs tell of as well counts once.
-    std::stable_sort(files.begin(), files.end(), [](const DatedFile &a, const DatedFile &b) {
-        return a.isErrorLog == b.isErrorLog ? a.fromMs < b.fromMs : b.isErrorLog;
-    });
+    dateLogs(files);
+    std::stable_sort(files.begin(), files.end(), isReadBefore);
     history::HistoryBuilder builder;
     for (DatedFile &file : files) {
         if (file.isErrorLog) {

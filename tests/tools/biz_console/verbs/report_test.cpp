@@ -45,6 +45,20 @@ TEST_F(ConsoleReport, PrintsTheVerdictThatStandsOnThePage)
     EXPECT_TRUE(page().contains("A2 at tcp://10.0.0.1:15700 never replied"));
 }
 
+TEST_F(ConsoleReport, CommandWhoseLogWasRotatedMeanwhileCountsOnceBesideAnotherLog)
+{
+    const QByteArrayList lines = (start() + gaveUp()).split('\n');
+    const QByteArray sent = lines.at(1) + '\n';
+    const QByteArray end = lines.at(2) + '\n';
+    QByteArray other = start().replace("14:00:00.000", "14:00:00.100").replace("10.0.0.1", "10.0.0.2");
+    other += R"({"atMs":1,"event":"summary","utc":"2026-05-06T14:00:00.101Z"})"
+             "\n";
+    const QString printed =
+        report({write("a.jsonl", start() + end), write("b.jsonl", other), write("a.jsonl.1", start() + sent)});
+    EXPECT_TRUE(printed.contains("1 command")) << printed.toStdString();
+    EXPECT_FALSE(printed.contains("2 commands")) << printed.toStdString();
+}
+
 TEST_F(ConsoleReport, TextsOfALogAreShownEscaped)
 {
     const QString printed = report({write("log.jsonl", start().replace("10.0.0.1", "\\u001b[31m") + gaveUp())});
