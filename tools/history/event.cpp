@@ -37,6 +37,12 @@ public:
         return std::isfinite(number) ? number : -1.0;
     }
 
+    double duration(const char *name) const
+    {
+        const double read = number(name);
+        return read <= longestRunMs ? read : -1.0;
+    }
+
     int integer(const char *name) const
     {
         const double read = number(name);
@@ -128,8 +134,8 @@ void readCommand(const Line &line, Event *event)
     event->codes = line.text("command");
     event->waitMs = line.integer("waitMs");
     event->attempts = line.integer("attempts");
-    event->roundTripMs = line.number("roundTripMs");
-    event->afterEndMs = line.number("afterEndMs");
+    event->roundTripMs = line.duration("roundTripMs");
+    event->afterEndMs = line.duration("afterEndMs");
     event->bytes = line.integer("bytes");
     event->lines = line.integer("lines");
 }
@@ -179,6 +185,7 @@ void readState(const Line &line, Event *event)
 {
     const Line devices = line.object(QStringLiteral("devices"));
     const QStringList names = devices.names();
+    event->pending = line.integer("pending");
     for (const QString &name : names) {
         event->standings.push_back(standingOf(name, devices.object(name)));
     }
@@ -219,8 +226,7 @@ bool readEvent(const QByteArray &json, Event *event)
         event->kind = Kind::Ended;
     }
     event->utcMs = line.time("utc");
-    const double atMs = line.number("atMs");
-    event->atMs = atMs <= longestRunMs ? atMs : -1.0; // else the wall clock tells when it happened
+    event->atMs = line.duration("atMs"); // without it the wall clock tells when it happened
     if (event->kind == Kind::Other) {
         return true;
     }

@@ -83,7 +83,9 @@ struct Event
     QString library;
     QString environment;
 
-    std::vector<Standing> standings; ///< of a state
+    // Of a state.
+    std::vector<Standing> standings;
+    int pending = -1; ///< commands of the host that had not ended
 };
 
 /** Reads one line; false when it is none of an event log. */

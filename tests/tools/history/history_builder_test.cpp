@@ -1,3 +1,5 @@
+#include <map>
+
 #include <QtCore/QJsonArray>
 
 #include <gtest/gtest.h>
@@ -138,6 +140,48 @@ TEST(HistoryBuilder, RefusalsOfOneClauseAreCountedTogetherWithTheFirstReply)
     EXPECT_EQ(refusal.head.at(0), 1);
 }
 
+/** The history of logs, each of which is read as a file of its own. */
+History historyOf(const std::map<QString, LogLines> &logs)
+{
+    HistoryBuilder builder;
+    for (const auto &[name, log] : logs) {
+        builder.beginFile(name);
+        for (const QByteArray &text : log.lines) {
+            builder.readEventLine(text);
+        }
+    }
+    return builder.take();
+}
+
+/** The log of an OSD host that gives one device commands. */
+LogLines osdLog(double startAtMs, std::initializer_list<double> givenAtMs)
+{
+    LogLines log;
+    log.line(startAtMs, {{"event", "start"}, {"channel", "osd"}});
+    int ticket = 0;
+    for (const double atMs : givenAtMs) {
+        log.line(atMs, {{"event", "given"}, {"ticket", ++ticket}, {"device", "10.0.0.7"}});
+        log.lines.last().replace("\"atMs\":", "\"unused\":");
+    }
+    return log;
+}
+
+TEST(HistoryBuilder, DevicesOfOneNameInTwoLogsOfOneTimeAreTwo)
+{
+    const History history =
+        historyOf({{QStringLiteral("a.jsonl"), osdLog(0, {10, 5000})}, {QStringLiteral("b.jsonl"), osdLog(50, {60})}});
+    ASSERT_EQ(history.devices.size(), 2U);
+    EXPECT_EQ(history.devices.at(0).title, QStringLiteral("10.0.0.7"));
+    EXPECT_EQ(history.devices.at(1).title, QStringLiteral("10.0.0.7 (b.jsonl)"));
+}
+
+TEST(HistoryBuilder, DeviceThatALaterLogNamesIsTheSame)
+{
+    const History history = historyOf(
+        {{QStringLiteral("a.jsonl"), osdLog(0, {10, 5000})}, {QStringLiteral("b.jsonl"), osdLog(9000, {9010})}});
+    EXPECT_EQ(history.devices.size(), 1U);
+}
+
 LoggedReply loggedReply(double atMs, int payloadSize)
 {
     LoggedReply logged;
@@ -170,6 +214,24 @@ TEST(HistoryBuilder, ReplyInBothLogsCountsOnce)
     EXPECT_EQ(history.devices.at(1).refusedReplies, 1U) << "the second line is a minute off";
 }
 
+TEST(HistoryBuilder, ReplyInBothLogsCountsOnceThoughTheClockWasSetMeanwhile)
+{
+    LogLines log;
+    log.start();
+    log.given(0, 1);
+    log.rejected(10, 1, QStringLiteral("F1/08"), "01 F1 08 03 62 01 00", 353);
+    log.lines.last().replace("14:00:00.010", "14:30:00.010");
+    HistoryBuilder builder;
+    builder.beginFile(QStringLiteral("log.jsonl"));
+    for (const QByteArray &text : log.lines) {
+        builder.readEventLine(text);
+    }
+    constexpr double halfAnHourMs = 30 * 60000.0;
+    builder.beginFile(QStringLiteral("20260506.log"));
+    builder.add(loggedReply(halfAnHourMs + 12, 353));
+    EXPECT_EQ(builder.take().devices.size(), 1U);
+}
+
 TEST(HistoryBuilder, LinkSpansEndWhereTheNextBegins)
 {
     LogLines log;
@@ -192,6 +254,14 @@ TEST(HistoryBuilder, NumbersThatNobodyWritesAreNone)
     const History history = log.history();
     ASSERT_EQ(history.devices.at(0).commands.size(), 1U);
     EXPECT_EQ(history.devices.at(0).commands.at(0).waitMs, -1);
+}
+
+TEST(HistoryBuilder, RoundTripThatLastsLongerThanAnyRunIsNone)
+{
+    LogLines log;
+    log.start();
+    log.answered(1, 1, 1e39);
+    EXPECT_EQ(log.history().devices.at(0).commands.at(0).roundTripMs, -1.0F);
 }
 
 TEST(HistoryBuilder, CommandsThatOneClearEndsAreOneClear)
@@ -333,6 +403,15 @@ TEST(HistoryBuilder, FleetTellsOfEachDeviceByItsName)
     EXPECT_EQ(history.devices.at(0).title, QStringLiteral("hall"));
     EXPECT_EQ(history.devices.at(0).forgotten.answered, 4U);
     EXPECT_EQ(history.devices.at(1).link.at(0).state, biz::host::LinkState::Lost);
+}
+
+TEST(HistoryBuilder, LinkOfAFleetsDeviceEndsWithItsRun)
+{
+    LogLines log;
+    log.start(-1, QStringLiteral("fleet"));
+    log.line(100, {{"event", "linkStateChanged"}, {"device", "hall"}, {"state", "lost"}});
+    log.line(3600000, {{"event", "start"}, {"channel", "fleet"}});
+    EXPECT_EQ(log.history().devices.at(0).link.at(0).toMs, LogLines::startMs() + 100);
 }
 
 } // namespace

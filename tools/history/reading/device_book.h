@@ -25,6 +25,9 @@ public:
     /** The place of the device with the title of `made`, which is put in where it is not known. */
     int placeOf(const Device &made);
 
+    /** The place of the device with this title; negative: there is none. */
+    int find(const QString &title) const { return m_places.value(title, -1); }
+
     Device &at(int place) { return m_history.devices[static_cast<std::size_t>(place)]; }
 
     void addRefusal(int place, const Refusal &refusal, const model_Protocoldata &reply, int deviceType);

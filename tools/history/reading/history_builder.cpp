@@ -90,6 +90,7 @@ void HistoryBuilder::add(const Event &event)
         return;
     }
     const double atMs = m_runs.timeOf(event);
+    m_clockAheadMs = event.utcMs - atMs;
     reach(atMs);
     m_runs.run().toMs = std::max(m_runs.run().toMs, atMs);
     m_current = -1;
@@ -180,6 +181,9 @@ void HistoryBuilder::readKind(const Event &event, double atMs)
         for (const Standing &standing : event.standings) {
             readStanding(standing, atMs);
         }
+        if (event.pending == 0) {
+            m_runs.closeCommands(); // the ends of those that are still open were lost
+        }
         break;
     case Kind::Refused:
     case Kind::Failed:
@@ -234,7 +238,7 @@ void HistoryBuilder::readRejection(const Event &event, double atMs)
     const model_Protocoldata reply = replyOf(event);
     m_devices.addRefusal(place, refusal, reply, m_devices.at(place).deviceType);
     if (!m_bounds.areSet()) {
-        m_refused.add(reply, atMs);
+        m_refused.add(reply, event.utcMs); // by the clock that an error log has
     }
 }
 
@@ -332,7 +336,7 @@ int HistoryBuilder::placeOf(const Event &event)
     Device device;
     device.isOfDevice = m_runs.run().isOfDevice;
     device.title = event.device.isEmpty() ? m_runs.run().link : event.device;
-    return m_devices.placeOf(device);
+    return m_runs.placeOf(device);
 }
 
 int HistoryBuilder::nameOf(const QString &name)

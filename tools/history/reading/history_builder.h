@@ -47,6 +47,9 @@ public:
     /** What has been read so far, while more is to come: the last state of a link has no end yet. */
     const History &soFar() const { return m_history; }
 
+    /** How far the wall clock of the last line is ahead of its time, which a steady clock tells. */
+    double clockAheadMs() const { return m_clockAheadMs; }
+
     /** A copy of what has been read so far, as take() would have it. */
     History snapshot() const;
 
@@ -74,6 +77,7 @@ private:
     QHash<QString, int> m_names;
     int m_current = -1; ///< the device that the event which is read is about
     quint64 m_lineNumber = 0;
+    double m_clockAheadMs = 0.0;
 };
 
 } // namespace biz::history

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <QtCore/QRegularExpression>
+
 #include <host/reply_words.h>
 
 namespace biz::history {
@@ -30,6 +32,13 @@ QString titleOf(const Run &run)
     return run.model.isEmpty() ? place : QStringLiteral("%1 at %2").arg(run.model, place);
 }
 
+/** The name of a log whose files are numbered. */
+QString logOf(const Run &run)
+{
+    static const QRegularExpression number(QStringLiteral("\\.\\d+$"));
+    return QString(run.file).remove(number);
+}
+
 } // namespace
 
 void RunBook::readStart(const Event &start)
@@ -53,7 +62,7 @@ void RunBook::expect(const Event &event)
 void RunBook::readSummary(double atMs)
 {
     run().isComplete = true;
-    closeLink(atMs);
+    closeLinks(atMs);
     closeCommands();
 }
 
@@ -92,7 +101,7 @@ void RunBook::learnFrom(const Event &start)
 void RunBook::beginRun(const Event &start)
 {
     if (m_hasRun) {
-        closeLink(m_history.runs.back().toMs);
+        closeLinks(m_history.runs.back().toMs);
         closeCommands();
     }
     if (m_bounds.areSet() && m_history.runs.size() >= Bounds::mostRuns) {
@@ -137,20 +146,49 @@ void RunBook::continueRun(const Event &event)
     run().fromMs = std::max(event.utcMs, 0.0);
 }
 
-void RunBook::closeLink(double atMs)
+int RunBook::placeOf(Device named)
 {
-    if (m_open.onlyDevice < 0) {
-        return;
+    if (m_bounds.areSet()) {
+        return m_devices.placeOf(named); // of one log
     }
-    std::vector<LinkSpan> &link = m_devices.at(m_open.onlyDevice).link;
-    if (!link.empty() && link.back().toMs < 0.0) {
-        link.back().toMs = atMs;
+    const bool isNamesake = isOfOtherLog(m_devices.find(named.title));
+    m_hasNamesakes = m_hasNamesakes || isNamesake;
+    if (m_hasNamesakes) {
+        const QString longer = QStringLiteral("%1 (%2)").arg(named.title, logOf(run()));
+        named.title = isNamesake || m_devices.find(longer) >= 0 ? longer : named.title;
+    }
+    const int place = m_devices.placeOf(named);
+    m_lastRuns.resize(std::max(m_lastRuns.size(), m_history.devices.size()), -1);
+    m_lastRuns[static_cast<std::size_t>(place)] = m_open.run;
+    return place;
+}
+
+/** A device serves one host at a time. */
+bool RunBook::isOfOtherLog(int place) const
+{
+    const auto known = static_cast<std::size_t>(place);
+    if (place < 0 || known >= m_lastRuns.size() || m_lastRuns[known] < 0 || m_lastRuns[known] == m_open.run) {
+        return false;
+    }
+    const Run &last = m_history.runs[static_cast<std::size_t>(m_lastRuns[known])];
+    return run().fromMs < last.toMs && logOf(run()) != logOf(last);
+}
+
+/** Of all devices: the run that ends is the only one with a link that is open. */
+void RunBook::closeLinks(double atMs)
+{
+    for (Device &device : m_history.devices) {
+        if (!device.link.empty() && device.link.back().toMs < 0.0) {
+            device.link.back().toMs = atMs;
+            ++device.events;
+        }
     }
 }
 
 void RunBook::closeCommands()
 {
     for (Device &device : m_history.devices) {
+        device.events += device.openCommands > 0 ? 1 : 0;
         device.openCommands = 0;
     }
 }

@@ -31,15 +31,22 @@ public:
     /** The summary of the run. */
     void readSummary(double atMs);
 
+    /** No command is pending. */
+    void closeCommands();
+
     /** When it happened: by the steady clock where the line has it, so that somebody who sets the clock bends nothing.
      */
     double timeOf(const Event &event) const;
 
     Run &run() { return m_history.runs[static_cast<std::size_t>(m_open.run)]; }
+    const Run &run() const { return m_history.runs[static_cast<std::size_t>(m_open.run)]; }
     OpenCommands &commands() { return m_open.commands; }
 
     /** Negative: the run's lines name their devices. */
     int onlyDevice() const { return m_open.onlyDevice; }
+
+    /** The place of a device that a line names; who has this name in another log of that time is another device. */
+    int placeOf(Device named);
 
 private:
     struct OpenRun
@@ -55,13 +62,15 @@ private:
     void learnFrom(const Event &start);
     bool isRepeated(const Event &start) const;
     bool belongsToOpenRun(const Event &event) const;
-    void closeLink(double atMs);
-    void closeCommands();
+    bool isOfOtherLog(int place) const;
+    void closeLinks(double atMs);
 
     History &m_history;
     DeviceBook &m_devices;
     const Bounds m_bounds;
     OpenRun m_open;
+    std::vector<int> m_lastRuns; ///< of each device that a line named
+    bool m_hasNamesakes = false;
     bool m_hasRun = false;
     bool m_isFirstOfFile = false;
 };
