@@ -22,13 +22,6 @@ QString recordingFile(const char *name)
     return QStringLiteral(BIZ_RECORDINGS "/") + QString::fromLatin1(name);
 }
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
-    return file.readAll();
-}
-
 QVector<QJsonObject> objectsOf(const QByteArray &lines)
 {
     QVector<QJsonObject> objects;
