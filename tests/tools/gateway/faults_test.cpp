@@ -51,6 +51,15 @@ protected:
         extraKeys.insert("broker", more);
     }
 
+    /** The gateway is to connect by TLS, and trusts this authority. */
+    void useTls(const QString &authority)
+    {
+        addDevice("hall-1");
+        extraKeys.insert("broker", QJsonObject{{"host", "127.0.0.1"},
+                                               {"port", broker->port()},
+                                               {"tls", QJsonObject{{"authorities", authority}}}});
+    }
+
     void writeFile(const QString &name, const QByteArray &text) const
     {
         QDir().mkpath(folder.path("gateway"));
@@ -134,6 +143,53 @@ TEST_F(GatewayInTrouble, SaysThatTheBrokersCertificateIsOutOfDate)
     startGatewayAlone();
     EXPECT_TRUE(gateway->waitForOutput("certificate has expired")) << gateway->output().toStdString();
     EXPECT_FALSE(gateway->isOver());
+}
+
+TEST_F(GatewayInTrouble, SaysAtOnceThatABrokerWithTlsIsNotThere)
+{
+    const Certificates certificates(folder.path(), 30);
+    if (!certificates.areMade()) {
+        GTEST_SKIP() << "the package openssl is not installed";
+    }
+    useTls(certificates.authority());
+    broker->kill();
+    startGatewayAlone();
+    EXPECT_TRUE(gateway->waitForOutput("not connected to the broker: Connection refused"))
+        << gateway->output().toStdString();
+}
+
+TEST_F(GatewayInTrouble, ConnectsToNobodyWithoutTheTlsThatItIsToUse)
+{
+    const Certificates certificates(folder.path(), 30);
+    if (!certificates.areMade()) {
+        GTEST_SKIP() << "the package openssl is not installed";
+    }
+    useTls(certificates.authority());
+    broker->kill();
+    startGatewayAlone();
+    ASSERT_TRUE(gateway->waitForOutput("not connected to the broker")) << gateway->output().toStdString();
+    ASSERT_TRUE(QFile::remove(certificates.authority()));
+    broker->start(); // it speaks no TLS
+    EXPECT_TRUE(gateway->waitForOutput("the files of \"tls\" cannot be used")) << gateway->output().toStdString();
+    EXPECT_FALSE(gateway->output().contains("biz_gateway: connected to the broker"));
+}
+
+TEST_F(GatewayInTrouble, BelievesTheSystemsAuthoritiesUnlessItIsToldOthers)
+{
+    const Certificates certificates(folder.path(), 30);
+    if (!certificates.areMade()) {
+        GTEST_SKIP() << "the package openssl is not installed";
+    }
+    addDevice("hall-1");
+    startBrokerWith(certificates.settings(), {"gateway", "alice"});
+    useCredentials("pw-gateway", {{"host", "localhost"}, {"tls", QJsonObject()}});
+    startGatewayAlone();
+    EXPECT_TRUE(gateway->waitForOutput("the broker's certificate is not accepted")) << gateway->output().toStdString();
+    gateway.reset();
+    client = clientOf("alice", certificates.authority());
+    qputenv("SSL_CERT_FILE", certificates.authority().toUtf8()); // the system's, to OpenSSL
+    startGateway();
+    qunsetenv("SSL_CERT_FILE");
 }
 
 TEST_F(GatewayInTrouble, ObeysTheSampleRulesOfTheBroker)

@@ -10,6 +10,7 @@
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
+#include <poll.h>
 
 #include <biz_gateway/broker/properties.h>
 
@@ -33,6 +34,12 @@ constexpr int mostUnconfirmed = 1000;
 /** From here on a reason code of MQTT 5 is a refusal. */
 constexpr int firstRefusal = 0x80;
 
+/**
+ * Where the system has the certificates of authorities. The library sets no TLS up without a file or a folder of them;
+ * OpenSSL's own places, which differ by system, are looked at beside it.
+ */
+constexpr auto systemAuthorities = "/etc/ssl/certs";
+
 /** The library counts its users, and is not to be left while there is another one. */
 class Library
 {
@@ -53,6 +60,17 @@ mosquitto *newClient(const QString &clientId, void *object)
     useLibrary();
     constexpr bool isNewSession = true;
     return mosquitto_new(clientId.toUtf8().constData(), isNewSession, object);
+}
+
+QString systemText(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+bool isBroken(int socket)
+{
+    pollfd polled{socket, 0, 0};
+    return ::poll(&polled, 1, 0) > 0 && (polled.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 const char *textOrNull(const QByteArray &text)
@@ -103,13 +121,14 @@ void MqttConnection::prepareTls()
     const QByteArray authorities = m_settings.authorities.toUtf8();
     const QByteArray certificate = m_settings.certificate.toUtf8();
     const QByteArray key = m_settings.key.toUtf8();
-    if (authorities.isEmpty()) {
-        mosquitto_int_option(m_client.get(), MOSQ_OPT_TLS_USE_OS_CERTS, 1);
+    const bool usesSystems = authorities.isEmpty();
+    int code = mosquitto_int_option(m_client.get(), MOSQ_OPT_TLS_USE_OS_CERTS, usesSystems ? 1 : 0);
+    if (code == MOSQ_ERR_SUCCESS) {
+        code = mosquitto_tls_set(m_client.get(), textOrNull(authorities), usesSystems ? systemAuthorities : nullptr,
+                                 textOrNull(certificate), textOrNull(key), nullptr);
     }
-    const int code = mosquitto_tls_set(m_client.get(), textOrNull(authorities), nullptr, textOrNull(certificate),
-                                       textOrNull(key), nullptr);
     if (code != MOSQ_ERR_SUCCESS) {
-        m_tlsProblem =
+        m_refusal =
             QStringLiteral("the files of \"tls\" cannot be used: ") + QString::fromUtf8(mosquitto_strerror(code));
     }
 }
@@ -194,19 +213,28 @@ void MqttConnection::post(std::function<void()> call)
 
 void MqttConnection::run()
 {
-    const QByteArray host = m_settings.host.toUtf8();
-    int code =
-        mosquitto_connect_bind_async(m_client.get(), host.constData(), m_settings.port, m_settings.keepAliveS, nullptr);
-    const int systemError = errno;
-    QString reason;
-    if (code == MOSQ_ERR_SUCCESS || code == MOSQ_ERR_CONN_PENDING) {
-        code = runLoop();
-        reason = whyEnded(code);
-    } else {
-        reason = code == MOSQ_ERR_ERRNO ? QString::fromLocal8Bit(std::strerror(systemError)) : whyEnded(code);
+    QString reason = m_refusal;
+    // Without the TLS that was asked for, the library would send the password for everybody to read.
+    if (reason.isEmpty()) {
+        reason = connectAndServe();
     }
     const bool isCertificateRefused = m_tlsProblem.contains(QLatin1String("certificate verify failed"));
     post([this, end = ConnectionEnd{m_isTakenOver, isCertificateRefused, reason}] { Q_EMIT ended(end); });
+}
+
+/** Returns why the connection ended. */
+QString MqttConnection::connectAndServe()
+{
+    const QByteArray host = m_settings.host.toUtf8();
+    errno = 0;
+    const int code =
+        mosquitto_connect_bind_async(m_client.get(), host.constData(), m_settings.port, m_settings.keepAliveS, nullptr);
+    const int systemError = errno;
+    if (code == MOSQ_ERR_SUCCESS || code == MOSQ_ERR_CONN_PENDING) {
+        noteBrokenOpening(systemError);
+        return whyEnded(runLoop());
+    }
+    return code == MOSQ_ERR_ERRNO ? systemText(systemError) : whyEnded(code);
 }
 
 /** Returns the code with which the connection ended. */
@@ -216,14 +244,33 @@ int MqttConnection::runLoop()
     while (!m_isAbandoned && code == MOSQ_ERR_SUCCESS && m_refusal.isEmpty()) {
         errno = 0;
         code = mosquitto_loop(m_client.get(), loopWaitMs, packetsAtOnce);
-        if (code == MOSQ_ERR_ERRNO && errno != 0) {
-            m_refusal = QString::fromLocal8Bit(std::strerror(errno));
+        const int systemError = errno;
+        if (code == MOSQ_ERR_ERRNO && systemError != 0) {
+            m_refusal = systemText(systemError);
+        } else if (code == MOSQ_ERR_SUCCESS) {
+            noteBrokenOpening(systemError);
         }
         if (!m_isOpen && m_sinceStart.elapsed() > openLimitMs) {
             m_refusal = QStringLiteral("no answer within %1 s").arg(openLimitMs / 1000);
         }
     }
     return code;
+}
+
+/**
+ * With TLS the library takes a connection that the system has ended for one that is still being made, and tries on
+ * without a pause. `systemError` is what its last call has left behind.
+ */
+void MqttConnection::noteBrokenOpening(int systemError)
+{
+    if (!m_settings.usesTls || m_isOpen || !m_refusal.isEmpty() || !isBroken(mosquitto_socket(m_client.get()))) {
+        return;
+    }
+    const bool isReason = systemError == ECONNREFUSED || systemError == ECONNRESET || systemError == ETIMEDOUT ||
+                          systemError == EHOSTUNREACH || systemError == ENETUNREACH;
+    m_refusal = isReason                 ? systemText(systemError)
+                : m_tlsProblem.isEmpty() ? QStringLiteral("the connection was broken off")
+                                         : m_tlsProblem;
 }
 
 QString MqttConnection::whyEnded(int code) const

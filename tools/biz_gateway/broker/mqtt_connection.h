@@ -90,7 +90,9 @@ private:
     void connectCallbacks();
     static MqttConnection &self(void *object) { return *static_cast<MqttConnection *>(object); }
     void run();
+    QString connectAndServe();
     int runLoop();
+    void noteBrokenOpening(int systemError);
     void subscribe();
     QString whyEnded(int code) const;
 
@@ -117,7 +119,7 @@ private:
     QElapsedTimer m_sinceStart;
     bool m_isOpen = false;
     int m_subscriptionsLeft = 0;
-    QString m_refusal; ///< what the broker said
+    QString m_refusal; ///< why there is no connection: what the broker said, or what is wrong here
     QString m_tlsProblem;
     bool m_isTakenOver = false;
 
