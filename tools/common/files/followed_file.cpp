@@ -111,19 +111,25 @@ bool FollowedFile::open(const QString &path)
 /** The file that was begun after this one; empty while this one is the newest. */
 QString FollowedFile::successor() const
 {
+    int number = 0;
+    for (auto there = identityOf(m_path); there && number < mostFiles; there = identityOf(numbered(++number))) {
+        if (there->device == m_identity.device && there->number == m_identity.number) {
+            return number == 0 ? QString() : numbered(number - 1);
+        }
+    }
+    return oldestSince(m_file.handle());
+}
+
+/** What was read last is gone: the oldest file goes on that was written to since. */
+QString FollowedFile::oldestSince(int gone) const
+{
     struct stat own = {};
-    const qint64 changedNs = fstat(m_file.handle(), &own) == 0 ? identityFrom(own).changedNs : 0;
+    const qint64 changedNs = fstat(gone, &own) == 0 ? identityFrom(own).changedNs : 0;
     QString newer;
     for (int number = 0; number < mostFiles; ++number) {
         const std::optional<Identity> identity = identityOf(numbered(number));
-        if (!identity) {
-            break; // what was read last is gone: the oldest one that is there goes on
-        }
-        if (number > 0 && identity->changedNs < changedNs) {
-            break; // it is older than what was read last
-        }
-        if (identity->device == m_identity.device && identity->number == m_identity.number) {
-            return newer;
+        if (!identity || (number > 0 && identity->changedNs < changedNs)) {
+            break;
         }
         newer = numbered(number);
     }

@@ -59,6 +59,7 @@ private:
     bool takeLine(QByteArray *line);
     QString numbered(int number) const;
     QString successor() const;
+    QString oldestSince(int gone) const;
     QString oldest() const;
 
     QString m_path;

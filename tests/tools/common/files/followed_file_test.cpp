@@ -102,6 +102,20 @@ TEST_F(FollowedFileTest, LogCanBeReadFromItsOldestFileOn)
     EXPECT_EQ(linesOf(whole), (QByteArrayList{"one", "two", "three"}));
 }
 
+TEST_F(FollowedFileTest, FilesOfACopiedLogAreReadByTheirNumbersWhateverTheirTimes)
+{
+    const QDateTime copied = QDateTime::currentDateTime().addSecs(-60);
+    for (const int number : {0, 1, 2}) {
+        const QString name = number == 0 ? QStringLiteral("log") : QStringLiteral("log.%1").arg(number);
+        append(QByteArray::number(number) + '\n', name);
+        QFile copy(folder.path(name));
+        ASSERT_TRUE(copy.open(QIODevice::ReadWrite));
+        ASSERT_TRUE(copy.setFileTime(copied.addSecs(number), QFileDevice::FileModificationTime));
+    }
+    FollowedFile whole(folder.path(QStringLiteral("log")), FollowedFile::Begin::OldestFile);
+    EXPECT_EQ(linesOf(whole), (QByteArrayList{"2", "1", "0"}));
+}
+
 TEST_F(FollowedFileTest, PipeIsRefusedAndNotWaitedFor)
 {
     ASSERT_EQ(mkfifo(QFile::encodeName(file.path()).constData(), S_IRUSR | S_IWUSR), 0);
