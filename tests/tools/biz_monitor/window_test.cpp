@@ -84,6 +84,69 @@ TEST_F(WindowTest, HostileTextsAreShownAsTheyAre)
         part<QTextBrowser>("The refused reply that is chosen")->toPlainText().contains(QStringLiteral("<img src=x>")));
     EXPECT_TRUE(textOf("Command in flight").startsWith(QStringLiteral("<b>bold</b>")));
     EXPECT_EQ(part<QLabel>("Command in flight")->textFormat(), Qt::PlainText);
+    const QModelIndex clause = part<QAbstractItemView>("Refused replies")->model()->index(0, 3);
+    EXPECT_TRUE(clause.data(Qt::ToolTipRole).toString().contains(QStringLiteral("&lt;img src=x&gt;")));
+}
+
+TEST_F(WindowTest, ChosenRefusalStaysChosenWhenAnotherComesBeforeIt)
+{
+    log.start();
+    log.given(1, 1);
+    for (const char *const clause : {"the first", "the second"}) {
+        log.rejected(5 + log.lines.size(), 1, QStringLiteral("F1/08"), "01 F1 08 10 62 01 00", 354,
+                     QString::fromLatin1(clause));
+    }
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return rows("Refused replies") == 2; }));
+    auto *const table = part<QAbstractItemView>("Refused replies");
+    table->setCurrentIndex(table->model()->index(0, 3));
+    ASSERT_EQ(table->currentIndex().data().toString(), QStringLiteral("the second"));
+    log.rejected(1000, 1, QStringLiteral("F1/08"), "01 F1 08 10 62 01 00", 354, QStringLiteral("the first"));
+    write();
+    ASSERT_TRUE(comesTrue([this] { return cell("Refused replies", 0, 3) == QLatin1String("the first"); }));
+    EXPECT_EQ(table->currentIndex().data().toString(), QStringLiteral("the second"));
+}
+
+TEST_F(WindowTest, EndOfARunIsShownInTheListAsOnThePage)
+{
+    log.start();
+    log.link(10, QStringLiteral("lost"));
+    log.given(20, 1);
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return cell("Devices", 0, State) == QLatin1String("link lost"); }));
+    log.end(5000);
+    write();
+    EXPECT_TRUE(comesTrue([this] { return cell("Devices", 0, State) == QLatin1String("no command"); }));
+    EXPECT_EQ(cell("Devices", 0, Waiting), QStringLiteral("–"));
+}
+
+TEST_F(WindowTest, CommandsWhoseEndsWereLostWaitNoLonger)
+{
+    log.start();
+    log.given(10, 1);
+    log.line(20, {{"event", "lost"}, {"lines", 7}});
+    write();
+    watch();
+    ASSERT_TRUE(comesTrue([this] { return textOf("Queue") == QLatin1String("1 waiting"); }));
+    log.line(5000, {{"event", "state"}, {"state", "up"}, {"pending", 0}});
+    write();
+    EXPECT_TRUE(comesTrue([this] { return textOf("Queue") == QLatin1String("empty"); }));
+    EXPECT_TRUE(comesTrue([this] { return textOf("Log").contains(QLatin1String("7 lines")); }));
+}
+
+TEST_F(WindowTest, LogWhoseClockWasSetIsShownAtItsOwnTime)
+{
+    log.start();
+    log.answeredCommand(10, 1, 5);
+    const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    log.lines.last().replace("2026-05-06T14:00:00.015Z", now.toUtf8());
+    write();
+    biz::monitor::WatchedLog watched(std::make_unique<biz::monitor::FileSource>(path()));
+    ASSERT_TRUE(biz::test::waitFor([&] { return watched.isLive(); }));
+    constexpr double minuteMs = 60000.0;
+    EXPECT_LT(watched.nowMs() - LogLines::startMs(), minuteMs);
 }
 
 TEST_F(WindowTest, FileThatIsNoLogIsSaidToBeNone)

@@ -42,6 +42,11 @@ void CommandModel::show(const history::History *history, const history::Device *
         commands.assign(device->commands.rbegin(), device->commands.rbegin() + static_cast<std::ptrdiff_t>(count));
         m_names = history->names;
     }
+    int open = device == nullptr ? 0 : device->openCommands;
+    const auto isLost = [&open](const Command &command) {
+        return !command.hasEnded && open-- <= 0;
+    };
+    m_firstLost = static_cast<int>(std::find_if(commands.begin(), commands.end(), isLost) - commands.begin());
     replaceRows(static_cast<int>(commands.size()), [&] { m_commands = std::move(commands); });
 }
 
@@ -54,13 +59,20 @@ QString CommandModel::text(int row, int column) const
     case Name:
         return m_names.value(command.name);
     case End:
-        return endText(command);
+        return !command.hasEnded && row >= m_firstLost ? QStringLiteral("not in the log") : endText(command);
     case RoundTrip:
         return command.responseMs() < 0.0 ? QStringLiteral("–") : history::durationText(command.responseMs());
     case ColumnCount:
         break;
     }
     return {};
+}
+
+/** The ticket, which is of one run. */
+QString CommandModel::key(int row) const
+{
+    const Command &command = m_commands[static_cast<std::size_t>(row)];
+    return QStringLiteral("%1 %2").arg(command.ticket).arg(command.beginMs(), 0, 'f');
 }
 
 } // namespace biz::monitor

@@ -25,9 +25,11 @@ public:
 
 protected:
     QString text(int row, int column) const override;
+    QString key(int row) const override;
 
 private:
     std::vector<history::Command> m_commands;
+    int m_firstLost = 0; ///< of those that have not ended, from this row on: whose ends the log does not tell
     QStringList m_names;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <biz_monitor/looks/health_icon.h>
+#include <biz_monitor/looks/tool_tip.h>
 #include <history/words.h>
 
 namespace biz::monitor {
@@ -173,7 +174,8 @@ QVariant DeviceModel::data(const QModelIndex &index, int role) const
     case Qt::DecorationRole:
         return column == State ? QVariant(m_icons[static_cast<std::size_t>(row.glance.health)]) : QVariant();
     case Qt::ToolTipRole:
-        return column == Name ? QStringLiteral("%1\n%2").arg(row.title, row.glance.sentence) : row.glance.sentence;
+        return plainToolTip(column == Name ? QStringLiteral("%1\n%2").arg(row.title, row.glance.sentence)
+                                           : row.glance.sentence);
     case Qt::TextAlignmentRole:
         return static_cast<int>((column == Name || column == State ? Qt::AlignLeft : Qt::AlignRight) |
                                 Qt::AlignVCenter);

@@ -95,4 +95,11 @@ QString RefusalModel::text(int row, int column) const
     return {};
 }
 
+/** The clause that the replies broke. */
+QString RefusalModel::key(int row) const
+{
+    const history::Refusal &shown = refusal(row);
+    return QStringList{shown.codes, shown.rule, shown.broken}.join(QLatin1Char('\n'));
+}
+
 } // namespace biz::monitor

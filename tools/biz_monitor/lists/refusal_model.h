@@ -25,6 +25,7 @@ public:
 
 protected:
     QString text(int row, int column) const override;
+    QString key(int row) const override;
 
 private:
     std::vector<history::Refusal> m_refusals;

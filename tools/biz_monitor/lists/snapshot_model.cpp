@@ -1,5 +1,7 @@
 #include <biz_monitor/lists/snapshot_model.h>
 
+#include <biz_monitor/looks/tool_tip.h>
+
 namespace biz::monitor {
 
 SnapshotModel::SnapshotModel(QStringList titles, int numberColumn, QObject *parent)
@@ -12,6 +14,11 @@ SnapshotModel::SnapshotModel(QStringList titles, int numberColumn, QObject *pare
 void SnapshotModel::replaceRows(int count, const std::function<void()> &replace)
 {
     const int before = m_rows;
+    const QModelIndexList held = persistentIndexList();
+    QStringList keys;
+    for (const QModelIndex &index : held) {
+        keys << key(index.row());
+    }
     if (count > before) {
         beginInsertRows({}, before, count - 1);
     } else if (count < before) {
@@ -24,8 +31,33 @@ void SnapshotModel::replaceRows(int count, const std::function<void()> &replace)
     } else if (count < before) {
         endRemoveRows();
     }
+    moveHeld(held, keys);
     if (count > 0) {
         Q_EMIT dataChanged(index(0, 0), index(count - 1, columnCount() - 1));
+    }
+}
+
+/** What a view holds on to, such as the row that is chosen, follows its key; what is not there any more is let go. */
+void SnapshotModel::moveHeld(const QModelIndexList &held, const QStringList &keys)
+{
+    QModelIndexList from;
+    QModelIndexList to;
+    for (int i = 0; i < held.size(); ++i) {
+        const QModelIndex &index = held.at(i);
+        if (index.row() >= m_rows || key(index.row()) == keys.at(i)) {
+            continue;
+        }
+        int row = 0;
+        while (row < m_rows && key(row) != keys.at(i)) {
+            ++row;
+        }
+        from << index;
+        to << (row < m_rows ? this->index(row, index.column()) : QModelIndex());
+    }
+    if (!from.isEmpty()) {
+        Q_EMIT layoutAboutToBeChanged();
+        changePersistentIndexList(from, to);
+        Q_EMIT layoutChanged();
     }
 }
 
@@ -46,8 +78,9 @@ QVariant SnapshotModel::data(const QModelIndex &index, int role) const
     }
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::ToolTipRole:
         return text(index.row(), index.column());
+    case Qt::ToolTipRole:
+        return plainToolTip(text(index.row(), index.column()));
     case Qt::AccessibleTextRole:
         return QStringLiteral("%1: %2").arg(m_titles.value(index.column()), text(index.row(), index.column()));
     case Qt::TextAlignmentRole:

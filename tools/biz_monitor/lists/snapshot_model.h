@@ -8,7 +8,7 @@
 
 namespace biz::monitor {
 
-/** A table whose rows are replaced all at once, as often as somebody looks. A selection stays where it is. */
+/** A table whose rows are replaced all at once, as often as somebody looks. A selection stays with what was chosen. */
 class SnapshotModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -27,7 +27,12 @@ protected:
 
     virtual QString text(int row, int column) const = 0;
 
+    /** What a row is about, by which it is found again in another place. */
+    virtual QString key(int row) const { return text(row, 0); }
+
 private:
+    void moveHeld(const QModelIndexList &held, const QStringList &keys);
+
     const QStringList m_titles;
     const int m_numberColumn; ///< stands to the right
     int m_rows = 0;

@@ -8,6 +8,7 @@
 #include <QtWidgets/QToolTip>
 
 #include <biz_monitor/looks/fonts.h>
+#include <biz_monitor/looks/tool_tip.h>
 
 namespace biz::monitor {
 
@@ -172,7 +173,7 @@ bool Plot::event(QEvent *event)
     if (text.isEmpty()) {
         QToolTip::hideText();
     } else {
-        QToolTip::showText(help->globalPos(), text, this);
+        QToolTip::showText(help->globalPos(), plainToolTip(text), this);
     }
     return true;
 }

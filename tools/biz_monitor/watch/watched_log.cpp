@@ -56,18 +56,23 @@ QString WatchedLog::problem() const
     return {};
 }
 
+/** By the clock of the log, which stays as it is when somebody sets the clock, or the machine sleeps. */
+double WatchedLog::presentMs() const
+{
+    return static_cast<double>(QDateTime::currentMSecsSinceEpoch()) - m_builder.clockAheadMs();
+}
+
 bool WatchedLog::isLive() const
 {
     if (history().runs.empty() || history().runs.back().isComplete) {
         return false;
     }
-    const double ageMs = static_cast<double>(QDateTime::currentMSecsSinceEpoch()) - history().toMs;
-    return m_hasGrown || (m_hasCaughtUp && ageMs < recentMs);
+    return m_hasGrown || (m_hasCaughtUp && presentMs() - history().toMs < recentMs);
 }
 
 double WatchedLog::nowMs() const
 {
-    return isLive() ? static_cast<double>(QDateTime::currentMSecsSinceEpoch()) : history().toMs;
+    return isLive() ? presentMs() : history().toMs;
 }
 
 } // namespace biz::monitor

@@ -39,6 +39,8 @@ public:
     double nowMs() const;
 
 private:
+    double presentMs() const;
+
     std::unique_ptr<LineSource> m_source;
     history::HistoryBuilder m_builder;
     QTimer m_timer;

@@ -52,6 +52,15 @@ constexpr Length lengths[] = {
     {"30 minutes", 30.0 * minuteMs}, {"2 hours", 120.0 * minuteMs},   {"1 day", TimeAxis::longestMs},
 };
 
+/** Empty when the log is whole. */
+QString lostText(const history::History &history)
+{
+    const quint64 lost = history.runs.empty() ? 0 : history.runs.back().lostLines;
+    return lost == 0
+               ? QString()
+               : QStringLiteral(", %1 of which could not be written").arg(history::countText(lost, "line", "lines"));
+}
+
 } // namespace
 
 MonitorWindow::MonitorWindow(QWidget *parent)
@@ -213,7 +222,7 @@ void MonitorWindow::showChosen()
 void MonitorWindow::showStatus()
 {
     const QString problem = m_log->problem();
-    m_source->setText(problem.isEmpty() ? m_log->name() : problem);
+    m_source->setText(problem.isEmpty() ? m_log->name() + lostText(m_log->history()) : problem);
     const quint64 events = m_log->history().events;
     const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
     const double seconds = static_cast<double>(nowMs - m_shownAtMs) / secondMs;
