@@ -248,15 +248,24 @@ void FleetDevice::onReply(const WorkerLine &line)
     if (event.kind == EventKind::Rejected) {
         onRejected(line);
     } else if (event.kind == EventKind::Late) {
-        count([](Statistics &totals) { ++totals.late; });
+        countStray(&Statistics::late);
         m_signals->post(&DeviceFleet::late, m_name, line.ticket, recordOf(event), event.afterEndMs.value_or(0.0));
     } else if (event.kind == EventKind::Duplicate) {
-        count([](Statistics &totals) { ++totals.duplicate; });
+        countStray(&Statistics::duplicate);
         m_signals->post(&DeviceFleet::duplicate, m_name, line.ticket, recordOf(event));
     } else if (event.kind == EventKind::Foreign) {
-        count([](Statistics &totals) { ++totals.foreign; });
+        countStray(&Statistics::foreign);
         m_signals->post(&DeviceFleet::foreign, m_name, recordOf(event));
     }
+}
+
+/** The device is there, whatever its reply was for. */
+void FleetDevice::countStray(quint64 Counters::*counter)
+{
+    count([counter](Statistics &totals) {
+        ++(totals.*counter);
+        totals.noteSeen();
+    });
 }
 
 void FleetDevice::onRejected(const WorkerLine &line)
@@ -275,6 +284,7 @@ void FleetDevice::onRejected(const WorkerLine &line)
 
 void FleetDevice::onRefused(const Event &event)
 {
+    count([](Statistics &totals) { totals.noteSeen(); });
     tellEvent(event, 0);
     m_signals->post(&DeviceFleet::refused, m_name, event.bytes.value_or(0), event.reason);
 }

@@ -83,6 +83,7 @@ private:
     void onLine(const QByteArray &text);
     void onWritten(const WorkerLine &line);
     void onReply(const WorkerLine &line);
+    void countStray(quint64 Counters::*counter);
     void onRejected(const WorkerLine &line);
     void onRefused(const Event &event);
     void onError(const WorkerLine &line);

@@ -62,6 +62,7 @@ void Worker::attempt()
     m_unanswered = 0;
     m_killedFor.clear();
     m_startedAt = Clock::now();
+    m_servingSince.reset();
     connectProcess();
     m_beating.start();
     m_process->start(m_plan.program, m_plan.arguments);
@@ -105,7 +106,7 @@ void Worker::connectProcess()
 /** One that had served for a while starts again soon; one that keeps ending does so ever more rarely. */
 void Worker::attemptLater()
 {
-    if (Clock::now() - m_startedAt >= timing::workerCountsAsSteady) {
+    if (m_servingSince && Clock::now() - *m_servingSince >= timing::workerCountsAsSteady) {
         m_pause = timing::firstWorkerPause;
     }
     m_starting.start(m_pause);
@@ -154,6 +155,7 @@ void Worker::onLine(const InputLine &read)
     }
     if (!m_isServing) {
         m_isServing = true;
+        m_servingSince = Clock::now();
         m_toldError = Error::None;
         Q_EMIT serving();
     }

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
@@ -101,6 +102,7 @@ private:
     QTimer m_killing; ///< when it has been asked to end, and does not
     std::chrono::milliseconds m_pause;
     TimePoint m_startedAt;
+    std::optional<TimePoint> m_servingSince;
     Error m_toldError = Error::None; ///< since it last served
 };
 

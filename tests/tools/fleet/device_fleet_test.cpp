@@ -120,6 +120,14 @@ TEST_F(Fleet, ARejectedReplyIsToldAndInTheLogOfItsDevice)
     EXPECT_EQ(fleet->counters("hall").rejected, 2U); // to the command and to its resend
 }
 
+TEST_F(Fleet, AReplyThatBelongsToNoCommandShowsThatTheDeviceIsThere)
+{
+    addDevice("hall", [](FakeDevice &device, const model_Protocoldata &) { device.send(makeCommand(0x11, 0x22)); });
+    ASSERT_TRUE(waitForEnd(give("hall", 100)));
+    ASSERT_GT(fleet->counters("hall").foreign, 0U);
+    EXPECT_GT(fleet->counters("hall").lastSeenUtcMs, 0);
+}
+
 TEST_F(Fleet, ACommandIsCancelledWhetherItsWorkerHasItOrNot)
 {
     addDevice("hall", FakeDevice::stayAway);
