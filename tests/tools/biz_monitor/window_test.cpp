@@ -16,13 +16,14 @@ TEST_F(WindowTest, FollowedLogFillsTheListAndThePage)
     log.given(20, 2);
     write();
     watch();
-    ASSERT_TRUE(comesTrue([this] { return rows("Devices") == 1; }));
+    // The last line; a machine that is busy reads the log in several pieces.
+    ASSERT_TRUE(comesTrue([this] {
+        return cell("Devices", 0, Waiting) == QLatin1String("1") && textOf("Queue") == QLatin1String("1 waiting");
+    }));
     EXPECT_EQ(cell("Devices", 0, Name), QStringLiteral("A2 at tcp://10.0.0.1:15700"));
     EXPECT_EQ(cell("Devices", 0, State), QStringLiteral("answers"));
-    EXPECT_EQ(cell("Devices", 0, Waiting), QStringLiteral("1"));
     EXPECT_EQ(cell("Devices", 0, RoundTrip), QStringLiteral("5.00 ms"));
     EXPECT_EQ(textOf("Device"), QStringLiteral("A2 at tcp://10.0.0.1:15700"));
-    EXPECT_EQ(textOf("Queue"), QStringLiteral("1 waiting"));
 }
 
 TEST_F(WindowTest, LinesThatComeLaterAreShown)
