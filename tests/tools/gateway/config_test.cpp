@@ -191,6 +191,17 @@ TEST(CommandTopics, NameADeviceAndPerhapsAClient)
     }
 }
 
+TEST(CommandTopics, OfOtherSitesAreToldFromOtherTopicsToo)
+{
+    for (const char *ofCommands : {"biz/hall/device/a/command", "biz/yard/device/a/command/bob",
+                                   "biz/yard/osd/10.0.0.1/command", "biz/yard/osd/10.0.0.1/command/b/c"}) {
+        EXPECT_TRUE(isForCommands(ofCommands)) << ofCommands;
+    }
+    for (const char *other : {"biz/yard/response/alice", "biz/yard/device/a/outcome", "clients/alice/command"}) {
+        EXPECT_FALSE(isForCommands(other)) << other;
+    }
+}
+
 TEST(AllowanceOfAClient, IsItsOwn)
 {
     ClientAllowance allowance;

@@ -4,6 +4,13 @@
 
 namespace biz::gateway {
 
+qint64 MessageInbox::costOf(const Message &message)
+{
+    constexpr qint64 perCharacter = sizeof(QChar);
+    return message.payload.size() + message.correlation.size() +
+           perCharacter * (message.topic.size() + message.responseTopic.size());
+}
+
 bool MessageInbox::put(Message message)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -11,7 +18,7 @@ bool MessageInbox::put(Message message)
     if (m_isClosed) {
         return false;
     }
-    m_bytes += message.payload.size();
+    m_bytes += costOf(message);
     m_messages.append(std::move(message));
     return m_messages.size() == 1;
 }

@@ -20,6 +20,9 @@ public:
     static constexpr int mostMessages = 1000;
     static constexpr qint64 mostBytes = 8LL * 1024 * 1024;
 
+    /** What a message counts, with all that it holds. */
+    static qint64 costOf(const Message &message);
+
     /** Waits for room, or for the close. True when it was empty, so that somebody has to be told. */
     bool put(Message message);
 

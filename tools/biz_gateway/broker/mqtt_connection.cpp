@@ -343,8 +343,9 @@ void MqttConnection::onMessage(const mosquitto_message &message, const mqtt5__pr
         received.payload = QByteArray(static_cast<const char *>(message.payload), message.payloadlen);
     }
     received.isRetained = message.retain;
-    received.responseTopic = responseTopicOf(properties);
-    received.correlation = correlationOf(properties);
+    // What is too long stays so.
+    received.responseTopic = responseTopicOf(properties).left(Message::longestResponseTopic + 1);
+    received.correlation = correlationOf(properties).left(Message::longestCorrelation + 1);
     received.expiresInS = expiryOf(properties);
     if (m_inbox.put(std::move(received))) {
         post([this] { Q_EMIT this->received(m_inbox.take()); });

@@ -6,6 +6,8 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
+#include <host/device_fleet.h>
+
 namespace biz::gateway {
 
 namespace {
@@ -57,11 +59,15 @@ QByteArray digestOf(const host::Request &request, const Address &address)
     return QCryptographicHash::hash(QJsonDocument(all).toJson(QJsonDocument::Compact), QCryptographicHash::Sha256);
 }
 
-/** A command is worth sending as long as its message lives, unless it says less itself. */
+/**
+ * A command is worth sending as long as its message lives, unless it says less itself; and no longer than a command can
+ * say: devices take no more.
+ */
 void shorten(std::chrono::milliseconds *validFor, quint32 expiresInS)
 {
     // A message whose time is over is not delivered; 0 would be without limit.
-    const std::chrono::milliseconds lives(std::max<qint64>(1, expiresInS * millisecondsPerSecond));
+    const std::chrono::milliseconds lives(
+        std::clamp<qint64>(expiresInS * millisecondsPerSecond, 1, host::DeviceFleet::longestMs));
     *validFor = validFor->count() == 0 ? lives : std::min(*validFor, lives);
 }
 

@@ -17,10 +17,6 @@ bool isCancel(const CommandMessage &command)
     return command.request.what == host::Request::Do::Cancel;
 }
 
-/** Most clients have one subscription, below which they are answered. */
-constexpr int longestResponseTopic = 1024;
-constexpr int longestCorrelation = 1024;
-
 } // namespace
 
 CommandDesk::CommandDesk(Journal *journal, SiteDevices *devices, Outbox *outbox, const GatewayConfig &config,
@@ -107,11 +103,12 @@ std::optional<Refusal> CommandDesk::refusalOf(const Message &message, const Aske
     if (!message.responseTopic.isEmpty() && asked.reply.topic != message.responseTopic) {
         return Refusal{RefusalCode::BadMessage, QStringLiteral("a response topic like %1 expected, of at most %2 bytes")
                                                     .arg(m_responseTopics.join(QStringLiteral(", ")))
-                                                    .arg(longestResponseTopic)};
+                                                    .arg(Message::longestResponseTopic)};
     }
-    if (message.correlation.size() > longestCorrelation) {
-        return Refusal{RefusalCode::BadMessage,
-                       QStringLiteral("correlation data of at most %1 bytes expected").arg(longestCorrelation)};
+    if (message.correlation.size() > Message::longestCorrelation) {
+        return Refusal{
+            RefusalCode::BadMessage,
+            QStringLiteral("correlation data of at most %1 bytes expected").arg(Message::longestCorrelation)};
     }
     if (!asked.command.problem.isEmpty()) {
         return Refusal{RefusalCode::BadMessage, asked.command.problem};
@@ -126,9 +123,9 @@ std::optional<Refusal> CommandDesk::refusalOf(const Message &message, const Aske
 ReplyPath CommandDesk::replyPathOf(const Message &message, const Address &address) const
 {
     const QString &wanted = message.responseTopic;
-    const bool isAllowed = wanted.toUtf8().size() <= longestResponseTopic && isOneOf(m_responseTopics, wanted) &&
-                           !m_topics.readCommandTopic(wanted);
-    return {isAllowed ? wanted : m_topics.outcome(address), message.correlation.left(longestCorrelation)};
+    const bool isAllowed = wanted.toUtf8().size() <= Message::longestResponseTopic &&
+                           isOneOf(m_responseTopics, wanted) && !isForCommands(wanted);
+    return {isAllowed ? wanted : m_topics.outcome(address), message.correlation.left(Message::longestCorrelation)};
 }
 
 void CommandDesk::refuse(const Asked &asked, const Refusal &refusal, Round *round)

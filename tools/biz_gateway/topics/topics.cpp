@@ -6,6 +6,7 @@ namespace biz::gateway {
 
 namespace {
 
+constexpr auto firstLevel = "biz";
 constexpr auto deviceLevel = "device";
 constexpr auto osdLevel = "osd";
 constexpr auto commandLevel = "command";
@@ -34,8 +35,17 @@ QString addressText(const Address &address)
     return kind + address.name;
 }
 
+bool isForCommands(const QString &topic)
+{
+    const QStringList levels = topic.split(QLatin1Char('/'));
+    constexpr int withoutClient = 5;
+    return levels.size() >= withoutClient && levels.at(0) == QLatin1String(firstLevel) &&
+           (levels.at(2) == QLatin1String(deviceLevel) || levels.at(2) == QLatin1String(osdLevel)) &&
+           levels.at(4) == QLatin1String(commandLevel);
+}
+
 Topics::Topics(const QString &site)
-    : m_site(QStringLiteral("biz/") + site)
+    : m_site(QLatin1String(firstLevel) + QLatin1Char('/') + site)
 {
 }
 

@@ -32,6 +32,9 @@ struct Address
 /** "device hall-1" or "OSD device 192.168.1.40", for people. */
 QString addressText(const Address &address);
 
+/** Whether a topic is one of commands, of whatever site: the gateway writes to none. */
+bool isForCommands(const QString &topic);
+
 /** Whom a command is for, and who sent it as far as the topic tells. */
 struct CommandTopic
 {
