@@ -14,6 +14,9 @@ constexpr int statePeriodMs = 100;
 constexpr int statusPeriodMs = 60'000;
 constexpr int millisecondsPerSecond = 1000;
 
+/** Of the status of a gateway that has said good-bye. */
+constexpr auto stoppedKey = "stopped";
+
 constexpr BrokerSession::Token nobodyAsks = 0;
 
 QByteArray jsonOf(const QJsonObject &keys)
@@ -96,21 +99,25 @@ Publication Announcer::will(const QString &site, const Instance &instance)
 
 Publication Announcer::lastWord() const
 {
-    return statusOf(m_topics.status(), offlineKeys(QStringLiteral("the gateway was stopped"), m_instance));
+    QJsonObject keys = offlineKeys(QStringLiteral("the gateway was stopped"), m_instance);
+    keys.insert(QLatin1String(stoppedKey), true);
+    return statusOf(m_topics.status(), keys);
 }
 
 /**
  * Not every broker says that a client id was taken, and a rival may have one of its own. Of two gateways the younger
  * one stays: it is what somebody wanted last. What an older one leaves on the topic is put right.
  *
- * One that says good-bye is no rival; but what is kept when this one comes back tells who was there meanwhile.
+ * One that has said good-bye is no rival. One that was lost is, when that was kept until this one came back: it may
+ * have been this one that took the client id from it.
  */
 void Announcer::onReceived(const QVector<Message> &messages)
 {
     for (const Message &message : messages) {
         const bool isStatus = message.topic == m_topics.status();
         const QJsonObject status = isStatus ? QJsonDocument::fromJson(message.payload).object() : QJsonObject();
-        const bool isThere = message.isRetained || status.value(QStringLiteral("state")) == onlineState();
+        const bool wasLost = message.isRetained && !status.value(QLatin1String(stoppedKey)).toBool();
+        const bool isThere = wasLost || status.value(QStringLiteral("state")) == onlineState();
         if (isThere && m_instance.isYounger(status)) {
             Q_EMIT rivalAppeared();
         } else if (m_instance.isOther(status)) {
