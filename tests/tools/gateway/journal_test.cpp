@@ -3,6 +3,7 @@
 #include <QtSql/QSqlDatabase>
 #include <QtSql/QSqlQuery>
 
+#include <biz_gateway/gateway/command_desk.h>
 #include <biz_gateway/journal/journal.h>
 #include <support/scratch_folder.h>
 
@@ -109,6 +110,16 @@ TEST_F(JournalOfCommands, KnowsAnIdFromItsGivingToItsDelivery)
     EXPECT_FALSE(journal->find("bob", "7"));
 }
 
+TEST_F(JournalOfCommands, SaysWhereWhatItRemovesWasToBeAnswered)
+{
+    const qint64 number = add("7");
+    ReplyPath reply;
+    journal->commit([&] { reply = journal->remove(number); });
+    EXPECT_EQ(reply.topic, "there");
+    EXPECT_EQ(reply.correlation, "mine");
+    EXPECT_FALSE(journal->find("alice", "7"));
+}
+
 TEST_F(JournalOfCommands, IsThereAfterARestart)
 {
     add("given");
@@ -118,6 +129,25 @@ TEST_F(JournalOfCommands, IsThereAfterARestart)
     EXPECT_EQ(journal->given().front().id, "given");
     ASSERT_EQ(journal->undelivered(10).size(), 1);
     EXPECT_EQ(journal->undelivered(10).front().outcome, "the outcome");
+}
+
+TEST_F(JournalOfCommands, OutcomesOfAKilledGatewayWaitForRoomInAFullOne)
+{
+    settings.mostMebibytes = 1;
+    open();
+    constexpr int given = 100;
+    for (int id = 0; id < given; ++id) {
+        add(QString::number(id));
+    }
+    constexpr bool areDelivered = false;
+    fill(areDelivered);
+    SiteDevices devices(folder.path("devices"));
+    BrokerSession session({}, {});
+    Outbox outbox(journal.get(), &session);
+    CommandDesk desk(journal.get(), &devices, &outbox, {});
+    desk.endInterrupted();
+    EXPECT_EQ(desk.pending(), given);
+    EXPECT_EQ(journal->given().size(), given);
 }
 
 TEST_F(JournalOfCommands, KeepsNothingOfARoundThatFails)

@@ -37,11 +37,11 @@ CommandDesk::CommandDesk(Journal *journal, SiteDevices *devices, Outbox *outbox,
 void CommandDesk::endInterrupted()
 {
     const QVector<JournalEntry> left = m_journal->given();
-    m_journal->commit([&] {
-        for (const JournalEntry &entry : left) {
-            m_journal->setEnded(entry.number, interruptedOutcome(entry.client, entry.id, entry.device));
-        }
-    });
+    for (const JournalEntry &entry : left) {
+        m_limits.noteGiven(entry.client);
+        m_ends.push_back({entry.number, entry.client, interruptedOutcome(entry.client, entry.id, entry.device), false});
+    }
+    flushEnds();
 }
 
 // --- From a message to an entry ---------------------------------------------------------------
@@ -190,15 +190,18 @@ void CommandDesk::accept(Asked *asked, Round *round)
     ++round->acceptedOf[asked->client];
 }
 
-/** What the journal knows is answered all the same: reading needs no room. */
+/** What the journal knows is answered or cancelled all the same: reading needs no room. */
 void CommandDesk::refuseRound(std::vector<Asked> *asked, const QString &problem)
 {
     qWarning("%s", qUtf8Printable(problem));
     Round round;
-    for (const Asked &one : *asked) {
+    for (Asked &one : *asked) {
         const auto known = m_journal->find(one.client, one.command.request.id);
         if (known && known->state != JournalEntry::State::Given) {
             answerFromJournal(one, *known, &round);
+        } else if (known && isCancel(one.command)) {
+            one.number = known->number;
+            round.cancels.push_back(&one);
         } else if (!known) {
             refuse(one, {RefusalCode::NoRoom, problem}, &round);
         }
@@ -231,7 +234,6 @@ void CommandDesk::give(const Asked &asked)
         const Refusal refusal{RefusalCode::DeviceRefuses, m_devices->errorString()};
         m_ends.push_back(
             {asked.number, asked.client, refusalPayload(asked.client, options.id, asked.address.name, refusal), true});
-        m_outbox->answer(asked.reply, m_ends.back().payload);
         m_flushing.start(0);
         return;
     }
@@ -266,13 +268,16 @@ void CommandDesk::onHappened(const Address &address, const host::Event &event)
     }
 }
 
+/** A refusal is told when its entry has gone: only then is the same id taken again. */
 void CommandDesk::flushEnds()
 {
+    std::vector<std::pair<ReplyPath, QByteArray>> refusals;
     try {
-        m_journal->commit([this] {
+        m_journal->commit([&] {
+            refusals.clear();
             for (const End &end : m_ends) {
                 if (end.isRefused) {
-                    m_journal->remove(end.number);
+                    refusals.emplace_back(m_journal->remove(end.number), end.payload);
                 } else {
                     m_journal->setEnded(end.number, end.payload);
                 }
@@ -286,6 +291,9 @@ void CommandDesk::flushEnds()
     const std::vector<End> ends = std::exchange(m_ends, {});
     for (const End &end : ends) {
         m_limits.noteEnded(end.client);
+    }
+    for (const auto &[reply, payload] : refusals) {
+        m_outbox->answer(reply, payload);
     }
     m_outbox->sendNew();
 }

@@ -36,7 +36,10 @@ public:
     CommandDesk(Journal *journal, SiteDevices *devices, Outbox *outbox, const GatewayConfig &config,
                 QObject *parent = nullptr);
 
-    /** The commands of a gateway that was killed end as interrupted. Throws JournalError. */
+    /**
+     * The commands of a gateway that was killed end as interrupted, once the journal has room to say so. Throws
+     * JournalError when it cannot be read.
+     */
     void endInterrupted();
 
     void take(const QVector<Message> &messages);

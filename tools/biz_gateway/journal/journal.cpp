@@ -286,9 +286,17 @@ void Journal::setDelivered(qint64 number)
     Queries::run(&m_queries->setDelivered, {numberOf(JournalEntry::State::Delivered), number});
 }
 
-void Journal::remove(qint64 number)
+ReplyPath Journal::remove(qint64 number)
 {
+    ReplyPath reply;
+    QSqlQuery query =
+        m_queries->ran(QStringLiteral("SELECT topic, correlation FROM command WHERE number = ?"), {number});
+    if (query.next()) {
+        reply = {query.value(0).toString(), query.value(1).toByteArray()};
+    }
+    query.finish();
     m_queries->ran(QStringLiteral("DELETE FROM command WHERE number = ?"), {number});
+    return reply;
 }
 
 bool Journal::forgetOldest()

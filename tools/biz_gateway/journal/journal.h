@@ -82,8 +82,8 @@ public:
     void setEnded(qint64 number, const QByteArray &outcome);
     void setDelivered(qint64 number);
 
-    /** As if it had never come. */
-    void remove(qint64 number);
+    /** As if it had never come. Returns where it was to be answered. */
+    ReplyPath remove(qint64 number);
 
     /** Makes room: a share of the ids whose outcome was delivered, the oldest first. False when there are none. */
     bool forgetOldest();
