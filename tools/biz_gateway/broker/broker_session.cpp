@@ -106,10 +106,11 @@ void BrokerSession::onPublished(int number, const QString &refusal)
     }
 }
 
-/** The connection is deleted later, since it may be the one that tells. */
+/** The connection is deleted later, since it may be the one that tells; what it has yet to tell concerns nobody. */
 void BrokerSession::onEnded(const ConnectionEnd &end)
 {
     if (m_connection) {
+        m_connection->disconnect(this);
         m_connection.release()->deleteLater();
     }
     m_unconfirmed.clear();
