@@ -53,7 +53,7 @@ public:
 
     quint64 seed() const;
 
-    /** Lets so much time go by. Whatever is due meanwhile happens. */
+    /** Lets so much time go by. Whatever is due meanwhile happens, with 0 what is due now. */
     void advance(std::chrono::milliseconds duration);
 
     /**

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
+#include <vector>
 
 #include <dlfcn.h>
 #include <linux/futex.h>
@@ -29,9 +30,6 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr long nanosecondsPerSecond = 1'000'000'000;
-
-/** Moments of the wall clock lie behind this number of seconds, and those of the monotonic clock before it. */
-constexpr long firstSecondOfWallClock = 1'000'000'000;
 
 bool isTask()
 {
@@ -64,12 +62,29 @@ nanoseconds after(nanoseconds duration)
     return duration >= never - scheduler().now() ? never : scheduler().now() + duration;
 }
 
-/** When a moment of one of the two clocks is: which, is told by its size. */
-nanoseconds dueOf(const timespec &moment)
+bool isOfWall(clockid_t clock)
 {
-    const bool isOfWall = moment.tv_sec >= firstSecondOfWallClock;
-    const nanoseconds clock = isOfWall ? scheduler().wallClock() : scheduler().monotonicClock();
-    return scheduler().now() + (durationOf(moment) - clock);
+    return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE || clock == CLOCK_TAI;
+}
+
+nanoseconds shownBy(clockid_t clock)
+{
+    return isOfWall(clock) ? scheduler().wallClock() : scheduler().monotonicClock();
+}
+
+/** When a moment of a clock is. */
+nanoseconds dueOf(const timespec &moment, clockid_t clock)
+{
+    return scheduler().now() + (durationOf(moment) - shownBy(clock));
+}
+
+/** A condition does not tell the clock of its moments: it is the one that is nearer to them. */
+clockid_t clockOf(const timespec &moment)
+{
+    const auto distance = [&moment](clockid_t clock) {
+        return std::chrono::abs(durationOf(moment) - shownBy(clock));
+    };
+    return distance(CLOCK_REALTIME) < distance(CLOCK_MONOTONIC) ? CLOCK_REALTIME : CLOCK_MONOTONIC;
 }
 
 bool isVirtual(clockid_t clock)
@@ -91,8 +106,7 @@ bool isVirtual(clockid_t clock)
 nanoseconds readClock(clockid_t clock)
 {
     scheduler().noteReading();
-    const bool isOfWall = clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE || clock == CLOCK_TAI;
-    return isOfWall ? scheduler().wallClock() : scheduler().monotonicClock();
+    return shownBy(clock);
 }
 
 void sleepFor(nanoseconds duration)
@@ -129,6 +143,35 @@ void tellUnlocked(const void *object)
         all->giveWaySeldom();
     }
 }
+
+/** A task's turn with what is done once: who came before may sleep in it, and the system would not let others run. */
+class OnceTurn
+{
+public:
+    explicit OnceTurn(const pthread_once_t *control)
+        : m_control(control)
+    {
+        while (std::find(s_taken.begin(), s_taken.end(), control) != s_taken.end()) {
+            scheduler().wait(Wait::Lock, control, never);
+        }
+        s_taken.push_back(control);
+    }
+    ~OnceTurn()
+    {
+        s_taken.erase(std::find(s_taken.begin(), s_taken.end(), m_control));
+        if (scheduler().hasLockWaiters()) {
+            scheduler().wake(m_control, INT_MAX);
+        }
+    }
+    OnceTurn(const OnceTurn &) = delete;
+    OnceTurn &operator=(const OnceTurn &) = delete;
+
+private:
+    static std::vector<const pthread_once_t *> s_taken; ///< of tasks: one runs at a time
+    const pthread_once_t *const m_control;
+};
+
+std::vector<const pthread_once_t *> OnceTurn::s_taken;
 
 int waitForCondition(pthread_cond_t *condition, pthread_mutex_t *mutex, nanoseconds due)
 {
@@ -171,7 +214,8 @@ long waitForFutex(const FutexCall &call, bool isAbsolute)
     }
     nanoseconds due = never;
     if (call.timeout != nullptr) {
-        due = isAbsolute ? dueOf(*call.timeout) : after(durationOf(*call.timeout));
+        const clockid_t clock = (call.operation & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
+        due = isAbsolute ? dueOf(*call.timeout, clock) : after(durationOf(*call.timeout));
     }
     if (scheduler().wait(Wait::Lock, call.address, due)) {
         return 0;
@@ -237,7 +281,7 @@ BIZ_REPLACES int clock_nanosleep(clockid_t clock, int flags, const timespec *req
         return EINVAL;
     }
     const bool isAbsolute = (flags & TIMER_ABSTIME) != 0;
-    scheduler().wait(Wait::Time, nullptr, isAbsolute ? dueOf(*request) : after(durationOf(*request)));
+    scheduler().wait(Wait::Time, nullptr, isAbsolute ? dueOf(*request, clock) : after(durationOf(*request)));
     return 0;
 }
 
@@ -366,13 +410,13 @@ BIZ_REPLACES int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
 
 BIZ_REPLACES int pthread_mutex_timedlock(pthread_mutex_t *mutex, const timespec *until) noexcept
 {
-    return isTask() ? lockWith(systemCalls().mutexTryLock, mutex, dueOf(*until))
+    return isTask() ? lockWith(systemCalls().mutexTryLock, mutex, dueOf(*until, CLOCK_REALTIME))
                     : systemCalls().mutexTimedLock(mutex, until);
 }
 
 BIZ_REPLACES int pthread_mutex_clocklock(pthread_mutex_t *mutex, clockid_t clock, const timespec *until) noexcept
 {
-    return isTask() ? lockWith(systemCalls().mutexTryLock, mutex, dueOf(*until))
+    return isTask() ? lockWith(systemCalls().mutexTryLock, mutex, dueOf(*until, clock))
                     : systemCalls().mutexClockLock(mutex, clock, until);
 }
 
@@ -393,11 +437,46 @@ BIZ_REPLACES int pthread_rwlock_wrlock(pthread_rwlock_t *lock) noexcept
     return isTask() ? lockWith(systemCalls().tryWriteLock, lock) : systemCalls().writeLock(lock);
 }
 
+BIZ_REPLACES int pthread_rwlock_timedrdlock(pthread_rwlock_t *lock, const timespec *until) noexcept
+{
+    return isTask() ? lockWith(systemCalls().tryReadLock, lock, dueOf(*until, CLOCK_REALTIME))
+                    : systemCalls().timedReadLock(lock, until);
+}
+
+BIZ_REPLACES int pthread_rwlock_timedwrlock(pthread_rwlock_t *lock, const timespec *until) noexcept
+{
+    return isTask() ? lockWith(systemCalls().tryWriteLock, lock, dueOf(*until, CLOCK_REALTIME))
+                    : systemCalls().timedWriteLock(lock, until);
+}
+
+BIZ_REPLACES int pthread_rwlock_clockrdlock(pthread_rwlock_t *lock, clockid_t clock, const timespec *until) noexcept
+{
+    return isTask() ? lockWith(systemCalls().tryReadLock, lock, dueOf(*until, clock))
+                    : systemCalls().clockReadLock(lock, clock, until);
+}
+
+BIZ_REPLACES int pthread_rwlock_clockwrlock(pthread_rwlock_t *lock, clockid_t clock, const timespec *until) noexcept
+{
+    return isTask() ? lockWith(systemCalls().tryWriteLock, lock, dueOf(*until, clock))
+                    : systemCalls().clockWriteLock(lock, clock, until);
+}
+
 BIZ_REPLACES int pthread_rwlock_unlock(pthread_rwlock_t *lock) noexcept
 {
     const int result = systemCalls().readWriteUnlock(lock);
     tellUnlocked(lock);
     return result;
+}
+
+// --- What is done once ----------------------------------------------------------------------
+
+BIZ_REPLACES int pthread_once(pthread_once_t *control, void (*routine)())
+{
+    if (!isTask()) {
+        return systemCalls().once(control, routine);
+    }
+    const OnceTurn turn(control);
+    return systemCalls().once(control, routine);
 }
 
 // --- Conditions -----------------------------------------------------------------------------
@@ -409,14 +488,14 @@ BIZ_REPLACES int pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *m
 
 BIZ_REPLACES int pthread_cond_timedwait(pthread_cond_t *condition, pthread_mutex_t *mutex, const timespec *until)
 {
-    return isTask() ? waitForCondition(condition, mutex, dueOf(*until))
+    return isTask() ? waitForCondition(condition, mutex, dueOf(*until, clockOf(*until)))
                     : systemCalls().conditionTimedWait(condition, mutex, until);
 }
 
 BIZ_REPLACES int pthread_cond_clockwait(pthread_cond_t *condition, pthread_mutex_t *mutex, clockid_t clock,
                                         const timespec *until)
 {
-    return isTask() ? waitForCondition(condition, mutex, dueOf(*until))
+    return isTask() ? waitForCondition(condition, mutex, dueOf(*until, clock))
                     : systemCalls().conditionClockWait(condition, mutex, clock, until);
 }
 
@@ -446,7 +525,8 @@ BIZ_REPLACES int sem_wait(sem_t *semaphore)
 
 BIZ_REPLACES int sem_timedwait(sem_t *semaphore, const timespec *until)
 {
-    return isTask() ? waitForSemaphore(semaphore, dueOf(*until)) : systemCalls().semaphoreTimedWait(semaphore, until);
+    return isTask() ? waitForSemaphore(semaphore, dueOf(*until, CLOCK_REALTIME))
+                    : systemCalls().semaphoreTimedWait(semaphore, until);
 }
 
 BIZ_REPLACES int sem_post(sem_t *semaphore) noexcept

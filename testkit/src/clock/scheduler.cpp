@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include <netinet/in.h>
 #include <sched.h>
@@ -158,14 +159,14 @@ void Scheduler::alignTime()
     }
 }
 
-void Scheduler::boundNextPoll(nanoseconds at)
+nanoseconds Scheduler::boundNextPoll(nanoseconds at)
 {
-    s_current->pollBound = at;
+    return std::exchange(s_current->pollBound, at);
 }
 
-void Scheduler::setLooksAtEachMoment(bool on)
+bool Scheduler::setLooksAtEachMoment(bool on)
 {
-    s_current->looksAtEachMoment = on;
+    return std::exchange(s_current->looksAtEachMoment, on);
 }
 
 void Scheduler::addToTrace(std::uint64_t value)

@@ -58,11 +58,14 @@ public:
     /** How to end the wait for events of a task that one of the next two concerns: by an event. */
     void setInterruptPoll(std::function<void()> interrupt) { m_interruptPoll = std::move(interrupt); }
 
-    /** The calling task's next wait for events ends at this time at the latest. */
-    void boundNextPoll(nanoseconds at);
+    /** The calling task's next wait for events ends at this time at the latest. Returns the bound until now. */
+    nanoseconds boundNextPoll(nanoseconds at);
 
-    /** Whether the calling task's waits for events also end whenever time is about to move after others have run. */
-    void setLooksAtEachMoment(bool on);
+    /**
+     * Whether the calling task's waits for events also end whenever time is about to move after others have run.
+     * Returns whether they did so far.
+     */
+    bool setLooksAtEachMoment(bool on);
 
     /** Whether somebody waits for the clock, so that a task that runs for long is a mistake. */
     void setWatched(bool on) { m_isWatched = on; }

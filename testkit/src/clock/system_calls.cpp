@@ -58,6 +58,11 @@ void findThreadsAndLocks(SystemCalls &calls)
     find(calls.writeLock, "pthread_rwlock_wrlock");
     find(calls.tryWriteLock, "pthread_rwlock_trywrlock");
     find(calls.readWriteUnlock, "pthread_rwlock_unlock");
+    find(calls.timedReadLock, "pthread_rwlock_timedrdlock");
+    find(calls.timedWriteLock, "pthread_rwlock_timedwrlock");
+    find(calls.clockReadLock, "pthread_rwlock_clockrdlock");
+    find(calls.clockWriteLock, "pthread_rwlock_clockwrlock");
+    find(calls.once, "pthread_once");
     find(calls.semaphoreWait, "sem_wait");
     find(calls.semaphoreTryWait, "sem_trywait");
     find(calls.semaphoreTimedWait, "sem_timedwait");

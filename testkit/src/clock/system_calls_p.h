@@ -43,6 +43,11 @@ struct SystemCalls
     int (*writeLock)(pthread_rwlock_t *);
     int (*tryWriteLock)(pthread_rwlock_t *);
     int (*readWriteUnlock)(pthread_rwlock_t *);
+    int (*timedReadLock)(pthread_rwlock_t *, const timespec *);
+    int (*timedWriteLock)(pthread_rwlock_t *, const timespec *);
+    int (*clockReadLock)(pthread_rwlock_t *, clockid_t, const timespec *);
+    int (*clockWriteLock)(pthread_rwlock_t *, clockid_t, const timespec *);
+    int (*once)(pthread_once_t *, void (*)());
     int (*semaphoreWait)(sem_t *);
     int (*semaphoreTryWait)(sem_t *);
     int (*semaphoreTimedWait)(sem_t *, const timespec *);

@@ -58,6 +58,24 @@ Scheduler &followedScheduler()
     return scheduler;
 }
 
+/** Has the calling thread look at each moment, until the end of its scope; within another one it goes on after it. */
+class LookAtEachMoment
+{
+public:
+    explicit LookAtEachMoment(Scheduler &scheduler)
+        : m_scheduler(scheduler)
+        , m_before(scheduler.setLooksAtEachMoment(true))
+    {
+    }
+    ~LookAtEachMoment() { m_scheduler.setLooksAtEachMoment(m_before); }
+    LookAtEachMoment(const LookAtEachMoment &) = delete;
+    LookAtEachMoment &operator=(const LookAtEachMoment &) = delete;
+
+private:
+    Scheduler &m_scheduler;
+    const bool m_before;
+};
+
 } // namespace
 
 class TestClock::Private
@@ -89,9 +107,9 @@ public:
     /** One turn of the event loop; it waits no longer than until then. */
     void turn(nanoseconds until)
     {
-        scheduler.boundNextPoll(until);
+        const nanoseconds before = scheduler.boundNextPoll(until);
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        scheduler.boundNextPoll(never);
+        scheduler.boundNextPoll(before);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
@@ -121,21 +139,23 @@ quint64 TestClock::seed() const
 void TestClock::advance(std::chrono::milliseconds duration)
 {
     const nanoseconds until = d->scheduler.now() + duration;
-    while (d->scheduler.now() < until) {
+    do {
         d->turn(until);
-    }
+    } while (d->scheduler.now() < until);
 }
 
 bool TestClock::runUntil(const std::function<bool()> &condition, std::chrono::milliseconds limit)
 {
     const nanoseconds until = d->scheduler.now() + limit;
-    d->scheduler.setLooksAtEachMoment(true);
+    const LookAtEachMoment look(d->scheduler);
     bool holds = condition();
-    while (!holds && d->scheduler.now() < until) {
+    if (holds) {
+        return true;
+    }
+    do {
         d->turn(until);
         holds = condition();
-    }
-    d->scheduler.setLooksAtEachMoment(false);
+    } while (!holds && d->scheduler.now() < until);
     return holds;
 }
 

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <ctime>
 #include <mutex>
 #include <set>
+#include <shared_mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -73,6 +75,22 @@ TEST(TestClock, WallClockIsSetWithoutMovingTheOther)
     EXPECT_EQ(clock.elapsed(), 1s);
 }
 
+TEST(TestClock, MomentsOfAWallClockThatWasSetFarBackAreWaitedFor)
+{
+    TestClock clock;
+    clock.setWallClock(QDateTime(QDate(1990, 1, 1), QTime(0, 0), Qt::UTC));
+    std::mutex mutex;
+    std::condition_variable never;
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_EQ(never.wait_until(lock, std::chrono::system_clock::now() + 2s), std::cv_status::timeout);
+    EXPECT_EQ(clock.elapsed(), 2s);
+    timespec moment{};
+    ::clock_gettime(CLOCK_REALTIME, &moment);
+    moment.tv_sec += 3;
+    EXPECT_EQ(::clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &moment, nullptr), 0);
+    EXPECT_EQ(clock.elapsed(), 5s);
+}
+
 TEST(TestClock, WhoWaitsByReadingAClockGoesOn)
 {
     const TestClock clock;
@@ -136,6 +154,39 @@ TEST(TestClock, RunUntilSeesWhatAnotherThreadDoes)
     EXPECT_TRUE(clock.runUntil([&] { return done.load(); }, 1s));
     EXPECT_EQ(clock.elapsed(), 70ms);
     thread.join();
+}
+
+TEST(TestClock, RunUntilWithinAnotherOneLeavesItItsSight)
+{
+    TestClock clock;
+    std::atomic<bool> done{false};
+    std::thread thread([&] {
+        std::this_thread::sleep_for(70ms);
+        done = true;
+        std::this_thread::sleep_for(70ms);
+    });
+    QObject context;
+    QTimer::singleShot(10, &context, [&] { EXPECT_FALSE(clock.runUntil([] { return false; }, 5ms)); });
+    EXPECT_TRUE(clock.runUntil([&] { return done.load(); }, 1s));
+    EXPECT_EQ(clock.elapsed(), 70ms);
+    thread.join();
+}
+
+TEST(TestClock, WhatIsDueNowHappensInNoTime)
+{
+    TestClock clock;
+    int happened = 0;
+    QObject context;
+    const auto queue = [&] {
+        QMetaObject::invokeMethod(
+            &context, [&] { ++happened; }, Qt::QueuedConnection);
+    };
+    queue();
+    clock.advance(0ms);
+    EXPECT_EQ(happened, 1);
+    queue();
+    EXPECT_TRUE(clock.runUntil([&] { return happened == 2; }, 0ms));
+    EXPECT_EQ(clock.elapsed(), 0ms);
 }
 
 TEST(TestClock, LoopInASlotRunsInVirtualTime)
@@ -234,6 +285,43 @@ TEST(TestClock, LockThatIsHeldOverASleepIsWaitedFor)
 TEST(TestClock, QtLockThatIsHeldOverASleepIsWaitedFor)
 {
     expectToWaitForItsOwner<QMutex>();
+}
+
+TEST(TestClock, SharedLockIsWaitedForWithALimit)
+{
+    const TestClock clock;
+    std::shared_timed_mutex mutex;
+    std::thread owner([&] {
+        mutex.lock();
+        std::this_thread::sleep_for(5s);
+        mutex.unlock();
+    });
+    std::this_thread::sleep_for(1s);
+    EXPECT_FALSE(mutex.try_lock_for(1s));
+    EXPECT_EQ(clock.elapsed(), 2s);
+    EXPECT_TRUE(mutex.try_lock_shared_for(1h));
+    EXPECT_EQ(clock.elapsed(), 5s);
+    mutex.unlock_shared();
+    owner.join();
+}
+
+TEST(TestClock, WhatIsDoneOnceIsWaitedForByOthers)
+{
+    const TestClock clock;
+    std::once_flag flag;
+    int times = 0;
+    const auto doOnce = [&] {
+        std::call_once(flag, [&] {
+            std::this_thread::sleep_for(3s);
+            ++times;
+        });
+        EXPECT_EQ(clock.elapsed(), 3s);
+    };
+    std::thread first(doOnce);
+    std::thread second(doOnce);
+    first.join();
+    second.join();
+    EXPECT_EQ(times, 1);
 }
 
 TEST(TestClock, QtSemaphoreIsWaitedForWithALimit)
