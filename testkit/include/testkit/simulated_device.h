@@ -43,20 +43,23 @@ public:
      * commands that are not in the recording. Throws std::invalid_argument when the file is no recording of the device
      * channel.
      */
-    static std::unique_ptr<SimulatedDevice> fromRecording(const QString &file, const FaultSettings &faults = {},
-                                                          QObject *parent = nullptr);
+    static std::unique_ptr<SimulatedDevice> fromRecording(const QString &file, const FaultSettings &faults = {});
     ~SimulatedDevice() override;
 
     /** A link for a host of its own. It may outlive the device, which is then gone for the host. */
     std::unique_ptr<host::DeviceLink> makeLink();
 
-    /** The codec of links that are made from now on; the demonstration frame by default. */
+    /**
+     * The codec of links that are made from now on; the demonstration frame by default. FaultKind::FlippedBits and
+     * FaultKind::Junk know that frame only: with another codec turned bits may make another frame, and junk ends with a
+     * zero, which may not end it for that codec.
+     */
     void setCodec(MakeCodec makeCodec);
 
     /** Of a device of a model; a recorded one has its own. */
     void setReplyDelay(std::chrono::milliseconds delay);
 
-    /** Has the next commands go wrong. */
+    /** Has the next commands go wrong, before any script; a second call is for those behind them. */
     void failNext(FaultKind kind, int times = 1);
 
     /** Adds a line to the script of faults. */

@@ -42,8 +42,7 @@ public:
      * as SimulatedDevice::fromRecording() has it. Throws std::invalid_argument when the file is no recording of the OSD
      * channel.
      */
-    static std::unique_ptr<SimulatedOsdDevices> fromRecording(const QString &file, const FaultSettings &faults = {},
-                                                              QObject *parent = nullptr);
+    static std::unique_ptr<SimulatedOsdDevices> fromRecording(const QString &file, const FaultSettings &faults = {});
     ~SimulatedOsdDevices() override;
 
     /** A transport for a host of its own. It may outlive the devices. Every port leads to them. */
@@ -55,11 +54,17 @@ public:
     /** Of a row; recorded ones have their own. */
     void setReplyDelay(std::chrono::milliseconds delay);
 
-    /** Has the next commands to this device go wrong. Throws std::invalid_argument when it is none of them. */
+    /**
+     * Has the next commands to this device go wrong, before any script; a second call is for those behind them. Throws
+     * std::invalid_argument when it is none of the devices.
+     */
     void failNext(const QString &device, FaultKind kind, int times = 1);
 
     /** Adds a line to the script of faults. Throws as failNext() does. */
     void addFault(const ScriptEntry &entry);
+
+    /** Off: the device hears and says nothing until it is on again. Throws as failNext() does. */
+    void setPower(const QString &device, bool on);
 
     /** Every command that has reached a device, in order, since they were last forgotten. */
     const QVector<ReceivedOsdCommand> &commands() const;

@@ -76,7 +76,8 @@ PlayedOsdDevices::PlayedOsdDevices(const OsdSettings &settings, std::unique_ptr<
     m_devices.reserve(static_cast<std::size_t>(settings.count));
     for (int i = 0; i < settings.count; ++i) {
         const QHostAddress address = settings.addressAt(i);
-        m_devices.push_back({i, address, FaultPlan(settings.faults, address.toString()), QDeadlineTimer(0), {}});
+        m_devices.push_back(
+            {i, address, FaultPlan(settings.faults, address.toString()), QDeadlineTimer(0), {}, true, 0});
         if (!settings.recorded.isEmpty()) {
             m_devices.back().recorded.emplace(settings.recorded.at(i));
         }
@@ -99,18 +100,43 @@ bool PlayedOsdDevices::listen()
 
 bool PlayedOsdDevices::addFault(const ScriptEntry &entry)
 {
-    const int place = m_settings.placeOf(entry.device);
-    if (place < 0) {
-        return false;
+    Device *const device = deviceAt(entry.device);
+    if (device != nullptr) {
+        device->plan.add(entry);
     }
-    m_devices[static_cast<std::size_t>(place)].plan.add(entry);
+    return device != nullptr;
+}
+
+bool PlayedOsdDevices::failNext(const QString &address, FaultKind kind, int times)
+{
+    Device *const device = deviceAt(address);
+    if (device != nullptr) {
+        device->plan.failNext(kind, times);
+    }
+    return device != nullptr;
+}
+
+bool PlayedOsdDevices::setPower(const QString &address, bool on)
+{
+    Device *const device = deviceAt(address);
+    if (device == nullptr || device->hasPower == on) {
+        return device != nullptr;
+    }
+    device->hasPower = on;
+    if (on) {
+        comeBack(*device);
+    } else {
+        ++device->timesOff;
+        device->darkUntil = QDeadlineTimer(0);
+        m_network->unbind(device->number);
+    }
     return true;
 }
 
-int PlayedOsdDevices::receptionsOf(const QString &address) const
+PlayedOsdDevices::Device *PlayedOsdDevices::deviceAt(const QString &address)
 {
     const int place = m_settings.placeOf(address);
-    return place < 0 ? 0 : m_devices[static_cast<std::size_t>(place)].plan.receptions();
+    return place < 0 ? nullptr : &m_devices[static_cast<std::size_t>(place)];
 }
 
 bool PlayedOsdDevices::bindAll(quint16 port)
@@ -233,7 +259,11 @@ QVector<QByteArray> PlayedOsdDevices::datagramsBy(const Fault &fault, const QByt
 void PlayedOsdDevices::sendAfter(Device &device, int delayMs, const QVector<QByteArray> &datagrams,
                                  const ReturnAddress &from)
 {
-    const auto sendAll = [this, &device, datagrams, from] {
+    const auto sendAll = [this, &device, datagrams, from, timesOff = device.timesOff] {
+        if (device.timesOff != timesOff) {
+            lose(device, static_cast<int>(datagrams.size()), QStringLiteral("the device was switched off"));
+            return;
+        }
         for (const QByteArray &datagram : datagrams) {
             send(device, datagram, from);
         }
@@ -262,6 +292,10 @@ void PlayedOsdDevices::lose(const Device &device, int replies, const QString &wh
 
 void PlayedOsdDevices::send(Device &device, const QByteArray &datagram, const ReturnAddress &from)
 {
+    if (!device.darkUntil.hasExpired()) {
+        lose(device, 1, QStringLiteral("the device says nothing for a while"));
+        return;
+    }
     const bool isThere = m_network->isBound(device.number);
     if (isThere && m_network->send(device.number, datagram, from)) {
         ++m_tally.replies;
@@ -278,6 +312,9 @@ void PlayedOsdDevices::vanish(Device &device, int forMs)
 
 void PlayedOsdDevices::comeBack(Device &device)
 {
+    if (!device.hasPower || m_network->isBound(device.number)) {
+        return;
+    }
     if (bind(device, m_port)) {
         m_log.write([&] { return QStringLiteral("osd %1 listens again").arg(device.address.toString()); });
         return;

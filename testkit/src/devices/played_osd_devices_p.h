@@ -43,8 +43,11 @@ public:
     /** One entry more for the device that it names; false: there is no such device. */
     bool addFault(const ScriptEntry &entry);
 
-    /** How many commands the device has received. */
-    int receptionsOf(const QString &address) const;
+    /** Has the next commands to a device go wrong; false: there is no such device. */
+    bool failNext(const QString &address, FaultKind kind, int times);
+
+    /** Switches a device; false: there is no such device. */
+    bool setPower(const QString &address, bool on);
 
 Q_SIGNALS:
     /** An address has been taken by somebody else while its device had vanished; it tries on. */
@@ -61,6 +64,8 @@ private:
         FaultPlan plan;
         QDeadlineTimer darkUntil; ///< the end of a blackout
         std::optional<RecordedAnswers> recorded;
+        bool hasPower = true;
+        int timesOff = 0; ///< what it had still to say is forgotten each time
     };
 
     /** A reply, and how long after its command it leaves. */
@@ -71,6 +76,7 @@ private:
         int delayMs = 0;
     };
 
+    Device *deviceAt(const QString &address);
     bool bindAll(quint16 port);
     void unbindAll();
     bool bind(Device &device, quint16 port);

@@ -56,6 +56,13 @@ std::optional<Fault> FaultPlan::next(CommandCode code)
     return fault;
 }
 
+void FaultPlan::failNext(FaultKind kind, int times)
+{
+    for (int i = 0; i < times; ++i) {
+        m_next.enqueue(kind);
+    }
+}
+
 /** What cannot act any more is not looked at with each command of a run of many hours. */
 void FaultPlan::forgetSpent()
 {
@@ -69,6 +76,9 @@ void FaultPlan::forgetSpent()
 
 std::optional<Fault> FaultPlan::scripted(CommandCode code)
 {
+    if (!m_next.isEmpty()) {
+        return Fault{m_next.dequeue(), m_measures};
+    }
     for (CountedEntry &counted : m_script) {
         const ScriptEntry &entry = counted.entry;
         const bool matches =

@@ -4,6 +4,7 @@
 #include <optional>
 #include <random>
 
+#include <QtCore/QQueue>
 #include <QtCore/QVector>
 
 #include <testkit/faults.h>
@@ -19,8 +20,9 @@ struct Fault
 };
 
 /**
- * Decides for one device, command by command, what goes wrong. The first script entry that
- * matches decides; otherwise the rates do, in their order.
+ * Decides for one device, command by command, what goes wrong. A fault that failNext() has
+ * asked for decides; otherwise the first script entry that matches; otherwise the rates, in
+ * their order.
  *
  * Every device draws from a generator of its own, so that what happens to it depends on the
  * seed and on its own commands alone, not on how the commands of many devices mix.
@@ -37,6 +39,9 @@ public:
     /** One entry more, behind those of the script. */
     void add(const ScriptEntry &entry) { m_script.append({entry}); }
 
+    /** Has so many commands more go wrong, behind those that are to do so already. */
+    void failNext(FaultKind kind, int times);
+
     /** How many commands have been received. */
     int receptions() const { return m_receptions; }
 
@@ -52,6 +57,7 @@ private:
     std::optional<Fault> drawn();
     FaultMeasures measuresOf(const ScriptEntry &entry) const;
 
+    QQueue<FaultKind> m_next; ///< of failNext(), a command each
     QVector<CountedEntry> m_script;
     QVector<FaultRate> m_rates;
     std::mt19937 m_generator;

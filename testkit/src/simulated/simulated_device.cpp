@@ -68,11 +68,10 @@ SimulatedDevice::SimulatedDevice(const QString &model, const FaultSettings &faul
 {
 }
 
-std::unique_ptr<SimulatedDevice> SimulatedDevice::fromRecording(const QString &file, const FaultSettings &faults,
-                                                                QObject *parent)
+std::unique_ptr<SimulatedDevice> SimulatedDevice::fromRecording(const QString &file, const FaultSettings &faults)
 {
     auto own = std::make_unique<Private>(recordedSettings(file, faults));
-    return std::unique_ptr<SimulatedDevice>(new SimulatedDevice(std::move(own), parent));
+    return std::unique_ptr<SimulatedDevice>(new SimulatedDevice(std::move(own), nullptr));
 }
 
 SimulatedDevice::SimulatedDevice(std::unique_ptr<Private> own, QObject *parent)
@@ -104,12 +103,7 @@ void SimulatedDevice::setReplyDelay(std::chrono::milliseconds delay)
 
 void SimulatedDevice::failNext(FaultKind kind, int times)
 {
-    for (int i = 1; i <= times; ++i) {
-        ScriptEntry entry;
-        entry.reception = d->device.plan().receptions() + i;
-        entry.fault = kind;
-        addFault(entry);
-    }
+    d->device.plan().failNext(kind, times);
 }
 
 void SimulatedDevice::addFault(const ScriptEntry &entry)

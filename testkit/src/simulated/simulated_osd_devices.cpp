@@ -42,6 +42,13 @@ OsdSettings recordedSettings(const QString &file, const FaultSettings &faults)
     return settings;
 }
 
+void requireOneOfThem(bool isOneOfThem, const QString &device)
+{
+    if (!isOneOfThem) {
+        throw std::invalid_argument(QStringLiteral("\"%1\" is none of the devices").arg(device).toStdString());
+    }
+}
+
 } // namespace
 
 class SimulatedOsdDevices::Private
@@ -71,10 +78,10 @@ SimulatedOsdDevices::SimulatedOsdDevices(const QString &firstAddress, int count,
 }
 
 std::unique_ptr<SimulatedOsdDevices> SimulatedOsdDevices::fromRecording(const QString &file,
-                                                                        const FaultSettings &faults, QObject *parent)
+                                                                        const FaultSettings &faults)
 {
     auto own = std::make_unique<Private>(recordedSettings(file, faults));
-    return std::unique_ptr<SimulatedOsdDevices>(new SimulatedOsdDevices(std::move(own), parent));
+    return std::unique_ptr<SimulatedOsdDevices>(new SimulatedOsdDevices(std::move(own), nullptr));
 }
 
 SimulatedOsdDevices::SimulatedOsdDevices(std::unique_ptr<Private> own, QObject *parent)
@@ -111,20 +118,17 @@ void SimulatedOsdDevices::setReplyDelay(std::chrono::milliseconds delay)
 
 void SimulatedOsdDevices::failNext(const QString &device, FaultKind kind, int times)
 {
-    for (int i = 1; i <= times; ++i) {
-        ScriptEntry entry;
-        entry.device = device;
-        entry.reception = d->devices.receptionsOf(device) + i;
-        entry.fault = kind;
-        addFault(entry);
-    }
+    requireOneOfThem(d->devices.failNext(device, kind, times), device);
 }
 
 void SimulatedOsdDevices::addFault(const ScriptEntry &entry)
 {
-    if (!d->devices.addFault(entry)) {
-        throw std::invalid_argument(QStringLiteral("\"%1\" is none of the devices").arg(entry.device).toStdString());
-    }
+    requireOneOfThem(d->devices.addFault(entry), entry.device);
+}
+
+void SimulatedOsdDevices::setPower(const QString &device, bool on)
+{
+    requireOneOfThem(d->devices.setPower(device, on), device);
 }
 
 const QVector<ReceivedOsdCommand> &SimulatedOsdDevices::commands() const

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include <host/device_host.h>
+#include <host/osd_datagram_codec.h>
 #include <host/osd_host.h>
 #include <testkit/command_recorder.h>
 #include <testkit/google_test.h>
@@ -100,6 +101,25 @@ TEST_F(SimulatedDeviceTest, StalledDeviceIsNotSilentWithinTwiceTheWaitOfItsComma
     EXPECT_EQ(linkState(), LinkState::Up);
 }
 
+TEST_F(SimulatedDeviceTest, FaultsThatAreAskedForStrikeOneAfterTheOther)
+{
+    testkit::ScriptEntry always;
+    always.fault = FaultKind::Duplicate;
+    device.addFault(always);
+    device.failNext(FaultKind::Close);
+    device.failNext(FaultKind::Junk, 2);
+    for (int i = 0; i < 4; ++i) {
+        static_cast<void>(give());
+        clock.advance(5s);
+    }
+    const auto struck = [this](FaultKind kind) {
+        return device.tally().faults.at(static_cast<std::size_t>(kind));
+    };
+    EXPECT_EQ(struck(FaultKind::Close), 1U);
+    EXPECT_EQ(struck(FaultKind::Junk), 2U);
+    EXPECT_EQ(struck(FaultKind::Duplicate), 1U);
+}
+
 TEST_F(SimulatedDeviceTest, EveryFaultLeavesTheNextCommandUnharmed)
 {
     for (int kind = 0; kind < testkit::faultKinds; ++kind) {
@@ -130,24 +150,82 @@ TEST(SimulatedDevice, ModelThatIsNoneIsRefused)
     EXPECT_THROW(testkit::SimulatedDevice("A9"), std::invalid_argument);
 }
 
-TEST(SimulatedOsdDevices, SilentOneDelaysNoOther)
+class SimulatedOsdDevicesTest : public ::testing::Test
 {
+protected:
+    SimulatedOsdDevicesTest() { EXPECT_TRUE(channel.setTransport(wall.makeTransport()) && channel.start()); }
+
+    host::Ticket give(const QString &address)
+    {
+        model_OsdParam command;
+        command.qsIp = address;
+        return channel.enqueue(command);
+    }
+
     testkit::TestClock clock;
-    testkit::SimulatedOsdDevices wall("10.0.0.1", 3);
+    testkit::SimulatedOsdDevices wall{"10.0.0.1", 3};
     host::OsdHost channel;
-    testkit::CommandRecorder recorder(channel);
-    EXPECT_TRUE(channel.setTransport(wall.makeTransport()) && channel.start());
+    testkit::CommandRecorder recorder{channel};
+};
+
+TEST_F(SimulatedOsdDevicesTest, SilentOneDelaysNoOther)
+{
     wall.failNext("10.0.0.2", FaultKind::Silence);
     QVector<host::Ticket> tickets;
     for (const QString &address : wall.addresses()) {
-        model_OsdParam command;
-        command.qsIp = address;
-        tickets.append(channel.enqueue(command));
+        tickets.append(give(address));
     }
     clock.advance(100ms);
     EXPECT_HOLDS(recorder.endedInOrder({tickets[0], tickets[2]}));
     clock.advance(5s);
     EXPECT_HOLDS(recorder.endedAs(tickets[1], Outcome::GaveUp));
+}
+
+TEST_F(SimulatedOsdDevicesTest, WithoutPowerOneIsNotThereUntilItHasItAgain)
+{
+    wall.setReplyDelay(100ms);
+    const host::Ticket underWay = give("10.0.0.2");
+    clock.advance(50ms);
+    wall.setPower("10.0.0.2", false);
+    wall.setPower("10.0.0.2", true);
+    clock.advance(5s);
+    EXPECT_HOLDS(recorder.endedAs(underWay, Outcome::GaveUp)); // what it had to say went with its power
+    wall.setPower("10.0.0.2", false);
+    const host::Ticket without = give("10.0.0.2");
+    const host::Ticket other = give("10.0.0.3");
+    clock.advance(5s);
+    EXPECT_HOLDS(recorder.endedAs(without, Outcome::GaveUp));
+    EXPECT_HOLDS(recorder.endedAs(other, Outcome::Answered));
+    wall.setPower("10.0.0.2", true);
+    const host::Ticket again = give("10.0.0.2");
+    clock.advance(5s);
+    EXPECT_HOLDS(recorder.endedAs(again, Outcome::Answered));
+}
+
+TEST(SimulatedOsdDevices, BlackoutHoldsBackRepliesThatWereToLeaveInIt)
+{
+    testkit::TestClock clock;
+    testkit::SimulatedOsdDevices wall("10.0.0.1", 1);
+    wall.setReplyDelay(500ms);
+    const auto line = wall.makeTransport();
+    ASSERT_EQ(line->open(QHostAddress(QHostAddress::AnyIPv4)), "");
+    int replies = 0;
+    QObject::connect(line.get(), &host::DatagramTransport::received, line.get(), [&replies] { ++replies; });
+    const auto send = [&line] {
+        static_cast<void>(line->send(QHostAddress("10.0.0.1"), host::OsdHost::defaultPort,
+                                     host::OsdDatagramCodec::encode(model_OsdParam())));
+    };
+    send();
+    clock.advance(100ms);
+    wall.failNext("10.0.0.1", FaultKind::Blackout);
+    send();
+    clock.advance(1s);
+    EXPECT_EQ(wall.tally().received, 2U);
+    EXPECT_EQ(replies, 0);
+    clock.advance(5s);
+    send();
+    clock.advance(1s);
+    EXPECT_EQ(replies, 1);
 }
 
 TEST(SimulatedOsdDevices, WhatIsNoRowOrNoneOfItIsRefused)
@@ -156,6 +234,7 @@ TEST(SimulatedOsdDevices, WhatIsNoRowOrNoneOfItIsRefused)
     EXPECT_THROW(testkit::SimulatedOsdDevices("255.255.255.255", 2), std::invalid_argument);
     testkit::SimulatedOsdDevices wall("10.0.0.1", 3);
     EXPECT_THROW(wall.failNext("10.0.0.4", FaultKind::Silence), std::invalid_argument);
+    EXPECT_THROW(wall.setPower("10.0.0.4", false), std::invalid_argument);
 }
 
 } // namespace
