@@ -50,9 +50,16 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const quint32 first = QHostAddress(arguments.value(1, QStringLiteral("127.1.0.1"))).toIPv4Address();
-    const quint32 count = arguments.value(2, QStringLiteral("4")).toUInt();
-    const quint16 port = arguments.value(3, QString::number(OsdHost::defaultPort)).toUShort();
+    bool isAddress = false;
+    bool isCount = false;
+    bool isPort = false;
+    const quint32 first = QHostAddress(arguments.value(1, QStringLiteral("127.1.0.1"))).toIPv4Address(&isAddress);
+    const quint32 count = arguments.value(2, QStringLiteral("4")).toUInt(&isCount);
+    const quint16 port = arguments.value(3, QString::number(OsdHost::defaultPort)).toUShort(&isPort);
+    if (!isAddress || !isCount || count == 0 || !isPort) {
+        qCritical("osd_wall: expected an IPv4 address, a number of devices from 1, and a port");
+        return 2;
+    }
 
     OsdHost host;
     // Counted here, since pending() is already 0 when several commands have ended at once and

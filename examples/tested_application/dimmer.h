@@ -32,9 +32,9 @@ public:
 private:
     void noteEnd(int percent, const biz::host::CommandResult &result);
 
-    biz::host::DeviceHost m_host;
     int m_confirmed = -1;
     QString m_trouble;
+    biz::host::DeviceHost m_host; ///< last: its end still tells of the link and of commands, which uses the above
 };
 
 #endif
