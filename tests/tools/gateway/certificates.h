@@ -17,10 +17,11 @@ public:
     {
         const QString ca = path("ca.crt");
         const QString caKey = path("ca.key");
-        run({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "30", "-subj", "/CN=authority", "-keyout", caKey,
-             "-out", ca});
-        run({"req", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost", "-addext",
-             "subjectAltName=DNS:localhost,IP:127.0.0.1", "-keyout", path("broker.key"), "-out", path("broker.csr")});
+        run({"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "30",
+             "-subj", "/CN=authority", "-keyout", caKey, "-out", ca});
+        run({"req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-subj", "/CN=localhost",
+             "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1", "-keyout", path("broker.key"), "-out",
+             path("broker.csr")});
         run({"x509", "-req", "-in", path("broker.csr"), "-CA", ca, "-CAkey", caKey, "-CAcreateserial", "-days",
              QString::number(days), "-copy_extensions", "copy", "-out", path("broker.crt")});
         // The broker gives its rights up before it reads the key.
