@@ -47,9 +47,10 @@ protected:
         return {"run", sessionFile, "--device", url, "--log-dir", file("logs")};
     }
 
+    /** Of a file in the test's folder, or of one by its whole path. */
     QByteArray contentOf(const QString &name) const
     {
-        QFile content(file(name));
+        QFile content(QDir(folder.path()).filePath(name));
         EXPECT_TRUE(content.open(QIODevice::ReadOnly));
         return content.readAll();
     }
