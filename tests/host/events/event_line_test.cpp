@@ -174,7 +174,7 @@ TEST(CountersInJson, AreAllOfTheTable)
     const QJsonObject object = toJson(counters);
     EXPECT_EQ(object.size(), static_cast<int>(counterRows.size()));
     EXPECT_EQ(object.value("enqueued").toInt(), 1);
-    EXPECT_EQ(object.value("bytesIn").toInt(), static_cast<int>(counterRows.size()));
+    EXPECT_EQ(object.value("bytesIn").toInt(), static_cast<int>(counters.bytesIn));
 }
 
 } // namespace
