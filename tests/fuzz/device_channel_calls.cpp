@@ -3,7 +3,7 @@
 // and of resends only the tag is looked at: when one is due, a give-up, and the lines of the
 // log have no answer to compare with.
 
-#include "fuzz_target.h"
+#include "channel_calls.h"
 
 #include <climits>
 
@@ -11,7 +11,6 @@
 #include <QtCore/QTemporaryDir>
 
 #include <biz_cmdswork/biz_cmdswork.h>
-#include <support/virtual_time.h>
 
 #include "../unit/reply_rules/checked_models.h"
 
@@ -21,10 +20,7 @@ using namespace biz::test;
 using biz::fuzz::Input;
 using biz::fuzz::require;
 
-constexpr int callsAtMost = 200;
 constexpr long resendDelay = 20000000; // nanoseconds; all other sleeps of the send loop are its passes
-
-void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 /** The error log follows the working directory. */
 void moveToScratchFolder()
@@ -46,12 +42,11 @@ void resetChannel()
     biz_CMDSWork::nSysPlan = 0;
 }
 
-/** One worker on the device channel; each byte of the input is a call or a pass of a loop. */
-class Calls
+class Calls : public biz::fuzz::ChannelCalls<biz_CMDSWork>
 {
 public:
     explicit Calls(Input &input)
-        : m_input(input)
+        : ChannelCalls(input)
     {
         connect();
         m_time.onSleep([this](const SleepRequest &request) {
@@ -59,33 +54,19 @@ public:
                 m_sendLoopSleeps = request.nanoseconds;
             }
         });
-        m_worker.m_bSendRun = true;
-        m_worker.m_bRecvRun = true;
-        m_sendLoop = m_time.start("send loop", [this] { m_worker.a1_GetQueueWork(); });
-        m_receiveLoop = m_time.start("receive loop", [this] { m_worker.a1_receiveGetQueueWork(); });
+        startSendLoop();
+        startReceiveLoop();
     }
 
-    ~Calls()
+    ~Calls() override
     {
-        m_worker.m_bSendRun = false;
-        m_worker.m_bRecvRun = false;
         biz_CMDSWork::bRetFlag = true; // watchdogs end instead of resending
-        m_time.finish();
-    }
-
-    Calls(const Calls &) = delete;
-    Calls &operator=(const Calls &) = delete;
-
-    void run()
-    {
-        for (int i = 0; i < callsAtMost && !m_input.atEnd(); ++i) {
-            oneCall();
-        }
+        finish();
     }
 
 private:
     void connect();
-    void oneCall();
+    void oneCall() override;
     void enqueue();
     void pushReply();
     void sendPass();
@@ -98,11 +79,6 @@ private:
     void onSend(int tag);
     static bool isAccepted(const model_Protocoldata &reply);
 
-    Input &m_input;
-    VirtualTime m_time;
-    biz_CMDSWork m_worker;
-    ThreadId m_sendLoop = 0;
-    ThreadId m_receiveLoop = 0;
     long m_sendLoopSleeps = 0; ///< how long its present sleep is, in nanoseconds
     int m_enqueued = 0;
     int m_lastTaken = -1;
@@ -294,12 +270,6 @@ void Calls::letTimePass()
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const auto before = qInstallMessageHandler(silenceMessages);
-    static_cast<void>(before);
     moveToScratchFolder();
-    resetChannel();
-    Input input(data, size);
-    Calls(input).run();
-    resetChannel();
-    return 0;
+    return biz::fuzz::playOnFreshChannel<Calls>(data, size, resetChannel);
 }

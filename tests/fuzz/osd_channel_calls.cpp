@@ -2,22 +2,17 @@
 // must hold: who is sent to in a pass, who is freed by a time-out, what a clear forgets. What
 // becomes of a command that finds no queue has no answer to compare with.
 
-#include "fuzz_target.h"
+#include "channel_calls.h"
 
 #include <vector>
 
 #include <biz_osd_cmdswork/biz_osd_cmdswork.h>
-#include <support/virtual_time.h>
 
 namespace {
 
 using namespace biz::test;
 using biz::fuzz::Input;
 using biz::fuzz::require;
-
-constexpr int callsAtMost = 200;
-
-void silenceMessages(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*message*/) {}
 
 void resetChannel()
 {
@@ -27,41 +22,23 @@ void resetChannel()
     biz_Osd_CMDSWork::receivequeueHexCmd = std::queue<model_OsdParam>();
 }
 
-/** One worker on the OSD channel; each byte of the input is a call or a pass of a loop. */
-class Calls
+class Calls : public biz::fuzz::ChannelCalls<biz_Osd_CMDSWork>
 {
 public:
     explicit Calls(Input &input)
-        : m_input(input)
+        : ChannelCalls(input)
     {
         connect();
-        m_worker.m_bSendRun = true;
-        m_worker.m_bRecvRun = true;
-        m_sendLoop = m_time.start("send loop", [this] { m_worker.a1_GetQueueWork(); });
+        startSendLoop();
         m_timeoutLoop = m_time.threadCount();
-        m_receiveLoop = m_time.start("receive loop", [this] { m_worker.a1_receiveGetQueueWork(); });
+        startReceiveLoop();
     }
 
-    ~Calls()
-    {
-        m_worker.m_bSendRun = false;
-        m_worker.m_bRecvRun = false;
-        m_time.finish();
-    }
-
-    Calls(const Calls &) = delete;
-    Calls &operator=(const Calls &) = delete;
-
-    void run()
-    {
-        for (int i = 0; i < callsAtMost && !m_input.atEnd(); ++i) {
-            oneCall();
-        }
-    }
+    ~Calls() override { finish(); }
 
 private:
     void connect();
-    void oneCall();
+    void oneCall() override;
     void enqueue();
     void handOver();
     void setFlag();
@@ -73,12 +50,7 @@ private:
     void disturb();
     model_OsdParam record();
 
-    Input &m_input;
-    VirtualTime m_time;
-    biz_Osd_CMDSWork m_worker;
-    ThreadId m_sendLoop = 0;
     ThreadId m_timeoutLoop = 0;
-    ThreadId m_receiveLoop = 0;
     quint32 m_tags = 0;
     std::vector<quint32> m_sent;
     std::vector<quint32> m_received;
@@ -259,11 +231,5 @@ void Calls::disturb()
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const auto before = qInstallMessageHandler(silenceMessages);
-    static_cast<void>(before);
-    resetChannel();
-    Input input(data, size);
-    Calls(input).run();
-    resetChannel();
-    return 0;
+    return biz::fuzz::playOnFreshChannel<Calls>(data, size, resetChannel);
 }
