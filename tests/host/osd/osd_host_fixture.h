@@ -12,6 +12,7 @@
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QThread>
 #include <QtNetwork/QNetworkDatagram>
+#include <QtNetwork/QNetworkProxy>
 #include <QtNetwork/QUdpSocket>
 
 #include <gtest/gtest.h>
@@ -42,6 +43,7 @@ public:
     PlayedDevice(const QString &address, quint16 port)
         : ip(address)
     {
+        m_socket.setProxy(QNetworkProxy::NoProxy); // else Qt asks the system for one, on a thread of its own
         EXPECT_TRUE(m_socket.bind(QHostAddress(address), port)) << m_socket.errorString().toStdString();
         QObject::connect(&m_socket, &QUdpSocket::readyRead, this, [this] { read(); });
     }

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <QtCore/QScopedValueRollback>
+#include <QtNetwork/QNetworkProxy>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@ namespace biz::test {
 TcpDevice::TcpDevice(const QHostAddress &address)
     : m_address(address)
 {
+    m_server.setProxy(QNetworkProxy::NoProxy); // else Qt asks the system for one, on a thread of its own
     QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { readAll(); });
     switchOn();
 }
