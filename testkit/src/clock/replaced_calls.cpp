@@ -151,14 +151,14 @@ public:
     explicit OnceTurn(const pthread_once_t *control)
         : m_control(control)
     {
-        while (std::find(s_taken.begin(), s_taken.end(), control) != s_taken.end()) {
+        while (std::find(taken().begin(), taken().end(), control) != taken().end()) {
             scheduler().wait(Wait::Lock, control, never);
         }
-        s_taken.push_back(control);
+        taken().push_back(control);
     }
     ~OnceTurn()
     {
-        s_taken.erase(std::find(s_taken.begin(), s_taken.end(), m_control));
+        taken().erase(std::find(taken().begin(), taken().end(), m_control));
         if (scheduler().hasLockWaiters()) {
             scheduler().wake(m_control, INT_MAX);
         }
@@ -167,11 +167,15 @@ public:
     OnceTurn &operator=(const OnceTurn &) = delete;
 
 private:
-    static std::vector<const pthread_once_t *> s_taken; ///< of tasks: one runs at a time
+    /** Of tasks: one runs at a time. Never destroyed, since the end of a process does things once, too. */
+    static std::vector<const pthread_once_t *> &taken()
+    {
+        static auto &controls = *new std::vector<const pthread_once_t *>;
+        return controls;
+    }
+
     const pthread_once_t *const m_control;
 };
-
-std::vector<const pthread_once_t *> OnceTurn::s_taken;
 
 int waitForCondition(pthread_cond_t *condition, pthread_mutex_t *mutex, nanoseconds due)
 {
