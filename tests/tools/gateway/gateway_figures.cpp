@@ -42,7 +42,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int allFine = 0;
 constexpr int broken = 1;
 constexpr int skipped = 77;
-constexpr int tickMs = 1;
 constexpr int repeatAfterMs = 2000;
 constexpr int killPeriodMs = 2000;
 constexpr int devicesOfKills = 5;
