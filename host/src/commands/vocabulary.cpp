@@ -22,18 +22,24 @@ QString nameOf(Enum value)
     return printedName(QMetaEnum::fromType<Enum>().valueToKey(static_cast<int>(value)));
 }
 
-/** Made once: each event is told by its name. */
+QStringList namesOfEvents()
+{
+    const QMetaEnum kinds = QMetaEnum::fromType<EventKind>();
+    QStringList names;
+    for (int i = 0; i < kinds.keyCount(); ++i) {
+        names.append(printedName(kinds.key(i)));
+    }
+    return names;
+}
+
+/**
+ * Made once, since each event is told by its name, and never destroyed: the writer of an event log that is stuck on a
+ * dead disk may go on while the process ends.
+ */
 const QStringList &eventNames()
 {
-    static const QStringList all = [] {
-        const QMetaEnum kinds = QMetaEnum::fromType<EventKind>();
-        QStringList names;
-        for (int i = 0; i < kinds.keyCount(); ++i) {
-            names.append(printedName(kinds.key(i)));
-        }
-        return names;
-    }();
-    return all;
+    static const auto *const all = new QStringList(namesOfEvents());
+    return *all;
 }
 
 } // namespace

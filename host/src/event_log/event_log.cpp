@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QPointer>
 #include <QtCore/QThread>
 
 #include <event_log/file_sink_p.h>
@@ -40,17 +41,11 @@ public:
 
     bool flush(std::chrono::milliseconds deadline);
 
-    /** Calls a function of the writer on its thread. */
-    template<typename Function>
-    void callWriter(Function function)
-    {
-        QMetaObject::invokeMethod(m_writer, std::move(function), Qt::QueuedConnection);
-    }
-
     LogWriter *writer() { return m_writer; }
 
 private:
     void onHappened(const Event &event);
+    void takeNotes();
     void tellHead(EventQueue::Batch batch);
     void beginWaiting();
     void wake();
@@ -59,6 +54,8 @@ private:
     const std::unique_ptr<EventSource> m_source;
     std::vector<std::shared_ptr<LineSink>> m_waiting;
     const std::shared_ptr<EventQueue> m_queue = std::make_shared<EventQueue>();
+    const std::shared_ptr<Inbox<WriterNote>> m_notes = std::make_shared<Inbox<WriterNote>>();
+    InboxReceiver m_receiver;
     QThread *const m_thread;
     LogWriter *const m_writer;
 };
@@ -66,17 +63,17 @@ private:
 EventLog::Private::Private(EventLog *log, std::unique_ptr<EventSource> source)
     : m_log(log)
     , m_source(std::move(source))
+    , m_receiver([this] { takeNotes(); }, log)
     , m_thread(new QThread)
-    , m_writer(new LogWriter(m_queue))
+    , m_writer(new LogWriter(m_queue, m_notes))
 {
+    m_notes->attach(&m_receiver);
     m_source->setParent(log); // it follows the host to another thread
     QObject::connect(m_source.get(), &EventSource::happened, log, [this](const Event &event) { onHappened(event); });
-    QObject::connect(m_writer, &LogWriter::headWanted, log, [this](SinkId sink) { tellHead({sink, {}, {}, nullptr}); });
-    QObject::connect(m_writer, &LogWriter::failed, log, &EventLog::failed);
     QObject::connect(m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
     m_thread->setObjectName(QStringLiteral("biz-event-log"));
     m_writer->moveToThread(m_thread);
-    callWriter(blockPipeSignal);
+    m_writer->call(blockPipeSignal);
     m_thread->start(QThread::LowPriority);
 }
 
@@ -85,7 +82,7 @@ EventLog::Private::~Private()
 {
     const QDeadlineTimer deadline(timing::eventLogFarewell);
     const bool isIdle = flush(timing::eventLogFarewell);
-    callWriter([writer = m_writer, deadline] {
+    m_writer->call([writer = m_writer, deadline] {
         writer->finish(deadline);
         QThread::currentThread()->quit();
     });
@@ -94,13 +91,13 @@ EventLog::Private::~Private()
     } else {
         QObject::connect(m_thread, &QThread::finished, m_thread, &QObject::deleteLater);
     }
+    m_notes->detach();
 }
 
 void EventLog::Private::begin(std::shared_ptr<LineSink> place)
 {
     m_waiting.push_back(std::move(place));
-    QMetaObject::invokeMethod(
-        m_log, [this] { beginWaiting(); }, Qt::QueuedConnection);
+    m_notes->wake();
 }
 
 void EventLog::Private::beginWaiting()
@@ -110,6 +107,22 @@ void EventLog::Private::beginWaiting()
     }
     for (std::shared_ptr<LineSink> &place : std::exchange(m_waiting, {})) {
         tellHead({everybody, {}, {}, std::move(place)});
+    }
+}
+
+void EventLog::Private::takeNotes()
+{
+    beginWaiting();
+    const QPointer<EventLog> log(m_log); // whoever hears of a failure may delete it
+    for (const WriterNote &note : m_notes->takeAll()) {
+        if (!note.failure.isEmpty()) {
+            Q_EMIT log->failed(note.failure);
+        } else {
+            tellHead({note.headWantedBy, {}, {}, nullptr});
+        }
+        if (log.isNull()) {
+            return;
+        }
     }
 }
 
@@ -131,13 +144,13 @@ void EventLog::Private::onHappened(const Event &event)
 
 void EventLog::Private::wake()
 {
-    callWriter([writer = m_writer] { writer->wake(); });
+    m_writer->call([writer = m_writer] { writer->wake(); });
 }
 
 bool EventLog::Private::flush(std::chrono::milliseconds deadline)
 {
     beginWaiting();
-    callWriter([writer = m_writer] { writer->drain(); });
+    m_writer->call([writer = m_writer] { writer->drain(); });
     return m_queue->waitUntilWritten(deadline);
 }
 
@@ -184,7 +197,7 @@ void EventLog::writeTo(std::unique_ptr<QIODevice> device)
 
 void EventLog::serveOn(const QString &socket)
 {
-    d->callWriter([writer = d->writer(), socket] { writer->listen(socket); });
+    d->writer()->call([writer = d->writer(), socket] { writer->listen(socket); });
 }
 
 bool EventLog::flush(int deadlineMs)

@@ -62,12 +62,14 @@ QString makeRoomFor(const QString &socket)
 
 } // namespace
 
-LogWriter::LogWriter(std::shared_ptr<EventQueue> queue)
+LogWriter::LogWriter(std::shared_ptr<EventQueue> queue, std::shared_ptr<Inbox<WriterNote>> notes)
     : m_queue(std::move(queue))
+    , m_notes(std::move(notes))
     , m_soon(this)
     , m_later(this)
     , m_server(this)
 {
+    m_calls.attach(this);
     m_soon.setSingleShot(true);
     m_soon.setInterval(timing::eventLogDelay);
     connect(&m_soon, &QTimer::timeout, this, &LogWriter::drain);
@@ -75,6 +77,24 @@ LogWriter::LogWriter(std::shared_ptr<EventQueue> queue)
     m_later.setInterval(timing::eventLogRetryPeriod);
     connect(&m_later, &QTimer::timeout, this, &LogWriter::tellLost);
     connect(&m_server, &QLocalServer::newConnection, this, &LogWriter::acceptReaders);
+}
+
+void LogWriter::call(std::function<void()> function)
+{
+    (void)m_calls.push(std::move(function)); // attached for good
+}
+
+void LogWriter::customEvent(QEvent * /*event*/)
+{
+    for (const std::function<void()> &call : m_calls.takeAll()) {
+        call();
+    }
+}
+
+/** Nobody is there any more once the log has been destroyed while this thread was stuck. */
+void LogWriter::tell(WriterNote note)
+{
+    (void)m_notes->push(std::move(note));
 }
 
 void LogWriter::wake()
@@ -152,7 +172,7 @@ void LogWriter::acceptReaders()
         place.isReader = true;
         const SinkId id = ++m_lastId;
         m_places.emplace(id, std::move(place));
-        Q_EMIT headWanted(id);
+        tell({{}, id});
         // Queued: it may be told inside of a write to this very socket.
         connect(
             socket, &QLocalSocket::disconnected, this, [this, id] { m_places.erase(id); }, Qt::QueuedConnection);
@@ -197,7 +217,7 @@ bool LogWriter::settle(SinkId id, Place &place, LineSink::Result result)
 {
     switch (result) {
     case LineSink::Result::Begun:
-        Q_EMIT headWanted(id);
+        tell({{}, id});
         place.hasFailed = false;
         return true;
     case LineSink::Result::Written:
@@ -221,7 +241,7 @@ bool LogWriter::settle(SinkId id, Place &place, LineSink::Result result)
 void LogWriter::tellFailure(const QString &why)
 {
     qCWarning(hostLog).noquote() << "the event log cannot be written:" << why;
-    Q_EMIT failed(why);
+    tell({why, everybody});
 }
 
 } // namespace biz::host

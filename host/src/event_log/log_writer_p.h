@@ -11,16 +11,28 @@
 
 #include <event_log/event_queue_p.h>
 #include <event_log/line_sink_p.h>
+#include <loops/inbox_p.h>
 
 namespace biz::host {
 
-/** Writes the lines of a log to all its places, on a thread of its own. */
+/** What the writer tells the host's thread: a failure, or whose first lines it needs. */
+struct WriterNote
+{
+    QString failure;                 ///< empty where first lines are wanted
+    SinkId headWantedBy = everybody; ///< a reader has come, or a file has begun
+};
+
+/**
+ * Writes the lines of a log to all its places, on a thread of its own. Calls and notes cross between the threads in
+ * inboxes: a thread sanitizer sees the order that their locks make, and not that of Qt's queued calls.
+ */
 class LogWriter : public QObject
 {
-    Q_OBJECT
-
 public:
-    explicit LogWriter(std::shared_ptr<EventQueue> queue);
+    LogWriter(std::shared_ptr<EventQueue> queue, std::shared_ptr<Inbox<WriterNote>> notes);
+
+    /** On any thread: calls a function on the writer's. The others are for such calls. */
+    void call(std::function<void()> function);
 
     /** Soon, together with what comes until then. */
     void wake();
@@ -36,11 +48,8 @@ public:
     /** Hands over what readers and devices still hold: nothing is written after it. */
     void finish(const QDeadlineTimer &deadline);
 
-Q_SIGNALS:
-    /** A reader has come, or a file has begun, that wants to be told how things stand. */
-    void headWanted(quint64 sink);
-
-    void failed(const QString &why);
+protected:
+    void customEvent(QEvent *event) override;
 
 private:
     struct Place
@@ -51,6 +60,7 @@ private:
         bool hasFailed = false;
     };
 
+    void tell(WriterNote note);
     void acceptReaders();
     void dropOverfull();
     void write(const EventQueue::Batch &batch);
@@ -58,6 +68,8 @@ private:
     void tellFailure(const QString &why);
 
     const std::shared_ptr<EventQueue> m_queue;
+    const std::shared_ptr<Inbox<WriterNote>> m_notes;
+    Inbox<std::function<void()>> m_calls;
     QTimer m_soon;
     QTimer m_later; ///< tells of lost lines where no event comes to do so
     std::map<SinkId, Place> m_places;

@@ -104,6 +104,17 @@ TEST_F(EventLogFiles, PipeWhoseReaderHasGoneFailsAndTheApplicationGoesOn)
     close(next);
 }
 
+TEST_F(EventLogFiles, LogMayBeDeletedByWhoHearsOfItsFailure)
+{
+    auto log = std::make_unique<EventLog>(host.get());
+    QObject::connect(log.get(), &EventLog::failed, host.get(), [&] { log.reset(); });
+    for (const char *place : {"/nowhere/1", "/nowhere/2", "/nowhere/3"}) {
+        log->writeTo(QString::fromLatin1(place));
+    }
+
+    EXPECT_TRUE(waitFor([&] { return log == nullptr; }));
+}
+
 /** Tells what a test has it tell. */
 class ToldEvents : public EventSource
 {
@@ -430,13 +441,13 @@ TEST_F(EventLogFiles, TellOfLostLinesThoughNothingHappensAnyMore)
 
 TEST_F(EventLogFiles, AreWrittenForAHostThatMovedToAnotherThread)
 {
-    QThread thread;
-    thread.start();
     answerEverything();
     new EventLog(host.get(), path());
+    QThread thread;
     host->moveToThread(&thread);
     QObject context;
     context.moveToThread(&thread);
+    thread.start();
     std::atomic<bool> hasEnded{false};
     QObject::connect(
         host.get(), &DeviceHost::ended, host.get(), [&] { hasEnded = true; }, Qt::DirectConnection);
