@@ -162,8 +162,29 @@ TEST_F(CommandBookFixture, ExpiredCommandsEndWhenTheyWouldBeHandedOver)
     ASSERT_TRUE(waitFor([&] { return Clock::now() - before > options.validFor; }));
     EXPECT_TRUE(listener.order.empty());
     EXPECT_EQ(take().ticket, endless);
+    EXPECT_EQ(book.waiting(), 0);
+    EXPECT_EQ(book.pending(), 1);
     ASSERT_TRUE(waitForEnds(1));
     EXPECT_EQ(listener.ends[expired].outcome, Outcome::Expired);
+}
+
+TEST_F(CommandBookFixture, ACommandHasExpiredOnceItsValidityHasPassed)
+{
+    using std::chrono::milliseconds;
+    BookCommand command;
+    command.options.validFor = milliseconds(5);
+    EXPECT_FALSE(command.isExpired(command.history.enqueuedAt() + milliseconds(4)));
+    EXPECT_TRUE(command.isExpired(command.history.enqueuedAt() + milliseconds(5)));
+}
+
+TEST_F(CommandBookFixture, OnlyAnswersAreRoundTrips)
+{
+    enter();
+    book.end(take(), Outcome::GaveUp, QStringLiteral("why"));
+    EXPECT_EQ(share.roundTrips.count(), 0U);
+    enter();
+    book.end(take(), Outcome::Answered, {});
+    EXPECT_EQ(share.roundTrips.count(), 1U);
 }
 
 TEST_F(CommandBookFixture, ManyThatEndTogetherAreCountedAtOnceAndToldOneByOne)
