@@ -177,6 +177,20 @@ TEST_F(DeviceHostSettings, PipelinedCommandsTakeNoNoticeOfTheSettleTime)
     EXPECT_EQ(seen.outcomeOf(second), "answered");
 }
 
+TEST_F(DeviceHostSettings, PipeliningLetsGoWhatTheSettleTimeHoldsBack)
+{
+    ASSERT_TRUE(host->setSettleTime(std::numeric_limits<int>::max()));
+    answerEverything();
+    start();
+    ASSERT_TRUE(waitForEnd(enqueue()));
+    const Ticket held = enqueue();
+    stayBusyFor(30);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(link->commands.size(), 1U);
+    host->setPipelined(true);
+    EXPECT_TRUE(waitForEnd(held));
+}
+
 // --- What is refused ------------------------------------------------------------------------
 
 TEST_F(DeviceHostSettings, ValuesOutOfRangeAreRefused)
