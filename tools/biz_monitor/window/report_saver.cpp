@@ -1,8 +1,12 @@
 #include <biz_monitor/window/report_saver.h>
 
 #include <algorithm>
+#include <system_error>
+#include <utility>
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
+#include <QtCore/QEvent>
 
 #include <common/files/output_file.h>
 #include <report/report_page.h>
@@ -24,8 +28,8 @@ QString write(const history::History &history, const QString &path)
 
 ReportSaver::~ReportSaver()
 {
-    if (m_worker) {
-        m_worker->wait();
+    if (m_worker.joinable()) {
+        m_worker.join();
     }
     for (const Wanted &wanted : m_waiting) {
         write(wanted.history, wanted.path);
@@ -46,21 +50,31 @@ void ReportSaver::save(const history::History &history, const QString &path)
 
 void ReportSaver::beginNext()
 {
-    if (m_worker || m_waiting.empty()) {
+    if (m_made || m_waiting.empty()) {
         return;
     }
-    const Wanted wanted = std::move(m_waiting.front());
+    m_made = std::move(m_waiting.front());
     m_waiting.erase(m_waiting.begin());
-    const auto why = std::make_shared<QString>();
-    m_worker.reset(QThread::create([wanted, why] { *why = write(wanted.history, wanted.path); }));
-    connect(m_worker.get(), &QThread::finished, this, [this, path = wanted.path, why] { finish(path, *why); });
-    m_worker->start();
+    try {
+        m_worker = std::thread([this] { make(); });
+    } catch (const std::system_error &) {
+        make(); // a window that stands still for a moment, where the system gives no thread
+    }
 }
 
-void ReportSaver::finish(const QString &path, const QString &why)
+void ReportSaver::make()
 {
-    m_worker->wait();
-    m_worker.release()->deleteLater(); // its own signal is being handled
+    m_problem = write(m_made->history, m_made->path);
+    QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+}
+
+void ReportSaver::customEvent(QEvent * /*event*/)
+{
+    if (m_worker.joinable()) {
+        m_worker.join();
+    }
+    const QString path = std::exchange(m_made, std::nullopt)->path;
+    const QString why = std::exchange(m_problem, {});
     beginNext();
     if (why.isEmpty()) {
         Q_EMIT saved(path);
