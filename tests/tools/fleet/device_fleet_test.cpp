@@ -5,6 +5,7 @@
 #include <host/event_log.h>
 #include <host/frame_codec.h>
 #include <host/metrics.h>
+#include <host/support/on_thread.h>
 
 #include "fleet_fixture.h"
 
@@ -473,16 +474,14 @@ TEST_F(Fleet, ItGoesOnInAnotherThreadThatItWasMovedTo)
     addDevice("hall");
     QThread *const home = QThread::currentThread();
     QThread thread;
-    thread.start();
     fleet->moveToThread(&thread);
+    thread.start();
     Ticket ticket = 0;
-    QMetaObject::invokeMethod(
-        fleet.get(), [&] { ticket = fleet->enqueue("hall", makeCommand(0x68, 0x12)); }, Qt::BlockingQueuedConnection);
+    runOnThreadOf(fleet.get(), [&] { ticket = fleet->enqueue("hall", makeCommand(0x68, 0x12)); });
     given.insert(ticket);
     EXPECT_TRUE(waitForEnd(ticket));
     EXPECT_EQ(outcomeOf(ticket), "answered");
-    QMetaObject::invokeMethod(
-        fleet.get(), [&] { fleet->moveToThread(home); }, Qt::BlockingQueuedConnection);
+    runOnThreadOf(fleet.get(), [&] { fleet->moveToThread(home); });
     thread.quit();
     thread.wait();
     QCoreApplication::sendPostedEvents(); // the timers that moved come by events, which Qt leaks unsent
