@@ -14,8 +14,6 @@ TraceRecorder *activeRecorder = nullptr;
 
 Trace present(const QString &text)
 {
-    using Channel = biz_Osd_CMDSWork;
-
     std::size_t commands = 0;
     for (const auto &queue : Channel::queueHexCmd) {
         commands += queue.size();
@@ -39,9 +37,9 @@ void recordTrace(QtMsgType type, const QMessageLogContext & /*context*/, const Q
     }
 }
 
-std::vector<quint32> tagsOf(std::queue<model_OsdParam> queue)
+Tags tagsOf(std::queue<model_OsdParam> queue)
 {
-    std::vector<quint32> tags;
+    Tags tags;
     for (; !queue.empty(); queue.pop()) {
         tags.push_back(queue.front().nTag);
     }
@@ -130,14 +128,28 @@ OsdChannel::~OsdChannel()
     qInstallMessageHandler(previousHandler);
 }
 
-std::vector<quint32> OsdChannel::waitingTags(int slot)
+void OsdChannel::enqueue(TagsOfDevices commands)
 {
-    return tagsOf(biz_Osd_CMDSWork::queueHexCmd.at(slot));
+    for (const auto &[ip, tag] : commands) {
+        Channel::addToSendQueue(record(ip, tag));
+    }
 }
 
-std::vector<quint32> OsdChannel::replyTags()
+void OsdChannel::receive(TagsOfDevices replies)
 {
-    return tagsOf(biz_Osd_CMDSWork::receivequeueHexCmd);
+    for (const auto &[ip, tag] : replies) {
+        Channel::addToReceiveQueue(record(ip, tag));
+    }
+}
+
+Tags OsdChannel::waitingTags(int slot)
+{
+    return tagsOf(Channel::queueHexCmd.at(slot));
+}
+
+Tags OsdChannel::replyTags()
+{
+    return tagsOf(Channel::receivequeueHexCmd);
 }
 
 } // namespace osd_test

@@ -2,10 +2,13 @@
 #define BIZ_TESTS_OSD_CHANNEL_FIXTURE_H
 
 #include <functional>
+#include <initializer_list>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
@@ -15,6 +18,16 @@
 #include <gtest/gtest.h>
 
 namespace osd_test {
+
+using Channel = biz_Osd_CMDSWork;
+using Flags = QMap<QString, bool>;
+using SendTimes = QMap<QString, quint32>;
+using Lines = std::vector<std::string>;
+using Tags = std::vector<quint32>;
+
+const QString deviceA = QStringLiteral("10.0.0.1");
+const QString deviceB = QStringLiteral("10.0.0.2");
+const QString deviceC = QStringLiteral("10.0.0.3");
 
 /** A command to, or a reply from, a device; the tag tells the records of a test apart. */
 model_OsdParam record(const QString &ip, quint32 tag = 0, qint32 waitTime = 3000);
@@ -68,8 +81,16 @@ protected:
     OsdChannel();
     ~OsdChannel() override;
 
-    static std::vector<quint32> waitingTags(int slot);
-    static std::vector<quint32> replyTags();
+    using TagsOfDevices = std::initializer_list<std::pair<QString, quint32>>;
+
+    /** The host gives these commands, one after the other. */
+    static void enqueue(TagsOfDevices commands);
+
+    /** These replies come in, one after the other. */
+    static void receive(TagsOfDevices replies);
+
+    static Tags waitingTags(int slot);
+    static Tags replyTags();
 
 private:
     biz::test::OsdChannelGuard guard;

@@ -10,11 +10,8 @@
 #include <support/held_locks.h>
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
 
 class OsdState : public OsdChannel
 {
@@ -59,9 +56,9 @@ TEST_F(OsdState, ConstructionLeavesTheSharedChannelAlone)
     const Channel worker;
 
     EXPECT_EQ(Channel::m_qsIp.size(), 1);
-    EXPECT_EQ(waitingTags(0), std::vector<quint32>{1});
+    EXPECT_EQ(waitingTags(0), Tags{1});
     EXPECT_FALSE(Channel::m_bRetFlag.value(deviceA));
-    EXPECT_EQ(replyTags(), std::vector<quint32>{2});
+    EXPECT_EQ(replyTags(), Tags{2});
 }
 
 TEST_F(OsdState, SharedChannelOutlivesEveryObject)
@@ -72,8 +69,8 @@ TEST_F(OsdState, SharedChannelOutlivesEveryObject)
 
     worker.reset();
 
-    EXPECT_EQ(waitingTags(0), std::vector<quint32>{1});
-    EXPECT_EQ(replyTags(), std::vector<quint32>{2});
+    EXPECT_EQ(waitingTags(0), Tags{1});
+    EXPECT_EQ(replyTags(), Tags{2});
     EXPECT_TRUE(Channel::m_bRetFlag.value(deviceA));
 }
 

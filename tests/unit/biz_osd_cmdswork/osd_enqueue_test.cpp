@@ -3,13 +3,8 @@
 #include "osd_channel_fixture.h"
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
-using Tags = std::vector<quint32>;
 
 namespace {
-
-const QString deviceA = QStringLiteral("192.168.0.10");
-const QString deviceB = QStringLiteral("192.168.0.11");
 
 class OsdEnqueue : public OsdChannel
 {
@@ -22,14 +17,12 @@ TEST_F(OsdEnqueue, FirstCommandOfADeviceMakesItsSlotWithTheFlagTrue)
     EXPECT_EQ(Channel::m_qsIp, QVector<QString>{deviceA});
     ASSERT_EQ(Channel::queueHexCmd.size(), 1);
     EXPECT_EQ(waitingTags(0), Tags{1});
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
 }
 
 TEST_F(OsdEnqueue, CommandsOfOneDeviceWaitInTheOrderOfTheCalls)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
-    Channel::addToSendQueue(record(deviceA, 3));
+    enqueue({{deviceA, 1}, {deviceA, 2}, {deviceA, 3}});
 
     EXPECT_EQ(Channel::m_qsIp.size(), 1);
     ASSERT_EQ(Channel::queueHexCmd.size(), 1);
@@ -38,9 +31,7 @@ TEST_F(OsdEnqueue, CommandsOfOneDeviceWaitInTheOrderOfTheCalls)
 
 TEST_F(OsdEnqueue, EachDeviceHasItsOwnQueueAtTheIndexOfItsIp)
 {
-    Channel::addToSendQueue(record(deviceB, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
-    Channel::addToSendQueue(record(deviceB, 3));
+    enqueue({{deviceB, 1}, {deviceA, 2}, {deviceB, 3}});
 
     EXPECT_EQ(Channel::m_qsIp, (QVector<QString>{deviceB, deviceA}));
     ASSERT_EQ(Channel::queueHexCmd.size(), 2);
@@ -65,7 +56,7 @@ TEST_F(OsdEnqueue, KnownFreeDeviceWithAnEmptyQueueKeepsItsFlagTrue)
     Channel::addToSendQueue(record(deviceA, 2));
 
     EXPECT_EQ(waitingTags(0), Tags{2});
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
 }
 
 TEST_F(OsdEnqueue, KnownDeviceThatAwaitsAReplyKeepsItsFlagFalse)
@@ -76,7 +67,7 @@ TEST_F(OsdEnqueue, KnownDeviceThatAwaitsAReplyKeepsItsFlagFalse)
     Channel::addToSendQueue(record(deviceA, 2));
 
     EXPECT_EQ(waitingTags(0), (Tags{1, 2}));
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, false}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}}));
 }
 
 TEST_F(OsdEnqueue, KnownDeviceWithoutAFlagGetsNone)
@@ -95,7 +86,7 @@ TEST_F(OsdEnqueue, RegisteringADeviceOverwritesAFlagLeftBehind)
 
     Channel::addToSendQueue(record(deviceA, 1));
 
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
 }
 
 TEST_F(OsdEnqueue, RegisteringADeviceLeavesTheOthersAlone)
@@ -106,7 +97,7 @@ TEST_F(OsdEnqueue, RegisteringADeviceLeavesTheOthersAlone)
     Channel::addToSendQueue(record(deviceB, 2));
 
     EXPECT_EQ(waitingTags(0), Tags{1});
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, false}, {deviceB, true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}, {deviceB, true}}));
 }
 
 TEST_F(OsdEnqueue, IpTextsThatDifferInAnyCharacterAreDifferentDevices)
@@ -114,7 +105,7 @@ TEST_F(OsdEnqueue, IpTextsThatDifferInAnyCharacterAreDifferentDevices)
     const QStringList texts{deviceA,
                             deviceA + QLatin1Char(' '),
                             QLatin1Char(' ') + deviceA,
-                            QStringLiteral("192.168.000.010"),
+                            QStringLiteral("10.0.0.01"),
                             QStringLiteral("fe80::a"),
                             QStringLiteral("FE80::A"),
                             QString()};
@@ -134,7 +125,7 @@ TEST_F(OsdEnqueue, EmptyIpIsADeviceLikeAnyOther)
 
     EXPECT_EQ(Channel::m_qsIp, QVector<QString>{QString()});
     EXPECT_EQ(waitingTags(0), (Tags{1, 2}));
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{QString(), true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{QString(), true}}));
 }
 
 TEST_F(OsdEnqueue, IpListedTwiceIsFoundAtItsFirstIndex)

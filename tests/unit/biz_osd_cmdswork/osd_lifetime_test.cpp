@@ -7,7 +7,6 @@
 
 using namespace osd_test;
 using biz::test::ThreadId;
-using Channel = biz_Osd_CMDSWork;
 
 namespace {
 

@@ -12,15 +12,8 @@
 #include <support/message_recorder.h>
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
-using Flags = QMap<QString, bool>;
-using Lines = std::vector<std::string>;
-using Tags = std::vector<quint32>;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
 
 /** Locks, debug texts, signals and readings of the clock, all in one journal. */
 class OsdLocks : public OsdLoops
@@ -152,8 +145,7 @@ TEST_F(OsdLocks, ClearingForgetsWhatCameWhileItWaitedForTheLock)
 
 TEST_F(OsdLocks, SendPassHoldsTheLockOnceForAllItsTablesAndEmitsAfterwards)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
+    enqueue({{deviceA, 1}, {deviceB, 2}});
     startSendLoop();
 
     EXPECT_EQ(during([this] { sendPasses(); }),
@@ -216,8 +208,7 @@ TEST_F(OsdLocks, TimeOutPassSeesTheAnswerThatCameWhileItWaitedForTheLock)
 
 TEST_F(OsdLocks, ReceivePassHoldsTheReceiveLockToTakeAndEmitsAfterwards)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 1}, {deviceA, 2}});
     startReceiveLoop();
 
     EXPECT_EQ(during([this] { receivePasses(); }),

@@ -1,5 +1,7 @@
 #include "osd_loops_fixture.h"
 
+#include <utility>
+
 #include <support/held_locks.h>
 
 namespace osd_test {
@@ -50,11 +52,20 @@ void OsdLoops::timeoutPassAt(qint64 second, int millisecond)
 
 void OsdLoops::dispatchAt(qint64 second, const model_OsdParam &command, int millisecond)
 {
-    biz_Osd_CMDSWork::addToSendQueue(command);
+    Channel::addToSendQueue(command);
     sendPassAt(second, millisecond);
     ASSERT_FALSE(isFree(command.qsIp)) << "the device must await its reply";
     journal.clear();
     signalsOfWorker.clear();
+}
+
+void OsdLoops::onFirstEmission(std::function<void()> act)
+{
+    signalsOfWorker.onEmission([act = std::move(act), isFirst = true](const auto &) mutable {
+        if (std::exchange(isFirst, false)) {
+            act();
+        }
+    });
 }
 
 } // namespace osd_test

@@ -40,15 +40,21 @@ protected:
     /** Makes a device that awaits the reply to a command that was sent at that second. */
     void dispatchAt(qint64 second, const model_OsdParam &command, int millisecond = 0);
 
-    /** "signalSendMessage 7" and so on, with the tags of the records, in order. */
-    std::vector<std::string> emitted() const { return journal.lines(); }
+    /** Lets `act` happen inside the first slot that is called from now on. */
+    void onFirstEmission(std::function<void()> act);
 
-    static bool isFree(const QString &ip) { return biz_Osd_CMDSWork::m_bRetFlag.value(ip); }
+    /** "signalSendMessage 7" and so on, with the tags of the records, in order. */
+    Lines emitted() const { return journal.lines(); }
+
+    static bool isFree(const QString &ip) { return Channel::m_bRetFlag.value(ip); }
+
+    /** Whether the worker has noted no command, and no time at which it sent one. */
+    bool hasNothingNoted() const { return worker.m_mapCurSend.isEmpty() && worker.m_mapSendTime.isEmpty(); }
 
     biz::test::VirtualTime time;
     biz::test::Journal journal;
     biz::test::OsdSignals signalsOfWorker;
-    biz_Osd_CMDSWork worker;
+    Channel worker;
     ThreadId sendLoop = 0;
     ThreadId timeoutLoop = 0;
     ThreadId receiveLoop = 0;

@@ -8,7 +8,6 @@
 #include <random>
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
 using biz::test::nanoseconds;
 using biz::test::ThreadId;
 

@@ -3,13 +3,8 @@
 #include "osd_channel_fixture.h"
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
-using Tags = std::vector<quint32>;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
 
 /** A channel with two devices: A awaits a reply while commands wait, B is free. */
 class OsdClearing : public OsdChannel
@@ -17,20 +12,18 @@ class OsdClearing : public OsdChannel
 protected:
     OsdClearing()
     {
-        Channel::addToSendQueue(record(deviceA, 1));
-        Channel::addToSendQueue(record(deviceA, 2));
-        Channel::addToSendQueue(record(deviceB, 3));
+        enqueue({{deviceA, 1}, {deviceA, 2}, {deviceB, 3}});
         Channel::m_bRetFlag[deviceA] = false;
         noteDispatch(worker);
     }
 
-    static void noteDispatch(biz_Osd_CMDSWork &to)
+    static void noteDispatch(Channel &to)
     {
         to.m_mapCurSend[deviceA] = record(deviceA, 9);
         to.m_mapSendTime[deviceA] = 1000;
     }
 
-    biz_Osd_CMDSWork worker;
+    Channel worker;
 };
 
 TEST_F(OsdClearing, EveryDeviceCommandAndFlagIsForgotten)
@@ -52,7 +45,7 @@ TEST_F(OsdClearing, WhatThisObjectSentIsForgotten)
 
 TEST_F(OsdClearing, WhatAnotherObjectSentIsKept)
 {
-    biz_Osd_CMDSWork other;
+    Channel other;
     noteDispatch(other);
 
     worker.clearQueue();
@@ -63,8 +56,7 @@ TEST_F(OsdClearing, WhatAnotherObjectSentIsKept)
 
 TEST_F(OsdClearing, QueuedRepliesAreKept)
 {
-    Channel::addToReceiveQueue(record(deviceA, 4));
-    Channel::addToReceiveQueue(record(deviceB, 5));
+    receive({{deviceA, 4}, {deviceB, 5}});
 
     worker.clearQueue();
 
@@ -130,7 +122,7 @@ TEST_F(OsdClearing, ForgottenDeviceIsRegisteredAfreshWithTheFlagTrue)
 
     EXPECT_EQ(Channel::m_qsIp, QVector<QString>{deviceA});
     EXPECT_EQ(waitingTags(0), Tags{6});
-    EXPECT_EQ(Channel::m_bRetFlag, (QMap<QString, bool>{{deviceA, true}}));
+    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
 }
 
 } // namespace

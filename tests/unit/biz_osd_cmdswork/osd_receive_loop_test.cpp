@@ -4,15 +4,9 @@
 
 using namespace osd_test;
 using biz::test::SleepRequest;
-using Channel = biz_Osd_CMDSWork;
-using Lines = std::vector<std::string>;
-using Tags = std::vector<quint32>;
 using std::chrono::milliseconds;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
 
 class OsdReceiveLoop : public OsdLoops
 {
@@ -76,9 +70,7 @@ TEST_F(OsdReceiveLoop, EmptyQueueDeliversNothing)
 
 TEST_F(OsdReceiveLoop, ThreeRepliesAreDeliveredInThreePassesInTheOrderOfTheirArrival)
 {
-    Channel::addToReceiveQueue(record(deviceA, 3));
-    Channel::addToReceiveQueue(record(deviceB, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 3}, {deviceB, 1}, {deviceA, 2}});
     startReceiveLoop();
 
     receivePasses();
@@ -130,8 +122,7 @@ TEST_F(OsdReceiveLoop, ReplyIsDeliveredOnTheReceiveLoopWithNoLockHeld)
 
 TEST_F(OsdReceiveLoop, ReplyHasLeftTheQueueWhenItIsDelivered)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 1}, {deviceA, 2}});
     Tags left;
     signalsOfWorker.onEmission([&](const auto &) { left = replyTags(); });
     startReceiveLoop();
@@ -158,12 +149,7 @@ TEST_F(OsdReceiveLoop, WhatAReceiverWritesStaysInItsCopy)
 TEST_F(OsdReceiveLoop, ReplyQueuedByAReceiverIsDeliveredInTheNextPass)
 {
     Channel::addToReceiveQueue(record(deviceA, 1));
-    bool first = true;
-    signalsOfWorker.onEmission([&](const auto &) {
-        if (std::exchange(first, false)) {
-            Channel::addToReceiveQueue(record(deviceA, 2));
-        }
-    });
+    onFirstEmission([] { Channel::addToReceiveQueue(record(deviceA, 2)); });
     startReceiveLoop();
 
     receivePasses();
@@ -181,7 +167,7 @@ TEST_F(OsdReceiveLoop, ReplyFromAnUnregisteredIpIsDelivered)
     receivePasses();
 
     EXPECT_EQ(emitted(), replies({1}));
-    EXPECT_TRUE(biz_Osd_CMDSWork::m_bRetFlag.isEmpty());
+    EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
 }
 
 TEST_F(OsdReceiveLoop, DeviceIsFreeForItsNextCommandBeforeItsReplyIsDelivered)
@@ -200,8 +186,7 @@ TEST_F(OsdReceiveLoop, DeviceIsFreeForItsNextCommandBeforeItsReplyIsDelivered)
 
 TEST_F(OsdReceiveLoop, RepliesQueuedBeforeAClearAreStillDelivered)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 1}, {deviceA, 2}});
     startReceiveLoop();
 
     worker.clearQueue();
@@ -235,8 +220,7 @@ TEST_F(OsdReceiveLoop, LoopThatFindsItsFlagClearedAtItsFirstTestMakesNoPass)
 
 TEST_F(OsdReceiveLoop, FlagClearedDuringTheSleepStillLetsThePassDeliverOneReply)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 1}, {deviceA, 2}});
     startReceiveLoop();
     worker.m_bRecvRun = false;
 
@@ -275,9 +259,7 @@ TEST_F(OsdReceiveLoop, TwoObjectsLoopsShareTheRepliesEachDeliveredOnce)
     biz::test::Journal ofOther;
     biz::test::OsdSignals signalsOfOther({}, &ofOther);
     signalsOfOther.attach(other);
-    for (const quint32 tag : {1U, 2U, 3U}) {
-        Channel::addToReceiveQueue(record(deviceA, tag));
-    }
+    receive({{deviceA, 1}, {deviceA, 2}, {deviceA, 3}});
     startReceiveLoop();
     const ThreadId otherLoop = time.start("other's receive loop", [&] { other.a1_receiveGetQueueWork(); });
 

@@ -3,53 +3,24 @@
 #include "osd_channel_fixture.h"
 
 using namespace osd_test;
-using Channel = biz_Osd_CMDSWork;
-using Flags = QMap<QString, bool>;
-using Tags = std::vector<quint32>;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
 
 class OsdReply : public OsdChannel
 {
 };
 
-TEST_F(OsdReply, SettingAHeldDeviceTrueFreesIt)
+TEST_F(OsdReply, SettingADeviceTrueFreesItAndFalseHoldsItWhateverItWas)
 {
-    Channel::m_bRetFlag = {{deviceA, false}, {deviceB, false}};
+    for (const bool before : {false, true}) {
+        for (const bool given : {false, true}) {
+            Channel::m_bRetFlag = {{deviceA, before}, {deviceB, before}};
 
-    Channel::setRetFlag(deviceA, true);
+            Channel::setRetFlag(deviceA, given);
 
-    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}, {deviceB, false}}));
-}
-
-TEST_F(OsdReply, SettingAFreeDeviceTrueLeavesItFree)
-{
-    Channel::m_bRetFlag = {{deviceA, true}};
-
-    Channel::setRetFlag(deviceA, true);
-
-    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
-}
-
-TEST_F(OsdReply, SettingAFreeDeviceFalseHoldsIt)
-{
-    Channel::m_bRetFlag = {{deviceA, true}, {deviceB, true}};
-
-    Channel::setRetFlag(deviceA, false);
-
-    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}, {deviceB, true}}));
-}
-
-TEST_F(OsdReply, SettingAHeldDeviceFalseLeavesItHeld)
-{
-    Channel::m_bRetFlag = {{deviceA, false}};
-
-    Channel::setRetFlag(deviceA, false);
-
-    EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}}));
+            EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, given}, {deviceB, before}}));
+        }
+    }
 }
 
 TEST_F(OsdReply, SettingAnUnknownIpTrueOrFalseMakesNoEntry)
@@ -187,8 +158,7 @@ TEST_F(OsdReply, TwoRepliesToOneCommandAreBothQueuedInTheOrderOfTheirArrival)
 {
     Channel::m_bRetFlag = {{deviceA, false}};
 
-    Channel::addToReceiveQueue(record(deviceA, 2));
-    Channel::addToReceiveQueue(record(deviceA, 1));
+    receive({{deviceA, 2}, {deviceA, 1}});
 
     EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
     EXPECT_EQ(replyTags(), (Tags{2, 1}));
@@ -196,9 +166,7 @@ TEST_F(OsdReply, TwoRepliesToOneCommandAreBothQueuedInTheOrderOfTheirArrival)
 
 TEST_F(OsdReply, RepliesOfAllDevicesShareOneQueue)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceB, 2));
-    Channel::addToReceiveQueue(record(deviceA, 3));
+    receive({{deviceA, 1}, {deviceB, 2}, {deviceA, 3}});
 
     EXPECT_EQ(replyTags(), (Tags{1, 2, 3}));
 }

@@ -11,17 +11,9 @@
 
 using namespace osd_test;
 using biz::test::SleepRequest;
-using Channel = biz_Osd_CMDSWork;
-using Flags = QMap<QString, bool>;
-using Lines = std::vector<std::string>;
-using Names = std::vector<std::string>;
-using Tags = std::vector<quint32>;
 
 namespace {
 
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
-const QString deviceC = QStringLiteral("10.0.0.3");
 constexpr long millisecond = 1000000;
 
 class OsdSendLoop : public OsdLoops
@@ -43,6 +35,15 @@ protected:
         Lines lines = emitted();
         journal.clear();
         return lines;
+    }
+
+    /** What is noted as the time of a command that is dispatched at that moment. */
+    quint32 sendTimeAt(qint64 second, int milliseconds = 0)
+    {
+        dispatchAt(second, record(deviceA), milliseconds);
+        const quint32 noted = worker.m_mapSendTime.value(deviceA);
+        worker.clearQueue();
+        return noted;
     }
 };
 
@@ -150,8 +151,7 @@ TEST_F(OsdSendLoop, PassOverNoDevicesEmitsNothingAndChangesNothing)
 
     EXPECT_EQ(announced(), Lines{});
     EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
-    EXPECT_TRUE(worker.m_mapCurSend.isEmpty());
-    EXPECT_TRUE(worker.m_mapSendTime.isEmpty());
+    EXPECT_TRUE(hasNothingNoted());
     EXPECT_EQ(time.wallClockReadings(), 0);
 }
 
@@ -168,9 +168,7 @@ TEST_F(OsdSendLoop, FirstCommandOfADeviceLeavesWithoutAnyReply)
 
 TEST_F(OsdSendLoop, DeviceGetsOneCommandPerPassAndNoneUntilItsFlagIsTrueAgain)
 {
-    for (const quint32 tag : {1U, 2U, 3U}) {
-        Channel::addToSendQueue(record(deviceA, tag));
-    }
+    enqueue({{deviceA, 1}, {deviceA, 2}, {deviceA, 3}});
     startSendLoop();
 
     sendPasses(100);
@@ -193,22 +191,17 @@ TEST_F(OsdSendLoop, DeviceGetsOneCommandPerPassAndNoneUntilItsFlagIsTrueAgain)
 
 TEST_F(OsdSendLoop, FreeDevicesAreAllServedInOnePassInTheOrderOfTheirSlots)
 {
-    Channel::addToSendQueue(record(deviceC, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
-    Channel::addToSendQueue(record(deviceB, 3));
+    enqueue({{deviceC, 1}, {deviceA, 2}, {deviceB, 3}});
     startSendLoop();
 
     sendPasses();
 
-    EXPECT_EQ(announced(), (Lines{"signalSendMessage 1", "signalSendMessageUipro 1", "signalSendMessage 2",
-                                  "signalSendMessageUipro 2", "signalSendMessage 3", "signalSendMessageUipro 3"}));
+    EXPECT_EQ(announced(), pairs({1, 2, 3}));
 }
 
 TEST_F(OsdSendLoop, HeldDeviceDoesNotKeepTheOthersWaiting)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
-    Channel::addToSendQueue(record(deviceC, 3));
+    enqueue({{deviceA, 1}, {deviceB, 2}, {deviceC, 3}});
     Channel::setRetFlag(deviceB, false);
     startSendLoop();
 
@@ -241,8 +234,7 @@ TEST_F(OsdSendLoop, FreeDeviceWithoutCommandsStaysFree)
     sendPasses(3);
 
     EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, true}}));
-    EXPECT_TRUE(worker.m_mapCurSend.isEmpty());
-    EXPECT_TRUE(worker.m_mapSendTime.isEmpty());
+    EXPECT_TRUE(hasNothingNoted());
     EXPECT_EQ(time.wallClockReadings(), 0);
 }
 
@@ -333,48 +325,18 @@ TEST_F(OsdSendLoop, DispatchNotesTheWholeCommandAndThePresentSecond)
 
     ASSERT_EQ(worker.m_mapCurSend.keys(), QList<QString>{deviceA});
     EXPECT_TRUE(worker.m_mapCurSend.value(deviceA) == fullRecord(deviceA));
-    EXPECT_EQ(worker.m_mapSendTime, (QMap<QString, quint32>{{deviceA, 1700000000}}));
+    EXPECT_EQ(worker.m_mapSendTime, (SendTimes{{deviceA, 1700000000}}));
     EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}}));
 }
 
-TEST_F(OsdSendLoop, SendTimeIsTheWholeSecondThatHasBegun)
+TEST_F(OsdSendLoop, SendTimeIsTheSecondThatHasBegunAndTheHighestValueIfThatNeedsMoreThanThirtyTwoBits)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
     startSendLoop();
 
-    sendPassAt(1700000000, 999);
-
-    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 1700000000U);
-}
-
-TEST_F(OsdSendLoop, SendTimeUsesAllThirtyTwoBits)
-{
-    Channel::addToSendQueue(record(deviceA, 1));
-    startSendLoop();
-
-    sendPassAt(0xFFFFFFFE);
-
-    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFEU);
-}
-
-TEST_F(OsdSendLoop, SendTimeBeyondThirtyTwoBitsIsTheHighestValue)
-{
-    Channel::addToSendQueue(record(deviceA, 1));
-    startSendLoop();
-
-    sendPassAt(0x100000005);
-
-    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFFU);
-}
-
-TEST_F(OsdSendLoop, SendTimeBeforeTheEpochIsTheHighestValue)
-{
-    Channel::addToSendQueue(record(deviceA, 1));
-    startSendLoop();
-
-    sendPassAt(-5);
-
-    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 0xFFFFFFFFU);
+    EXPECT_EQ(sendTimeAt(1700000000, 999), 1700000000U);
+    EXPECT_EQ(sendTimeAt(0xFFFFFFFE), 0xFFFFFFFEU);
+    EXPECT_EQ(sendTimeAt(0x100000005), 0xFFFFFFFFU);
+    EXPECT_EQ(sendTimeAt(-5), 0xFFFFFFFFU) << "before 1970";
 }
 
 TEST_F(OsdSendLoop, SendTimeDoesNotDependOnTheTimeZone)
@@ -382,10 +344,9 @@ TEST_F(OsdSendLoop, SendTimeDoesNotDependOnTheTimeZone)
     const QByteArray before = qgetenv("TZ");
     qputenv("TZ", "XYZ-9");
     tzset();
-    Channel::addToSendQueue(record(deviceA, 1));
     startSendLoop();
 
-    sendPassAt(1700000000);
+    const quint32 sendTime = sendTimeAt(1700000000);
 
     if (before.isNull()) {
         qunsetenv("TZ");
@@ -393,13 +354,12 @@ TEST_F(OsdSendLoop, SendTimeDoesNotDependOnTheTimeZone)
         qputenv("TZ", before);
     }
     tzset();
-    EXPECT_EQ(worker.m_mapSendTime.value(deviceA), 1700000000U);
+    EXPECT_EQ(sendTime, 1700000000U);
 }
 
 TEST_F(OsdSendLoop, LaterDispatchOverwritesWhatTheEarlierOneNoted)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
+    enqueue({{deviceA, 1}, {deviceA, 2}});
     startSendLoop();
     sendPassAt(1000);
     Channel::setRetFlag(deviceA, true);
@@ -407,24 +367,22 @@ TEST_F(OsdSendLoop, LaterDispatchOverwritesWhatTheEarlierOneNoted)
     sendPassAt(900);
 
     EXPECT_EQ(worker.m_mapCurSend.value(deviceA).nTag, 2U);
-    EXPECT_EQ(worker.m_mapSendTime, (QMap<QString, quint32>{{deviceA, 900}}));
+    EXPECT_EQ(worker.m_mapSendTime, (SendTimes{{deviceA, 900}}));
 }
 
 TEST_F(OsdSendLoop, ClockIsReadForEachDispatchedCommandWithTheLockHeld)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
-    Channel::addToSendQueue(record(deviceC, 3));
+    enqueue({{deviceA, 1}, {deviceB, 2}, {deviceC, 3}});
     Channel::setRetFlag(deviceB, false);
-    std::vector<Names> held;
+    std::vector<Lines> held;
     time.onWallClockReading([&] { held.push_back(biz::test::heldOf(biz::test::osdChannelLocks())); });
     time.setNextWallClockReadings({moment(1000, 999), moment(1001)});
     startSendLoop();
 
     sendPasses();
 
-    EXPECT_EQ(worker.m_mapSendTime, (QMap<QString, quint32>{{deviceA, 1000}, {deviceC, 1001}}));
-    EXPECT_EQ(held, (std::vector<Names>{{"HexCmdlock"}, {"HexCmdlock"}}));
+    EXPECT_EQ(worker.m_mapSendTime, (SendTimes{{deviceA, 1000}, {deviceC, 1001}}));
+    EXPECT_EQ(held, (std::vector<Lines>{{"HexCmdlock"}, {"HexCmdlock"}}));
 }
 
 TEST_F(OsdSendLoop, CommandIsNotedBeforeTheClockIsReadAndTheFlagClearedAfterwards)
@@ -460,7 +418,7 @@ TEST_F(OsdSendLoop, TimeAndCopyStandUnderTheIpOfTheRecordAndTheFlagUnderThatOfTh
 
     EXPECT_EQ(announced(), pairs({1}));
     EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}, {deviceB, true}}));
-    EXPECT_EQ(worker.m_mapSendTime, (QMap<QString, quint32>{{deviceB, 1000}}));
+    EXPECT_EQ(worker.m_mapSendTime, (SendTimes{{deviceB, 1000}}));
     EXPECT_EQ(worker.m_mapCurSend.keys(), QList<QString>{deviceB});
 }
 
@@ -482,8 +440,7 @@ TEST_F(OsdSendLoop, BothSignalsPointToTheSameRecordWithEveryField)
 
 TEST_F(OsdSendLoop, SignalsLeaveOnTheSendLoopWithNoLockHeld)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
+    enqueue({{deviceA, 1}, {deviceB, 2}});
     startSendLoop();
 
     sendPasses();
@@ -491,22 +448,18 @@ TEST_F(OsdSendLoop, SignalsLeaveOnTheSendLoopWithNoLockHeld)
     ASSERT_EQ(signalsOfWorker.events().size(), 4U);
     for (const auto &event : signalsOfWorker.events()) {
         EXPECT_EQ(event.thread, sendLoop);
-        EXPECT_EQ(event.heldLocks, Names{});
+        EXPECT_EQ(event.heldLocks, Lines{});
     }
 }
 
 TEST_F(OsdSendLoop, TablesOfTheWholePassAreDoneBeforeTheFirstSignalLeaves)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
+    enqueue({{deviceA, 1}, {deviceB, 2}});
     Flags flags;
     qsizetype noted = 0;
-    bool first = true;
-    signalsOfWorker.onEmission([&](const auto &) {
-        if (std::exchange(first, false)) {
-            flags = Channel::m_bRetFlag;
-            noted = worker.m_mapCurSend.size();
-        }
+    onFirstEmission([&] {
+        flags = Channel::m_bRetFlag;
+        noted = worker.m_mapCurSend.size();
     });
     startSendLoop();
 
@@ -532,13 +485,9 @@ TEST_F(OsdSendLoop, WhatTheFirstReceiverWritesTheSecondSeesAndTheNotedCopyDoesNo
 TEST_F(OsdSendLoop, ReceiverMayAnswerAndEnqueueAndTheNextCommandLeavesInTheNextPass)
 {
     Channel::addToSendQueue(record(deviceA, 1));
-    bool first = true;
-    signalsOfWorker.onEmission([&](const auto &) {
-        if (std::exchange(first, false)) {
-            Channel::addToSendQueue(record(deviceA, 2));
-            Channel::addToSendQueue(record(deviceB, 3));
-            Channel::addToReceiveQueue(record(deviceA, 90));
-        }
+    onFirstEmission([] {
+        enqueue({{deviceA, 2}, {deviceB, 3}});
+        Channel::addToReceiveQueue(record(deviceA, 90));
     });
     startSendLoop();
 
@@ -551,15 +500,8 @@ TEST_F(OsdSendLoop, ReceiverMayAnswerAndEnqueueAndTheNextCommandLeavesInTheNextP
 
 TEST_F(OsdSendLoop, ClearingInAReceiverKeepsNothingOfThePassFromBeingAnnounced)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
-    Channel::addToSendQueue(record(deviceB, 3));
-    bool first = true;
-    signalsOfWorker.onEmission([&](const auto &) {
-        if (std::exchange(first, false)) {
-            worker.clearQueue();
-        }
-    });
+    enqueue({{deviceA, 1}, {deviceA, 2}, {deviceB, 3}});
+    onFirstEmission([this] { worker.clearQueue(); });
     startSendLoop();
 
     sendPasses(5);
@@ -595,8 +537,7 @@ TEST_F(OsdSendLoop, FlagClearedDuringTheSleepStillLetsThePassDispatchAndAnnounce
 
 TEST_F(OsdSendLoop, FlagClearedInAReceiverStillLetsThePassAnnounceTheRest)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceB, 2));
+    enqueue({{deviceA, 1}, {deviceB, 2}});
     signalsOfWorker.onEmission([&](const auto &) { worker.m_bSendRun = false; });
     startSendLoop();
 
@@ -622,8 +563,7 @@ TEST_F(OsdSendLoop, ReceiveFlagDoesNotEndTheSendLoop)
 
 TEST_F(OsdSendLoop, ClearedChannelIsServedOverNoDevicesAndARegisteredDeviceAfresh)
 {
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
+    enqueue({{deviceA, 1}, {deviceA, 2}});
     startSendLoop();
     sendPasses();
     worker.clearQueue();
@@ -644,8 +584,7 @@ TEST_F(OsdSendLoop, CommandsAreServedByWhicheverObjectsLoopComesFirst)
 {
     Channel other;
     signalsOfWorker.attach(other);
-    Channel::addToSendQueue(record(deviceA, 1));
-    Channel::addToSendQueue(record(deviceA, 2));
+    enqueue({{deviceA, 1}, {deviceA, 2}});
     startSendLoop();
     const ThreadId otherLoop = time.start("other's send loop", [&] { other.a1_GetQueueWork(); });
 

@@ -9,14 +9,8 @@
 using namespace osd_test;
 using biz::test::isLeftByException;
 using biz::test::throwAt;
-using Channel = biz_Osd_CMDSWork;
-using Lines = std::vector<std::string>;
-using Tags = std::vector<quint32>;
 
 namespace {
-
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
 
 class OsdThrowingSlot : public OsdLoops
 {
@@ -24,8 +18,7 @@ protected:
     /** One pass over two free devices with a command of 3 s each; the first one's slot throws. */
     void leaveASendPassAt(const std::string &signal)
     {
-        Channel::addToSendQueue(record(deviceA, 1));
-        Channel::addToSendQueue(record(deviceB, 2));
+        enqueue({{deviceA, 1}, {deviceB, 2}});
         throwAt(signalsOfWorker, signal);
         sendLoop = time.start("send loop", [this] { left = isLeftByException([this] { worker.a1_GetQueueWork(); }); });
         timeoutLoop = sendLoop + 1;
@@ -68,8 +61,7 @@ TEST_F(OsdThrowingSlot, LeavesTheTimeOutLoopRunningWhichFreesTheDevices)
 
 TEST_F(OsdThrowingSlot, LeavesTheReceiveLoopWithItsReplyTakenAndTheNextOneQueued)
 {
-    Channel::addToReceiveQueue(record(deviceA, 1));
-    Channel::addToReceiveQueue(record(deviceA, 2));
+    receive({{deviceA, 1}, {deviceA, 2}});
     throwAt(signalsOfWorker, "signalSendReceiveMessage");
     receiveLoop =
         time.start("receive loop", [this] { left = isLeftByException([this] { worker.a1_receiveGetQueueWork(); }); });

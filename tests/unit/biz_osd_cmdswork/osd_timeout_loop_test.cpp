@@ -8,19 +8,10 @@
 
 using namespace osd_test;
 using biz::test::SleepRequest;
-using Channel = biz_Osd_CMDSWork;
-using Flags = QMap<QString, bool>;
-using Lines = std::vector<std::string>;
-using Names = std::vector<std::string>;
-using SendTimes = QMap<QString, quint32>;
-using Tags = std::vector<quint32>;
 using std::chrono::milliseconds;
 
 namespace {
 
-const QString deviceA = QStringLiteral("10.0.0.1");
-const QString deviceB = QStringLiteral("10.0.0.2");
-const QString deviceC = QStringLiteral("10.0.0.3");
 constexpr qint64 T = 1700000000;
 
 class OsdTimeOut : public OsdLoops
@@ -43,6 +34,16 @@ protected:
         await(deviceA, sent, waitTime);
         timeoutPassAt(second);
         return isFree(deviceA);
+    }
+
+    /** Device A is held until the last moment before that second, and freed in its first. */
+    void expectFreedAt(qint64 second)
+    {
+        timeoutPassAt(second - 1, 999);
+        EXPECT_FALSE(isFree(deviceA));
+
+        timeoutPassAt(second);
+        EXPECT_TRUE(isFree(deviceA));
     }
 };
 
@@ -137,11 +138,7 @@ TEST_F(OsdTimeOut, DeviceIsFreedByTheFirstPassInTheSecondOfItsDeadline)
     startSendLoop();
     dispatchAt(T, record(deviceA, 1, 3000));
 
-    timeoutPassAt(T + 2, 999);
-    EXPECT_FALSE(isFree(deviceA));
-
-    timeoutPassAt(T + 3, 0);
-    EXPECT_TRUE(isFree(deviceA));
+    expectFreedAt(T + 3);
 }
 
 TEST_F(OsdTimeOut, FractionOfTheSecondOfTheDispatchDoesNotCount)
@@ -149,11 +146,7 @@ TEST_F(OsdTimeOut, FractionOfTheSecondOfTheDispatchDoesNotCount)
     startSendLoop();
     dispatchAt(T, record(deviceA, 1, 3000), 999);
 
-    timeoutPassAt(T + 2, 999);
-    EXPECT_FALSE(isFree(deviceA));
-
-    timeoutPassAt(T + 3, 0);
-    EXPECT_TRUE(isFree(deviceA));
+    expectFreedAt(T + 3);
 }
 
 TEST_F(OsdTimeOut, WaitIsDividedByAThousandTowardZero)
@@ -295,7 +288,7 @@ TEST_F(OsdTimeOut, ClockIsReadOncePerPassBeforeTheLockIsTaken)
 {
     await(deviceA, T, 3000);
     await(deviceB, T, 3000);
-    std::vector<Names> held;
+    std::vector<Lines> held;
     time.onWallClockReading([&] { held.push_back(biz::test::heldOf(biz::test::osdChannelLocks())); });
     time.setNextWallClockReadings({moment(T + 2), moment(T + 3), moment(T + 4)});
     startSendLoop();
@@ -303,7 +296,7 @@ TEST_F(OsdTimeOut, ClockIsReadOncePerPassBeforeTheLockIsTaken)
     timeoutPasses();
 
     EXPECT_EQ(time.wallClockReadings(), 1);
-    EXPECT_EQ(held, std::vector<Names>{Names{}});
+    EXPECT_EQ(held, std::vector<Lines>{Lines{}});
     EXPECT_EQ(Channel::m_bRetFlag, (Flags{{deviceA, false}, {deviceB, false}}));
 
     timeoutPasses();
@@ -320,8 +313,7 @@ TEST_F(OsdTimeOut, PassOverNoDevicesReadsTheClockAndChangesNothing)
 
     EXPECT_EQ(time.wallClockReadings(), 1);
     EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
-    EXPECT_TRUE(worker.m_mapCurSend.isEmpty());
-    EXPECT_TRUE(worker.m_mapSendTime.isEmpty());
+    EXPECT_TRUE(hasNothingNoted());
 }
 
 TEST_F(OsdTimeOut, EachDeviceIsJudgedByItsOwnCommand)
@@ -380,8 +372,7 @@ TEST_F(OsdTimeOut, FreeDeviceThatWasNeverSentToGetsNoEntries)
 
     timeoutPassAt(T);
 
-    EXPECT_TRUE(worker.m_mapCurSend.isEmpty());
-    EXPECT_TRUE(worker.m_mapSendTime.isEmpty());
+    EXPECT_TRUE(hasNothingNoted());
 }
 
 TEST_F(OsdTimeOut, DeviceWithoutAFlagAndWithoutADispatchGetsAllEntriesAndIsFreed)
@@ -414,12 +405,8 @@ TEST_F(OsdTimeOut, DeviceWithASendTimeButNoCommandWaitsUntilThatTime)
     worker.m_mapCurSend.clear();
     startSendLoop();
 
-    timeoutPassAt(T - 1);
-    EXPECT_FALSE(isFree(deviceA));
+    expectFreedAt(T);
     EXPECT_EQ(worker.m_mapCurSend.size(), 1);
-
-    timeoutPassAt(T);
-    EXPECT_TRUE(isFree(deviceA));
 }
 
 TEST_F(OsdTimeOut, DeviceWithACommandButNoSendTimeWaitsFromTheBeginningOf1970)
@@ -428,12 +415,8 @@ TEST_F(OsdTimeOut, DeviceWithACommandButNoSendTimeWaitsFromTheBeginningOf1970)
     worker.m_mapSendTime.clear();
     startSendLoop();
 
-    timeoutPassAt(2);
-    EXPECT_FALSE(isFree(deviceA));
+    expectFreedAt(3);
     EXPECT_EQ(worker.m_mapSendTime, (SendTimes{{deviceA, 0}}));
-
-    timeoutPassAt(3);
-    EXPECT_TRUE(isFree(deviceA));
 }
 
 TEST_F(OsdTimeOut, DeadlineIsLookedUpUnderTheIpOfTheSlot)
@@ -507,11 +490,7 @@ TEST_F(OsdTimeOut, DeviceHeldByTheHostIsFreedOnceItsLastWaitIsOver)
     Channel::setRetFlag(deviceA, true);
     Channel::setRetFlag(deviceA, false);
 
-    timeoutPassAt(T + 2);
-    EXPECT_FALSE(isFree(deviceA));
-
-    timeoutPassAt(T + 3);
-    EXPECT_TRUE(isFree(deviceA));
+    expectFreedAt(T + 3);
 }
 
 // --- Two objects, and a cleared channel ---------------------------------------------
@@ -546,8 +525,7 @@ TEST_F(OsdTimeOut, ClearedChannelLeavesNobodyToBeFreed)
     timeoutPassAt(T + 1);
 
     EXPECT_TRUE(Channel::m_bRetFlag.isEmpty());
-    EXPECT_TRUE(worker.m_mapCurSend.isEmpty());
-    EXPECT_TRUE(worker.m_mapSendTime.isEmpty());
+    EXPECT_TRUE(hasNothingNoted());
 }
 
 TEST_F(OsdTimeOut, DeviceRegisteredAfreshWaitsForItsNewCommandOnly)
@@ -557,11 +535,7 @@ TEST_F(OsdTimeOut, DeviceRegisteredAfreshWaitsForItsNewCommandOnly)
     worker.clearQueue();
     dispatchAt(T + 1, record(deviceA, 2, 5000));
 
-    timeoutPassAt(T + 5);
-    EXPECT_FALSE(isFree(deviceA));
-
-    timeoutPassAt(T + 6);
-    EXPECT_TRUE(isFree(deviceA));
+    expectFreedAt(T + 6);
 }
 
 } // namespace
