@@ -315,15 +315,39 @@ protected:
         });
     }
 
-    void startSendLoopCatching()
-    {
-        sendLoop = startCatching([this] { worker.a1_GetQueueWork(); });
-    }
-
     void failLock(const std::string &name, int nth)
     {
         probe.emplace(deviceChannelLocks());
         probe->failLock(name, nth, EDEADLK);
+    }
+
+    /** A watchdog of the command in flight whose `nth` lock fails. */
+    void expectWatchdogFailsAtLock(int nth)
+    {
+        const ThreadId watchdog = startCatching([this] { worker.timeoutWatchdog(1); });
+        failLock("HexCmdlock", nth);
+        time.step(watchdog);
+        EXPECT_EQ(raised, EDEADLK);
+    }
+
+    int raised = 0;
+    std::optional<LockProbe> probe;
+};
+
+/** A lock that fails in the send loop. */
+class SendLoopFailingLock : public FailingLock
+{
+protected:
+    SendLoopFailingLock()
+    {
+        sendLoop = startCatching([this] { worker.a1_GetQueueWork(); });
+    }
+
+    void expectEnded()
+    {
+        EXPECT_EQ(raised, EDEADLK);
+        EXPECT_TRUE(time.hasEnded(sendLoop));
+        EXPECT_TRUE(heldOf(deviceChannelLocks()).empty());
     }
 
     /** One pass in which the `nth` lock fails ends the loop. */
@@ -331,50 +355,40 @@ protected:
     {
         failLock("HexCmdlock", nth);
         passes(1);
-        EXPECT_EQ(raised, EDEADLK);
-        EXPECT_TRUE(time.hasEnded(sendLoop));
-        EXPECT_TRUE(heldOf(deviceChannelLocks()).empty());
+        expectEnded();
     }
-
-    int raised = 0;
-    std::optional<LockProbe> probe;
 };
 
-TEST_F(FailingLock, EndsTheSendLoopBeforeTheTakeWithTheCommandStillQueued)
+TEST_F(SendLoopFailingLock, EndsItBeforeTheTakeWithTheCommandStillQueued)
 {
-    startSendLoopCatching();
     enqueue({1});
     expectPassFailsAtLock(1);
     EXPECT_EQ(biz_CMDSWork::queueHexCmd.size(), 1U);
     EXPECT_TRUE(biz_CMDSWork::bRetFlag);
 }
 
-TEST_F(FailingLock, EndsTheSendLoopWhenItCountsThePassOfATakeThatFoundNothing)
+TEST_F(SendLoopFailingLock, EndsItWhenItCountsThePassOfATakeThatFoundNothing)
 {
-    startSendLoopCatching();
     enqueue({1});
     probe.emplace(deviceChannelLocks());
     probe->beforeLock("HexCmdlock", 1, [] { biz_CMDSWork::queueHexCmd = {}; });
     probe->failLock("HexCmdlock", 2, EDEADLK); // the first one is the take's
     passes(1);
-    EXPECT_EQ(raised, EDEADLK);
-    EXPECT_TRUE(time.hasEnded(sendLoop));
+    expectEnded();
     EXPECT_FALSE(biz_CMDSWork::bRetFlag);
     EXPECT_EQ(biz_CMDSWork::iWatchdogSleepCnt, 0);
 }
 
-TEST_F(FailingLock, EndsTheSendLoopBeforeTheSequenceCounterMoves)
+TEST_F(SendLoopFailingLock, EndsItBeforeTheSequenceCounterMoves)
 {
-    startSendLoopCatching();
     enqueue({1});
     expectPassFailsAtLock(2);
     EXPECT_EQ(biz_CMDSWork::iSN, 1);
     EXPECT_TRUE(announced().empty());
 }
 
-TEST_F(FailingLock, EndsTheSendLoopBeforeTheCountersAreReset)
+TEST_F(SendLoopFailingLock, EndsItBeforeTheCountersAreReset)
 {
-    startSendLoopCatching();
     enqueue({1});
     biz_CMDSWork::iTimeoutCount = 1;
     expectPassFailsAtLock(3);
@@ -383,42 +397,37 @@ TEST_F(FailingLock, EndsTheSendLoopBeforeTheCountersAreReset)
     EXPECT_TRUE(announced().empty());
 }
 
-TEST_F(FailingLock, EndsTheSendLoopWhenItCountsAPass)
+TEST_F(SendLoopFailingLock, EndsItWhenItCountsAPass)
 {
-    startSendLoopCatching();
     expectPassFailsAtLock(1);
     EXPECT_EQ(biz_CMDSWork::iWatchdogSleepCnt, 0);
 }
 
-TEST_F(FailingLock, EndsTheSendLoopWhenItFindsACommandSettled)
+TEST_F(SendLoopFailingLock, EndsItWhenItFindsACommandSettled)
 {
-    startSendLoopCatching();
     putInFlight(1, 15);
     setGate(true);
     expectPassFailsAtLock(2);
 }
 
-TEST_F(FailingLock, EndsTheSendLoopBeforeATimeoutIsCounted)
+TEST_F(SendLoopFailingLock, EndsItBeforeATimeoutIsCounted)
 {
-    startSendLoopCatching();
     putInFlight(1, 15);
     expectPassFailsAtLock(2);
     EXPECT_EQ(biz_CMDSWork::iTimeoutCount, 0);
     EXPECT_TRUE(journal.lines().empty());
 }
 
-TEST_F(FailingLock, EndsTheSendLoopAfterTheResendWasAnnounced)
+TEST_F(SendLoopFailingLock, EndsItAfterTheResendWasAnnounced)
 {
-    startSendLoopCatching();
     putInFlight(1, 15);
     expectPassFailsAtLock(3);
     EXPECT_EQ(announced(), Tags{1});
     EXPECT_EQ(biz_CMDSWork::iWatchdogSleepCnt, 1);
 }
 
-TEST_F(FailingLock, EndsTheSendLoopBeforeItOpensTheGateOfACommandGivenUp)
+TEST_F(SendLoopFailingLock, EndsItBeforeItOpensTheGateOfACommandGivenUp)
 {
-    startSendLoopCatching();
     putInFlight(1, 15);
     biz_CMDSWork::iTimeoutCount = 1;
     expectPassFailsAtLock(3);
@@ -429,10 +438,7 @@ TEST_F(FailingLock, EndsTheSendLoopBeforeItOpensTheGateOfACommandGivenUp)
 TEST_F(FailingLock, LeavesTheWatchdogBeforeATimeoutIsCounted)
 {
     biz_CMDSWork::bRetFlag = false;
-    const ThreadId watchdog = startCatching([this] { worker.timeoutWatchdog(1); });
-    failLock("HexCmdlock", 1);
-    time.step(watchdog);
-    EXPECT_EQ(raised, EDEADLK);
+    expectWatchdogFailsAtLock(1);
     EXPECT_TRUE(journal.lines().empty());
 }
 
@@ -440,20 +446,14 @@ TEST_F(FailingLock, LeavesTheWatchdogBeforeItOpensTheGate)
 {
     biz_CMDSWork::bRetFlag = false;
     biz_CMDSWork::iTimeoutCount = 1;
-    const ThreadId watchdog = startCatching([this] { worker.timeoutWatchdog(1); });
-    failLock("HexCmdlock", 2);
-    time.step(watchdog);
-    EXPECT_EQ(raised, EDEADLK);
+    expectWatchdogFailsAtLock(2);
     EXPECT_EQ(messages().size(), 2U);
     EXPECT_FALSE(biz_CMDSWork::bRetFlag);
 }
 
 TEST_F(FailingLock, LeavesTheWatchdogThatFindsItsCommandSettled)
 {
-    const ThreadId watchdog = startCatching([this] { worker.timeoutWatchdog(1); });
-    failLock("HexCmdlock", 1);
-    time.step(watchdog);
-    EXPECT_EQ(raised, EDEADLK);
+    expectWatchdogFailsAtLock(1);
 }
 
 TEST_F(FailingLock, EndsTheReceiveLoopWithTheReplyStillQueued)

@@ -373,36 +373,31 @@ class OsdFailingLockDeathTest : public OsdFailingLock
 {
 protected:
     OsdFailingLockDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    /** Starts the loops, of which one finds the lock failing in its next pass. */
+    void passWithFailingLock(const char *lock, const ThreadId &loop)
+    {
+        startSendLoop();
+        startReceiveLoop();
+        probe.failLock(lock, 1, EINVAL);
+        time.step(loop);
+    }
 };
 
 TEST_F(OsdFailingLockDeathTest, ErrorInTheSendLoopsThreadEndsTheProcess)
 {
-    const auto onePass = [this] {
-        startSendLoop();
-        probe.failLock("HexCmdlock", 1, EINVAL);
-        sendPasses();
-    };
-    EXPECT_EXIT(onePass(), testing::KilledBySignal(SIGABRT), "system_error");
+    EXPECT_EXIT(passWithFailingLock("HexCmdlock", sendLoop), testing::KilledBySignal(SIGABRT), "system_error");
 }
 
 TEST_F(OsdFailingLockDeathTest, ErrorInTheTimeOutLoopsThreadEndsTheProcess)
 {
-    const auto onePass = [this] {
-        startSendLoop();
-        probe.failLock("HexCmdlock", 1, EINVAL);
-        timeoutPasses();
-    };
-    EXPECT_EXIT(onePass(), testing::KilledBySignal(SIGABRT), "system_error");
+    EXPECT_EXIT(passWithFailingLock("HexCmdlock", timeoutLoop), testing::KilledBySignal(SIGABRT), "system_error");
 }
 
 TEST_F(OsdFailingLockDeathTest, ErrorInTheReceiveLoopsThreadEndsTheProcess)
 {
-    const auto onePass = [this] {
-        startReceiveLoop();
-        probe.failLock("receiveHexCmdlock", 1, EINVAL);
-        receivePasses();
-    };
-    EXPECT_EXIT(onePass(), testing::KilledBySignal(SIGABRT), "system_error");
+    EXPECT_EXIT(passWithFailingLock("receiveHexCmdlock", receiveLoop), testing::KilledBySignal(SIGABRT),
+                "system_error");
 }
 
 } // namespace
