@@ -135,9 +135,7 @@ TEST_P(DeviceHostDiscarding, TheNextCommandGoesOutAfterIt)
     } else {
         ASSERT_TRUE(host->start());
     }
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, DeviceHostDiscarding, testing::ValuesIn(discardings),
@@ -173,8 +171,7 @@ TEST_F(DeviceHostExactness, AResendThatWasDueBeforeTheFirstCopyWasWrittenIsNotWr
     QCoreApplication::processEvents();
     EXPECT_EQ(link->commands.size(), 1U);
     link->reply(sent);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_TRUE(tells(ticket, QStringLiteral("not resent: "))) << historyOf(ticket).join('\n').toStdString();
     EXPECT_EQ(host->counters().resent, 0U);
 }
@@ -192,8 +189,7 @@ TEST_F(DeviceHostExactness, AResendThatIsDueWhenTheReplyHasComeIsNotWritten)
         stayBusyFor(resendMs);
         QCoreApplication::processEvents();
     }
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_GE(seen.endOf(ticket).roundTripMs, 0.0);
     EXPECT_EQ(link->commands.size(), 1U);
     EXPECT_EQ(host->counters().resent, 0U);
@@ -224,9 +220,7 @@ TEST_F(DeviceHostExactness, PipelinedCommandsAreNotResent)
 {
     host->setPipelined(true);
     start();
-    const Ticket ticket = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "released");
+    EXPECT_EQ(waitForOutcome(enqueue(shortWaitMs)), "released");
     EXPECT_EQ(host->counters().resent, 0U);
 }
 
@@ -354,15 +348,12 @@ TEST_F(DeviceHostExactness, ALinkThatThrowsCostsOneCommandAndNoMore)
         throw std::runtime_error("the driver is out of order");
     };
     const Ticket failed = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(failed));
-    EXPECT_EQ(seen.outcomeOf(failed), "gaveUp");
+    ASSERT_EQ(waitForOutcome(failed), "gaveUp");
     EXPECT_TRUE(seen.endOf(failed).reason.contains("out of order")) << seen.endOf(failed).reason.toStdString();
     EXPECT_EQ(seen.countFor(failed, "sent"), 0);
 
     answerEverything();
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostExactness, ALinkThatThrowsWhatIsNoExceptionHarmsNothing)
@@ -371,9 +362,7 @@ TEST_F(DeviceHostExactness, ALinkThatThrowsWhatIsNoExceptionHarmsNothing)
     link->onCommand = [](const model_Protocoldata & /*command*/) {
         throw 42;
     };
-    const Ticket failed = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(failed));
-    EXPECT_EQ(seen.outcomeOf(failed), "gaveUp");
+    EXPECT_EQ(waitForOutcome(enqueue(shortWaitMs)), "gaveUp");
 }
 
 TEST_F(DeviceHostExactness, ALinkThatDoesNotTakeThePreambleHoldsNoCommandBack)
@@ -382,8 +371,7 @@ TEST_F(DeviceHostExactness, ALinkThatDoesNotTakeThePreambleHoldsNoCommandBack)
     link->refusals = 1;
     const Ticket ticket = enqueue();
     start();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 TEST_F(DeviceHostExactness, ALinkThatTellsOfItsCloseWithinItsCloseHarmsNothing)
@@ -392,9 +380,7 @@ TEST_F(DeviceHostExactness, ALinkThatTellsOfItsCloseWithinItsCloseHarmsNothing)
     answerEverything();
     for (int round = 0; round < 3; ++round) {
         start();
-        const Ticket ticket = enqueue();
-        ASSERT_TRUE(waitForEnd(ticket));
-        EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+        EXPECT_EQ(waitForOutcome(enqueue()), "answered");
         EXPECT_TRUE(host->stop().clean());
         EXPECT_EQ(host->linkStatus().state, LinkState::Closed);
     }
@@ -506,9 +492,7 @@ TEST_P(DeviceHostWithinWrite, IsSafeAndTheHostGoesOn)
         ASSERT_TRUE(host->start());
     }
     ASSERT_TRUE(waitFor([this] { return host->linkStatus().state == LinkState::Up; }));
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, DeviceHostWithinWrite, testing::ValuesIn(allWithinWrite()),

@@ -106,6 +106,13 @@ protected:
         return waitFor([&] { return seen.hasEnded(ticket); });
     }
 
+    /** Waits for its end; "none" if that does not come. */
+    QString waitForOutcome(host::Ticket ticket)
+    {
+        waitForEnd(ticket);
+        return seen.outcomeOf(ticket);
+    }
+
     bool waitForAllEnds()
     {
         return waitFor([&] { return seen.ends().size() == given.size(); });

@@ -55,9 +55,7 @@ TEST_F(DeviceHostObject, ASecondHostIsRefusedAndChangesNothing)
     host->setDeviceType(-1);
     answerEverything();
     start();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostObject, ANewHostBeginsWithTheDefaults)

@@ -62,8 +62,7 @@ TEST_F(DeviceHostOutage, ALinkThatCannotBeOpenedIsLostAndToldOnce)
     EXPECT_TRUE(host->isRunning());
     EXPECT_EQ(host->linkStatus().error, Error::LinkCannotOpen);
     EXPECT_EQ(seen.count(LinkState::Lost), 1);
-    ASSERT_TRUE(waitForEnd(waiting));
-    EXPECT_EQ(seen.outcomeOf(waiting), "unreachable");
+    ASSERT_EQ(waitForOutcome(waiting), "unreachable");
     EXPECT_TRUE(seen.endOf(waiting).reason.contains("nobody is there"));
 }
 
@@ -80,9 +79,7 @@ TEST_F(DeviceHostOutage, ALinkIsNotOpenedAgainWithoutAnInterval)
     host->stop();
     answerEverything();
     start();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostOutage, CommandsWaitWhileTheFirstAttemptIsUnderWay)
@@ -97,8 +94,7 @@ TEST_F(DeviceHostOutage, CommandsWaitWhileTheFirstAttemptIsUnderWay)
     EXPECT_EQ(host->waiting(), 1);
     link->opening = FakeLink::Opening::FromTheEventLoop;
     link->open();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 // --- Failing fast -----------------------------------------------------------------------------------
@@ -120,9 +116,7 @@ TEST_F(DeviceHostOutage, CommandsEndAtOnceWithTheLinksReason)
 
     comeBack();
     answerEverything();
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostOutage, CommandsThatWereHeldEndWhenHoldingEnds)
@@ -134,8 +128,7 @@ TEST_F(DeviceHostOutage, CommandsThatWereHeldEndWhenHoldingEnds)
     EXPECT_EQ(host->pending(), 1);
     seen.quietly([this] { host->setWhileDown(WhileDown::FailFast); });
     EXPECT_EQ(host->pending(), 0);
-    ASSERT_TRUE(waitForEnd(held));
-    EXPECT_EQ(seen.outcomeOf(held), "unreachable");
+    EXPECT_EQ(waitForOutcome(held), "unreachable");
 }
 
 TEST_F(DeviceHostOutage, WhatHasBeenHandedOverEndsAsWellAndIsNotWrittenLater)
@@ -143,8 +136,7 @@ TEST_F(DeviceHostOutage, WhatHasBeenHandedOverEndsAsWellAndIsNotWrittenLater)
     start();
     const Ticket handedOver = enqueue(QByteArray("handed over"));
     breakDown();
-    ASSERT_TRUE(waitForEnd(handedOver));
-    EXPECT_EQ(seen.outcomeOf(handedOver), "unreachable");
+    EXPECT_EQ(waitForOutcome(handedOver), "unreachable");
     answerEverything();
     comeBack();
     enqueue(QByteArray("next"));
@@ -195,8 +187,7 @@ TEST_F(DeviceHostOutage, AHeldCommandsValidityGoesOnRunningOut)
     stayBusyFor(30);
     answerEverything();
     comeBack();
-    ASSERT_TRUE(waitForEnd(expired));
-    EXPECT_EQ(seen.outcomeOf(expired), "expired");
+    EXPECT_EQ(waitForOutcome(expired), "expired");
     EXPECT_TRUE(link->commands.empty());
 }
 

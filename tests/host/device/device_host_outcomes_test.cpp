@@ -63,8 +63,7 @@ TEST_F(DeviceHostOutcomes, TheSecondSilenceGivesUpAndTheNextCommandGoesOut)
 
     const model_Protocoldata after = nextCommand();
     EXPECT_EQ(after.baData, QByteArray("next"));
-    ASSERT_TRUE(waitForEnd(silent));
-    EXPECT_EQ(seen.outcomeOf(silent), "gaveUp");
+    ASSERT_EQ(waitForOutcome(silent), "gaveUp");
     EXPECT_EQ(seen.endOf(silent).attempts, 2);
     EXPECT_EQ(seen.countFor(silent, "sent"), 2);
     EXPECT_FALSE(seen.hasEnded(next));
@@ -74,9 +73,7 @@ TEST_F(DeviceHostOutcomes, TheSecondSilenceGivesUpAndTheNextCommandGoesOut)
 TEST_F(DeviceHostOutcomes, AGivenUpCommandEndsWithoutAnotherBehindIt)
 {
     start();
-    const Ticket ticket = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(enqueue(shortWaitMs)), "gaveUp");
 }
 
 TEST_F(DeviceHostOutcomes, AReplyToTheResendAnswersTheCommand)
@@ -85,8 +82,7 @@ TEST_F(DeviceHostOutcomes, AReplyToTheResendAnswersTheCommand)
     const Ticket ticket = enqueue(300);
     nextCommand();
     link->reply(nextCommand());
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(seen.endOf(ticket).attempts, 2);
 }
 
@@ -122,14 +118,11 @@ TEST_F(DeviceHostOutcomes, SkipModeEndsWaitingAndGivenCommandsButNotTheOneInFlig
     EXPECT_EQ(seen.outcomeOf(skipped), "skipped");
 
     link->reply(sent);
-    ASSERT_TRUE(waitForEnd(inFlight));
-    EXPECT_EQ(seen.outcomeOf(inFlight), "answered");
+    EXPECT_EQ(waitForOutcome(inFlight), "answered");
 
     answerEverything();
     host->setSkipping(false);
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostOutcomes, SkipModeThatComesAndGoesLosesNoCommand)
@@ -189,8 +182,7 @@ TEST_F(DeviceHostOutcomes, WithoutAGateASequenceByteThatComesRoundReleasesItsFor
     for (std::size_t i = 0; i < sequenceBytes; ++i) {
         enqueue(60000);
     }
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(seen.outcomeOf(first), "released");
+    EXPECT_EQ(waitForOutcome(first), "released");
     EXPECT_EQ(link->commands.front().ucHead[0], link->commands.back().ucHead[0]);
 }
 
@@ -206,9 +198,7 @@ TEST_F(DeviceHostOutcomes, ACommandThatFitsNoFrameIsRefusedAtOnceAndTheNextGoesO
     EXPECT_EQ(host->pending(), 0);
     EXPECT_EQ(host->counters().enqueued, 0U);
 
-    const Ticket largest = enqueue(command(longWaitMs, QByteArray(DemoFrameCodec::maxPayload, 'x')));
-    ASSERT_TRUE(waitForEnd(largest));
-    EXPECT_EQ(seen.outcomeOf(largest), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(command(longWaitMs, QByteArray(DemoFrameCodec::maxPayload, 'x')))), "answered");
 }
 
 TEST_F(DeviceHostOutcomes, ACommandThatFitsNoDatagramIsRefusedAsSuch)

@@ -47,8 +47,7 @@ TEST_F(DeviceHostQueue, ACommandExpiresWhenItsTurnComesTooLate)
     stayBusyFor(30);
     EXPECT_FALSE(seen.hasEnded(ticket));
     answerFromNowOn();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "expired");
+    ASSERT_EQ(waitForOutcome(ticket), "expired");
     EXPECT_EQ(seen.endOf(ticket).attempts, 0);
     EXPECT_EQ(written(), Payloads{"first"});
 }
@@ -70,9 +69,7 @@ TEST_F(DeviceHostQueue, AValidityThatWasOverWhenTheCommandWasGivenExpiresIt)
 {
     start();
     answerEverything();
-    const Ticket ticket = enqueue(QByteArray("stale"), validFor(milliseconds(-1)));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "expired");
+    EXPECT_EQ(waitForOutcome(enqueue(QByteArray("stale"), validFor(milliseconds(-1)))), "expired");
     EXPECT_EQ(written(), Payloads());
 }
 
@@ -80,9 +77,7 @@ TEST_F(DeviceHostQueue, TheLongestValidityDoesNotExpire)
 {
     answerEverything();
     start();
-    const Ticket ticket = enqueue(QByteArray("lasting"), validFor(milliseconds::max()));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(QByteArray("lasting"), validFor(milliseconds::max()))), "answered");
 }
 
 TEST_F(DeviceHostQueue, ValidityCountsFromTheEnqueuing)
@@ -91,8 +86,7 @@ TEST_F(DeviceHostQueue, ValidityCountsFromTheEnqueuing)
     const Ticket ticket = enqueue(QByteArray("before the start"), validFor(milliseconds(20)));
     stayBusyFor(30);
     start();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "expired");
+    EXPECT_EQ(waitForOutcome(ticket), "expired");
     EXPECT_TRUE(link->commands.empty());
 }
 
@@ -116,8 +110,7 @@ TEST_F(DeviceHostQueue, AResendIsWrittenHoweverLateItIs)
     const Ticket ticket = enqueue(command(waitMs), validFor(milliseconds(waitMs / 2)));
     nextCommand();
     link->reply(nextCommand());
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(seen.endOf(ticket).attempts, 2);
     EXPECT_GE(seen.endOf(ticket).history.last().atMs, waitMs / 2);
 }
@@ -245,8 +238,7 @@ TEST_F(DeviceHostQueue, ACommandInFlightIsCancelledTheNextGoesOutAndItsReplyIsLa
     EXPECT_TRUE(host->cancel(ticket));
     const model_Protocoldata nextSent = nextCommand();
     EXPECT_EQ(nextSent.baData, QByteArray("next"));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "cancelled");
+    ASSERT_EQ(waitForOutcome(ticket), "cancelled");
     EXPECT_TRUE(seen.endOf(ticket).reason.contains("after it had been sent"));
 
     link->reply(sent);
@@ -277,8 +269,7 @@ TEST_F(DeviceHostQueue, ACommandThatReplacedAnotherCanBeCancelled)
     const Ticket newer = enqueue(QByteArray("newer"), withKey("key"));
     EXPECT_TRUE(host->cancel(newer));
     EXPECT_EQ(host->waiting(), 0);
-    ASSERT_TRUE(waitForEnd(newer));
-    EXPECT_EQ(seen.outcomeOf(newer), "cancelled");
+    EXPECT_EQ(waitForOutcome(newer), "cancelled");
 }
 
 // --- The queue's size ----------------------------------------------------------------------

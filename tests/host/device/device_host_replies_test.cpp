@@ -39,8 +39,7 @@ TEST_F(DeviceHostReplies, ARejectedReplyIsToldInWordsAndAGoodOneStillAnswers)
     EXPECT_FALSE(seen.hasEnded(ticket));
 
     link->reply(withIndex(sent, 15));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(host->counters().rejected, 1U);
 }
 
@@ -52,8 +51,7 @@ TEST_F(DeviceHostReplies, TheReasonOfAGiveUpNamesTheRuleThatTheReplyBroke)
     };
     start();
     const Ticket ticket = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "gaveUp");
+    ASSERT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_TRUE(seen.endOf(ticket).reason.contains(seen.of("rejected").front().why));
     EXPECT_EQ(seen.countFor(ticket, "rejected"), 2);
 }
@@ -74,8 +72,7 @@ TEST_F(DeviceHostReplies, ALateReplyNeverSettlesANewerCommand)
 
     // The channel hands on in order: the late reply has gone through it before this one.
     link->reply(newerSent);
-    ASSERT_TRUE(waitForEnd(newer));
-    EXPECT_EQ(seen.outcomeOf(newer), "answered");
+    ASSERT_EQ(waitForOutcome(newer), "answered");
     EXPECT_EQ(seen.endOf(newer).reply.baData, QByteArray("newer"));
 }
 
@@ -98,8 +95,7 @@ TEST_F(DeviceHostReplies, RepliesAreToldApartWhereTheSequenceByteWraps)
     ASSERT_TRUE(waitFor([&] { return seen.countFor(silent, "late") == 1; }));
     EXPECT_FALSE(seen.hasEnded(wrapped));
     link->reply(wrappedSent);
-    ASSERT_TRUE(waitForEnd(wrapped));
-    EXPECT_EQ(seen.outcomeOf(wrapped), "answered");
+    EXPECT_EQ(waitForOutcome(wrapped), "answered");
 }
 
 TEST_F(DeviceHostReplies, ASecondReplyIsADuplicate)
@@ -148,8 +144,7 @@ TEST_F(DeviceHostReplies, AnAnswerPassesAFloodOfRepliesThatAnswerNothing)
         link->reply(stray);
     }
     link->reply(answer);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(seen.endOf(ticket).attempts, 1);
 }
 
@@ -185,9 +180,7 @@ TEST_F(DeviceHostReplies, AnAnswerInsideTheWriteIsAnAnswer)
 {
     answerEverything();
     start();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 // A slow link lets the answer to the first attempt be judged while the resend is written.
@@ -203,8 +196,7 @@ TEST_F(DeviceHostReplies, AnAnswerThatIsJudgedWhileTheResendIsWrittenHarmsNothin
     };
     start();
     const Ticket ticket = enqueue(shortWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    ASSERT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(seen.endOf(ticket).attempts, 2);
 }
 

@@ -73,8 +73,7 @@ TEST_F(DeviceHostSettings, TheNextCommandWaitsUntilTheLineHasSettled)
     ASSERT_TRUE(waitForCommands(2));
     EXPECT_GE(sinceReply.elapsed(), settleMs - 5);
     link->reply(nextCommand());
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(seen.outcomeOf(second), "answered");
+    EXPECT_EQ(waitForOutcome(second), "answered");
 }
 
 TEST_F(DeviceHostSettings, ASettleTimeBeyondTheWaitIsNoTimeOut)
@@ -100,13 +99,11 @@ TEST_F(DeviceHostSettings, TheEventLoopRunsWhileTheLineSettles)
     start();
     const Ticket first = enqueue();
     link->reply(nextCommand());
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(seen.outcomeOf(first), "answered");
+    EXPECT_EQ(waitForOutcome(first), "answered");
     const Ticket second = enqueue();
     EXPECT_EQ(link->commands.size(), 1U);
     host->stop();
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(seen.outcomeOf(second), "stopped");
+    EXPECT_EQ(waitForOutcome(second), "stopped");
 
     // Nothing of it is left for the next run.
     start();
@@ -172,9 +169,7 @@ TEST_F(DeviceHostSettings, PipelinedCommandsTakeNoNoticeOfTheSettleTime)
     answerEverything();
     start();
     ASSERT_TRUE(waitForEnd(enqueue()));
-    const Ticket second = enqueue();
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(seen.outcomeOf(second), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostSettings, PipeliningLetsGoWhatTheSettleTimeHoldsBack)
@@ -250,9 +245,7 @@ TEST_F(DeviceHostSettings, AUrlThatNamesNoLinkIsRefusedAndTheFormerLinkStays)
     }
     answerEverything();
     start();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostSettings, LinkAndCodecStayWhileItRuns)
@@ -264,9 +257,7 @@ TEST_F(DeviceHostSettings, LinkAndCodecStayWhileItRuns)
     EXPECT_FALSE(host->setCodec(std::make_unique<DemoFrameCodec>()));
     EXPECT_TRUE(host->errorString().contains("codec")) << host->errorString().toStdString();
     answerEverything();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostSettings, ACodecOfTheApplicationDecidesWhatCanBeSent)
@@ -281,9 +272,7 @@ TEST_F(DeviceHostSettings, ACodecOfTheApplicationDecidesWhatCanBeSent)
     start();
     EXPECT_EQ(host->enqueue(makeCommand(0x68, 0x12, "four")), 0U);
     EXPECT_EQ(host->error(), Error::CannotEncode);
-    const Ticket ticket = enqueue(makeCommand(0x68, 0x12, "six"));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(makeCommand(0x68, 0x12, "six"))), "answered");
 }
 
 TEST_F(DeviceHostSettings, ANullCodecIsRefused)
@@ -292,9 +281,7 @@ TEST_F(DeviceHostSettings, ANullCodecIsRefused)
     EXPECT_EQ(host->error(), Error::NoCodec);
     answerEverything();
     start();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostSettings, AStartWithoutALinkIsRefused)
@@ -485,8 +472,7 @@ TEST_F(DeviceHostSettings, TheSequenceByteMatcherIsTheDefault)
     ASSERT_TRUE(waitFor([this] { return seen.count("foreign") == 1; }));
     EXPECT_FALSE(seen.hasEnded(ticket));
     link->reply(sent);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 TEST_F(DeviceHostSettings, WithoutSequenceBytesAnyReplyAnswersTheCommandInFlight)
@@ -497,11 +483,9 @@ TEST_F(DeviceHostSettings, WithoutSequenceBytesAnyReplyAnswersTheCommandInFlight
     const Ticket second = enqueue();
     const model_Protocoldata sent = nextCommand();
     replyWithoutSequence(sent);
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(seen.outcomeOf(first), "answered");
+    EXPECT_EQ(waitForOutcome(first), "answered");
     replyWithoutSequence(nextCommand());
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(seen.outcomeOf(second), "answered");
+    EXPECT_EQ(waitForOutcome(second), "answered");
 
     replyWithoutSequence(sent);
     ASSERT_TRUE(waitFor([this] { return seen.count("duplicate") == 1; }));
@@ -524,8 +508,7 @@ TEST_F(DeviceHostSettings, AMatcherTellsLateAndForeignRepliesApart)
     EXPECT_EQ(seen.of("late").front().ticket, first);
     EXPECT_FALSE(seen.hasEnded(second));
     replyWithoutSequence(sent, 2);
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(seen.outcomeOf(second), "answered");
+    EXPECT_EQ(waitForOutcome(second), "answered");
 }
 
 TEST_F(DeviceHostSettings, TheMatcherStaysWhileTheHostRuns)

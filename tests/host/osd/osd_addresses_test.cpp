@@ -80,9 +80,7 @@ TEST_F(OsdAddresses, ALocalAddressThatIsNoneIsRefused)
     ASSERT_TRUE(host->setLocalAddress("127.0.0.1"));
     PlayedDevice &one = device(1);
     start();
-    const Ticket ticket = enqueue(one);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one)), "answered");
 }
 
 TEST_F(OsdAddresses, AnAddressThatIsNotOursCannotBeBound)
@@ -99,8 +97,7 @@ TEST_F(OsdAddresses, AnAddressThatCannotBeSentToIsReportedAndLeftToItsTimeOut)
     ASSERT_TRUE(host->setLocalAddress("127.0.0.1"));
     start();
     const Ticket ticket = enqueue(command("::1", givenUpWaitMs));
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    ASSERT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_TRUE(ends[ticket].front().reason.contains("could not be sent"));
     EXPECT_EQ(count("socketError"), 1);
     EXPECT_EQ(count("sent"), 0);
@@ -130,8 +127,6 @@ TEST_F(OsdAddresses, DevicesOfBothFamiliesAreReached)
     PlayedDevice other(ipv6, device(0).port());
     start();
     ASSERT_TRUE(waitForEnd(enqueue(device(1))));
-    const Ticket ticket = enqueue(other);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(other)), "answered");
     EXPECT_EQ(host->counters().answered, 2U);
 }

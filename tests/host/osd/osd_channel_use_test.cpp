@@ -49,9 +49,7 @@ TEST_F(OsdChannelUse, ACommandThatAFormerHostHasHandedOverIsLetThrough)
     enqueue(one, endlessWaitMs, "of the former host");
     makeHost();
     start();
-    const Ticket ticket = enqueue(one, answeredWaitMs, "of this one");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one, answeredWaitMs, "of this one")), "answered");
     EXPECT_EQ(one.payloads(), QByteArrayList{"of this one"});
 }
 
@@ -63,9 +61,7 @@ TEST_F(OsdChannelUse, ACommandThatAFormerHostHadInFlightHoldsNothingUp)
     makeHost();
     start();
     one.answers = true;
-    const Ticket ticket = enqueue(one);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one)), "answered");
 }
 
 TEST_F(OsdChannelUse, CommandsThatWereLeftInTheChannelAreLetThroughAndNotWritten)
@@ -81,9 +77,7 @@ TEST_F(OsdChannelUse, CommandsThatWereLeftInTheChannelAreLetThroughAndNotWritten
     makeHost();
     one.commands.clear();
     start();
-    const Ticket ticket = enqueue(one, answeredWaitMs, "new");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one, answeredWaitMs, "new")), "answered");
     EXPECT_EQ(one.payloads(), QByteArrayList{"new"});
 }
 

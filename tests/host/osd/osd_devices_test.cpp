@@ -125,9 +125,7 @@ TEST_F(OsdDevices, AClearedDeviceTakesItsNextCommandAtOnce)
     occupy(one);
     host->clear();
     one.answers = true;
-    const Ticket next = enqueue(one);
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one)), "answered");
 }
 
 TEST_F(OsdDevices, AClearOfOneDeviceTouchesNoOther)
@@ -139,11 +137,9 @@ TEST_F(OsdDevices, AClearOfOneDeviceTouchesNoOther)
     const Ticket kept = occupy(other);
     host->clear(one.ip);
     host->clear("127.0.0.99"); // unknown
-    ASSERT_TRUE(waitForEnd(cleared));
-    EXPECT_EQ(outcomeOf(cleared), "cleared");
+    EXPECT_EQ(waitForOutcome(cleared), "cleared");
     other.reply(other.commands.back());
-    ASSERT_TRUE(waitForEnd(kept));
-    EXPECT_EQ(outcomeOf(kept), "answered");
+    EXPECT_EQ(waitForOutcome(kept), "answered");
 }
 
 TEST_F(OsdDevices, AForgottenDeviceIsGoneAndTheTotalsStay)
@@ -153,8 +149,7 @@ TEST_F(OsdDevices, AForgottenDeviceIsGoneAndTheTotalsStay)
     ASSERT_TRUE(waitForEnd(enqueue(one)));
     const Ticket inFlight = occupy(one);
     host->forget(one.ip);
-    ASSERT_TRUE(waitForEnd(inFlight));
-    EXPECT_EQ(outcomeOf(inFlight), "cleared");
+    EXPECT_EQ(waitForOutcome(inFlight), "cleared");
     EXPECT_EQ(host->devices().size(), 0);
     EXPECT_EQ(host->counters().enqueued, 2U);
     EXPECT_EQ(host->counters().answered, 1U);

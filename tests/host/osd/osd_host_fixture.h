@@ -261,6 +261,13 @@ protected:
         return ends.count(ticket) != 0 ? host::outcomeName(ends[ticket].front().outcome) : QStringLiteral("none");
     }
 
+    /** Waits for its end; "none" if that does not come. */
+    QString waitForOutcome(host::Ticket ticket)
+    {
+        waitForEnd(ticket);
+        return outcomeOf(ticket);
+    }
+
     QString reasonOf(host::Ticket ticket) { return ends.count(ticket) != 0 ? ends[ticket].front().reason : QString(); }
 
     int count(const QString &signal) const

@@ -39,9 +39,7 @@ TEST_F(OsdLife, ASecondHostIsRefusedAndChangesNothing)
         EXPECT_TRUE(second.stop().clean());
     }
     start();
-    const Ticket ticket = enqueue(one);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one)), "answered");
 }
 
 TEST_F(OsdLife, AHostThatIsMovedToAnotherThreadSpeaksThere)
@@ -159,8 +157,7 @@ TEST_F(OsdLife, AStoppedHostKeepsNewCommandsForTheNextStart)
     const Ticket ticket = enqueue(one);
     EXPECT_EQ(host->waiting(), 1);
     start();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 // The loops have announced the commands, and the busy host has not looked at them yet.

@@ -37,8 +37,7 @@ TEST_F(OsdOutcomes, TheLargestPayloadGoesThereAndBack)
     start();
     for (int round = 0; round < 2; ++round) {
         const Ticket ticket = enqueue(one, answeredWaitMs, largest);
-        ASSERT_TRUE(waitForEnd(ticket));
-        EXPECT_EQ(outcomeOf(ticket), "answered");
+        ASSERT_EQ(waitForOutcome(ticket), "answered");
         EXPECT_EQ(ends[ticket].front().reply.baData, largest);
     }
 }
@@ -65,12 +64,10 @@ TEST_F(OsdOutcomes, ASilentDevicesCommandIsGivenUpAndItsNextGoesOut)
     start();
     const Ticket silent = enqueue(one, givenUpWaitMs, "silent");
     const Ticket next = enqueue(one, answeredWaitMs, "next");
-    ASSERT_TRUE(waitForEnd(silent));
-    EXPECT_EQ(outcomeOf(silent), "gaveUp");
+    EXPECT_EQ(waitForOutcome(silent), "gaveUp");
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 2; }));
     one.reply(one.commands.back());
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(next), "answered");
 }
 
 TEST_F(OsdOutcomes, AGivenUpCommandEndsWithoutAnotherBehindIt)
@@ -78,9 +75,7 @@ TEST_F(OsdOutcomes, AGivenUpCommandEndsWithoutAnotherBehindIt)
     PlayedDevice &one = device(1);
     one.answers = false;
     start();
-    const Ticket ticket = enqueue(one, givenUpWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(enqueue(one, givenUpWaitMs)), "gaveUp");
 }
 
 TEST_F(OsdOutcomes, SilentDevicesDelayNoOther)
@@ -130,8 +125,7 @@ TEST_F(OsdOutcomes, CommandsGivenBeforeTheStartGoOutAfterIt)
     const Ticket ticket = enqueue(one);
     EXPECT_EQ(host->waiting(), 1);
     start();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 TEST_F(OsdOutcomes, ACommandWithoutAWaitGetsTheDefault)

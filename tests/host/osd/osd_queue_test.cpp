@@ -46,8 +46,7 @@ TEST_F(OsdQueue, ACommandThatWaitsIsCancelledAndNotWritten)
     occupy(one);
     const Ticket waiting = enqueue(one, answeredWaitMs, "cancelled");
     EXPECT_TRUE(host->cancel(waiting));
-    ASSERT_TRUE(waitForEnd(waiting));
-    EXPECT_EQ(outcomeOf(waiting), "cancelled");
+    EXPECT_EQ(waitForOutcome(waiting), "cancelled");
     EXPECT_TRUE(reasonOf(waiting).contains("before it was sent")) << reasonOf(waiting).toStdString();
     one.answers = true;
     one.reply(one.commands.back());
@@ -59,8 +58,7 @@ TEST_F(OsdQueue, ACommandOfAStoppedHostIsCancelled)
 {
     const Ticket waiting = enqueue(device(1));
     EXPECT_TRUE(host->cancel(waiting));
-    ASSERT_TRUE(waitForEnd(waiting));
-    EXPECT_EQ(outcomeOf(waiting), "cancelled");
+    EXPECT_EQ(waitForOutcome(waiting), "cancelled");
 }
 
 // The channel has been handed it, and has perhaps announced it already.
@@ -120,8 +118,7 @@ TEST_F(OsdQueue, OfCommandsWithOneKeyTheNewestTakesThePlaceOfTheOneThatWaits)
     const Ticket older = enqueue(one, "older", withKey("brightness"));
     enqueue(one, "between", {});
     const Ticket newer = enqueue(one, "newer", withKey("brightness"));
-    ASSERT_TRUE(waitForEnd(older));
-    EXPECT_EQ(outcomeOf(older), "superseded");
+    ASSERT_EQ(waitForOutcome(older), "superseded");
     EXPECT_EQ(ends[older].front().supersededBy, newer);
     one.answers = true;
     one.reply(one.commands.back());
@@ -153,8 +150,7 @@ TEST_F(OsdQueue, WhatIsInFlightIsNotReplaced)
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 1; }));
     enqueue(one, "newer", withKey("brightness"));
     one.reply(one.commands.back());
-    ASSERT_TRUE(waitForEnd(inFlight));
-    EXPECT_EQ(outcomeOf(inFlight), "answered");
+    EXPECT_EQ(waitForOutcome(inFlight), "answered");
 }
 
 // --- Urgency ------------------------------------------------------------------------------

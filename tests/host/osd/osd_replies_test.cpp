@@ -91,8 +91,7 @@ TEST_F(OsdReplies, AReplyAfterTheGiveUpIsLateAndSettlesNothing)
     one.answers = false;
     start();
     const Ticket ticket = enqueue(one, givenUpWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(ticket), "gaveUp");
     one.reply(one.commands.front());
     ASSERT_TRUE(waitFor([&] { return count("late") == 1; }));
     EXPECT_EQ(first("late").ticket, ticket);
@@ -113,8 +112,7 @@ TEST_F(OsdReplies, AReplyThatWaitedInTheSocketIsNotTakenForTheNextCommands)
     one.reply(one.commands.front());
     keepThreadBusy(givenUpWaitMs + timeoutPeriodMs);
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 2; }));
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(outcomeOf(first), "answered");
+    EXPECT_EQ(waitForOutcome(first), "answered");
     EXPECT_EQ(one.commands.back().baData, QByteArray("second"));
     EXPECT_EQ(ends.count(second), 0U);
 
@@ -136,9 +134,7 @@ TEST_F(OsdReplies, AFloodOfDatagramsDoesNotKeepTheEventLoop)
     for (int i = 0; i < flood; ++i) {
         one.send("junk");
     }
-    const Ticket ticket = enqueue(one);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue(one)), "answered");
 }
 
 // The receive loop takes one in 5 ms, so replies can come faster than it takes them.
@@ -159,8 +155,7 @@ TEST_F(OsdReplies, WhatWaitsForReceivedIsBoundedAndWhatIsDroppedIsCounted)
         }
     }
     one.reply(one.commands.front());
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
     {
         const std::lock_guard<std::mutex> lock(biz_Osd_CMDSWork::receiveHexCmdlock);
         EXPECT_LE(biz_Osd_CMDSWork::receivequeueHexCmd.size(), mostWaiting);
@@ -201,8 +196,7 @@ TEST_F(OsdReplies, AMatcherTakesOnlyTheDatagramThatBelongsToTheCommand)
     ASSERT_TRUE(waitFor([this] { return count("foreign") == 1; }));
     EXPECT_EQ(outcomeOf(first), "none");
     one.reply(one.commands.front());
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(outcomeOf(first), "answered");
+    EXPECT_EQ(waitForOutcome(first), "answered");
 
     // A further reply to the first is told from the reply to the second.
     const Ticket second = enqueue(marked(command(one.ip, answeredWaitMs), 8));
@@ -212,8 +206,7 @@ TEST_F(OsdReplies, AMatcherTakesOnlyTheDatagramThatBelongsToTheCommand)
     EXPECT_EQ(this->first("duplicate").ticket, first);
     EXPECT_EQ(outcomeOf(second), "none");
     one.reply(one.commands.back());
-    ASSERT_TRUE(waitForEnd(second));
-    EXPECT_EQ(outcomeOf(second), "answered");
+    ASSERT_EQ(waitForOutcome(second), "answered");
     QStringList texts;
     for (const CommandEvent &event : ends[second].front().history) {
         texts.append(event.text);
@@ -236,8 +229,7 @@ TEST_F(OsdReplies, WithAMatcherALateReplyIsToldFromTheReplyInFlight)
     ASSERT_TRUE(host->setReplyMatcher(std::make_unique<HeadMatcher>()));
     start();
     const Ticket first = enqueue(marked(command(one.ip, givenUpWaitMs), 7));
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(outcomeOf(first), "gaveUp");
+    EXPECT_EQ(waitForOutcome(first), "gaveUp");
     const Ticket second = enqueue(marked(command(one.ip, endlessWaitMs), 8));
     ASSERT_TRUE(waitFor([&] { return one.commands.size() == 2; }));
     one.reply(one.commands.front());

@@ -71,8 +71,7 @@ TEST_F(OsdTransport, OfTheApplicationCarriesCommandsAndReplies)
     const Ticket ticket = enqueueToNobody(answeredWaitMs);
     ASSERT_TRUE(waitFor([this] { return transport->sent.size() == 1; }));
     transport->answer();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 TEST_F(OsdTransport, ThatCannotOpenRefusesTheStart)
@@ -118,8 +117,7 @@ TEST_F(OsdTransport, ThatIsFullIsWaitedFor)
     Q_EMIT transport->writable();
     ASSERT_TRUE(waitFor([this] { return count("sent") == 1; }));
     transport->answer();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
     EXPECT_EQ(count("socketError"), 0);
 }
 
@@ -144,8 +142,7 @@ TEST_F(OsdTransport, ThatStaysFullIsGivenAsTheReasonOfTheGiveUp)
     transport->next = {DatagramTransport::Sent::Later, "full"};
     start();
     const Ticket ticket = enqueueToNobody(givenUpWaitMs);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_TRUE(reasonOf(ticket).contains("could not be sent within its wait")) << reasonOf(ticket).toStdString();
     EXPECT_TRUE(reasonOf(ticket).contains("full")) << reasonOf(ticket).toStdString();
 }
@@ -190,8 +187,7 @@ TEST_F(OsdTransport, ThatHadNoRoomLeavesTheDeviceItsTimeFromTheWriteOn)
         Q_EMIT transport->writable();
         sinceWrite.start();
     });
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_EQ(count("sent"), 1);
     EXPECT_GE(sinceWrite.elapsed(), leastMs);
 }
@@ -292,8 +288,7 @@ TEST_F(OsdTransport, IsGivenACommandOnlyWhenItMayBeWritten)
     mayWrite = true;
     ASSERT_TRUE(waitFor([this] { return transport->sent.size() == 1; }));
     transport->answer();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
 }
 
 TEST_F(OsdTransport, MayBringMoreThanTheReceiveLoopTakesAndTheRepliesWaitInBoundedRoom)
