@@ -5,10 +5,10 @@
 #include <utility>
 
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QPointer>
 
 #include <biz_cmdswork/biz_cmdswork.h>
 #include <host/reply_words.h>
+#include <host/support/from_slot.h>
 
 #include "device_host_fixture.h"
 
@@ -97,8 +97,7 @@ TEST_F(DeviceHostLife, AStopBeforeAnyStartEndsWhatWaits)
     const StopReport report = host->stop();
     EXPECT_TRUE(report.clean());
     EXPECT_EQ(report.pending, 1);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "stopped");
+    EXPECT_EQ(waitForOutcome(ticket), "stopped");
 }
 
 TEST_F(DeviceHostLife, AStopWhileTheLinkIsOpeningLeavesNothingRunning)
@@ -217,8 +216,7 @@ TEST_F(DeviceHostLife, AStopPastItsDeadlineNamesTheSlowLoopAndStillEndsTheComman
     const StopReport report = host->stop(deadlineMs);
     EXPECT_LT(clock.elapsed(), deadlineMs + slackMs);
     EXPECT_EQ(report.slowSteps, QStringList{"biz-send"});
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "stopped");
+    EXPECT_EQ(waitForOutcome(ticket), "stopped");
 }
 
 TEST_F(DeviceHostLife, AStartIsRefusedAsLongAsALoopOfTheFormerRunHangs)
@@ -235,9 +233,7 @@ TEST_F(DeviceHostLife, AStartIsRefusedAsLongAsALoopOfTheFormerRunHangs)
     held.release();
     ASSERT_TRUE(waitFor([&] { return host->start(); }));
     answerEverything();
-    const Ticket ticket = enqueue();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostLife, AResendIsNotTakenForTheFirstCopyOfACommandThatWasHandedOverAgain)
@@ -252,8 +248,7 @@ TEST_F(DeviceHostLife, AResendIsNotTakenForTheFirstCopyOfACommandThatWasHandedOv
     QCoreApplication::processEvents(); // it could not be written, and waits again
     link->makeRoom();                  // it is handed over again
     held.release();
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(ticket), "answered");
     ASSERT_EQ(link->commands.size(), 1U);
     EXPECT_NE(link->commands.front().ucHead[0], sequenceOfFirstTake);
 }
@@ -309,9 +304,7 @@ TEST_F(DeviceHostLife, AHostWithAHangingLoopCanBeDestroyedAndTheNextStartsOnceTh
     held.release();
     ASSERT_TRUE(waitFor([&] { return host->start(); }));
     answerEverything();
-    const Ticket next = enqueue();
-    ASSERT_TRUE(waitForEnd(next));
-    EXPECT_EQ(seen.outcomeOf(next), "answered");
+    EXPECT_EQ(waitForOutcome(enqueue()), "answered");
 }
 
 TEST_F(DeviceHostLife, AThousandStartsAndStops)
@@ -322,8 +315,7 @@ TEST_F(DeviceHostLife, AThousandStartsAndStops)
         start();
         const Ticket ticket = round % 10 == 0 ? enqueue() : 0;
         if (ticket != 0 && round % 20 == 0) {
-            ASSERT_TRUE(waitForEnd(ticket));
-            EXPECT_EQ(seen.outcomeOf(ticket), "answered");
+            EXPECT_EQ(waitForOutcome(ticket), "answered");
         }
         ASSERT_TRUE(host->stop().clean()) << round;
     }
@@ -364,39 +356,7 @@ TEST_F(DeviceHostLife, DestructionIsSafeInEveryState)
 
 namespace {
 
-enum class Way { Stop, StopAndStart, EveryCall, NestedLoop, DeleteLater, Delete };
-
-struct FromSlot
-{
-    const char *signal;
-    Way way;
-};
-
-std::ostream &operator<<(std::ostream &out, const FromSlot &value)
-{
-    return out << value.signal << "/" << static_cast<int>(value.way);
-}
-
-std::string nameOf(const testing::TestParamInfo<FromSlot> &info)
-{
-    static const char *const ways[] = {"Stop", "StopAndStart", "EveryCall", "NestedLoop", "DeleteLater", "Delete"};
-    return std::string(info.param.signal) + "_" + ways[static_cast<int>(info.param.way)];
-}
-
-std::vector<FromSlot> everySignalEveryWay()
-{
-    std::vector<FromSlot> all;
-    for (const char *signal :
-         {"sent", "ended", "rejected", "late", "duplicate", "foreign", "refused", "queueSize", "linkStateChanged"}) {
-        for (const Way way :
-             {Way::Stop, Way::StopAndStart, Way::EveryCall, Way::NestedLoop, Way::DeleteLater, Way::Delete}) {
-            all.push_back({signal, way});
-        }
-    }
-    return all;
-}
-
-class DeviceHostFromSlot : public DeviceHostFixture, public testing::WithParamInterface<FromSlot>
+class DeviceHostFromSlot : public FromSlotTest<DeviceHostFixture>
 {
 protected:
     /** Makes every signal happen, time and again, as long as the host runs. */
@@ -417,10 +377,8 @@ protected:
             link->sendGarbage();
         };
         giveMore();
-        QObject::connect(&m_pulse, &QTimer::timeout, [this] {
-            if (!host || m_done) {
-                return;
-            }
+        constexpr int periodMs = 100;
+        keepDoing(periodMs, [this] {
             // The answered one again: a duplicate. The given-up one: late. The silent one that may
             // still be in flight is to be given up first.
             const std::vector<model_Protocoldata> commands(link->commands);
@@ -431,8 +389,6 @@ protected:
             }
             giveMore();
         });
-        constexpr int pulseMs = 100;
-        m_pulse.start(pulseMs);
     }
 
     void giveMore()
@@ -441,37 +397,7 @@ protected:
         enqueue(command(longWaitMs, "answered"));
     }
 
-    void act()
-    {
-        m_done = true;
-        m_pulse.stop();
-        switch (GetParam().way) {
-        case Way::Stop:
-            EXPECT_TRUE(host->stop().clean());
-            break;
-        case Way::StopAndStart:
-            EXPECT_TRUE(host->stop().clean());
-            EXPECT_TRUE(host->start());
-            break;
-        case Way::EveryCall:
-            callEverything();
-            break;
-        case Way::NestedLoop:
-            // What is due meanwhile is heard in here.
-            seen.mayNest = true;
-            EXPECT_TRUE(waitForEnd(enqueue(command(longWaitMs, "answered"))));
-            seen.mayNest = false;
-            break;
-        case Way::DeleteLater:
-            host.release()->deleteLater();
-            break;
-        case Way::Delete:
-            host.reset();
-            break;
-        }
-    }
-
-    void callEverything()
+    void callEverything() override
     {
         host->setPipelined(true);
         host->setPipelined(false);
@@ -487,25 +413,25 @@ protected:
         EXPECT_GT(host->counters().enqueued, 0U);
     }
 
-    bool m_done = false;
-    QTimer m_pulse;
+    /** What is due meanwhile is heard in here. */
+    void runNestedLoop() override
+    {
+        seen.mayNest = true;
+        EXPECT_TRUE(waitForEnd(enqueue(command(longWaitMs, "answered"))));
+        seen.mayNest = false;
+    }
 };
 
 } // namespace
 
 TEST_P(DeviceHostFromSlot, IsSafe)
 {
-    const QPointer<DeviceHost> alive(host.get());
     seen.onSignal = [this](const DeviceHostRecorder::Event &event) {
-        if (!m_done && event.signal == GetParam().signal) {
-            act();
-        }
+        hear(event.signal);
     };
     makeEverythingHappen();
-    ASSERT_TRUE(host->start());
-    ASSERT_TRUE(waitFor([&] { return m_done; })) << "the signal never came";
-    if (GetParam().way == Way::Delete || GetParam().way == Way::DeleteLater) {
-        EXPECT_TRUE(waitFor([&] { return alive.isNull(); }));
+    startAndWaitForTheSlot();
+    if (deletesTheHost()) {
         // Nobody hears of the ends that come with a destruction; of none twice all the same.
         for (const auto &end : seen.ends()) {
             EXPECT_EQ(end.second.size(), 1U);
@@ -515,4 +441,9 @@ TEST_P(DeviceHostFromSlot, IsSafe)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, DeviceHostFromSlot, testing::ValuesIn(everySignalEveryWay()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Every, DeviceHostFromSlot,
+                         testing::Combine(testing::Values("sent", "ended", "rejected", "late", "duplicate", "foreign",
+                                                          "refused", "queueSize", "linkStateChanged"),
+                                          testing::Values(Way::Stop, Way::StopAndStart, Way::EveryCall, Way::NestedLoop,
+                                                          Way::DeleteLater, Way::Delete)),
+                         nameOf);
