@@ -142,34 +142,32 @@ TEST(TestClock, RunUntilGivesUpAtItsLimit)
     EXPECT_EQ(clock.elapsed(), 3s);
 }
 
+/** A run until another thread has done something, which it does after this time. */
+void expectSeenAfter(TestClock *clock, milliseconds time)
+{
+    std::atomic<bool> done{false};
+    std::thread thread([&] {
+        std::this_thread::sleep_for(time);
+        done = true;
+        std::this_thread::sleep_for(time);
+    });
+    EXPECT_TRUE(clock->runUntil([&] { return done.load(); }, 1s));
+    EXPECT_EQ(clock->elapsed(), time);
+    thread.join();
+}
+
 TEST(TestClock, RunUntilSeesWhatAnotherThreadDoes)
 {
     TestClock clock;
-    std::atomic<bool> done{false};
-    std::thread thread([&] {
-        std::this_thread::sleep_for(70ms);
-        done = true;
-        std::this_thread::sleep_for(70ms);
-    });
-    EXPECT_TRUE(clock.runUntil([&] { return done.load(); }, 1s));
-    EXPECT_EQ(clock.elapsed(), 70ms);
-    thread.join();
+    expectSeenAfter(&clock, 70ms);
 }
 
 TEST(TestClock, RunUntilWithinAnotherOneLeavesItItsSight)
 {
     TestClock clock;
-    std::atomic<bool> done{false};
-    std::thread thread([&] {
-        std::this_thread::sleep_for(70ms);
-        done = true;
-        std::this_thread::sleep_for(70ms);
-    });
     QObject context;
     QTimer::singleShot(10, &context, [&] { EXPECT_FALSE(clock.runUntil([] { return false; }, 5ms)); });
-    EXPECT_TRUE(clock.runUntil([&] { return done.load(); }, 1s));
-    EXPECT_EQ(clock.elapsed(), 70ms);
-    thread.join();
+    expectSeenAfter(&clock, 70ms);
 }
 
 TEST(TestClock, WhatIsDueNowHappensInNoTime)
