@@ -19,18 +19,14 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QProcess>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTimer>
-#include <QtNetwork/QTcpServer>
-#include <QtNetwork/QTcpSocket>
 
 #include <host/device_fleet.h>
-#include <host/frame_codec.h>
 
 #include <unistd.h>
 
+#include <tools/support/echoing_devices.h>
 #include <tools/support/figures.h>
 
 namespace {
@@ -50,38 +46,6 @@ constexpr int patienceMs = 120'000;
 constexpr int allFine = 0;
 constexpr int broken = 1;
 
-// --- The devices ------------------------------------------------------------------------------
-
-/** Echoes what comes until its input ends, then says which numbers came, one a line. */
-int runDevices()
-{
-    QTcpServer server;
-    std::vector<int> seen;
-    QObject::connect(&server, &QTcpServer::newConnection, &server, [&server, &seen] {
-        QTcpSocket *const socket = server.nextPendingConnection();
-        QObject::connect(socket, &QTcpSocket::readyRead, socket,
-                         [socket, &seen, codec = std::make_shared<DemoFrameCodec>()] {
-                             for (const model_Protocoldata &command : codec->decode(socket->readAll()).records) {
-                                 seen.push_back(command.baData.toInt());
-                                 socket->write(codec->encode(command));
-                             }
-                         });
-        QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    });
-    if (!server.listen(QHostAddress::LocalHost)) {
-        return broken;
-    }
-    std::printf("%d\n", server.serverPort());
-    std::fflush(stdout);
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, &server, [] { QCoreApplication::quit(); });
-    QCoreApplication::exec();
-    for (const int number : seen) {
-        std::printf("%d\n", number);
-    }
-    return allFine;
-}
-
 /** A fleet on the devices of another process. */
 class Stage
 {
@@ -90,10 +54,8 @@ public:
         : m_fleet(m_folder.filePath(QStringLiteral("fleet")))
     {
         qputenv("PATH", QFile::encodeName(QFileInfo(console).absolutePath()) + ':' + qgetenv("PATH"));
-        m_devices.start(QCoreApplication::applicationFilePath(), {QStringLiteral("devices")});
-        m_devices.waitForReadyRead(patienceMs);
         DeviceSettings settings;
-        settings.link = QUrl(QStringLiteral("tcp://127.0.0.1:") + QString::fromLatin1(m_devices.readLine().trimmed()));
+        settings.link = QUrl(m_devices.url());
         settings.whileDown = WhileDown::Hold;
         for (int number = 0; number < devices; ++number) {
             m_names.append(QStringLiteral("device-%1").arg(number));
@@ -156,12 +118,7 @@ public:
     /** Numbers of commands whose ends are wrong: none, many, or that the device says otherwise. */
     int wrong()
     {
-        m_devices.closeWriteChannel();
-        m_devices.waitForFinished(patienceMs);
-        std::map<int, int> writes;
-        for (const QByteArray &line : m_devices.readAllStandardOutput().split('\n')) {
-            ++writes[line.toInt()];
-        }
+        std::map<int, int> writes = m_devices.takeWrites();
         int count = 0;
         for (const auto &command : m_commands) {
             const auto ends = m_ended.find(command.first);
@@ -244,7 +201,7 @@ private:
     }
 
     const QTemporaryDir m_folder;
-    QProcess m_devices;
+    EchoingDevices m_devices;
     DeviceFleet m_fleet;
     QStringList m_names;
     QElapsedTimer m_clock;
@@ -257,15 +214,6 @@ private:
     Sample *m_added = nullptr;
 };
 
-double cpuSecondsOf(const std::vector<qint64> &processes)
-{
-    double seconds = cpuSeconds(getpid());
-    for (const qint64 process : processes) {
-        seconds += cpuSeconds(process);
-    }
-    return seconds;
-}
-
 int load(const QString &console, int devices, int seconds)
 {
     Stage stage(console, devices);
@@ -273,11 +221,12 @@ int load(const QString &console, int devices, int seconds)
     Sample added;
     stage.measureInto(&whole, &added);
     const std::vector<qint64> workers = stage.workers();
-    const double cpuBefore = cpuSecondsOf(workers);
+    const double cpuBefore = cpuSeconds(getpid()) + cpuSecondsOf(workers);
     QElapsedTimer clock;
     clock.start();
     stage.run(devices * seconds, 1.0);
-    const double cores = (cpuSecondsOf(workers) - cpuBefore) * 1000.0 / static_cast<double>(clock.elapsed());
+    const double cpuAfter = cpuSeconds(getpid()) + cpuSecondsOf(workers);
+    const double cores = (cpuAfter - cpuBefore) * 1000.0 / static_cast<double>(clock.elapsed());
     Sample pss;
     for (const qint64 worker : workers) {
         pss.add(pssMegabytes(worker));
@@ -330,7 +279,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.value(1) == QLatin1String("devices")) {
-        return runDevices();
+        return EchoingDevices::serve();
     }
     if (arguments.size() == 5 && arguments.at(2) == QLatin1String("load")) {
         return load(arguments.at(1), arguments.at(3).toInt(), arguments.at(4).toInt());

@@ -17,15 +17,9 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonArray>
-#include <QtCore/QProcess>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTemporaryDir>
-#include <QtNetwork/QTcpServer>
-#include <QtNetwork/QTcpSocket>
 
-#include <unistd.h>
-
-#include <host/frame_codec.h>
+#include <tools/support/echoing_devices.h>
 #include <tools/support/figures.h>
 
 #include "mqtt_client.h"
@@ -36,7 +30,6 @@
 namespace {
 
 using namespace biz::test;
-using biz::host::DemoFrameCodec;
 using Clock = std::chrono::steady_clock;
 
 constexpr int allFine = 0;
@@ -46,38 +39,6 @@ constexpr int repeatAfterMs = 2000;
 constexpr int killPeriodMs = 2000;
 constexpr int devicesOfKills = 5;
 constexpr int patienceOfAllMs = 120'000;
-
-// --- The devices ------------------------------------------------------------------------------
-
-/** Echoes what comes until its input ends, then says which numbers came, one a line. */
-int runDevices()
-{
-    QTcpServer server;
-    std::vector<int> seen;
-    QObject::connect(&server, &QTcpServer::newConnection, &server, [&server, &seen] {
-        QTcpSocket *const socket = server.nextPendingConnection();
-        QObject::connect(socket, &QTcpSocket::readyRead, socket,
-                         [socket, &seen, codec = std::make_shared<DemoFrameCodec>()] {
-                             for (const model_Protocoldata &command : codec->decode(socket->readAll()).records) {
-                                 seen.push_back(command.baData.toInt());
-                                 socket->write(codec->encode(command));
-                             }
-                         });
-        QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    });
-    if (!server.listen(QHostAddress::LocalHost)) {
-        return broken;
-    }
-    std::printf("%d\n", server.serverPort());
-    std::fflush(stdout);
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, &server, [] { QCoreApplication::quit(); });
-    QCoreApplication::exec();
-    for (const int number : seen) {
-        std::printf("%d\n", number);
-    }
-    return allFine;
-}
 
 // --- The client, and what it sees -------------------------------------------------------------
 
@@ -91,10 +52,7 @@ public:
         , m_client(std::make_unique<MqttClient>(
               ClientSettings{m_broker.port(), {}, {}, {}, {}, QStringLiteral("biz/figures/+/+/outcome")}))
     {
-        m_devices.start(QCoreApplication::applicationFilePath(), {QStringLiteral("devices")});
-        m_devices.waitForReadyRead(patienceOfAllMs);
-        const QString url = QStringLiteral("tcp://127.0.0.1:") + QString::fromLatin1(m_devices.readLine().trimmed());
-        m_gateway = std::make_unique<RunningGateway>(configFor(url), m_folder.filePath(QStringLiteral("gateway")));
+        m_gateway = std::make_unique<RunningGateway>(config(), m_folder.filePath(QStringLiteral("gateway")));
         m_client->waitUntilReady();
         MqttClient watcher(
             ClientSettings{m_broker.port(), {}, {}, {}, {}, QStringLiteral("biz/figures/device/+/state")});
@@ -145,14 +103,7 @@ public:
     /** Commands that were written more often than their outcome says. */
     int writtenTooOften()
     {
-        m_devices.closeWriteChannel();
-        m_devices.waitForFinished(patienceOfAllMs);
-        std::map<int, int> writes;
-        for (const QByteArray &line : m_devices.readAllStandardOutput().split('\n')) {
-            if (!line.isEmpty()) {
-                ++writes[line.toInt()];
-            }
-        }
+        std::map<int, int> writes = m_devices.takeWrites();
         int count = 0;
         for (std::size_t number = 0; number < m_commands.size(); ++number) {
             // What a killed gateway left behind has no attempts; no device is so slow that it was resent.
@@ -190,12 +141,12 @@ private:
         int times = 0;
     };
 
-    QJsonObject configFor(const QString &url) const
+    QJsonObject config() const
     {
         QJsonArray devices;
         for (int number = 0; number < m_deviceCount; ++number) {
-            devices.append(
-                QJsonObject{{"name", QStringLiteral("device-%1").arg(number)}, {"link", url}, {"whileDown", "hold"}});
+            devices.append(QJsonObject{
+                {"name", QStringLiteral("device-%1").arg(number)}, {"link", m_devices.url()}, {"whileDown", "hold"}});
         }
         return {{"site", "figures"},
                 {"broker", QJsonObject{{"port", m_broker.port()}}},
@@ -278,7 +229,7 @@ private:
 
     const int m_deviceCount;
     const QTemporaryDir m_folder;
-    QProcess m_devices;
+    EchoingDevices m_devices;
     RunningBroker m_broker;
     std::unique_ptr<MqttClient> m_client;
     std::unique_ptr<RunningGateway> m_gateway;
@@ -299,15 +250,6 @@ std::vector<qint64> childrenOf(qint64 process)
         }
     }
     return children;
-}
-
-double cpuSecondsOf(const std::vector<qint64> &processes)
-{
-    double seconds = 0.0;
-    for (const qint64 process : processes) {
-        seconds += cpuSeconds(process);
-    }
-    return seconds;
 }
 
 int verdict(Stage *stage, bool isComplete)
@@ -424,7 +366,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.value(1) == QLatin1String("devices")) {
-        return runDevices();
+        return EchoingDevices::serve();
     }
     if (const char *const missing = missingForGateway()) {
         std::printf("skipped: %s\n", missing);

@@ -29,6 +29,15 @@ inline double cpuSeconds(qint64 process)
                                                static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+inline double cpuSecondsOf(const std::vector<qint64> &processes)
+{
+    double seconds = 0.0;
+    for (const qint64 process : processes) {
+        seconds += cpuSeconds(process);
+    }
+    return seconds;
+}
+
 inline double pssMegabytes(qint64 process)
 {
     const QByteArray rollup = procFile(process, "smaps_rollup");
