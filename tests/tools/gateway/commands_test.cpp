@@ -6,11 +6,6 @@ namespace {
 
 using Gateway = GatewayFixture;
 
-QString eventOf(const QJsonObject &outcome)
-{
-    return outcome.value("event").toString();
-}
-
 } // namespace
 
 TEST_F(Gateway, ACommandIsAnsweredOnItsDevicesOutcomeTopic)
@@ -74,8 +69,7 @@ TEST_F(Gateway, ARetainedCommandIsRefusedAndSaysSo)
     EXPECT_EQ(eventOf(outcome), "error");
     EXPECT_EQ(outcome.value("code").toString(), "retained");
     client->publish(topic("hall-1", "command"), {}, extras); // takes it back
-    give("hall-1", "8");
-    EXPECT_EQ(eventOf(outcomeOf("hall-1", "8")), "answered");
+    EXPECT_EQ(eventOf(ask("hall-1", "8")), "answered");
     EXPECT_EQ(devices["hall-1"]->commands(), 1);
     EXPECT_EQ(client->on(topic("hall-1", "outcome")).size(), 2U);
 }
@@ -112,8 +106,7 @@ TEST_F(Gateway, TheSameIdWithAnotherCommandIsRefused)
 {
     addDevice("hall-1");
     startGateway();
-    give("hall-1", "7");
-    ASSERT_EQ(eventOf(outcomeOf("hall-1", "7")), "answered");
+    ASSERT_EQ(eventOf(ask("hall-1", "7")), "answered");
     client->publish(topic("hall-1", "command"), R"({"id":"7","head":"68 12 00 00 00 00","data":"FF"})");
     EXPECT_EQ(client->waitFor(topic("hall-1", "outcome"), "event", "error").value("code").toString(), "otherCommand");
     EXPECT_EQ(devices["hall-1"]->commands(), 1);

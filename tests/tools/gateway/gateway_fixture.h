@@ -98,6 +98,15 @@ protected:
         return client->waitFor(topic(device, "outcome"), "id", id);
     }
 
+    /** Gives a command, and waits for its outcome. */
+    QJsonObject ask(const QString &device, const QByteArray &id)
+    {
+        give(device, id);
+        return outcomeOf(device, id);
+    }
+
+    static QString eventOf(const QJsonObject &outcome) { return outcome.value("event").toString(); }
+
     const ScratchFolder folder;
     std::unique_ptr<RunningBroker> broker;
     std::unique_ptr<MqttClient> client;
