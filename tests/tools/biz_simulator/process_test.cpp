@@ -83,20 +83,6 @@ TEST(SimulatorProcess, TakesAFreePortAndPrintsIt)
     EXPECT_FALSE(line.endsWith(":0"));
 }
 
-TEST(SimulatorProcess, AnswersACommandWithItsSequenceByteAndTheLengthOfItsRule)
-{
-    RunningSimulator simulator("--model A2 --port 0");
-    LinkClient client(simulator.listeningUrl());
-    ASSERT_TRUE(client.isOpen());
-
-    client.send(commandOf(200, 0xF1, 0x08, 15));
-    const auto reply = client.reply();
-    ASSERT_TRUE(reply);
-    EXPECT_EQ(reply->ucHead[0], 200);
-    EXPECT_EQ(reply->ucHead[3], 15);
-    EXPECT_EQ(reply->baData.size(), 354);
-}
-
 TEST(SimulatorProcess, AnswersConnectionsAtOnceAndOneAfterTheOther)
 {
     RunningSimulator simulator("--model K250 --port 0");
