@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include <QtCore/QElapsedTimer>
@@ -50,6 +51,24 @@ protected:
         return runArguments(session(commands, "5120"), device.url()) + QStringList{"--record", file("rec.jsonl")};
     }
 
+    /** Leaves a recording of these commands in rec.jsonl. */
+    void record(const FakeDevice &device, const QByteArray &commands, int exitStatus = 0,
+                const QStringList &more = {}) const
+    {
+        RunningConsole console(recordArguments(device, commands) + more);
+        EXPECT_EQ(console.exitStatus(), exitStatus) << qPrintable(console.output() + console.errors());
+    }
+
+    /** What was recorded last, but for the lines that hold this text. */
+    QByteArray recordedWithout(const char *text) const
+    {
+        QByteArray kept;
+        for (const QByteArray &line : contentOf(file("rec.jsonl")).trimmed().split('\n')) {
+            kept += line.contains(text) ? QByteArray() : line + '\n';
+        }
+        return kept;
+    }
+
     void expectReplayed(const QString &recording, const char *result) const
     {
         RunningConsole console({"replay", recording}, {}, folder.path());
@@ -67,8 +86,7 @@ const QByteArray getShort = R"({"name": "get timer", "head": "F1 05 00 81 00 00"
 TEST_F(ConsoleRecord, TheFirstLineSaysWhatWasRecorded)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    record(device, giveBytes);
     const QJsonObject head = objectsOf(contentOf(file("rec.jsonl"))).first();
     EXPECT_EQ(head.value("event"), "recording");
     EXPECT_EQ(head.value("format"), 2);
@@ -84,8 +102,7 @@ TEST_F(ConsoleRecord, TheFirstLineSaysWhatWasRecorded)
 TEST_F(ConsoleRecord, EverythingAtTheBoundaryIsALineWithBothTimes)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    record(device, giveBytes);
     QVector<QJsonObject> lines = objectsOf(contentOf(file("rec.jsonl")));
     lines.removeFirst();
     QStringList events;
@@ -109,8 +126,7 @@ TEST_F(ConsoleRecord, TheBytesAreThoseOfTheLink)
         answered = biz::host::DemoFrameCodec().encode(command);
         self.send(command);
     });
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    record(device, giveBytes);
     const QVector<QJsonObject> lines = objectsOf(contentOf(file("rec.jsonl")));
     const auto bytesOf = [&lines](const char *event) {
         QByteArray bytes;
@@ -177,8 +193,7 @@ TEST_F(ConsoleRecord, ALinkThatBrokeBreaksAgain)
             self.closeLink();
         }
     });
-    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes + "," + giveBytes));
-    EXPECT_EQ(console.exitStatus(), 3);
+    record(device, giveBytes + "," + giveBytes + "," + giveBytes, 3);
     expectReplayed(file("rec.jsonl"), "3 commands went as recorded\n");
 }
 
@@ -212,15 +227,8 @@ TEST_F(ConsoleRecord, AnOutageInWhichTheUserEndedTheRunComesAgain)
 TEST_F(ConsoleRecord, ALinkThatTheHostClosedIsClosedInTheReplay)
 {
     FakeDevice device([](FakeDevice &self, const model_Protocoldata & /*command*/) { self.closeLink(); });
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 3);
-    QByteArray altered;
-    for (const QByteArray &line : contentOf(file("rec.jsonl")).split('\n')) {
-        if (!line.contains(R"("event":"linkClosed")")) {
-            altered += line + '\n';
-        }
-    }
-    expectReplayed(write("altered.jsonl", altered.trimmed()), "1 command went as recorded\n");
+    record(device, giveBytes, 3);
+    expectReplayed(write("altered.jsonl", recordedWithout(R"("event":"linkClosed")")), "1 command went as recorded\n");
 }
 
 TEST_F(ConsoleRecord, ADeviceThatCouldNotBeReachedCannotBeReachedAgain)
@@ -236,8 +244,7 @@ TEST_F(ConsoleRecord, ADeviceThatCouldNotBeReachedCannotBeReachedAgain)
 TEST_F(ConsoleRecord, ARecordingWithoutACommandEnds)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 0);
+    record(device, giveBytes);
     QByteArray withoutCommand;
     const QByteArray recording = contentOf(file("rec.jsonl"));
     for (const QByteArray &line : recording.trimmed().split('\n')) {
@@ -276,8 +283,7 @@ TEST_F(ConsoleRecord, AnInterruptedRunIsInterruptedAgain)
 TEST_F(ConsoleRecord, ARecordingMayComeFromTheStandardInput)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, giveBytes));
-    EXPECT_EQ(console.exitStatus(), 0);
+    record(device, giveBytes);
     RunningConsole replay({"replay", "-", "--events"}, contentOf(file("rec.jsonl")));
     EXPECT_EQ(replay.exitStatus(), 0);
     EXPECT_TRUE(replay.output().contains("give bytes")) << qPrintable(replay.output());
@@ -375,16 +381,9 @@ TEST_F(ConsoleRecord, ARunWhoseOutputFailedEndsAtTheSameCommand)
 TEST_F(ConsoleRecord, AReplyThatIsNotAcceptedAnyMoreIsADifference)
 {
     FakeDevice device(FakeDevice::answerShort);
-    RunningConsole console(recordArguments(device, getShort));
-    EXPECT_EQ(console.exitStatus(), 1);
+    record(device, getShort, 1);
     // As if the reply had been accepted when it was recorded: the library is stricter now.
-    QByteArray altered;
-    for (const QByteArray &line : contentOf(file("rec.jsonl")).split('\n')) {
-        if (!line.contains(R"("event":"rejected")")) {
-            altered += line + '\n';
-        }
-    }
-    RunningConsole replay({"replay", write("altered.jsonl", altered.trimmed())});
+    RunningConsole replay({"replay", write("altered.jsonl", recordedWithout(R"("event":"rejected")"))});
     EXPECT_EQ(replay.exitStatus(), 1);
     EXPECT_TRUE(replay.output().startsWith("get timer, given in line 2\n    recorded: resent: "))
         << qPrintable(replay.output());
@@ -395,16 +394,10 @@ TEST_F(ConsoleRecord, AReplyThatIsNotAcceptedAnyMoreIsADifference)
 
 TEST_F(ConsoleRecord, AReplyThatIsMissingIsADifference)
 {
-    QByteArray altered;
-    bool isFirst = true;
-    for (const QByteArray &line : contentOf(recordingFile("device_faults.jsonl")).split('\n')) {
-        const bool isReply = line.contains(R"("event":"bytesIn")");
-        if (!isReply || !isFirst) {
-            altered += line + '\n';
-        }
-        isFirst = isFirst && !isReply;
-    }
-    RunningConsole replay({"replay", write("altered.jsonl", altered.trimmed())});
+    QList<QByteArray> lines = contentOf(recordingFile("device_faults.jsonl")).split('\n');
+    lines.erase(std::find_if(lines.begin(), lines.end(),
+                             [](const QByteArray &line) { return line.contains(R"("event":"bytesIn")"); }));
+    RunningConsole replay({"replay", write("altered.jsonl", lines.join('\n'))});
     EXPECT_EQ(replay.exitStatus(), 1);
     EXPECT_TRUE(replay.output().startsWith("get scene, given in line 2\n    recorded: answered after 1 attempt: "))
         << qPrintable(replay.output());
@@ -413,8 +406,7 @@ TEST_F(ConsoleRecord, AReplyThatIsMissingIsADifference)
 TEST_F(ConsoleRecord, AnInterruptedReplayIsNotAsRecorded)
 {
     FakeDevice device(FakeDevice::stayAway);
-    RunningConsole console(recordArguments(device, R"({"name": "wait", "head": "01 02 03 62 01 00", "waitMs": 2000})"));
-    EXPECT_EQ(console.exitStatus(), 1);
+    record(device, R"({"name": "wait", "head": "01 02 03 62 01 00", "waitMs": 2000})", 1);
     RunningConsole replay({"replay", file("rec.jsonl"), "--events"});
     ASSERT_TRUE(replay.waitForOutput(" sent\n"));
     replay.sendSignal(SIGINT);
@@ -570,17 +562,14 @@ TEST_F(ConsoleRecord, ARefusedCommandLineLeavesOlderFilesAsTheyAre)
 TEST_F(ConsoleRecord, CommandsWithoutANameAreReplayed)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, R"({"name": "", "head": "01 02 03 62 01 00"})"));
-    EXPECT_EQ(console.exitStatus(), 0);
+    record(device, R"({"name": "", "head": "01 02 03 62 01 00"})");
     expectReplayed(file("rec.jsonl"), "1 command went as recorded\n");
 }
 
 TEST_F(ConsoleRecord, RoundsAtARateAreReplayed)
 {
     FakeDevice device(FakeDevice::echo);
-    RunningConsole console(recordArguments(device, giveBytes + "," + giveBytes) +
-                           QStringList{"--repeat", "3", "--rate", "50"});
-    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    record(device, giveBytes + "," + giveBytes, 0, {"--repeat", "3", "--rate", "50"});
     expectReplayed(file("rec.jsonl"), "6 commands went as recorded\n");
 }
 
@@ -674,9 +663,7 @@ TEST_F(ConsoleRecordOnFailure, IsNotForAWholeRecordingToo)
 TEST_F(ConsoleRecord, AFastReplayLeavesOutTheTimeThatDevicesTook)
 {
     FakeDevice device([](FakeDevice &self, const model_Protocoldata &command) { self.sendAfter(400, command); });
-    const QString path = session(R"({"head": "01 02 03 62 01 00", "waitMs": 60000, "repeat": 10})");
-    RunningConsole console(runArguments(path, device.url()) + QStringList{"--record", file("rec.jsonl")});
-    EXPECT_EQ(console.exitStatus(), 0) << qPrintable(console.errors());
+    record(device, R"({"head": "01 02 03 62 01 00", "waitMs": 60000, "repeat": 10})");
     QElapsedTimer time;
     time.start();
     RunningConsole replay({"replay", file("rec.jsonl"), "--fast"}, {}, folder.path());
