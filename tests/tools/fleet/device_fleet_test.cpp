@@ -72,13 +72,8 @@ TEST_F(Fleet, EachCommandReachesItsDeviceAndEndsWithItsReply)
 
 TEST_F(Fleet, CommandsWaitForTheirWorker)
 {
-    devices["hall"] = std::make_unique<FakeDevice>(FakeDevice::echo);
-    DeviceSettings settings;
-    settings.link = QUrl(devices["hall"]->url());
-    ASSERT_TRUE(fleet->add("hall", settings));
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    addDeviceToCome("hall");
+    EXPECT_EQ(waitForOutcome(give("hall")), "answered");
 }
 
 TEST_F(Fleet, ALinkIsConnectingBeforeItIsUp)
@@ -114,8 +109,7 @@ TEST_F(Fleet, ARejectedReplyIsToldAndInTheLogOfItsDevice)
     command.iWaitTime = 100;
     const Ticket ticket = fleet->enqueue("hall", command);
     given.insert(ticket);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    EXPECT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_TRUE(broken.contains("129")) << broken.toStdString();
     EXPECT_FALSE(QDir(folder.path("fleet/hall/Errorlog")).entryList(QDir::Files).isEmpty());
     EXPECT_EQ(fleet->counters("hall").rejected, 2U); // to the command and to its resend
@@ -134,15 +128,13 @@ TEST_F(Fleet, ACommandIsCancelledWhetherItsWorkerHasItOrNot)
     addDevice("hall", FakeDevice::stayAway);
     const Ticket given1 = give("hall");
     EXPECT_TRUE(fleet->cancel(given1));
-    ASSERT_TRUE(waitForEnd(given1));
-    EXPECT_EQ(outcomeOf(given1), "cancelled");
+    EXPECT_EQ(waitForOutcome(given1), "cancelled");
     EXPECT_FALSE(fleet->cancel(given1));
 
     ASSERT_TRUE(fleet->add("slow", silentWorker()));
     const Ticket held = give("slow");
     EXPECT_TRUE(fleet->cancel(held));
-    ASSERT_TRUE(waitForEnd(held));
-    EXPECT_EQ(outcomeOf(held), "cancelled");
+    ASSERT_EQ(waitForOutcome(held), "cancelled");
     EXPECT_EQ(endOf(held).attempts, 0);
 }
 
@@ -165,8 +157,7 @@ TEST_F(Fleet, ASupersededCommandNamesTheOneThatTookItsPlace)
     give("hall");
     const Ticket old = give("hall", 20000, options);
     const Ticket latest = give("hall", 20000, options);
-    ASSERT_TRUE(waitForEnd(old));
-    EXPECT_EQ(outcomeOf(old), "superseded");
+    ASSERT_EQ(waitForOutcome(old), "superseded");
     EXPECT_EQ(endOf(old).supersededBy, latest);
 }
 
@@ -181,8 +172,7 @@ TEST_F(Fleet, OfCommandsWithOneReplaceKeyOnlyTheNewestWaitsForAWorker)
         give("slow", 20000, options);
     }
     EXPECT_EQ(fleet->pending("slow"), 1);
-    ASSERT_TRUE(waitForEnd(first));
-    EXPECT_EQ(outcomeOf(first), "superseded");
+    ASSERT_EQ(waitForOutcome(first), "superseded");
     EXPECT_EQ(endOf(first).supersededBy, second);
 }
 
@@ -203,13 +193,10 @@ TEST_F(Fleet, TheNewestIsTakenInPlaceOfTheOneBeforeItAlsoWhenNoMoreMayBePending)
 TEST_F(Fleet, TheNewestOfAReplaceKeyLeavesInThePlaceOfTheOneBeforeIt)
 {
     QList<QByteArray> heard;
-    devices["hall"] = std::make_unique<FakeDevice>([&heard](FakeDevice &self, const model_Protocoldata &command) {
+    addDeviceToCome("hall", [&heard](FakeDevice &self, const model_Protocoldata &command) {
         heard.append(command.baData);
         self.send(command);
     });
-    DeviceSettings settings;
-    settings.link = QUrl(devices["hall"]->url());
-    ASSERT_TRUE(fleet->add("hall", settings));
     CommandOptions options;
     options.replaceKey = "brightness";
     given.insert(fleet->enqueue("hall", makeCommand(0x68, 0x12, "old"), options));
@@ -221,15 +208,10 @@ TEST_F(Fleet, TheNewestOfAReplaceKeyLeavesInThePlaceOfTheOneBeforeIt)
 
 TEST_F(Fleet, ACommandExpiresWhileItsWorkerIsNotThereYet)
 {
-    devices["hall"] = std::make_unique<FakeDevice>(FakeDevice::echo);
-    DeviceSettings settings;
-    settings.link = QUrl(devices["hall"]->url());
-    ASSERT_TRUE(fleet->add("hall", settings));
+    addDeviceToCome("hall");
     CommandOptions options;
     options.validFor = std::chrono::milliseconds(1);
-    const Ticket ticket = give("hall", 20000, options);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "expired");
+    EXPECT_EQ(waitForOutcome(give("hall", 20000, options)), "expired");
     EXPECT_EQ(devices["hall"]->commands(), 0);
 }
 
@@ -423,9 +405,7 @@ TEST_F(Fleet, WhatTheFleetTakesAWorkerTakes)
     CommandOptions options;
     options.validFor = std::chrono::milliseconds(hourMs);
     options.replaceKey = QString(longestKey, 'k');
-    const Ticket ticket = give("hall", hourMs, options);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(give("hall", hourMs, options)), "answered");
 }
 
 // --- Removing and ending --------------------------------------------------------------------
@@ -437,8 +417,7 @@ TEST_F(Fleet, ARemovedDevicesCommandsAreStoppedAndItsWorkerEnds)
     const Ticket ticket = give("hall");
     EXPECT_TRUE(fleet->remove("hall"));
     EXPECT_TRUE(fleet->names().isEmpty());
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "stopped");
+    EXPECT_EQ(waitForOutcome(ticket), "stopped");
     EXPECT_TRUE(waitFor([worker] { return !isRunning(worker); }, 1000));
 }
 
@@ -447,9 +426,7 @@ TEST_F(Fleet, ANameCanBeAddedAgainAtOnce)
     addDevice("hall");
     EXPECT_TRUE(fleet->remove("hall"));
     addDevice("hall");
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(give("hall")), "answered");
 }
 
 TEST_F(Fleet, ADeviceThatIsAddedAgainAtOnceConnectsWhenItsFormerWorkerHasEnded)
@@ -461,9 +438,7 @@ TEST_F(Fleet, ADeviceThatIsAddedAgainAtOnceConnectsWhenItsFormerWorkerHasEnded)
     DeviceSettings settings;
     settings.link = QUrl(devices["hall"]->url());
     ASSERT_TRUE(fleet->add("hall", settings));
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(give("hall")), "answered");
     for (const LinkStatus &status : links["hall"]) {
         EXPECT_NE(status.state, LinkState::Lost) << status.reason.toStdString();
     }

@@ -68,12 +68,19 @@ protected:
 
     /** A device that answers, and its worker, which serves when this returns. */
     void addDevice(const QString &name, const FakeDevice::Behaviour &behaviour = FakeDevice::echo,
-                   host::DeviceSettings settings = {})
+                   const host::DeviceSettings &settings = {})
+    {
+        addDeviceToCome(name, behaviour, settings);
+        ASSERT_TRUE(waitForLink(name, host::LinkState::Up));
+    }
+
+    /** Does not wait for its link. */
+    void addDeviceToCome(const QString &name, const FakeDevice::Behaviour &behaviour = FakeDevice::echo,
+                         host::DeviceSettings settings = {})
     {
         devices[name] = std::make_unique<FakeDevice>(behaviour);
         settings.link = QUrl(devices[name]->url());
         ASSERT_TRUE(fleet->add(name, settings)) << fleet->errorString().toStdString();
-        ASSERT_TRUE(waitForLink(name, host::LinkState::Up));
     }
 
     bool waitForLink(const QString &name, host::LinkState state)
@@ -100,6 +107,11 @@ protected:
     host::CommandResult endOf(host::Ticket ticket)
     {
         return hasEnded(ticket) ? ends[ticket].front() : host::CommandResult();
+    }
+    /** Waits for its end; "none" if that does not come. */
+    QString waitForOutcome(host::Ticket ticket)
+    {
+        return waitForEnd(ticket) ? outcomeOf(ticket) : QStringLiteral("none");
     }
     QString outcomeOf(host::Ticket ticket) { return host::outcomeName(endOf(ticket).outcome); }
 

@@ -62,9 +62,7 @@ TEST_F(WorkerDeaths, ANewWorkerStartsWithinASecondAndServes)
     kill("hall");
     EXPECT_TRUE(waitForNewWorker("hall", old, limitMs));
     ASSERT_TRUE(waitForLink("hall", LinkState::Up));
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    EXPECT_EQ(waitForOutcome(give("hall")), "answered");
 }
 
 TEST_F(WorkerDeaths, TheLinkIsLostMeanwhileAndSaysWhy)
@@ -100,8 +98,7 @@ TEST_F(WorkerDeaths, AWorkerThatHangsIsKilledAndReplaced)
     ASSERT_TRUE(waitForCommands("hall", 1));
     const qint64 old = fleet->workerProcessId("hall");
     kill("hall", SIGSTOP);
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "interrupted");
+    EXPECT_EQ(waitForOutcome(ticket), "interrupted");
     EXPECT_EQ(fleet->linkStatus("hall").error, Error::WorkerSilent);
     EXPECT_FALSE(isRunning(old));
     EXPECT_TRUE(waitForNewWorker("hall", old));
@@ -146,9 +143,7 @@ TEST_F(WorkerDeaths, AProgramThatCannotBeRunIsToldOnceAndCommandsFailFast)
     ASSERT_TRUE(waitForLink("hall", LinkState::Lost));
     EXPECT_EQ(fleet->linkStatus("hall").error, Error::WorkerCannotStart);
     EXPECT_TRUE(fleet->linkStatus("hall").reason.contains("no such program"));
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "unreachable");
+    EXPECT_EQ(waitForOutcome(give("hall")), "unreachable");
 }
 
 TEST_F(WorkerDeaths, AFolderThatWasDeletedIsMadeAgain)

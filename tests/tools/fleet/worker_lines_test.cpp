@@ -90,8 +90,7 @@ TEST_F(WorkerLines, ACommandThatItsWorkerRefusesGivesUpWithTheWorkersReason)
 {
     addScripted(R"({"event":"error","id":"$ticket","line":1,"reason":"no such codes"})");
     const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "gaveUp");
+    ASSERT_EQ(waitForOutcome(ticket), "gaveUp");
     EXPECT_EQ(endOf(ticket).reason, "its worker refused it: no such codes");
 }
 
@@ -100,8 +99,7 @@ TEST_F(WorkerLines, WhatIsNoLineOfAWorkersOrOfACommandThatHasEndedIsPassedOver)
     addScripted("hello\n{\"event\":\"dances\"}\n{\"event\":\"answered\",\"id\":\"4711\"}\n{\"event\":\"sent\",\"id\":"
                 "\"4711\"}\n{\"event\":\"error\",\"id\":\"4711\"}\n{\"event\":\"cancelled\",\"id\":\"$ticket\"}");
     const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "cancelled");
+    EXPECT_EQ(waitForOutcome(ticket), "cancelled");
     EXPECT_EQ(fleet->counters("hall").sent, 0U);
 }
 
@@ -133,25 +131,15 @@ TEST_F(WorkerLines, ACommandIsGivenWithItsOptions)
     EXPECT_TRUE(line.contains("\"validForMs\":")) << line.toStdString();
 }
 
-TEST_F(WorkerLines, ADeviceMayBeLeftToSettle)
+TEST_F(WorkerLines, ADeviceMayBeLeftToSettleWhichAPipelinedOneTakesNoNoticeOf)
 {
     DeviceSettings settings;
     settings.settleMs = 1;
-    addDevice("hall", FakeDevice::echo, settings);
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
-}
-
-TEST_F(WorkerLines, APipelinedDeviceTakesNoNoticeOfASettleTime)
-{
-    DeviceSettings settings;
+    addDevice("settling", FakeDevice::echo, settings);
+    EXPECT_EQ(waitForOutcome(give("settling")), "answered");
     settings.pipelined = true;
-    settings.settleMs = 1;
-    addDevice("hall", FakeDevice::echo, settings);
-    const Ticket ticket = give("hall");
-    ASSERT_TRUE(waitForEnd(ticket));
-    EXPECT_EQ(outcomeOf(ticket), "answered");
+    addDevice("pipelined", FakeDevice::echo, settings);
+    EXPECT_EQ(waitForOutcome(give("pipelined")), "answered");
 }
 
 TEST_F(WorkerLines, ADeviceWhoseFolderCannotBeMadeIsRefused)
