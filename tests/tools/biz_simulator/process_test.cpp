@@ -188,33 +188,6 @@ TEST(SimulatorProcess, FaultThatCannotApplyIsSaidAndAnsweredNormally)
     EXPECT_FALSE(simulator.lineWith("fault shortPayload does not apply").isEmpty());
 }
 
-/** What a device with random faults does with forty commands: its event lines without their times. */
-QString seededRun(int seed)
-{
-    RunningSimulator simulator(QStringLiteral("--model A2 --port 0 --events --seed %1 --fault-rate silence=0.2 "
-                                              "--fault-rate duplicate=0.2 --fault-rate shortPayload=0.2")
-                                   .arg(seed));
-    LinkClient client(simulator.listeningUrl());
-    for (int sequence = 1; sequence <= 40; ++sequence) {
-        client.send(commandOf(sequence, 0xF1, 0x08));
-    }
-    QStringList lines;
-    QString line = simulator.lineWith("#1 received");
-    while (!line.isEmpty() && !line.contains("#40 received")) {
-        lines << line.section(QLatin1Char(' '), 1);
-        line = simulator.nextLine();
-    }
-    EXPECT_GT(lines.size(), 40);
-    return lines.join(QLatin1Char('\n'));
-}
-
-TEST(SimulatorProcess, SameSeedGivesTheSameRun)
-{
-    const QString run = seededRun(7);
-    EXPECT_EQ(seededRun(7), run);
-    EXPECT_NE(seededRun(8), run);
-}
-
 // --- OSD -----------------------------------------------------------------------------
 
 TEST(SimulatorProcess, EachOsdDeviceAnswersFromItsOwnAddress)
