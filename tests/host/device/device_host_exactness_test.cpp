@@ -34,6 +34,9 @@ bool isResendDue()
 /** Longer than the library takes from a time-out to the announcement of the resend. */
 constexpr int resendMs = 60;
 
+/** A wait time that a busy machine does not let pass unseen between two steps of a test. */
+constexpr int resendableMs = 1500;
+
 /** What is not written, and when; whatever the host's thread is busy with. */
 class DeviceHostExactness : public DeviceHostFixture
 {
@@ -164,7 +167,7 @@ TEST_F(DeviceHostExactness, AThreadThatIsBusyForLongerThanAWaitSendsNothingStale
 TEST_F(DeviceHostExactness, AResendThatWasDueBeforeTheFirstCopyWasWrittenIsNotWritten)
 {
     start();
-    const Ticket ticket = enqueue(600);
+    const Ticket ticket = enqueue(resendableMs);
     stayBusy(isResendDue);
     stayBusyFor(resendMs);
     const model_Protocoldata sent = nextCommand();
@@ -179,7 +182,7 @@ TEST_F(DeviceHostExactness, AResendThatWasDueBeforeTheFirstCopyWasWrittenIsNotWr
 TEST_F(DeviceHostExactness, AResendThatIsDueWhenTheReplyHasComeIsNotWritten)
 {
     start();
-    const Ticket ticket = enqueue(600);
+    const Ticket ticket = enqueue(resendableMs);
     const model_Protocoldata sent = nextCommand();
     stayBusy(isResendDue);
     {
