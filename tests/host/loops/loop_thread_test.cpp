@@ -32,6 +32,28 @@ TEST(LoopThread, AJoinPastItsDeadlineSaysNoAndALaterOneYes)
     EXPECT_TRUE(loop.join(Clock::now()));
 }
 
+TEST(LoopThread, AJoinReturnsLongBeforeItsDeadlineWhenTheLoopHasReturned)
+{
+    constexpr int rounds = 10; // in each the loop returns while the join waits, unless this thread is held up
+    const auto begin = Clock::now();
+    for (int round = 0; round < rounds; ++round) {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool mayReturn = false;
+        LoopThread loop(QStringLiteral("brief"), [&] {
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [&] { return mayReturn; });
+        });
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            mayReturn = true;
+            changed.notify_all();
+        }
+        EXPECT_TRUE(loop.join(Clock::now() + std::chrono::milliseconds(patienceMs)));
+        ASSERT_LT(Clock::now() - begin, std::chrono::milliseconds(patienceMs));
+    }
+}
+
 TEST(LoopThread, ItRunsUnderItsName)
 {
     std::array<char, 16> name{};
