@@ -34,6 +34,10 @@ model_OsdParam osdCommand()
     return command;
 }
 
+/** Destroyed after all that a host has made for the end of the process: it was there first. */
+template<typename Host>
+std::unique_ptr<Host> ofBeforeMain;
+
 /** Runs the event loop until a command has been sent. */
 template<typename Host, typename Command>
 void runUntilSent(Host &host, const Command &command)
@@ -59,6 +63,8 @@ void finish(std::unique_ptr<Host> host, const char *way)
     } else if (std::strcmp(way, "static") == 0) {
         static std::unique_ptr<Host> kept;
         kept = std::move(host);
+    } else if (std::strcmp(way, "global") == 0) {
+        ofBeforeMain<Host> = std::move(host);
     }
     // "destroy": here and now
 }

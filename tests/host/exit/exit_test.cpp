@@ -36,5 +36,5 @@ TEST_P(ProcessExit, IsSafeRightAfterAHostWasUsed)
 
 INSTANTIATE_TEST_SUITE_P(Every, ProcessExit,
                          testing::Combine(testing::Values("device", "osd"),
-                                          testing::Values("destroy", "stop", "hasty-stop", "exit", "static")),
+                                          testing::Values("destroy", "stop", "hasty-stop", "exit", "static", "global")),
                          nameOf);
