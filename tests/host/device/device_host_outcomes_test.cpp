@@ -86,6 +86,16 @@ TEST_F(DeviceHostOutcomes, AReplyToTheResendAnswersTheCommand)
     EXPECT_EQ(seen.endOf(ticket).attempts, 2);
 }
 
+TEST_F(DeviceHostOutcomes, AResendIsToldAsTheSecondAttempt)
+{
+    start();
+    ASSERT_TRUE(waitForEnd(enqueue(shortWaitMs)));
+    const auto sent = seen.of("sent");
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent.front().attempt, 1);
+    EXPECT_EQ(sent.back().attempt, 2);
+}
+
 TEST_F(DeviceHostOutcomes, AClearEndsWhatWaitsAndWhatIsInFlight)
 {
     start();

@@ -506,6 +506,8 @@ TEST_F(DeviceHostSettings, AMatcherTellsLateAndForeignRepliesApart)
     replyWithoutSequence(sent, 3); // to nobody
     ASSERT_TRUE(waitFor([this] { return seen.count("late") == 1 && seen.count("foreign") == 1; }));
     EXPECT_EQ(seen.of("late").front().ticket, first);
+    EXPECT_EQ(seen.of("late").front().record.ucHead[6], 1);
+    EXPECT_EQ(seen.of("foreign").front().record.ucHead[6], 3);
     EXPECT_FALSE(seen.hasEnded(second));
     replyWithoutSequence(sent, 2);
     EXPECT_EQ(waitForOutcome(second), "answered");
