@@ -162,6 +162,18 @@ TEST_F(LinkSupervisorTest, AStopWhileItIsOpeningLeavesItClosed)
     EXPECT_EQ(told, (QStringList{"Connecting", "Closed"}));
 }
 
+TEST_F(LinkSupervisorTest, AStopInTheSlotThatHearsOfTheStartOpensNoLink)
+{
+    QObject::connect(&supervisor, &LinkSupervisor::stateChanged, &supervisor, [this](const LinkStatus &status) {
+        if (status.state == LinkState::Connecting) {
+            supervisor.stop();
+        }
+    });
+    supervisor.start();
+    EXPECT_EQ(link->opens, 0);
+    EXPECT_EQ(told, (QStringList{"Connecting", "Closed"}));
+}
+
 TEST_F(LinkSupervisorTest, AStopThrowsAwayWhatTheLinkHolds)
 {
     startUp();
