@@ -103,7 +103,9 @@ TEST_F(OsdTransport, IsReadBeforeItIsWrittenTo)
     transport->calls.clear();
     enqueueToNobody(endlessWaitMs);
     ASSERT_TRUE(waitFor([this] { return transport->calls.contains("send"); }));
-    EXPECT_EQ(transport->calls.indexOf("read"), transport->calls.indexOf("send") - 1);
+    const auto sent = transport->calls.indexOf("send");
+    ASSERT_GT(sent, 0);
+    EXPECT_EQ(transport->calls.at(sent - 1), "read");
 }
 
 TEST_F(OsdTransport, ThatIsFullIsWaitedFor)
@@ -270,6 +272,10 @@ TEST_F(OsdTransport, ShowsWhichDevicesAreReachableAndSinceWhenTheOthersAreSilent
     transport->answer();
     EXPECT_TRUE(host->devices()[0].reachable) << "late, but heard of";
     EXPECT_EQ(host->devices()[0].silentSinceUtcMs, 0);
+
+    ASSERT_TRUE(waitForEnd(enqueueToNobody(givenUpWaitMs)));
+    EXPECT_FALSE(host->devices()[0].reachable);
+    EXPECT_GT(host->devices()[0].silentSinceUtcMs, after) << "a silence of its own";
 }
 
 TEST_F(OsdTransport, IsGivenACommandOnlyWhenItMayBeWritten)
