@@ -81,6 +81,22 @@ TEST_F(OsdChannelUse, CommandsThatWereLeftInTheChannelAreLetThroughAndNotWritten
     EXPECT_EQ(one.payloads(), QByteArrayList{"new"});
 }
 
+TEST_F(OsdChannelUse, AHostThatIsDestroyedLetsThroughWhatItHasNotLookedAt)
+{
+    constexpr int announcedWithinMs = 50; // a later announcement finds no host, which lets it through as well
+    PlayedDevice &one = device(1);
+    start();
+    host->stop();
+    biz_Osd_CMDSWork::addToSendQueue(command(one.ip, endlessWaitMs, "of nobody"));
+    for (const QDeadlineTimer patience(patienceMs); isFreeInTheChannel(one.ip);) { // without the event loop
+        ASSERT_FALSE(patience.hasExpired());
+        std::this_thread::yield();
+    }
+    keepThreadBusy(announcedWithinMs);
+    host.reset();
+    EXPECT_TRUE(waitFor([&one] { return isFreeInTheChannel(one.ip); }));
+}
+
 // A thread that looks at the device all the time says when the library has freed it.
 TEST_F(OsdChannelUse, AGiveUpIsNoticedWithinTwentyMilliseconds)
 {
