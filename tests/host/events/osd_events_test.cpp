@@ -156,6 +156,15 @@ TEST_F(OsdEventsTest, NameTheDevicesThatAreSilentAndSinceWhen)
     EXPECT_TRUE(silent.at(0).toObject().value("silentSince").toString().endsWith(QLatin1Char('Z')));
 }
 
+TEST_F(OsdEventsTest, DoNotNameADeviceThatAnswers)
+{
+    ASSERT_NE(enqueue(), 0U);
+    ASSERT_TRUE(waitForEnd());
+
+    EXPECT_TRUE(host.devices().at(0).reachable);
+    EXPECT_TRUE(events->state().value("silentDevices").toArray().isEmpty());
+}
+
 TEST_F(OsdEventsTest, DoNotNameADeviceThatIsForgotten)
 {
     network->answers = false;
