@@ -211,7 +211,9 @@ TEST_F(Fleet, ACommandExpiresWhileItsWorkerIsNotThereYet)
     addDeviceToCome("hall");
     CommandOptions options;
     options.validFor = std::chrono::milliseconds(1);
-    EXPECT_EQ(waitForOutcome(give("hall", 20000, options)), "expired");
+    const Ticket ticket = give("hall", 20000, options);
+    EXPECT_EQ(waitForOutcome(ticket), "expired");
+    EXPECT_TRUE(endOf(ticket).reason.contains("before its worker took it")) << qPrintable(endOf(ticket).reason);
     EXPECT_EQ(devices["hall"]->commands(), 0);
 }
 
@@ -354,6 +356,21 @@ TEST_F(Fleet, PendingPayloadIsBounded)
     }
     EXPECT_EQ(taken, DeviceFleet::mostPendingBytes / payload.size());
     EXPECT_EQ(fleet->error(), Error::TooManyPending);
+}
+
+TEST_F(Fleet, ThePayloadOfACommandThatHasEndedTakesNoRoom)
+{
+    ASSERT_TRUE(fleet->add("slow", silentWorker()));
+    const QByteArray payload(65535, 'x');
+    Ticket last = 0;
+    while (const Ticket ticket = fleet->enqueue("slow", makeCommand(0x68, 0x12, payload))) {
+        given.insert(ticket);
+        last = ticket;
+    }
+    ASSERT_TRUE(fleet->cancel(last));
+    const Ticket next = fleet->enqueue("slow", makeCommand(0x68, 0x12, payload));
+    EXPECT_NE(next, 0U) << fleet->errorString().toStdString();
+    given.insert(next);
 }
 
 TEST_F(Fleet, ACommandThatFitsIntoNoLineOfItsWorkersIsRefused)
