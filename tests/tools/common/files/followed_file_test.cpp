@@ -68,6 +68,20 @@ TEST_F(FollowedFileTest, RotatedFileIsReadToItsEndAndTheNewOneAfterIt)
     EXPECT_EQ(newLines(), (QByteArrayList{"two", "three"}));
 }
 
+TEST_F(FollowedFileTest, RotatedFileIsReadToItsEndHoweverLongItIs)
+{
+    constexpr int lines = 100'000; // more than are read at a time
+    append("one\n");
+    EXPECT_EQ(newLines(), QByteArrayList{"one"});
+    append(QByteArray("a line\n").repeated(lines));
+    rename("log", "log.1");
+    append("last\n");
+    const QByteArrayList read = newLines();
+    ASSERT_EQ(read.size(), lines + 1);
+    EXPECT_EQ(read.count("a line"), lines);
+    EXPECT_EQ(read.last(), "last");
+}
+
 TEST_F(FollowedFileTest, FilesThatWereRotatedMeanwhileAreReadInTheirOrder)
 {
     append("one\n");
