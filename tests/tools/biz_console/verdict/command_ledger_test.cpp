@@ -131,6 +131,17 @@ TEST(ConsoleLedger, WhatNeverReachedTheHostIsListedWithTheStopped)
     EXPECT_TRUE(ledger.mismatches().isEmpty());
 }
 
+TEST(ConsoleLedger, ARunThatNeverGaveACommandIsNotAsExpectedThoughAllThatItGaveAre)
+{
+    CommandLedger ledger;
+    ledger.setTotal(2);
+    ledger.add(1, "get volume", {}, Expectation());
+    ledger.end(1, Outcome::Answered, {});
+    EXPECT_TRUE(ledger.allAsExpected());
+    ledger.addNeverGiven("get source", 1);
+    EXPECT_FALSE(ledger.allAsExpected());
+}
+
 TEST(ConsoleLedger, UnknownTicketsChangeNothing)
 {
     CommandLedger ledger;
