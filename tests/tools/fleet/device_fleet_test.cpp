@@ -369,7 +369,7 @@ TEST_F(Fleet, ThePayloadOfACommandThatHasEndedTakesNoRoom)
     }
     ASSERT_TRUE(fleet->cancel(last));
     const Ticket next = fleet->enqueue("slow", makeCommand(0x68, 0x12, payload));
-    EXPECT_NE(next, 0U) << fleet->errorString().toStdString();
+    ASSERT_NE(next, 0U) << fleet->errorString().toStdString();
     given.insert(next);
 }
 
