@@ -233,6 +233,14 @@ TEST_F(ConsoleCheckFile, BadLinesAreNamedWithWhatWasExpectedAndTheOthersJudged)
     EXPECT_TRUE(console.output().endsWith("\n1 reply: 0 accepted, 1 refused\n"));
 }
 
+TEST_F(ConsoleCheckFile, OneBadLineAmongGoodOnesIsBadInput)
+{
+    const QByteArray good = "A2 F1 08 03 62 01 354 bytes\n";
+    RunningConsole console({"check", "--file", write(good + good + "A9 F1 08 03 62 01 354 bytes\n")});
+    EXPECT_EQ(console.exitStatus(), 2);
+    EXPECT_TRUE(console.output().endsWith("\n2 replies: 2 accepted, 0 refused\n"));
+}
+
 TEST_F(ConsoleCheckFile, AsJsonEndsWithASummary)
 {
     const QString file = write("A2 F1 08 03 62 01 354 bytes\nnonsense\nPVN410MAX 68 08 01 01 00\n");
