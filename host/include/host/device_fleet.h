@@ -77,7 +77,7 @@ class BIZ_HOST_EXPORT DeviceFleet : public QObject
 public:
     /** Commands of one device that may be pending, and their bytes of payload together. */
     static constexpr int mostPending = 1000;
-    static constexpr qint64 mostPendingBytes = 8 * 1024 * 1024;
+    static constexpr qint64 mostPendingBytes = qint64{8} * 1024 * 1024;
 
     /** The longest name of a device, in characters. */
     static constexpr int longestName = 64;

@@ -15,7 +15,7 @@ namespace biz::host {
 /** A file of an event log, and how much of it is kept: "events.jsonl", before it "events.jsonl.1"... */
 struct EventFile
 {
-    static constexpr qint64 defaultMaxBytes = 16 * 1024 * 1024;
+    static constexpr qint64 defaultMaxBytes = qint64{16} * 1024 * 1024;
     static constexpr int defaultMaxFiles = 4;
 
     EventFile(QString filePath, qint64 bytesOfOne = defaultMaxBytes, int files = defaultMaxFiles)

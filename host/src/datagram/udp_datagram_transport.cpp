@@ -31,7 +31,7 @@ int roomOf(int payload)
 QHostAddress localOf(const QHostAddress &local, sa_family_t family)
 {
     if (local == QHostAddress(QHostAddress::Any)) {
-        return QHostAddress(family == AF_INET ? QHostAddress::AnyIPv4 : QHostAddress::AnyIPv6);
+        return {family == AF_INET ? QHostAddress::AnyIPv4 : QHostAddress::AnyIPv6};
     }
     return local;
 }
@@ -64,7 +64,7 @@ QString UdpDatagramTransport::open(const QHostAddress &local)
     // The first group shows whether the address can be used at all.
     const sa_family_t family = SocketAddress(localOf(local, AF_INET), 0).family();
     if (openGroup(family, Company::Silent) == nullptr) {
-        const QString problem = m_openProblem;
+        QString problem = m_openProblem;
         close();
         return problem;
     }

@@ -48,7 +48,7 @@ TimePoint DeviceWatch::nextLook()
     const DeviceCommand *const gated = m_commands->gated();
     for (const Ticket ticket : m_commands->allInFlight()) {
         const DeviceCommand &command = *m_commands->find(ticket);
-        if (&command != gated) {
+        if (gated == nullptr || &command != gated) {
             next = std::min(next, command.announcedAt + waitOf(command));
         } else if (command.attempts > 1) {
             next = std::min(next, command.announcedAt + timing::shortestWait(waitOf(command)));

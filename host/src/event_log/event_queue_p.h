@@ -42,7 +42,7 @@ public:
     };
 
     /** A disk that is stuck for seconds costs no event; then memory is worth more. */
-    static constexpr qint64 mostBytes = 4 * 1024 * 1024;
+    static constexpr qint64 mostBytes = qint64{4} * 1024 * 1024;
 
     /** True when somebody is to be told to look: who has found something lately looks again by himself. */
     bool append(const Event &event)

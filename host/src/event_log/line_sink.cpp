@@ -9,7 +9,7 @@ namespace biz::host {
 namespace {
 
 /** With more waiting in a device that sends by itself, as a socket does, nobody reads: seconds of a busy host. */
-constexpr qint64 mostHeld = 1024 * 1024;
+constexpr qint64 mostHeld = qint64{1024} * 1024;
 
 } // namespace
 

@@ -28,7 +28,7 @@ static_assert(std::size(countedByWorkers) + std::size(countedByTheFleet) == coun
 
 QByteArray headOf(const model_Protocoldata &record)
 {
-    return QByteArray(reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead));
+    return {reinterpret_cast<const char *>(record.ucHead), sizeof(record.ucHead)};
 }
 
 } // namespace

@@ -13,7 +13,7 @@ namespace biz::host {
 namespace {
 
 /** Bytes on their way to a worker from which on it counts as one that does not read. */
-constexpr qint64 mostOnTheirWay = 64 * 1024;
+constexpr qint64 mostOnTheirWay = qint64{64} * 1024;
 
 /** As much of its errors as a reason repeats. */
 constexpr int keptErrors = 400;

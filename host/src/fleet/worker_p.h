@@ -82,7 +82,7 @@ private:
     void beat();
     void onOutput();
     void onErrors();
-    void onLine(const InputLine &line);
+    void onLine(const InputLine &read);
     void onEnd(Error error, const QString &how);
     void tellAway(Error error, const QString &reason);
     void kill(const QString &why);

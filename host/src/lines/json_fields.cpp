@@ -51,7 +51,7 @@ QString repeatedKey(const QByteArrayList &written)
 {
     QStringList keys;
     for (const QByteArray &one : written) {
-        const QString key = QJsonDocument::fromJson('[' + one + ']').array().at(0).toString();
+        QString key = QJsonDocument::fromJson('[' + one + ']').array().at(0).toString();
         if (keys.contains(key)) {
             return key;
         }

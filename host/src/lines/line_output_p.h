@@ -17,7 +17,7 @@ class LineOutput : public QObject
 
 public:
     /** Held bytes from which on a client counts as one that does not read. */
-    static constexpr qint64 fullAt = 256 * 1024;
+    static constexpr qint64 fullAt = qint64{256} * 1024;
 
     /** Held bytes from which on lines are dropped that nobody waits for. */
     static constexpr qint64 overfullAt = 16 * fullAt;

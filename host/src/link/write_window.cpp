@@ -8,7 +8,7 @@ namespace biz::host {
 
 namespace {
 
-constexpr qint64 mostHeldBytes = 64 * 1024;
+constexpr qint64 mostHeldBytes = qint64{64} * 1024;
 
 } // namespace
 

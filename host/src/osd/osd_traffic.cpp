@@ -56,7 +56,7 @@ void OsdTraffic::setMatcher(std::unique_ptr<OsdReplyMatcher> matcher)
 
 QString OsdTraffic::begin(const QHostAddress &local, quint16 devicePort)
 {
-    const QString problem = m_transport->open(local);
+    QString problem = m_transport->open(local);
     if (!problem.isEmpty()) {
         return problem;
     }
@@ -133,7 +133,7 @@ void OsdTraffic::onAnnounced(const OsdMessage &message)
         device->aheadTag = 0;
     }
     OsdCommand *const command = m_isRunning ? m_commands->find(message.record.nTag) : nullptr;
-    if (command == nullptr) {
+    if (device == nullptr || command == nullptr) {
         OsdLoops::instance().letThrough(message.record);
     } else {
         m_commands->markInFlight(*device, *command);

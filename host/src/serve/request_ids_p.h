@@ -19,7 +19,7 @@ public:
 
     /** So many commands may be pending, with so many bytes of payload together. */
     static constexpr int mostPending = 10'000;
-    static constexpr qint64 mostPendingBytes = 16 * 1024 * 1024;
+    static constexpr qint64 mostPendingBytes = qint64{16} * 1024 * 1024;
 
     bool isUsed(const QString &id) const { return m_tickets.contains(id); }
     bool hasRoomFor(qint64 bytes) const

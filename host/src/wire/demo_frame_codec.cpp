@@ -157,7 +157,7 @@ void DemoFrameCodec::reset()
 
 QByteArray DemoFrameCodec::preamble() const
 {
-    return QByteArray(delimiterSize, delimiter);
+    return {delimiterSize, delimiter};
 }
 
 int DemoFrameCodec::heldBytes() const

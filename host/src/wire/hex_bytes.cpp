@@ -25,7 +25,7 @@ std::optional<QByteArray> bytesFromHex(const QString &text)
 {
     QByteArray bytes;
     bytes.reserve(text.size() / 2);
-    for (auto at = text.begin(); at != text.end();) {
+    for (const auto *at = text.begin(); at != text.end();) {
         if (*at == QLatin1Char(' ')) {
             ++at;
             continue;

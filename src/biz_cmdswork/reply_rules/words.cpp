@@ -238,8 +238,8 @@ std::string whyBroken(const Reply &reply, const Clause &clause)
                std::to_string(neededPayload(clause, reply));
     }
     const Alternatives alternatives(clause);
-    const std::string text = nameOf(alternatives.number) + " is " +
-                             std::to_string(valueOf(alternatives.number, reply)) + ", " + allowed(alternatives);
+    std::string text = nameOf(alternatives.number) + " is " + std::to_string(valueOf(alternatives.number, reply)) +
+                       ", " + allowed(alternatives);
     if (alternatives.others.empty()) {
         return text;
     }

@@ -26,7 +26,7 @@ bool isFree(const QString &ip);
 constexpr std::size_t maxRepliesWaiting = 100000;
 
 /** And so many bytes of payload: a thousand of the largest replies. */
-constexpr qint64 maxReplyBytesWaiting = 64 * 1024 * 1024;
+constexpr qint64 maxReplyBytesWaiting = qint64{64} * 1024 * 1024;
 
 /** Queues a reply for the receive loop; returns how many of the oldest had to go for it. */
 std::size_t pushReply(const model_OsdParam &reply);
