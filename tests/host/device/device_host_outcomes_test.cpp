@@ -88,8 +88,9 @@ TEST_F(DeviceHostOutcomes, AReplyToTheResendAnswersTheCommand)
 
 TEST_F(DeviceHostOutcomes, AResendIsToldAsTheSecondAttempt)
 {
+    constexpr int waitMs = 600; // a first copy that is written later than this has no resend
     start();
-    ASSERT_TRUE(waitForEnd(enqueue(shortWaitMs)));
+    ASSERT_TRUE(waitForEnd(enqueue(waitMs)));
     const auto sent = seen.of("sent");
     ASSERT_EQ(sent.size(), 2U);
     EXPECT_EQ(sent.front().attempt, 1);
