@@ -96,7 +96,7 @@ Options readOptions()
         return options;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+        throw UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
     }
     options.configFile = parser.value(QStringLiteral("config"));
     if (options.configFile.isEmpty()) {

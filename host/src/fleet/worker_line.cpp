@@ -49,7 +49,8 @@ template<typename Enum>
 Enum enumFrom(const QString &name, Enum fallback)
 {
     const QMetaEnum all = QMetaEnum::fromType<Enum>();
-    const QByteArray key = name.left(1).toUpper().toLatin1() + name.mid(1).toLatin1();
+    QByteArray key = name.toLatin1();
+    key.replace(0, 1, key.left(1).toUpper());
     bool isFound = false;
     const int value = all.keyToValue(key.constData(), &isFound);
     return isFound ? static_cast<Enum>(value) : fallback;

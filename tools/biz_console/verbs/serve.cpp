@@ -162,7 +162,8 @@ int runServe(const QStringList &arguments, const Output &output)
         return AsExpected;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        throw tools::UsageError(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+        throw tools::UsageError(
+            QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
     }
     FileNames names({});
     MetricsFile metrics(parser, output, names);

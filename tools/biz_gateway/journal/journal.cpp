@@ -46,7 +46,7 @@ QByteArray notNull(const QByteArray &bytes)
 
 QString notNull(const QString &text)
 {
-    return text.isNull() ? QStringLiteral("") : text;
+    return text.isNull() ? QString(QLatin1String("")) : text;
 }
 
 JournalEntry entryOf(const QSqlQuery &query)

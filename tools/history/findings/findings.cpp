@@ -419,12 +419,12 @@ Finding countOf(const History &history, bool allWell)
     append(all.unreachable, "without reply since the link was down");
     append(all.others, "ended by the host itself");
     append(all.notEnded, "not ended when the log ends");
-    const QString sentence =
+    QString sentence =
         all.commands == 0 ? QStringLiteral("there are no commands in these files") : parts.join(QStringLiteral(", "));
+    sentence.replace(0, 1, sentence.at(0).toUpper());
     const bool isGood = allWell && areAllAnswered;
     return finding(isGood ? Kind::AllWell : Kind::Count, isGood ? Severity::Good : Severity::Note, -1,
-                   isGood ? QStringLiteral("All well") : QStringLiteral("In all"),
-                   sentence.left(1).toUpper() + sentence.mid(1) + QLatin1Char('.'));
+                   isGood ? QStringLiteral("All well") : QStringLiteral("In all"), sentence + QLatin1Char('.'));
 }
 
 /** Many devices may have the same fault: the first ones are told one by one, the others together. */

@@ -58,7 +58,7 @@ QString escaped(const QString &text)
     for (int i = 0; i < text.size(); ++i) {
         const bool isPair = text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
         if (isPair) {
-            safe += text.mid(i, 2);
+            safe.append(text.constData() + i, 2);
             ++i;
         } else {
             safe += escapedCharacter(text.at(i));

@@ -35,7 +35,11 @@ private:
 };
 
 /** Never destroyed: the receive loop may outlive main(). */
-WaitingSizes &waitingSizes = *new WaitingSizes;
+WaitingSizes &waitingSizes()
+{
+    static auto *const all = new WaitingSizes;
+    return *all;
+}
 
 } // namespace
 
@@ -59,14 +63,14 @@ std::size_t pushReply(const model_OsdParam &reply)
 {
     const Lock lock(biz_Osd_CMDSWork::receiveHexCmdlock);
     auto &replies = biz_Osd_CMDSWork::receivequeueHexCmd;
-    waitingSizes.keepLast(replies.size());
+    waitingSizes().keepLast(replies.size());
     std::size_t dropped = 0;
-    for (; replies.size() >= maxRepliesWaiting || waitingSizes.total() > maxReplyBytesWaiting; ++dropped) {
+    for (; replies.size() >= maxRepliesWaiting || waitingSizes().total() > maxReplyBytesWaiting; ++dropped) {
         replies.pop();
-        waitingSizes.keepLast(replies.size());
+        waitingSizes().keepLast(replies.size());
     }
     replies.push(reply);
-    waitingSizes.add(reply.baData.size());
+    waitingSizes().add(reply.baData.size());
     return dropped;
 }
 
