@@ -7,11 +7,13 @@ set -euo pipefail
 exemptions=$1 folder=$2
 shift 2
 
-# reports_race_in NAME PROGRAM...
+# reports_race_in NAME PROGRAM[:TEST]...
 reports_race_in() {
-    local program log=$folder/exemption.log
+    local program filter log=$folder/exemption.log
     for program in "${@:2}"; do
-        TSAN_OPTIONS="suppressions=$folder/fewer.supp halt_on_error=0 exitcode=0" "$program" >"$log" 2>&1 || true
+        filter=${program#"${program%%:*}"} filter=${filter#:}
+        GTEST_FILTER=${filter:-*} TSAN_OPTIONS="suppressions=$folder/fewer.supp halt_on_error=0 exitcode=0" \
+            "${program%%:*}" >"$log" 2>&1 || true
         if grep -A12 'WARNING: ThreadSanitizer: data race' "$log" | grep -F "$1" >/dev/null; then
             return 0
         fi

@@ -215,7 +215,7 @@ TEST_F(DeviceHostLife, AStopPastItsDeadlineNamesTheSlowLoopAndStillEndsTheComman
     clock.start();
     const StopReport report = host->stop(deadlineMs);
     EXPECT_LT(clock.elapsed(), deadlineMs + slackMs);
-    EXPECT_EQ(report.slowSteps, QStringList{"biz-send"});
+    EXPECT_TRUE(report.slowSteps.contains("biz-send")); // and on a busy machine the other loop, too
     EXPECT_EQ(waitForOutcome(ticket), "stopped");
 }
 
