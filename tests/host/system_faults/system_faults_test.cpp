@@ -279,13 +279,13 @@ TYPED_TEST(ProcessFault, AProcessThatStandsStillLosesNoCommand)
          QStringLiteral("kill -STOP %1; sleep %2; kill -CONT %1").arg(getpid()).arg(stoppedSeconds())}));
     QElapsedTimer clock;
     clock.start();
-    ASSERT_TRUE(this->waitForEnd(late)); // runs in this process, which stands still meanwhile
+    const int patienceBeyondTheStop = 1000 * stoppedSeconds() + patienceMs; // this process stands still meanwhile
+    ASSERT_TRUE(waitFor([&] { return this->outcomeOf(late) != "none"; }, patienceBeyondTheStop));
     EXPECT_EQ(this->outcomeOf(late), "gaveUp");
     this->setMute(false);
     ASSERT_TRUE(this->waitForAllEnds());
     EXPECT_NE(this->outcomeOf(waiting), "none");
-    ASSERT_TRUE(
-        waitFor([&] { return clock.elapsed() >= 1000 * stoppedSeconds(); }, 1000 * stoppedSeconds() + patienceMs));
+    ASSERT_TRUE(waitFor([&] { return clock.elapsed() >= 1000 * stoppedSeconds(); }, patienceBeyondTheStop));
     ASSERT_TRUE(this->waitUntilReachable());
     this->expectAnswer();
 }
