@@ -22,12 +22,14 @@ QString nameOf(Enum value)
     return printedName(QMetaEnum::fromType<Enum>().valueToKey(static_cast<int>(value)));
 }
 
-QStringList namesOfEvents()
+/** In the order in which the enumerators stand. */
+template<typename Enum>
+QStringList namesOfAll()
 {
-    const QMetaEnum kinds = QMetaEnum::fromType<EventKind>();
+    const QMetaEnum all = QMetaEnum::fromType<Enum>();
     QStringList names;
-    for (int i = 0; i < kinds.keyCount(); ++i) {
-        names.append(printedName(kinds.key(i)));
+    for (int i = 0; i < all.keyCount(); ++i) {
+        names.append(printedName(all.key(i)));
     }
     return names;
 }
@@ -38,7 +40,7 @@ QStringList namesOfEvents()
  */
 const QStringList &eventNames()
 {
-    static const auto *const all = new QStringList(namesOfEvents());
+    static const auto *const all = new QStringList(namesOfAll<EventKind>());
     return *all;
 }
 
@@ -61,12 +63,7 @@ bool outcomeFromName(const QString &name, Outcome *outcome)
 
 QStringList outcomeNames()
 {
-    const QMetaEnum outcomes = QMetaEnum::fromType<Outcome>();
-    QStringList names;
-    for (int i = 0; i < outcomes.keyCount(); ++i) {
-        names.append(printedName(outcomes.key(i)));
-    }
-    return names;
+    return namesOfAll<Outcome>();
 }
 
 QString linkStateName(LinkState state)
