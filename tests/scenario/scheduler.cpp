@@ -10,6 +10,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sched.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -21,6 +22,10 @@ namespace {
 
 constexpr std::chrono::seconds realTimeBound{60};
 constexpr std::chrono::seconds startOfWallClock{1704067200}; // 2024-01-01 00:00 UTC
+constexpr std::chrono::hours startOfSteadyClock{1};          // since the machine was started
+
+/** How often a task looks again at what it waits for in other ways than by a watched mutex or by sleeping. */
+constexpr milliseconds lookPeriod{1};
 
 // A fingerprint is a 64-bit FNV-1a hash.
 constexpr std::uint64_t fingerprintOfNothing = 14695981039346656037U;
@@ -81,6 +86,7 @@ struct Scheduler::Task
     std::vector<const void *> held;
     int points = 0;
     Turn turn;
+    pthread_t handle{};
     StartRoutine routine = nullptr;
     void *argument = nullptr;
 };
@@ -189,9 +195,26 @@ int Scheduler::create(void *handle, const void *attributes, void *(*routine)(voi
     const int error = real(static_cast<pthread_t *>(handle), static_cast<const pthread_attr_t *>(attributes),
                            TaskEntry::enter, task.get());
     if (error == 0) {
+        task->handle = *static_cast<pthread_t *>(handle);
         m_tasks.push_back(std::move(task));
     }
     return error;
+}
+
+/** A thread's handle may be that of an earlier one, which has ended. */
+void Scheduler::awaitEndOf(const void *handle)
+{
+    const auto task = std::find_if(m_tasks.rbegin(), m_tasks.rend(), [handle](const auto &candidate) {
+        return pthread_equal(candidate->handle, *static_cast<const pthread_t *>(handle)) != 0;
+    });
+    while (task != m_tasks.rend() && (*task)->state != Task::State::Ended) {
+        sleep(lookPeriod);
+    }
+}
+
+nanoseconds Scheduler::steadyClock() const
+{
+    return startOfSteadyClock + m_now;
 }
 
 int Scheduler::currentTask()
@@ -404,10 +427,11 @@ BIZ_INTERPOSED int nanosleep(const timespec *request, timespec * /*remaining*/)
 
 BIZ_INTERPOSED int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
-    if (clock != CLOCK_REALTIME || !Scheduler::isTask()) {
+    if ((clock != CLOCK_REALTIME && clock != CLOCK_MONOTONIC) || !Scheduler::isTask()) {
         return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
     }
-    const std::chrono::nanoseconds now = Scheduler::instance()->wallClock();
+    const Scheduler &scheduler = *Scheduler::instance();
+    const std::chrono::nanoseconds now = clock == CLOCK_REALTIME ? scheduler.wallClock() : scheduler.steadyClock();
     const auto wholeSeconds = std::chrono::floor<std::chrono::seconds>(now);
     time->tv_sec = wholeSeconds.count();
     time->tv_nsec = (now - wholeSeconds).count();
@@ -451,4 +475,43 @@ BIZ_INTERPOSED int pthread_mutex_unlock(pthread_mutex_t *mutex) noexcept
         Scheduler::instance()->afterUnlock(mutex);
     }
     return result;
+}
+
+namespace {
+
+/** Wakes without a reason, which whoever waits for a condition has to be ready for: others have had their turns. */
+int wakeLater(pthread_mutex_t *mutex)
+{
+    pthread_mutex_unlock(mutex);
+    if (Scheduler::isTask()) {
+        Scheduler::instance()->sleep(biz::scenario::lookPeriod);
+    } else {
+        sched_yield();
+    }
+    return pthread_mutex_lock(mutex);
+}
+
+} // namespace
+
+BIZ_INTERPOSED int pthread_cond_wait(pthread_cond_t * /*condition*/, pthread_mutex_t *mutex)
+{
+    return wakeLater(mutex);
+}
+
+BIZ_INTERPOSED int pthread_cond_clockwait(pthread_cond_t * /*condition*/, pthread_mutex_t *mutex, clockid_t clock,
+                                          const timespec *until)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    const bool isOver = now.tv_sec != until->tv_sec ? now.tv_sec > until->tv_sec : now.tv_nsec >= until->tv_nsec;
+    return isOver ? ETIMEDOUT : wakeLater(mutex);
+}
+
+BIZ_INTERPOSED int pthread_join(pthread_t handle, void **result)
+{
+    static const auto real = biz::scenario::systemCall<int (*)(pthread_t, void **)>("pthread_join");
+    if (Scheduler::isTask()) {
+        Scheduler::instance()->awaitEndOf(&handle);
+    }
+    return real(handle, result);
 }

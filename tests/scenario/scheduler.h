@@ -17,10 +17,11 @@
  * choices by one chooser.
  *
  * The program that links this file brings its own nanosleep, gettimeofday, clock_gettime,
- * pthread_create, pthread_mutex_lock and pthread_mutex_unlock. Threads that are made inside run() are
- * tasks. A task goes on until it sleeps, starts a task, or locks or unlocks a watched
- * mutex, or passes a point of the host's own; there the chooser says who goes on among all
- * tasks that could run now. Virtual time moves only when every task sleeps. So whatever
+ * pthread_create, pthread_join, pthread_mutex_lock, pthread_mutex_unlock, pthread_cond_wait and
+ * pthread_cond_clockwait. Threads that are made inside run() are tasks. A task goes on until it
+ * sleeps, starts a task, or locks or unlocks a watched mutex, or passes a point of the host's own;
+ * there the chooser says who goes on among all tasks that could run now. Who waits for a condition
+ * or for a thread's end looks again each millisecond. Virtual time moves only when every task sleeps. So whatever
  * stands between two such points is one step, and every order of the steps can come up, the
  * same one again for the same choices.
  */
@@ -80,6 +81,7 @@ public:
     nanoseconds now() const { return m_now; }
     void setWallClock(std::chrono::seconds sinceEpoch);
     nanoseconds wallClock() const { return m_wallAtZero + m_now; }
+    nanoseconds steadyClock() const;
 
     /** The task that runs now; 0 outside of run(). */
     static int currentTask();
@@ -122,6 +124,7 @@ public:
     void beforeLock(const void *mutex);
     void afterUnlock(const void *mutex);
     int create(void *handle, const void *attributes, void *(*routine)(void *), void *argument);
+    void awaitEndOf(const void *handle);
 
 private:
     struct Task;
