@@ -90,6 +90,8 @@ int repeat(const std::string &text)
 int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);
+    // A thread that is not Qt's own has the event loop that Qt has by itself.
+    qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
     stayOnOneProcessor();
     std::set_terminate(tellScheduleAndAbort);

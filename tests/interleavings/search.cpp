@@ -38,14 +38,6 @@ Search search(const Situation &situation, bool planted, int bound, const std::st
 
 } // namespace
 
-std::vector<Situation> smallSituations()
-{
-    std::vector<Situation> all = deviceSituations();
-    const std::vector<Situation> osd = osdSituations();
-    all.insert(all.end(), osd.begin(), osd.end());
-    return all;
-}
-
 std::string nameOf(const Situation &situation, bool planted)
 {
     return situation.name + (planted ? "+planted" : "");

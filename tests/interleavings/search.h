@@ -30,8 +30,6 @@ struct Search
     bool has(const std::string &finding) const { return found.count(finding) != 0; }
 };
 
-std::vector<Situation> smallSituations();
-
 /** Every run of the situation with at most `bound` preemptions. */
 Search searchAll(const Situation &situation, bool planted, int bound);
 

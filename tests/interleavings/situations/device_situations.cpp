@@ -1,5 +1,5 @@
 #include <interleavings/situations/device_stage.h>
-#include <interleavings/situations/situation.h>
+#include <interleavings/situations/small_situations.h>
 
 namespace biz::interleavings {
 

@@ -239,29 +239,3 @@ void DeviceStage::onInitCore(int number)
 }
 
 } // namespace biz::interleavings
-
-// --- What the library calls before an access without a lock ---------------------------------
-
-namespace biz::interleavings {
-
-// Declared by the header that stands before the library's own.
-void beforeUnlockedAccess(const void *member);
-void beforeUnlockedDiscard(const void *queue);
-
-void beforeUnlockedAccess(const void *member)
-{
-    if (Scheduler::isTask() && Scheduler::instance()->watches(member)) {
-        Scheduler::instance()->point();
-    }
-}
-
-void beforeUnlockedDiscard(const void *queue)
-{
-    beforeUnlockedAccess(queue);
-    if (theStage != nullptr) {
-        theStage->require(!Scheduler::instance()->isHeld(biz_CMDSWork::HexCmdlock.native_handle()),
-                          finding::discardMeetsLock);
-    }
-}
-
-} // namespace biz::interleavings

@@ -24,7 +24,6 @@ constexpr char counterIsWrong[] = "the counter has not counted each take and eac
 constexpr char commandIsLost[] = "a command is neither announced nor discarded";
 constexpr char announcedTwice[] = "a command is announced twice without a resend";
 constexpr char takesFromEmptyQueue[] = "the host takes from an empty queue";
-constexpr char discardMeetsLock[] = "the queue is discarded while another thread has it locked";
 
 } // namespace finding
 

@@ -1,5 +1,5 @@
 #include <interleavings/situations/osd_stage.h>
-#include <interleavings/situations/situation.h>
+#include <interleavings/situations/small_situations.h>
 
 #include <map>
 

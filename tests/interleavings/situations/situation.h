@@ -43,8 +43,8 @@ struct LargeSituation
     Sampling sampling;
 };
 
-std::vector<Situation> deviceSituations();
-std::vector<Situation> osdSituations();
+/** All that the program plays. */
+std::vector<Situation> smallSituations();
 std::vector<LargeSituation> largeSituations();
 
 } // namespace biz::interleavings

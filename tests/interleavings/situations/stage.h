@@ -13,6 +13,12 @@ namespace biz::interleavings {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
+namespace finding {
+
+constexpr char discardMeetsLock[] = "the queue is discarded while another thread has it locked";
+
+} // namespace finding
+
 /** What a run has shown, in words. */
 using Findings = std::set<std::string>;
 
@@ -21,7 +27,7 @@ class Stage
 {
 public:
     Stage(RecordingChooser &chooser, bool planted);
-    virtual ~Stage() = default;
+    virtual ~Stage();
     Stage(const Stage &) = delete;
     Stage &operator=(const Stage &) = delete;
 
