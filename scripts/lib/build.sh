@@ -1,5 +1,5 @@
 # Sourced by the scripts, behind packages.sh: the optimised builds that scripts/test, scripts/demo and scripts/verify
-# share, one for each Qt, and commands that say nothing unless they fail. $root is the source tree.
+# share, one for each Qt, commands that say nothing unless they fail, and runs side by side. $root is the source tree.
 
 # use_qt QT: from now on the build is the one with this Qt.
 use_qt() {
@@ -33,6 +33,26 @@ step() {
     fi
     [ $status -ne 0 ] || echo "... done after $((SECONDS - started)) s"
     return $status
+}
+
+# processors: the numbers of those that this script may run on.
+processors() {
+    local ranges range
+    ranges=$(sed -nE 's/^Cpus_allowed_list:\s*//p' /proc/self/status)
+    for range in ${ranges//,/ }; do
+        seq "${range%-*}" "${range#*-}"
+    done
+}
+
+# side_by_side COMMAND...: runs COMMAND with the arguments that a line of the input has, each line once, and fails when
+# one of these runs does. Each run has a processor to itself: two runs of a program that stays where it starts would
+# share one otherwise. A run's output is shown when it ends.
+side_by_side() {
+    of_slot=$(processors) xargs -P "$(nproc)" -L 1 --process-slot-var=slot bash -c '
+        of_slot=($of_slot) status=0
+        output=$(taskset --cpu-list "${of_slot[slot % ${#of_slot[@]}]}" "$@" 2>&1) || status=1
+        printf "%s\n" "$output"
+        exit $status' side_by_side "$@"
 }
 
 # configure_release [CMAKE ARGUMENT...]: every part is asked for by name: one that is left out for want of a package
