@@ -14,6 +14,8 @@ else()
 endif()
 option(BIZ_PRECOMPILED_HEADERS "Compile the headers of Qt and GoogleTest once" ${default})
 
+# What inline functions of these headers need of templates is compiled anew in each source. So a header that costs much
+# of that and has few users is missing here: QThread, which brings <future>, and those of Qt Network.
 set(BIZ_STANDARD_HEADERS
     <algorithm> <array> <atomic> <chrono> <condition_variable> <deque> <functional> <limits> <map> <memory>
     <mutex> <optional> <queue> <set> <string> <thread> <vector>)
@@ -21,11 +23,8 @@ set(BIZ_QT_CORE_HEADERS
     <QtCore/QByteArray> <QtCore/QCoreApplication> <QtCore/QDateTime> <QtCore/QDebug> <QtCore/QDir>
     <QtCore/QElapsedTimer> <QtCore/QFile> <QtCore/QHash> <QtCore/QJsonArray> <QtCore/QJsonDocument>
     <QtCore/QJsonObject> <QtCore/QList> <QtCore/QLocale> <QtCore/QMap> <QtCore/QObject> <QtCore/QPointer>
-    <QtCore/QRegularExpression> <QtCore/QString> <QtCore/QStringList> <QtCore/QTextStream> <QtCore/QThread>
-    <QtCore/QTimer> <QtCore/QUrl> <QtCore/QVector>)
-set(BIZ_QT_NETWORK_HEADERS
-    <QtNetwork/QHostAddress> <QtNetwork/QNetworkDatagram> <QtNetwork/QTcpServer> <QtNetwork/QTcpSocket>
-    <QtNetwork/QUdpSocket>)
+    <QtCore/QRegularExpression> <QtCore/QString> <QtCore/QStringList> <QtCore/QTextStream> <QtCore/QTimer>
+    <QtCore/QUrl> <QtCore/QVector>)
 
 # biz_add_precompiled_headers(target [LIBRARIES library...] HEADERS header...): the target that compiles them.
 function(biz_add_precompiled_headers target)
@@ -40,14 +39,7 @@ function(biz_add_precompiled_headers target)
     add_library(${target} OBJECT ${source})
     biz_target_defaults(${target} none)
     target_link_libraries(${target} PRIVATE Qt${BIZ_QT}::Core ${ARG_LIBRARIES})
-    set(headers ${BIZ_STANDARD_HEADERS} ${BIZ_QT_CORE_HEADERS} ${ARG_HEADERS})
-    if(BIZ_BUILD_HOST)
-        # Its folders only: a macro of that library's name would keep others from using the headers.
-        biz_find_qt(Network)
-        target_include_directories(${target} SYSTEM PRIVATE ${Qt${BIZ_QT}Network_INCLUDE_DIRS})
-        list(APPEND headers ${BIZ_QT_NETWORK_HEADERS})
-    endif()
-    target_precompile_headers(${target} PRIVATE ${headers})
+    target_precompile_headers(${target} PRIVATE ${BIZ_STANDARD_HEADERS} ${BIZ_QT_CORE_HEADERS} ${ARG_HEADERS})
     biz_tell_ccache(${target})
 endfunction()
 
