@@ -17,6 +17,9 @@ namespace biz::testkit {
 /** The most memory, roughly, that the delayed replies of a device or of a group take together. */
 constexpr qint64 mostDelayedBytes = qint64{32} << 20;
 
+/** Until the next try to listen at an address that somebody else has taken meanwhile. */
+constexpr int returnRetryMs = 500;
+
 /** A device of the device channel. */
 struct DeviceSettings
 {

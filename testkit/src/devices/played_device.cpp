@@ -15,9 +15,6 @@ namespace {
 /** Between the pieces of a frame: long enough for a host to read each by itself. */
 constexpr int piecePauseMs = 20;
 
-/** Until the next try to listen at an address that somebody else has taken meanwhile. */
-constexpr int returnRetryMs = 500;
-
 /** What a delayed answer takes in memory beside its replies, with its timer and its host. */
 constexpr qint64 aroundAnswerBytes = 2048;
 

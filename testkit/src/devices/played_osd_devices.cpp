@@ -14,9 +14,6 @@ namespace {
 /** How many free ports of the first address are tried on the others. */
 constexpr int portAttempts = 50;
 
-/** Until the next try to listen at an address that somebody else has taken meanwhile. */
-constexpr int returnRetryMs = 500;
-
 /** A reply with the fault in it, as the datagrams that leave; empty when the fault is none of an OSD device's. */
 QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
 {
@@ -51,12 +48,12 @@ QVector<QByteArray> datagramsWith(const Fault &fault, const QByteArray &reply)
 }
 
 /** What delayed datagrams take in memory beside their bytes, with their timer. */
-constexpr qint64 aroundAnswerBytes = 1024;
+constexpr qint64 aroundDatagramsBytes = 1024;
 
 /** What they take in all, roughly. The datagrams of a burst share their bytes. */
 qint64 costOf(const QVector<QByteArray> &datagrams)
 {
-    return aroundAnswerBytes + datagrams.size() * static_cast<qint64>(sizeof(QByteArray)) +
+    return aroundDatagramsBytes + datagrams.size() * static_cast<qint64>(sizeof(QByteArray)) +
            datagrams.constLast().size();
 }
 

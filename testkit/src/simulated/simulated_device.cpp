@@ -27,7 +27,7 @@ DeviceSettings settingsOf(const QString &model, const FaultSettings &faults)
     return settings;
 }
 
-DeviceSettings recordedSettings(const QString &file, const FaultSettings &faults)
+DeviceSettings settingsOfRecordedDevice(const QString &file, const FaultSettings &faults)
 {
     const tools::RecordedDevices recording = readRecording(file);
     if (!recording.isOfDevice) {
@@ -70,7 +70,7 @@ SimulatedDevice::SimulatedDevice(const QString &model, const FaultSettings &faul
 
 std::unique_ptr<SimulatedDevice> SimulatedDevice::fromRecording(const QString &file, const FaultSettings &faults)
 {
-    auto own = std::make_unique<Private>(recordedSettings(file, faults));
+    auto own = std::make_unique<Private>(settingsOfRecordedDevice(file, faults));
     return std::unique_ptr<SimulatedDevice>(new SimulatedDevice(std::move(own), nullptr));
 }
 

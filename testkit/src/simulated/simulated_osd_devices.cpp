@@ -29,7 +29,7 @@ OsdSettings settingsOf(const QString &firstAddress, int count, const FaultSettin
     return settings;
 }
 
-OsdSettings recordedSettings(const QString &file, const FaultSettings &faults)
+OsdSettings settingsOfRecordedDevices(const QString &file, const FaultSettings &faults)
 {
     const tools::RecordedDevices recording = readRecording(file);
     if (recording.isOfDevice) {
@@ -80,7 +80,7 @@ SimulatedOsdDevices::SimulatedOsdDevices(const QString &firstAddress, int count,
 std::unique_ptr<SimulatedOsdDevices> SimulatedOsdDevices::fromRecording(const QString &file,
                                                                         const FaultSettings &faults)
 {
-    auto own = std::make_unique<Private>(recordedSettings(file, faults));
+    auto own = std::make_unique<Private>(settingsOfRecordedDevices(file, faults));
     return std::unique_ptr<SimulatedOsdDevices>(new SimulatedOsdDevices(std::move(own), nullptr));
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int bytesPerRow = 16;
 constexpr int rowsShown = 8;
-constexpr int timeWidth = 10;
+constexpr int durationWidth = 10;
 
 } // namespace
 
@@ -58,7 +58,7 @@ void SendPrinter::printHistory(const host::Event &event)
 {
     m_out << "history\n";
     for (const host::CommandEvent &step : event.history) {
-        m_out << tools::millisecondsText(step.atMs).rightJustified(timeWidth) << "  " << tools::shownText(step.text)
+        m_out << tools::millisecondsText(step.atMs).rightJustified(durationWidth) << "  " << tools::shownText(step.text)
               << '\n';
     }
 }

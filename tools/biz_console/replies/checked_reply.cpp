@@ -15,8 +15,7 @@ namespace biz::console {
 
 namespace {
 
-constexpr int firstHeadByte = 1;
-constexpr int judgedHeadBytes = 5;
+constexpr int judgedHeadBytes = lastHeadByte - firstHeadByte + 1;
 constexpr int maxPayload = host::DemoFrameCodec::maxPayload;
 
 /** Between the columns of a written reply. */

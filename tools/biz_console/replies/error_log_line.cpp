@@ -11,8 +11,6 @@ namespace biz::console {
 namespace {
 
 constexpr int hexadecimal = 16;
-constexpr int firstHeadByte = 1;
-constexpr int lastHeadByte = 5;
 constexpr int lowestSignedByte = 0x80;
 
 /** What stands before the two digits of a negative byte in the dump. */

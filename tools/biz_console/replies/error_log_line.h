@@ -10,6 +10,10 @@
 
 namespace biz::console {
 
+/** The bytes of a reply's head that the rules look at, and that the log shows. */
+constexpr int firstHeadByte = 1;
+constexpr int lastHeadByte = 5;
+
 /** One line of the error log, read back. */
 struct ErrorLogLine
 {

@@ -13,7 +13,6 @@ using tools::ObjectReader;
 
 namespace {
 
-constexpr int largestPort = 65535;
 constexpr int shortestKeepAliveS = 5; ///< what the broker's library takes at least
 constexpr int longestKeepAliveS = 3600;
 constexpr int longestTopic = 65535; ///< in bytes

@@ -21,7 +21,6 @@ namespace {
 
 constexpr int longestMs = 3'600'000;
 constexpr int shortestHeartbeatMs = 10;
-constexpr int largestPort = 65535;
 constexpr int longestKeepHours = 24 * 365;
 constexpr int smallestPayload = 256;
 constexpr int largestPayload = 256 * 1024; ///< of a line that a worker takes

@@ -12,6 +12,8 @@
 /** What the configuration of a gateway says. */
 namespace biz::gateway {
 
+constexpr int largestPort = 65535;
+
 /** Where the broker is, and who the gateway is to it. */
 struct BrokerSettings
 {

@@ -9,9 +9,6 @@ namespace biz::gateway {
 
 namespace {
 
-/** While the journal cannot be written: until then an outcome waits. */
-constexpr int retryPeriodMs = 1000;
-
 bool isCancel(const CommandMessage &command)
 {
     return command.request.what == host::Request::Do::Cancel;
@@ -285,7 +282,7 @@ void CommandDesk::flushEnds()
         });
     } catch (const JournalError &error) {
         qWarning("outcomes wait: %s", qUtf8Printable(error.text()));
-        m_flushing.start(retryPeriodMs);
+        m_flushing.start(journalRetryPeriodMs);
         return;
     }
     const std::vector<End> ends = std::exchange(m_ends, {});

@@ -11,9 +11,6 @@ namespace {
 /** Confirmations are written down together. Who is killed before sends them once more. */
 constexpr int writingPeriodMs = 50;
 
-/** While the journal cannot be written. */
-constexpr int retryPeriodMs = 1000;
-
 } // namespace
 
 Outbox::Outbox(Journal *journal, BrokerSession *session, QObject *parent)
@@ -82,7 +79,7 @@ void Outbox::flush()
         sendWaiting();
     } catch (const JournalError &error) {
         qWarning("%s", qUtf8Printable(error.text()));
-        m_writing.start(retryPeriodMs);
+        m_writing.start(journalRetryPeriodMs);
     }
 }
 

@@ -26,6 +26,9 @@ public:
     QString text() const { return QString::fromUtf8(what()); }
 };
 
+/** From one try to write to a journal that cannot be written to the next: until then, what is to be noted waits. */
+constexpr int journalRetryPeriodMs = 1000;
+
 /** Where the outcome of a command is sent. */
 struct ReplyPath
 {
