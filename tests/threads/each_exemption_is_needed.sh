@@ -12,7 +12,7 @@ reports_race_in() {
     local program filter log=$folder/exemption.log
     for program in "${@:2}"; do
         filter=${program#"${program%%:*}"} filter=${filter#:}
-        GTEST_FILTER=${filter:-*} TSAN_OPTIONS="suppressions=$folder/fewer.supp halt_on_error=0 exitcode=0" \
+        GTEST_FILTER=${filter:-*} TSAN_OPTIONS="suppressions=$folder/fewer.supp halt_on_error=0 exitcode=0 history_size=7" \
             "${program%%:*}" >"$log" 2>&1 || true
         if grep -A12 'WARNING: ThreadSanitizer: data race' "$log" | grep -F "$1" >/dev/null; then
             return 0
