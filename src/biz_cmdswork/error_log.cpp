@@ -10,6 +10,17 @@
 
 namespace {
 
+/**
+ * Qt registers its calendar at the first use of a date. Where two threads of a process do that at once, one of them may
+ * get empty texts for its dates from then on. While the library is loaded the host has no threads of ours yet.
+ */
+bool registerCalendar() noexcept
+{
+    return !QDate(2000, 1, 1).toString(Qt::ISODate).isEmpty();
+}
+
+[[maybe_unused]] const bool calendarIsRegistered = registerCalendar();
+
 /** The log's digits are ASCII whatever locale the user has set. */
 QByteArray asciiTime(const QDateTime &time, const QString &pattern)
 {
