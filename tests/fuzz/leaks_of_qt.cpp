@@ -4,7 +4,7 @@
 #include <dlfcn.h>
 #include <sanitizer/lsan_interface.h>
 
-#include <QJsonDocument>
+#include <QtCore/QJsonDocument>
 
 QJsonDocument QJsonDocument::fromJson(const QByteArray &json, QJsonParseError *error)
 {
